@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <oneapi/tbb/parallel_for.h>
+
+namespace dovra {
+
+/// The number of threads that `concurrentPerform` spreads over; at least 1.
+std::size_t activeProcessorCount();
+
+/// Calls `body(i)` for every i below `iterations`, spread over the processors on a pool that stays warm, and
+/// returns when all are done. Iterations must not depend on each other. An exception of one is rethrown here.
+template <typename Body>
+void concurrentPerform(std::size_t iterations, const Body& body) {
+    if (iterations == 1) {
+        body(std::size_t{0});
+        return;
+    }
+    // The pool's own synchronisation lives in a library that the thread sanitizer cannot see into; these two
+    // atomics state the same ordering (start before every body, every body before the return) where it can.
+    std::atomic<std::size_t> started{iterations};
+    std::atomic<std::size_t> finished{0};
+    oneapi::tbb::parallel_for(std::size_t{0}, iterations, [&](std::size_t i) {
+        (void)started.load(std::memory_order_acquire);
+        body(i);
+        finished.fetch_add(1, std::memory_order_release);
+    });
+    (void)finished.load(std::memory_order_acquire);
+}
+
+}  // namespace dovra

@@ -1,0 +1,83 @@
+#include "Base/Utf8.hpp"
+
+#include <cstdint>
+#include <fmt/format.h>
+#include <unicode/utf8.h>
+
+#include "Base/AsciiFold.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Decodes the code point at `position` and moves past it; negative for a maximal ill-formed subpart.
+UChar32 nextCodePoint(std::string_view bytes, std::size_t& position) {
+    // The macro takes signed 32-bit indices; a window keeps them small for texts of any length.
+    const auto* start = reinterpret_cast<const std::uint8_t*>(bytes.data()) + position;
+    const auto window = static_cast<std::int32_t>(std::min<std::size_t>(bytes.size() - position, 4));
+    std::int32_t length = 0;
+    UChar32 codePoint = 0;
+    U8_NEXT(start, length, window, codePoint);
+    position += static_cast<std::size_t>(length);
+    return codePoint;
+}
+
+bool isControl(UChar32 codePoint) {
+    return codePoint < 0x20 || (codePoint >= 0x7F && codePoint <= 0x9F);
+}
+
+std::string escapedControl(UChar32 codePoint) {
+    switch (codePoint) {
+        case '\n':
+            return "\\n";
+        case '\t':
+            return "\\t";
+        case '\r':
+            return "\\r";
+        default:
+            return fmt::format("\\x{:02X}", static_cast<unsigned>(codePoint));
+    }
+}
+
+constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
+
+}  // namespace
+
+bool isValidUtf8(std::string_view bytes) {
+    if (isAscii(bytes)) return true;
+    for (std::size_t position = 0; position < bytes.size();) {
+        if (nextCodePoint(bytes, position) < 0) return false;
+    }
+    return true;
+}
+
+std::string repairUtf8(std::string_view bytes) {
+    if (isValidUtf8(bytes)) return std::string(bytes);
+    std::string repaired;
+    repaired.reserve(bytes.size() + replacementCharacter.size());
+    for (std::size_t position = 0; position < bytes.size();) {
+        const std::size_t start = position;
+        const bool valid = nextCodePoint(bytes, position) >= 0;
+        repaired += valid ? bytes.substr(start, position - start) : replacementCharacter;
+    }
+    return repaired;
+}
+
+std::string visibleText(std::string_view bytes) {
+    std::string visible;
+    visible.reserve(bytes.size());
+    for (std::size_t position = 0; position < bytes.size();) {
+        const std::size_t start = position;
+        const UChar32 codePoint = nextCodePoint(bytes, position);
+        if (codePoint < 0) {
+            visible += replacementCharacter;
+        } else if (isControl(codePoint)) {
+            visible += escapedControl(codePoint);
+        } else {
+            visible += bytes.substr(start, position - start);
+        }
+    }
+    return visible;
+}
+
+}  // namespace dovra

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace dovra {
+
+/// Whether `bytes` is well-formed UTF-8 (no surrogates, no overlong forms, nothing above U+10FFFF).
+bool isValidUtf8(std::string_view bytes);
+
+/// The text with every ill-formed sequence replaced by U+FFFD, one for each maximal ill-formed subpart (the
+/// practice that the Unicode Standard recommends). Well-formed input comes back unchanged.
+std::string repairUtf8(std::string_view bytes);
+
+/// The text as it may be shown on a terminal: repaired, and every control character (C0, DEL and C1) made
+/// visible as "\n", "\t", "\r" or "\xHH", so that a name cannot move the cursor or restyle the screen.
+std::string visibleText(std::string_view bytes);
+
+}  // namespace dovra

@@ -1,0 +1,16 @@
+# What Dovra does not write itself, and why each library was chosen. All are packages of the distribution.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+
+# Regular expressions: the one engine at hand with lookaround, Unicode classes and a JIT compiler.
+pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
+# Unicode folding, normalisation and properties, and the calendar: complete and maintained.
+find_package(ICU REQUIRED COMPONENTS i18n uc)
+# Parallel loops on a warm thread pool: a small batch must not pay for starting threads.
+find_package(TBB REQUIRED)
+# Text formatting.
+find_package(fmt REQUIRED)
+# SIMD with run-time dispatch: one source for every vector width.
+pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
+# Property lists (tags in extended attributes): reads the binary and the XML form.
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
