@@ -1,0 +1,52 @@
+#include "Index/Crawl.hpp"
+
+#include "Base/ConcurrentPerform.hpp"
+#include "Index/LookAheadWalk.hpp"
+#include "Platform/Volume.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr std::size_t entriesPerReport = 5000;
+
+WalkOptions walkOptions(const CrawlOptions& options) {
+    WalkOptions walk;
+    walk.detail = options.detail;
+    walk.threads = options.threads == 0 ? activeProcessorCount() : options.threads;
+    walk.entersChild = [](std::string_view fullPath) { return !FileIndex::skipDirs.contains(fullPath); };
+    if (options.restrictToStartupVolume) walk.allowedDevices = startupVolumeDevices();
+    return walk;
+}
+
+DirIndex store(FileIndex& index, const WalkedFolder& folder) {
+    const WriteGuard guard(index.rwlock);
+    const DirIndex dirIndex = folder.parent ? index.internChildDirLocked(*folder.parent, folder.name)
+                                            : index.internDirLocked(folder.name);
+    index.storeListingLocked(dirIndex, folder.listing);
+    return dirIndex;
+}
+
+std::int64_t entryCount(const FileIndex& index) {
+    const ReadGuard guard(index.rwlock);
+    return static_cast<std::int64_t>(index.entriesLocked().size());
+}
+
+}  // namespace
+
+void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlOptions& options,
+           const CrawlProgress& progress) {
+    std::size_t unreported = 0;
+    lookAheadWalk(roots, walkOptions(options), [&](const WalkedFolder& folder) {
+        const DirIndex dirIndex = store(index, folder);
+        unreported += folder.listing.count();
+        if (progress && unreported >= entriesPerReport) {
+            progress(entryCount(index), true);
+            unreported = 0;
+        }
+        return dirIndex;
+    });
+    if (progress) progress(entryCount(index), false);
+}
+
+}  // namespace dovra

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Index/FileIndex.hpp"
+#include "Platform/DirectoryListing.hpp"
+
+namespace dovra {
+
+struct CrawlOptions {
+    /// Stay on the devices of the startup volume.
+    bool restrictToStartupVolume = false;
+    ListingDetail detail = ListingDetail::attributes;
+    /// Threads that list folders, the caller's included; 0 means one for each processor.
+    std::size_t threads = 0;
+};
+
+/// Takes the current number of entries, and whether the walk goes on. Called on the scanning thread, without
+/// the index's lock: a front end hops to its own queue.
+using CrawlProgress = std::function<void(std::int64_t entryCount, bool stillScanning)>;
+
+/// Walks the folder trees below `roots` (absolute paths without a slash at the end) and appends what it finds
+/// to the index, taking the write lock once a folder, so that searches can run between. The result does not
+/// depend on the number of threads. Folders that cannot be read are skipped; their own entries stay in their
+/// parent's list. `progress` is called after every 5000 entries or more, and once at the end.
+void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlOptions& options,
+           const CrawlProgress& progress = {});
+
+}  // namespace dovra

@@ -1,0 +1,149 @@
+#include "Index/DirectoryTable.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+
+#include "Base/FatalError.hpp"
+
+namespace dovra {
+
+namespace {
+
+std::size_t hashOf(DirIndex parent, std::string_view name) {
+    // Multiplying by the golden ratio spreads neighbouring parents over the table (Knuth, TAOCP 6.4).
+    const auto mixed = static_cast<std::size_t>(static_cast<std::uint32_t>(parent)) * 0x9E3779B97F4A7C15U;
+    return std::hash<std::string_view>{}(name) ^ mixed;
+}
+
+/// "/" is stored as "", so that every path below a folder is its text, "/" and a name.
+std::string_view withoutRootSlash(std::string_view path) {
+    return path == "/" ? std::string_view{} : path;
+}
+
+}  // namespace
+
+std::string_view DirectoryTable::name(DirIndex folder) const {
+    const Folder& record = folders_[static_cast<std::size_t>(folder)];
+    return {names_.data() + record.nameOffset, record.nameLen};
+}
+
+std::optional<DirIndex> DirectoryTable::parent(DirIndex folder) const {
+    const DirIndex stored = folders_[static_cast<std::size_t>(folder)].parent;
+    return stored == none ? std::nullopt : std::optional(stored);
+}
+
+std::string DirectoryTable::path(DirIndex folder) const {
+    std::size_t length = 0;
+    for (std::optional<DirIndex> at = folder; at; at = parent(*at))
+        length += name(*at).size() + 1;
+    std::string path(length - 1, '/');
+    std::size_t end = path.size();
+    for (std::optional<DirIndex> at = folder; at; at = parent(*at)) {
+        const std::string_view part = name(*at);
+        std::ranges::copy(part, path.begin() + static_cast<std::ptrdiff_t>(end - part.size()));
+        end -= part.size() + (parent(*at) ? 1 : 0);
+    }
+    return path.empty() ? "/" : path;
+}
+
+std::optional<DirIndex> DirectoryTable::descend(DirIndex from, std::string_view relativePath) const {
+    std::optional<DirIndex> at = from;
+    while (at && !relativePath.empty()) {
+        const std::size_t slash = std::min(relativePath.find('/'), relativePath.size());
+        at = findSlot(*at, relativePath.substr(0, slash));
+        relativePath.remove_prefix(std::min(slash + 1, relativePath.size()));
+    }
+    return at;
+}
+
+std::optional<DirIndex> DirectoryTable::find(std::string_view path) const {
+    const std::string_view text = withoutRootSlash(path);
+    for (const DirIndex root : roots_) {
+        const std::string_view start = name(root);
+        if (!text.starts_with(start)) continue;
+        if (text.size() == start.size()) return root;
+        if (text[start.size()] != '/') continue;
+        if (const auto found = descend(root, text.substr(start.size() + 1))) return found;
+    }
+    return std::nullopt;
+}
+
+std::optional<DirIndex> DirectoryTable::findChild(DirIndex parent, std::string_view name) const {
+    if (const auto found = findSlot(parent, name)) return found;
+    // A folder may have been interned with its whole path before its parent was.
+    if (roots_.size() < 2) return std::nullopt;
+    const std::string whole = std::string(withoutRootSlash(path(parent))).append("/").append(name);
+    const auto root =
+        std::ranges::find_if(roots_, [&](DirIndex candidate) { return this->name(candidate) == whole; });
+    return root == roots_.end() ? std::nullopt : std::optional(*root);
+}
+
+DirIndex DirectoryTable::intern(std::string_view path) {
+    if (const auto found = find(path)) return *found;
+    const std::size_t slash = path.rfind('/');
+    if (path != "/" && slash != std::string_view::npos) {
+        const auto parent = find(slash == 0 ? "/" : path.substr(0, slash));
+        if (parent) return add(*parent, path.substr(slash + 1));
+    }
+    const DirIndex root = add(none, withoutRootSlash(path));
+    roots_.push_back(root);
+    return root;
+}
+
+DirIndex DirectoryTable::internChild(DirIndex parent, std::string_view name) {
+    if (const auto found = findChild(parent, name)) return *found;
+    return add(parent, name);
+}
+
+DirIndex DirectoryTable::add(DirIndex parent, std::string_view name) {
+    if (folders_.size() > std::numeric_limits<DirIndex>::max()) fatalError("more than 2147483647 folders");
+    const auto folder = static_cast<DirIndex>(folders_.size());
+    folders_.push_back(
+        {.parent = parent, .nameLen = static_cast<std::uint32_t>(name.size()), .nameOffset = names_.size()});
+    names_.append(name.data(), name.size());
+    if (parent == none) return folder;
+    if (folders_.size() * 2 > slots_.size()) {
+        growSlots();
+    } else {
+        slots_[slotOf(parent, name)] = folder;
+    }
+    return folder;
+}
+
+std::size_t DirectoryTable::slotOf(DirIndex parent, std::string_view name) const {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t slot = hashOf(parent, name) & mask;
+    while (slots_[slot] != none) {
+        const DirIndex folder = slots_[slot];
+        if (folders_[static_cast<std::size_t>(folder)].parent == parent && this->name(folder) == name) break;
+        slot = (slot + 1) & mask;
+    }
+    return slot;
+}
+
+std::optional<DirIndex> DirectoryTable::findSlot(DirIndex parent, std::string_view name) const {
+    if (slots_.empty()) return std::nullopt;
+    const DirIndex folder = slots_[slotOf(parent, name)];
+    return folder == none ? std::nullopt : std::optional(folder);
+}
+
+void DirectoryTable::growSlots() {
+    const std::size_t count = std::max<std::size_t>(16, slots_.size() * 2);
+    slots_.clear();
+    std::fill_n(slots_.extend(count), count, none);
+    for (std::size_t i = 0; i < folders_.size(); ++i) {
+        const auto folder = static_cast<DirIndex>(i);
+        if (folders_[i].parent != none) slots_[slotOf(folders_[i].parent, name(folder))] = folder;
+    }
+}
+
+std::size_t DirectoryTable::memoryBytes() const {
+    return folders_.capacityBytes() + names_.capacityBytes() + slots_.capacityBytes();
+}
+
+void DirectoryTable::clear() {
+    *this = DirectoryTable();
+}
+
+}  // namespace dovra

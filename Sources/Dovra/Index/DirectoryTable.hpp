@@ -1,0 +1,67 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Base/PodVector.hpp"
+#include "Index/FileEntry.hpp"
+
+namespace dovra {
+
+/// The interned folder paths and their inverse: path to position and back.
+///
+/// A folder below another interned folder is stored as its parent's position and its own name; only a folder
+/// whose parent is not interned (the root of a scan) keeps its whole path. So a tree of a hundred thousand
+/// levels costs what its names cost, and a rule that depends on a folder's path can be worked out from its
+/// parent's result in one pass: a parent always stands before its children. The inverse is one hash table
+/// over (parent, name), without a string of its own.
+///
+/// Grows only. Not thread-safe: the index's lock guards it.
+class DirectoryTable {
+public:
+    std::size_t count() const { return folders_.size(); }
+
+    std::optional<DirIndex> find(std::string_view path) const;
+    std::optional<DirIndex> findChild(DirIndex parent, std::string_view name) const;
+
+    /// The position of `path` (absolute, no slash at its end unless it is "/"), added when it is new. Fatal
+    /// above 2147483647 folders.
+    DirIndex intern(std::string_view path);
+    DirIndex internChild(DirIndex parent, std::string_view name);
+
+    std::string path(DirIndex folder) const;
+
+    /// The stored parent; absent for a folder that keeps its whole path.
+    std::optional<DirIndex> parent(DirIndex folder) const;
+
+    /// The folder's own name; for a folder that keeps its whole path that path, except that "/" gives "", so
+    /// that what lies below is always parent + "/" + name.
+    std::string_view name(DirIndex folder) const;
+
+    std::size_t memoryBytes() const;
+    void clear();
+
+private:
+    static constexpr DirIndex none = -1;
+
+    struct Folder {
+        DirIndex parent;
+        std::uint32_t nameLen;
+        std::size_t nameOffset;
+    };
+
+    DirIndex add(DirIndex parent, std::string_view name);
+    std::size_t slotOf(DirIndex parent, std::string_view name) const;
+    void growSlots();
+    std::optional<DirIndex> descend(DirIndex from, std::string_view relativePath) const;
+    std::optional<DirIndex> findSlot(DirIndex parent, std::string_view name) const;
+
+    PodVector<Folder> folders_;
+    PodVector<char> names_;
+    PodVector<DirIndex> slots_;  ///< open addressing, a power of two, at most half full
+    std::vector<DirIndex> roots_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,57 @@
+#include "Index/EntryLists.hpp"
+
+namespace dovra {
+
+EntryLists::Run& EntryLists::slot(DirIndex folder) {
+    while (runs_.size() <= static_cast<std::size_t>(folder))
+        runs_.push_back({notListed, 0});
+    return runs_[static_cast<std::size_t>(folder)];
+}
+
+void EntryLists::assignRun(DirIndex folder, Run run) {
+    Run& stored = slot(folder);
+    if (stored.first == isScattered) scattered_.erase(folder);
+    stored = run;
+}
+
+void EntryLists::append(DirIndex folder, EntryId id) {
+    Run& stored = slot(folder);
+    if (stored.first == isScattered) {
+        scattered_[folder].push_back(id);
+    } else if (stored.count == 0) {
+        stored = {id, 1};
+    } else if (stored.first + stored.count == id) {
+        ++stored.count;
+    } else {
+        std::vector<EntryId>& list = scattered_[folder];
+        for (std::int32_t i = 0; i < stored.count; ++i)
+            list.push_back(stored.first + i);
+        list.push_back(id);
+        stored = {isScattered, 0};
+    }
+}
+
+bool EntryLists::contains(DirIndex folder) const {
+    const auto position = static_cast<std::size_t>(folder);
+    return position < runs_.size() && runs_[position].first != notListed;
+}
+
+std::optional<EntryLists::Run> EntryLists::run(DirIndex folder) const {
+    if (!contains(folder)) return Run{0, 0};
+    const Run& stored = runs_[static_cast<std::size_t>(folder)];
+    return stored.first == isScattered ? std::nullopt : std::optional(stored);
+}
+
+std::size_t EntryLists::memoryBytes() const {
+    std::size_t bytes = runs_.capacityBytes();
+    for (const auto& [folder, list] : scattered_)
+        bytes += list.capacity() * sizeof(EntryId) + 64;
+    return bytes;
+}
+
+void EntryLists::clear() {
+    runs_.clear();
+    scattered_.clear();
+}
+
+}  // namespace dovra

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "Base/PodVector.hpp"
+#include "Index/FileEntry.hpp"
+
+namespace dovra {
+
+/// For each folder the identifiers of the entries listed in it, in listing order. A scan appends a whole
+/// folder at once, so its list is a run of consecutive identifiers and costs 8 bytes; only a folder that
+/// changed later keeps a list of its own. Not thread-safe: the index's lock guards it.
+class EntryLists {
+public:
+    /// Consecutive identifiers from `first`.
+    struct Run {
+        EntryId first;
+        std::int32_t count;
+    };
+
+    /// Replaces the folder's list by a run.
+    void assignRun(DirIndex folder, Run run);
+
+    void append(DirIndex folder, EntryId id);
+
+    /// Whether a list was ever stored for the folder, an empty one included: it has been listed.
+    bool contains(DirIndex folder) const;
+
+    /// The folder's list when it is a run (an absent list is an empty run); absent when it is not.
+    std::optional<Run> run(DirIndex folder) const;
+
+    template <typename Visit>
+    void forEach(DirIndex folder, Visit&& visit) const {
+        if (const auto listed = run(folder)) {
+            for (EntryId id = listed->first; id < listed->first + listed->count; ++id)
+                visit(id);
+        } else {
+            for (const EntryId id : scattered_.at(folder))
+                visit(id);
+        }
+    }
+
+    std::size_t memoryBytes() const;
+    void clear();
+
+private:
+    static constexpr EntryId notListed = -1;
+    static constexpr EntryId isScattered = -2;
+
+    Run& slot(DirIndex folder);
+
+    PodVector<Run> runs_;
+    std::unordered_map<DirIndex, std::vector<EntryId>> scattered_;
+};
+
+}  // namespace dovra

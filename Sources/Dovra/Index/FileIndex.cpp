@@ -1,0 +1,151 @@
+#include "Index/FileIndex.hpp"
+
+#include "Base/FatalError.hpp"
+
+namespace dovra {
+
+const std::set<std::string, std::less<>> FileIndex::skipDirs = {
+    "/System/Volumes",
+    "/Volumes",
+    "/dev",
+    "/.Spotlight-V100",
+    "/.fseventsd",
+    "/.DocumentRevisions-V100",
+    "/.TemporaryItems",
+    "/.Trashes",
+    "/.vol",
+    "/private/var/vm",
+    "/private/var/folders",
+};
+
+std::string joinPath(std::string_view folderPath, std::string_view name) {
+    std::string path;
+    path.reserve(folderPath.size() + 1 + name.size());
+    path += folderPath;
+    if (folderPath != "/") path += '/';
+    path += name;
+    return path;
+}
+
+void FileIndex::reset() {
+    const WriteGuard guard(rwlock);
+    directories_.clear();
+    entries_.clear();
+    entriesByDir_.clear();
+    names_.clear();
+    signatures_.clear();
+    tombstones_ = 0;
+    if (trigram_) trigram_->clear();
+    raiseGenerationLocked();
+}
+
+std::int64_t FileIndex::itemCount() const {
+    const ReadGuard guard(rwlock);
+    return static_cast<std::int64_t>(entries_.size()) - tombstones_;
+}
+
+std::string FileIndex::fullPathLocked(const FileEntry& entry) const {
+    return joinPath(directories_.path(entry.dirIndex), nameLocked(entry));
+}
+
+std::optional<std::string> FileIndex::fullPath(EntryId id) const {
+    const ReadGuard guard(rwlock);
+    if (id < 0 || static_cast<std::size_t>(id) >= entries_.size()) return std::nullopt;
+    const FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+    if (entry.isTombstone()) return std::nullopt;
+    return fullPathLocked(entry);
+}
+
+std::unordered_map<EntryId, std::string> FileIndex::resolvePathsLocking(std::span<const EntryId> ids) const {
+    const ReadGuard guard(rwlock);
+    std::unordered_map<EntryId, std::string> paths;
+    paths.reserve(ids.size());
+    for (const EntryId id : ids) {
+        const FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+        if (!entry.isFolder() && !entry.isTombstone()) paths.emplace(id, fullPathLocked(entry));
+    }
+    return paths;
+}
+
+std::size_t FileIndex::memoryBytes() const {
+    const ReadGuard guard(rwlock);
+    return directories_.memoryBytes() + entries_.capacityBytes() + entriesByDir_.memoryBytes() +
+           names_.memoryBytes() + signatures_.capacityBytes();
+}
+
+void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
+    const WriteGuard guard(rwlock);
+    trigram_ = std::move(trigram);
+}
+
+void FileIndex::setScanModeOverride(std::optional<ScanMode> mode) {
+    const WriteGuard guard(rwlock);
+    scanModeOverride_ = mode;
+}
+
+std::optional<DirIndex> FileIndex::contentsOfLocked(const FileEntry& folder) const {
+    const auto contents = directories_.findChild(folder.dirIndex, nameLocked(folder));
+    return contents && entriesByDir_.contains(*contents) ? contents : std::nullopt;
+}
+
+DirIndex FileIndex::internDirLocked(std::string_view path) {
+    return directories_.intern(path);
+}
+
+DirIndex FileIndex::internChildDirLocked(DirIndex parent, std::string_view name) {
+    return directories_.internChild(parent, name);
+}
+
+FileEntry FileIndex::makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+    FileEntry entry{};
+    entry.size = raw.size;
+    entry.modTime = raw.modTime;
+    entry.crTime = raw.crTime;
+    entry.nameOffset = names_.append(raw.name);
+    entry.dirIndex = dirIndex;
+    entry.nameLen = static_cast<std::uint16_t>(raw.name.size());
+    entry.flags = static_cast<std::uint8_t>((raw.isDir ? FileEntry::folder : 0) |
+                                            (raw.isSymlink ? FileEntry::symbolicLink : 0));
+    return entry;
+}
+
+EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+    if (static_cast<std::int64_t>(entries_.size()) >= maxEntries) fatalError("more than 2147483647 entries");
+    const auto id = static_cast<EntryId>(entries_.size());
+    entries_.push_back(makeEntryLocked(raw, dirIndex));
+    signatures_.push_back(nameSignature(raw.name));
+    if (trigram_) trigram_->add(id, raw.name);
+    return id;
+}
+
+void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing) {
+    const auto first = static_cast<EntryId>(entries_.size());
+    for (std::size_t i = 0; i < listing.count(); ++i)
+        appendEntryLocked(listing[i], folder);
+    entriesByDir_.assignRun(folder, {first, static_cast<std::int32_t>(listing.count())});
+    raiseGenerationLocked();
+}
+
+void FileIndex::tombstoneLocked(EntryId id) {
+    FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+    if (entry.isTombstone()) return;
+    entry.flags |= FileEntry::tombstone;
+    ++tombstones_;
+}
+
+void FileIndex::tombstoneSubtreeLocked(std::string_view path) {
+    const auto top = directories_.find(path);
+    // A folder that was interned with its whole path can lie below `path` without being its descendant in the
+    // table, so those are compared as text; all others follow their parent, which stands before them.
+    const std::string below = joinPath(path, "");
+    std::vector<bool> inside(directories_.count());
+    for (std::size_t i = 0; i < inside.size(); ++i) {
+        const auto folder = static_cast<DirIndex>(i);
+        const auto parent = directories_.parent(folder);
+        inside[i] = folder == top || (parent ? inside[static_cast<std::size_t>(*parent)]
+                                             : directories_.path(folder).starts_with(below));
+        if (inside[i]) entriesByDir_.forEach(folder, [&](EntryId id) { tombstoneLocked(id); });
+    }
+}
+
+}  // namespace dovra

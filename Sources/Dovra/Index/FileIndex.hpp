@@ -1,0 +1,149 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Base/PodVector.hpp"
+#include "Base/RWLock.hpp"
+#include "Index/DirectoryTable.hpp"
+#include "Index/EntryLists.hpp"
+#include "Index/FileEntry.hpp"
+#include "Index/NamePool.hpp"
+#include "Index/NameSignature.hpp"
+#include "Index/TrigramIndex.hpp"
+#include "Platform/DirectoryListing.hpp"
+
+namespace dovra {
+
+/// Every indexed file and folder, in a layout made for reading millions of names quickly.
+///
+/// What it holds: one flat array of 40-byte entries, whose positions are the entries' identifiers; one pool
+/// with all names back to back, in the order of the identifiers; one 4-byte signature of each name; the
+/// interned folder paths; and for each folder the entries listed in it. An entry costs 40 bytes, its name and
+/// an eighth of it, and 4 bytes; a folder some 30 bytes more. Searches, reports and scans are not members:
+/// they are operations of their own subsystems that take the index as their first argument.
+///
+/// Invariants:
+/// - an entry never moves and is never removed; a deleted one carries the tombstone flag and every reader
+/// skips it;
+/// - names lie in the pool in the order of the identifiers, without gaps; the pool only grows until `reset`;
+/// - every `dirIndex` is a position in `directories()`; a folder's own entry stands in its parent's list;
+/// - `generation()` rises with every change.
+///
+/// Locking: one reader-writer lock guards everything but `generation()`. An operation whose name ends in
+/// `Locked` expects its caller to hold `rwlock` (the write side to change, either side to read); every other
+/// operation takes the lock itself. References and views that a `Locked` operation returns are valid while
+/// the lock is held.
+class FileIndex {
+public:
+    /// How a search goes over the entries.
+    enum class ScanMode : std::uint8_t { serial, parallel };
+
+    /// The largest match count that a search still sorts.
+    static constexpr std::int64_t sortCap = 300000;
+    static constexpr std::int64_t maxEntries = 2147483647;
+
+    /// Absolute folder paths that a scan lists as entries but never enters.
+    static const std::set<std::string, std::less<>> skipDirs;
+
+    mutable RWLock rwlock;
+
+    /// Empties the index; an attached trigram index is emptied with it.
+    void reset() DOVRA_EXCLUDES(rwlock);
+
+    /// Rises by one on `reset` and on every stored or changed folder. Any thread, without the lock.
+    std::uint64_t generation() const { return generation_.load(std::memory_order_acquire); }
+
+    /// The number of entries that are not tombstones.
+    std::int64_t itemCount() const DOVRA_EXCLUDES(rwlock);
+
+    /// The entry's full path (raw bytes); absent when the identifier is out of range or the entry a
+    /// tombstone.
+    std::optional<std::string> fullPath(EntryId id) const DOVRA_EXCLUDES(rwlock);
+
+    /// The full paths of those of `ids` that are files (folders and tombstones are left out).
+    std::unordered_map<EntryId, std::string> resolvePathsLocking(std::span<const EntryId> ids) const
+        DOVRA_EXCLUDES(rwlock);
+
+    /// Bytes of memory that the index holds, the trigram index apart.
+    std::size_t memoryBytes() const DOVRA_EXCLUDES(rwlock);
+
+    /// Switches the trigram index on (with a new, empty one) or off (with null). Entries appended from then
+    /// on are posted to it; those already there are not.
+    void attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) DOVRA_EXCLUDES(rwlock);
+
+    /// Forces the scan mode of searches; absent means that each search chooses.
+    void setScanModeOverride(std::optional<ScanMode> mode) DOVRA_EXCLUDES(rwlock);
+
+    std::span<const FileEntry> entriesLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return entries_.span(); }
+    const NamePool& namePoolLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return names_; }
+    std::span<const NameSignature> signaturesLocked() const DOVRA_REQUIRES_SHARED(rwlock) {
+        return signatures_.span();
+    }
+    const DirectoryTable& directoriesLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return directories_; }
+    const EntryLists& entriesByDirLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return entriesByDir_; }
+    TrigramIndex* trigramLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return trigram_.get(); }
+    std::optional<ScanMode> scanModeOverrideLocked() const DOVRA_REQUIRES_SHARED(rwlock) {
+        return scanModeOverride_;
+    }
+    std::int64_t tombstoneCountLocked() const DOVRA_REQUIRES_SHARED(rwlock) { return tombstones_; }
+
+    std::string_view nameLocked(const FileEntry& entry) const DOVRA_REQUIRES_SHARED(rwlock) {
+        return names_.slice(entry.nameOffset, entry.nameLen);
+    }
+    std::string_view nameLocked(EntryId id) const DOVRA_REQUIRES_SHARED(rwlock) {
+        return nameLocked(entries_[static_cast<std::size_t>(id)]);
+    }
+
+    /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
+    std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_REQUIRES_SHARED(rwlock);
+
+    /// The position of `path` in the directory table, added when it is new.
+    DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
+    DirIndex internChildDirLocked(DirIndex parent, std::string_view name) DOVRA_REQUIRES(rwlock);
+
+    /// Appends one entry and posts its name to the trigram index, if there is one. The folder's list is the
+    /// caller's to store. Fatal above 2147483647 entries, or when the name pool exceeds its limits.
+    EntryId appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
+
+    /// Appends a whole listing as the contents of the folder and raises the generation.
+    void storeListingLocked(DirIndex folder, const DirectoryListing& listing) DOVRA_REQUIRES(rwlock);
+
+    /// Marks one entry deleted; the entry's subtree is the caller's business.
+    void tombstoneLocked(EntryId id) DOVRA_REQUIRES(rwlock);
+
+    /// Marks everything listed in `path` and in the folders below it deleted. The folder's own entry in its
+    /// parent is not touched, and the paths stay interned.
+    void tombstoneSubtreeLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
+
+    void raiseGenerationLocked() DOVRA_REQUIRES(rwlock) {
+        generation_.fetch_add(1, std::memory_order_acq_rel);
+    }
+
+private:
+    FileEntry makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
+    std::string fullPathLocked(const FileEntry& entry) const DOVRA_REQUIRES_SHARED(rwlock);
+
+    DirectoryTable directories_ DOVRA_GUARDED_BY(rwlock);
+    PodVector<FileEntry> entries_ DOVRA_GUARDED_BY(rwlock);
+    EntryLists entriesByDir_ DOVRA_GUARDED_BY(rwlock);
+    NamePool names_ DOVRA_GUARDED_BY(rwlock);
+    PodVector<NameSignature> signatures_ DOVRA_GUARDED_BY(rwlock);
+    std::int64_t tombstones_ DOVRA_GUARDED_BY(rwlock) = 0;
+    std::shared_ptr<TrigramIndex> trigram_ DOVRA_GUARDED_BY(rwlock);
+    std::optional<ScanMode> scanModeOverride_ DOVRA_GUARDED_BY(rwlock);
+    std::atomic<std::uint64_t> generation_{0};
+};
+
+/// The path of `name` in the folder at `folderPath`: one slash between them, also under "/".
+std::string joinPath(std::string_view folderPath, std::string_view name);
+
+}  // namespace dovra

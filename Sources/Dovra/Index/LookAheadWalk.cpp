@@ -1,0 +1,213 @@
+#include "Index/LookAheadWalk.hpp"
+
+#include <algorithm>
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <ranges>
+#include <stop_token>
+#include <thread>
+
+// A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
+// depend on which thread was faster could not be compared from one scan to the next.
+//
+// The idea: the order of the walk is a property of the tree alone. All folders that are known and not yet
+// finished stand in one list, the frontier, in the order in which the walk will reach them. A helper takes
+// the first that nobody is listing; when it is done, the folder's children take its place. So helpers always
+// work as close ahead of the walk as they can, and the walk, which takes finished folders strictly in its own
+// order, visits the same sequence for any number of threads. When the walk's next folder is not finished, the
+// walk lists it itself or, while a helper is at it, lists the first folder of the frontier.
+//
+// The cost: two short critical sections a folder, and the listings that are finished ahead of the walk, whose
+// memory is bounded. It ends because each folder is taken once and links are not followed.
+
+namespace dovra {
+
+namespace {
+
+/// A path of this length or longer is not extended: what lies below is opened relative to the folder itself,
+/// so that no path outgrows what the system takes in one call (a name adds at most 256 bytes).
+constexpr std::size_t longPathBytes = WalkOptions::maxAskedPathBytes;
+
+/// Helpers pause while finished listings that the walk has not reached yet take more memory than this.
+constexpr std::size_t maxBytesAhead = std::size_t{48} << 20;
+
+struct Folder {
+    enum class State : std::uint8_t { pending, beingListed, done };
+
+    std::shared_ptr<const OpenFolder> base;  ///< where `path` starts; null for an absolute path
+    std::string path;
+    std::size_t nameOffset = 0;  ///< the folder's own name is the rest of `path` from here
+    bool isRoot = false;
+    DeviceId parentDevice = 0;
+    std::optional<DirIndex> parent;  ///< known once the parent was visited
+
+    State state = State::pending;
+    bool isListed = false;
+    DirectoryListing listing;
+    std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
+    std::list<Folder*>::iterator place;             ///< in the frontier, until done
+};
+
+/// Lists folders; knows nothing of the order in which that happens. Shared by all threads.
+class Lister {
+public:
+    explicit Lister(const WalkOptions& options) : options_(options) {}
+
+    /// Fills the folder's listing and children, or leaves it as not listed.
+    void list(Folder& folder) const {
+        if (!isOnAllowedDevice(folder)) return;
+        const auto links = folder.isRoot ? OpenFolder::Links::follow : OpenFolder::Links::refuse;
+        auto open = OpenFolder::open(folder.base.get(), folder.path, links);
+        if (!open) return;
+        const DeviceId device = open->device();
+        if (!folder.isRoot && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
+        open->list(options_.detail, folder.listing);
+        folder.isListed = true;
+        addChildren(folder, *std::move(open), device);
+    }
+
+private:
+    bool isOnAllowedDevice(const Folder& folder) const {
+        if (options_.allowedDevices.empty() || folder.isRoot) return true;
+        const auto device = OpenFolder::deviceAt(folder.base.get(), folder.path);
+        return !device ||
+               std::ranges::find(options_.allowedDevices, *device) != options_.allowedDevices.end();
+    }
+
+    void addChildren(Folder& folder, OpenFolder&& open, DeviceId device) const {
+        std::shared_ptr<const OpenFolder> base = folder.base;
+        std::string prefix = folder.path;
+        if (prefix.size() >= longPathBytes) {
+            base = std::make_shared<const OpenFolder>(std::move(open));
+            prefix.clear();
+        } else if (!prefix.ends_with('/')) {
+            prefix += '/';
+        }
+        for (std::size_t i = 0; i < folder.listing.count(); ++i) {
+            const RawDirent entry = folder.listing[i];
+            if (!entry.isDir || entry.isSymlink) continue;
+            std::string path = prefix + std::string(entry.name);
+            if (!base && path.size() <= WalkOptions::maxAskedPathBytes && !options_.entersChild(path))
+                continue;
+            auto child = std::make_unique<Folder>();
+            child->base = base;
+            child->path = std::move(path);
+            child->nameOffset = prefix.size();
+            child->parentDevice = device;
+            folder.children.push_back(std::move(child));
+        }
+    }
+
+    const WalkOptions& options_;
+};
+
+class Walk {
+public:
+    explicit Walk(const WalkOptions& options) : lister_(options) {
+        for (std::size_t i = 1; i < options.threads; ++i) {
+            helpers_.emplace_back([this](const std::stop_token& stop) { help(stop); });
+        }
+    }
+
+    void run(const std::vector<std::string>& roots,
+             const std::function<DirIndex(const WalkedFolder&)>& visit) {
+        addRoots(roots);
+        while (!stack_.empty()) {
+            const std::unique_ptr<Folder> folder = std::move(stack_.back());
+            stack_.pop_back();
+            finish(*folder);
+            if (!folder->isListed) continue;
+            const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
+            const DirIndex index =
+                visit({.parent = folder->parent, .name = name, .listing = folder->listing});
+            for (std::unique_ptr<Folder>& child : folder->children) {
+                child->parent = index;
+                stack_.push_back(std::move(child));
+            }
+        }
+    }
+
+private:
+    void addRoots(const std::vector<std::string>& roots) {
+        const std::scoped_lock lock(mutex_);
+        for (const std::string& root : roots) {
+            auto folder = std::make_unique<Folder>();
+            folder->path = root;
+            folder->isRoot = true;
+            folder->place = frontier_.insert(frontier_.begin(), folder.get());
+            stack_.push_back(std::move(folder));
+        }
+        changed_.notify_all();
+    }
+
+    void help(const std::stop_token& stop) {
+        std::unique_lock lock(mutex_);
+        Folder* folder = nullptr;
+        const auto takesOne = [&] { return (folder = takeFirstPending()) != nullptr; };
+        while (changed_.wait(lock, stop, takesOne))
+            listUnlocked(*folder, lock);
+    }
+
+    /// Returns when the folder is done, listing it or others meanwhile.
+    void finish(Folder& folder) {
+        std::unique_lock lock(mutex_);
+        while (folder.state != Folder::State::done) {
+            Folder* next = folder.state == Folder::State::pending ? &folder : takeFirstPending();
+            if (next != nullptr) {
+                next->state = Folder::State::beingListed;
+                listUnlocked(*next, lock);
+            } else {
+                changed_.wait(lock);
+            }
+        }
+        const bool wasFull = bytesAhead_ > maxBytesAhead;
+        bytesAhead_ -= folder.listing.memoryBytes();
+        if (wasFull) changed_.notify_all();
+    }
+
+    /// The first folder of the frontier that nobody is listing, now being listed by the caller; null when
+    /// there is none or enough is finished ahead. At most one folder a thread is passed over.
+    Folder* takeFirstPending() {
+        if (bytesAhead_ > maxBytesAhead) return nullptr;
+        const auto first = std::ranges::find(frontier_, Folder::State::pending, &Folder::state);
+        if (first == frontier_.end()) return nullptr;
+        (*first)->state = Folder::State::beingListed;
+        return *first;
+    }
+
+    void listUnlocked(Folder& folder, std::unique_lock<std::mutex>& lock) {
+        lock.unlock();
+        lister_.list(folder);
+        std::list<Folder*> children;
+        for (const std::unique_ptr<Folder>& child : folder.children) {
+            child->place = children.insert(children.begin(), child.get());
+        }
+        lock.lock();
+        frontier_.splice(folder.place, children);
+        frontier_.erase(folder.place);
+        bytesAhead_ += folder.listing.memoryBytes();
+        folder.state = Folder::State::done;
+        changed_.notify_all();
+    }
+
+    const Lister lister_;
+    std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
+
+    std::mutex mutex_;  ///< guards all below and the `state`, `place` and `children` of folders not done
+    std::condition_variable_any changed_;
+    std::list<Folder*> frontier_;
+    std::size_t bytesAhead_ = 0;
+
+    std::vector<std::jthread> helpers_;  ///< last: they end before what they use
+};
+
+}  // namespace
+
+void lookAheadWalk(const std::vector<std::string>& roots, const WalkOptions& options,
+                   const std::function<DirIndex(const WalkedFolder&)>& visit) {
+    Walk(options).run(roots, visit);
+}
+
+}  // namespace dovra

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Index/FileEntry.hpp"
+#include "Platform/DirectoryListing.hpp"
+
+namespace dovra {
+
+struct WalkOptions {
+    ListingDetail detail = ListingDetail::attributes;
+
+    /// Folders on other devices are not entered. When empty every device is, except that a file system of the
+    /// kernel's own is not entered from outside.
+    std::vector<DeviceId> allowedDevices;
+
+    /// Whether to enter the child folder with this full path; asked only for paths of at most
+    /// `maxAskedPathBytes`. Called on any thread.
+    std::function<bool(std::string_view fullPath)> entersChild = [](std::string_view) { return true; };
+    static constexpr std::size_t maxAskedPathBytes = 2048;
+
+    /// Threads that list folders, the caller's included; at least 1.
+    std::size_t threads = 1;
+};
+
+/// A folder that the walk has reached and could list.
+struct WalkedFolder {
+    std::optional<DirIndex> parent;  ///< what the visit of its parent returned; absent for a root
+    std::string_view name;           ///< its own name; for a root the path as it was given
+    const DirectoryListing& listing;
+};
+
+/// Walks the trees below `roots` depth first, the last root and the last-listed child first, and calls
+/// `visit` for each folder that could be listed, on the calling thread and always in the same order, whatever
+/// the number of threads. Links are never followed, except by a root itself. Folders that cannot be opened
+/// are skipped.
+void lookAheadWalk(const std::vector<std::string>& roots, const WalkOptions& options,
+                   const std::function<DirIndex(const WalkedFolder&)>& visit);
+
+}  // namespace dovra

@@ -1,0 +1,44 @@
+#include "Index/NamePool.hpp"
+
+#include <bit>
+
+#include "Base/FatalError.hpp"
+
+namespace dovra {
+
+std::uint32_t NamePool::append(std::string_view name) {
+    const std::size_t offset = bytes_.size();
+    if (name.size() > maxNameBytes) fatalError("a name is longer than 65535 bytes");
+    if (offset + name.size() > maxBytes) fatalError("the name pool exceeds 4294967295 bytes");
+    bytes_.append(reinterpret_cast<const std::uint8_t*>(name.data()), name.size());
+
+    const std::size_t last = bytes_.size() - 1;
+    if (ends_.size() <= last / 64) ends_.resizeZeroed(last / 64 + 1);
+    ends_[last / 64] |= std::uint64_t{1} << (last % 64);
+    while (namesBeforeBlock_.size() <= last / bytesPerBlock)
+        namesBeforeBlock_.push_back(names_);
+    ++names_;
+    return static_cast<std::uint32_t>(offset);
+}
+
+EntryId NamePool::nameAt(std::size_t offset) const {
+    const std::size_t block = offset / bytesPerBlock;
+    std::uint32_t count = namesBeforeBlock_[block];
+    const std::size_t word = offset / 64;
+    for (std::size_t i = block * (bytesPerBlock / 64); i < word; ++i) {
+        count += static_cast<std::uint32_t>(std::popcount(ends_[i]));
+    }
+    const std::uint64_t before = (std::uint64_t{1} << (offset % 64)) - 1;
+    count += static_cast<std::uint32_t>(std::popcount(ends_[word] & before));
+    return static_cast<EntryId>(count);
+}
+
+std::size_t NamePool::memoryBytes() const {
+    return bytes_.capacityBytes() + ends_.capacityBytes() + namesBeforeBlock_.capacityBytes();
+}
+
+void NamePool::clear() {
+    *this = NamePool();
+}
+
+}  // namespace dovra

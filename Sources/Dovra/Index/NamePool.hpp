@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "Base/PodVector.hpp"
+#include "Index/FileEntry.hpp"
+
+namespace dovra {
+
+/// All names back to back in one block of bytes, in the order of the entries' identifiers. Beside each byte
+/// it keeps one bit that says whether a name ends there, so that a search can run over the block as one text
+/// and still tell which entry a hit belongs to: the entry of a byte is the number of names that end before it
+/// (a rank query, constant time with one running count per 512 bytes). Cost: the bytes and 14 % of them.
+///
+/// Grows only. Not thread-safe: the index's lock guards it.
+class NamePool {
+public:
+    static constexpr std::size_t maxBytes = 4294967295;
+    static constexpr std::size_t maxNameBytes = 65535;
+
+    /// Appends a name (not empty) and returns the offset of its first byte. Fatal when the name or the pool
+    /// exceeds its limit.
+    std::uint32_t append(std::string_view name);
+
+    std::size_t size() const { return bytes_.size(); }
+    std::size_t nameCount() const { return names_; }
+    const std::uint8_t* bytes() const { return bytes_.data(); }
+    std::string_view slice(std::uint32_t offset, std::uint16_t length) const {
+        return {reinterpret_cast<const char*>(bytes_.data()) + offset, length};
+    }
+
+    /// Bit i % 64 of word i / 64 is set when a name ends with byte i. Bits behind the last byte are 0.
+    const std::uint64_t* nameEnds() const { return ends_.data(); }
+
+    /// The position, counted in names, of the name that holds the byte at `offset` (below `size()`).
+    EntryId nameAt(std::size_t offset) const;
+
+    std::size_t memoryBytes() const;
+    void clear();
+
+private:
+    static constexpr std::size_t bytesPerBlock = 512;
+
+    PodVector<std::uint8_t> bytes_;
+    PodVector<std::uint64_t> ends_;
+    PodVector<std::uint32_t> namesBeforeBlock_;
+    std::uint32_t names_ = 0;
+};
+
+}  // namespace dovra

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Base/PodVector.hpp"
+
+namespace dovra {
+
+/// Tells one mounted file system from another.
+using DeviceId = std::uint64_t;
+
+/// What a listing asks of the system for each entry.
+enum class ListingDetail : std::uint8_t {
+    /// Name and type alone, which the folder itself answers: sizes and times stay 0.
+    namesAndTypes,
+    /// Size and times too, at the price of one more system call an entry.
+    attributes,
+};
+
+/// One listed entry. The name is a view into the listing that holds it: raw bytes, never empty, without "/".
+struct RawDirent {
+    std::string_view name;
+    bool isDir = false;
+    bool isSymlink = false;
+    std::uint64_t size = 0;  ///< length of the data in bytes; 0 for folders
+    double modTime = 0;      ///< whole seconds since 1970
+    double crTime = 0;  ///< whole seconds; the modification time where the file system keeps no creation time
+};
+
+/// The entries of one folder in the order in which the kernel returned them. The names lie back to back in
+/// one block, so that a folder of a million entries costs two allocations. Not thread-safe.
+class DirectoryListing {
+public:
+    std::size_t count() const { return records_.size(); }
+    RawDirent operator[](std::size_t i) const;
+
+    void add(const RawDirent& entry);
+    void clear();
+
+    /// Bytes that the listing keeps, about.
+    std::size_t memoryBytes() const { return records_.size() * sizeof(Record) + names_.size(); }
+
+private:
+    struct Record {
+        std::uint64_t size;
+        double modTime;
+        double crTime;
+        std::uint32_t nameLen;
+        bool isDir;
+        bool isSymlink;
+        std::size_t nameOffset;
+    };
+
+    PodVector<Record> records_;
+    PodVector<char> names_;
+};
+
+/// An open folder: the one handle through which it is listed and its device is asked. Closed with the object.
+/// Threads may share it for `open`ing what lies below; listing is for one thread at a time.
+class OpenFolder {
+public:
+    enum class Links : std::uint8_t { follow, refuse };
+
+    /// Opens the folder at `path`; a relative path starts at `base`, or at the current directory without one.
+    /// `links` rules the last component only. Absent when it is not a folder or cannot be opened. Paths may
+    /// be longer than the system takes in one call.
+    static std::optional<OpenFolder> open(const OpenFolder* base, const std::string& path, Links links);
+
+    OpenFolder(OpenFolder&& other) noexcept;
+    OpenFolder& operator=(OpenFolder&& other) noexcept;
+    ~OpenFolder();
+
+    /// Appends every entry but "." and ".." to `listing`. An error midway ends the listing with what was
+    /// read.
+    void list(ListingDetail detail, DirectoryListing& listing) const;
+
+    DeviceId device() const;
+
+    /// The device of what lies at `path` (a link itself, not its target), without triggering an automount;
+    /// `base` as in `open`. Absent when it cannot be asked.
+    static std::optional<DeviceId> deviceAt(const OpenFolder* base, const std::string& path);
+
+    /// Whether the folder lies on a file system of the kernel's own (process table, device nodes, controls):
+    /// it holds no files of the user's.
+    bool isOnKernelFileSystem() const;
+
+private:
+    explicit OpenFolder(int descriptor) : descriptor_(descriptor) {}
+
+    int descriptor_ = -1;
+};
+
+}  // namespace dovra

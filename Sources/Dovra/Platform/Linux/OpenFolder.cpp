@@ -1,0 +1,141 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <dirent.h>
+#include <fcntl.h>
+#include <iterator>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "Platform/DirectoryListing.hpp"
+#include "Platform/Linux/LongPath.hpp"
+
+namespace dovra {
+
+namespace {
+
+// The order of the directory is the kernel's, whatever the size; larger than 64 KiB saves system calls in
+// folders of thousands of entries and costs nothing in small ones.
+constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
+
+constexpr unsigned attributeMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
+constexpr int attributeFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+
+void setType(RawDirent& entry, unsigned mode) {
+    entry.isDir = S_ISDIR(mode);
+    entry.isSymlink = S_ISLNK(mode);
+}
+
+void setAttributes(RawDirent& entry, const struct statx& attributes) {
+    setType(entry, attributes.stx_mode);
+    entry.size = entry.isDir ? 0 : attributes.stx_size;
+    entry.modTime = static_cast<double>(attributes.stx_mtime.tv_sec);
+    const bool hasBirthTime = (attributes.stx_mask & STATX_BTIME) != 0;
+    entry.crTime = hasBirthTime ? static_cast<double>(attributes.stx_btime.tv_sec) : entry.modTime;
+}
+
+/// Completes an entry from the disk. False when it is no longer there. Any other failure (a folder that may
+/// be listed but not searched) leaves what the listing itself said.
+bool readAttributes(int folder, const char* name, RawDirent& entry) {
+    struct statx attributes;
+    if (::statx(folder, name, attributeFlags, attributeMask, &attributes) == 0) {
+        setAttributes(entry, attributes);
+        return true;
+    }
+    return errno != ENOENT;
+}
+
+bool isSelfOrParent(const char* name) {
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+void addEntry(int folder, const dirent64& raw, ListingDetail detail, DirectoryListing& listing) {
+    if (isSelfOrParent(raw.d_name)) return;
+    RawDirent entry{.name = raw.d_name, .isDir = raw.d_type == DT_DIR, .isSymlink = raw.d_type == DT_LNK};
+    const bool asksDisk = detail == ListingDetail::attributes || raw.d_type == DT_UNKNOWN;
+    if (asksDisk && !readAttributes(folder, raw.d_name, entry)) return;
+    listing.add(entry);
+}
+
+constexpr std::uint32_t kernelFileSystems[] = {
+    PROC_SUPER_MAGIC,
+    SYSFS_MAGIC,
+    CGROUP_SUPER_MAGIC,
+    CGROUP2_SUPER_MAGIC,
+    DEVPTS_SUPER_MAGIC,
+    TRACEFS_MAGIC,
+    DEBUGFS_MAGIC,
+    SECURITYFS_MAGIC,
+    BPF_FS_MAGIC,
+    PSTOREFS_MAGIC,
+    EFIVARFS_MAGIC,
+    SELINUX_MAGIC,
+    SMACK_MAGIC,
+    BINFMTFS_MAGIC,
+    NSFS_MAGIC,
+    RDTGROUP_SUPER_MAGIC,
+    0x62656570 /* configfs */,
+    0x19800202 /* mqueue */,
+    0x65735543 /* fusectl */,
+    0x67596969 /* rpc_pipefs */,
+};
+
+}  // namespace
+
+std::optional<OpenFolder> OpenFolder::open(const OpenFolder* base, const std::string& path, Links links) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (links == Links::refuse ? O_NOFOLLOW : 0);
+    const int start = base != nullptr ? base->descriptor_ : AT_FDCWD;
+    const int descriptor = openLongPath(start, path, flags);
+    if (descriptor < 0) return std::nullopt;
+    return OpenFolder(descriptor);
+}
+
+OpenFolder::OpenFolder(OpenFolder&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+OpenFolder& OpenFolder::operator=(OpenFolder&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+}
+
+OpenFolder::~OpenFolder() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
+    thread_local std::vector<char> buffer(listingBufferBytes);
+    for (;;) {
+        const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
+        if (length <= 0) return;
+        for (ssize_t offset = 0; offset < length;) {
+            const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
+            addEntry(descriptor_, *raw, detail, listing);
+            offset += raw->d_reclen;
+        }
+    }
+}
+
+DeviceId OpenFolder::device() const {
+    struct stat status;
+    return ::fstat(descriptor_, &status) == 0 ? status.st_dev : 0;
+}
+
+bool OpenFolder::isOnKernelFileSystem() const {
+    struct statfs status;
+    if (::fstatfs(descriptor_, &status) != 0) return false;
+    return std::ranges::find(kernelFileSystems, static_cast<std::uint32_t>(status.f_type)) !=
+           std::end(kernelFileSystems);
+}
+
+std::optional<DeviceId> OpenFolder::deviceAt(const OpenFolder* base, const std::string& path) {
+    const int start = base != nullptr ? base->descriptor_ : AT_FDCWD;
+    struct statx attributes;
+    if (::statx(start, path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0) return std::nullopt;
+    return makedev(attributes.stx_dev_major, attributes.stx_dev_minor);
+}
+
+}  // namespace dovra
