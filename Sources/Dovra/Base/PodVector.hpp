@@ -68,6 +68,9 @@ public:
         size_ = count;
     }
 
+    /// Drops the elements from `count` on; the memory is kept.
+    void truncate(std::size_t count) { size_ = count; }
+
     void reserve(std::size_t count) {
         if (count <= capacity_) return;
         void* grown = std::realloc(static_cast<void*>(data_), count * sizeof(T));

@@ -40,6 +40,9 @@ public:
     /// that what lies below is always parent + "/" + name.
     std::string_view name(DirIndex folder) const;
 
+    /// The folders that keep their whole path.
+    const std::vector<DirIndex>& roots() const { return roots_; }
+
     std::size_t memoryBytes() const;
     void clear();
 

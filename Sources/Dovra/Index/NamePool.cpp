@@ -1,6 +1,7 @@
 #include "Index/NamePool.hpp"
 
 #include <bit>
+#include <cstring>
 
 #include "Base/FatalError.hpp"
 
@@ -10,7 +11,8 @@ std::uint32_t NamePool::append(std::string_view name) {
     const std::size_t offset = bytes_.size();
     if (name.size() > maxNameBytes) fatalError("a name is longer than 65535 bytes");
     if (offset + name.size() > maxBytes) fatalError("the name pool exceeds 4294967295 bytes");
-    bytes_.append(reinterpret_cast<const std::uint8_t*>(name.data()), name.size());
+    std::memcpy(bytes_.extend(name.size() + readableSlack), name.data(), name.size());
+    bytes_.truncate(offset + name.size());
 
     const std::size_t last = bytes_.size() - 1;
     if (ends_.size() <= last / 64) ends_.resizeZeroed(last / 64 + 1);
@@ -31,6 +33,18 @@ EntryId NamePool::nameAt(std::size_t offset) const {
     const std::uint64_t before = (std::uint64_t{1} << (offset % 64)) - 1;
     count += static_cast<std::uint32_t>(std::popcount(ends_[word] & before));
     return static_cast<EntryId>(count);
+}
+
+bool NamePool::isWithinName(std::size_t offset, std::size_t length) const {
+    // Only the last byte may be the last of a name.
+    const std::size_t last = offset + length - 1;
+    for (std::size_t word = offset / 64; word * 64 < last; ++word) {
+        std::uint64_t ends = ends_[word];
+        if (word == offset / 64) ends &= ~((std::uint64_t{1} << (offset % 64)) - 1);
+        if (word == last / 64) ends &= (std::uint64_t{1} << (last % 64)) - 1;
+        if (ends != 0) return false;
+    }
+    return true;
 }
 
 std::size_t NamePool::memoryBytes() const {

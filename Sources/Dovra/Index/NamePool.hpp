@@ -19,6 +19,9 @@ public:
     static constexpr std::size_t maxBytes = 4294967295;
     static constexpr std::size_t maxNameBytes = 65535;
 
+    /// Bytes behind the last name that may be read (their content means nothing): vector code need not stop short.
+    static constexpr std::size_t readableSlack = 192;
+
     /// Appends a name (not empty) and returns the offset of its first byte. Fatal when the name or the pool
     /// exceeds its limit.
     std::uint32_t append(std::string_view name);
@@ -35,6 +38,9 @@ public:
 
     /// The position, counted in names, of the name that holds the byte at `offset` (below `size()`).
     EntryId nameAt(std::size_t offset) const;
+
+    /// Whether the `length` bytes (at least 1) at `offset` belong to one name.
+    bool isWithinName(std::size_t offset, std::size_t length) const;
 
     std::size_t memoryBytes() const;
     void clear();

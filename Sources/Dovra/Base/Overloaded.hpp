@@ -1,0 +1,11 @@
+#pragma once
+
+namespace dovra {
+
+/// Several callables as one overload set, for `std::visit`.
+template <typename... Cases>
+struct Overloaded : Cases... {
+    using Cases::operator()...;
+};
+
+}  // namespace dovra

@@ -1,0 +1,213 @@
+#include "Query/CandidateSource.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <string>
+#include <vector>
+
+#include "Base/Overloaded.hpp"
+#include "Query/NameScan.hpp"
+#include "Query/PathLiteral.hpp"
+#include "Query/RegexLiterals.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Each alternative of an OR costs a scan of its own; beyond a few, testing every entry once is cheaper.
+constexpr std::size_t maxAlternatives = 4;
+
+/// How far below the root terms are looked for: deeper ones rarely restrict much, and a query may be nested as
+/// deep as it is long.
+constexpr int maxDepth = 8;
+
+class AllEntries : public CandidateSource {
+public:
+    void scan(EntryRange range, EntrySet& candidates) const override { candidates.insert(range); }
+};
+
+class NameLiteralSource : public CandidateSource {
+public:
+    NameLiteralSource(const FileIndex& index, std::string_view literal, bool fold)
+        : index_(index), needle_(literal, fold, index.namePoolLocked()) {}
+    void scan(EntryRange range, EntrySet& candidates) const override { scanNames(index_, needle_, range, candidates); }
+
+private:
+    const FileIndex& index_;
+    const ScanNeedle needle_;
+};
+
+class PathLiteralSource : public CandidateSource {
+public:
+    PathLiteralSource(const FileIndex& index, std::string_view literal, bool fold) : literal_(index, literal, fold) {}
+    void scan(EntryRange range, EntrySet& candidates) const override { literal_.scan(range, candidates); }
+
+private:
+    const PathLiteral literal_;
+};
+
+class SignatureSource : public CandidateSource {
+public:
+    SignatureSource(const FileIndex& index, NameSignature required) : index_(index), required_(required) {}
+
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        const std::span<const NameSignature> signatures = index_.signaturesLocked();
+        for (EntryId id = range.first; id < range.last; ++id) {
+            if ((signatures[static_cast<std::size_t>(id)] & required_) == required_) candidates.insert(id);
+        }
+    }
+
+private:
+    const FileIndex& index_;
+    const NameSignature required_;
+};
+
+class UnionSource : public CandidateSource {
+public:
+    explicit UnionSource(std::vector<std::unique_ptr<CandidateSource>> sources) : sources_(std::move(sources)) {}
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        for (const auto& source : sources_) source->scan(range, candidates);
+    }
+
+private:
+    const std::vector<std::unique_ptr<CandidateSource>> sources_;
+};
+
+/// What a node says about its matches, before anything is built from it.
+struct Restriction {
+    enum class Kind : std::uint8_t { none, nameLiteral, pathLiteral, signature, anyOf };
+
+    Kind kind = Kind::none;
+    std::string literal;
+    bool fold = true;
+    NameSignature signature = 0;
+    std::vector<Restriction> alternatives;
+    /// How few entries it lets through, as a guess: grows with the length of the literal.
+    std::size_t selectivity = 0;
+    /// Set when the entries that it lets through are exactly those for which this node holds.
+    std::optional<NodeIndex> proves;
+};
+
+constexpr std::size_t selectivityPerByte = 4;
+
+Restriction onLiteral(MatchTarget target, std::string literal, bool fold) {
+    const bool isPath = target == MatchTarget::fullPath;
+    if (literal.empty() || (isPath && !PathLiteral::canSearch(literal))) return {};
+    Restriction restriction;
+    restriction.kind = isPath ? Restriction::Kind::pathLiteral : Restriction::Kind::nameLiteral;
+    restriction.selectivity = literal.size() * selectivityPerByte;
+    restriction.literal = std::move(literal);
+    restriction.fold = fold;
+    return restriction;
+}
+
+Restriction onSignature(NameSignature signature) {
+    Restriction restriction;
+    restriction.kind = Restriction::Kind::signature;
+    restriction.signature = signature;
+    restriction.selectivity = 2 * static_cast<std::size_t>(std::popcount(signature));
+    return restriction;
+}
+
+Restriction anyOf(std::vector<Restriction> alternatives) {
+    const bool helps = !alternatives.empty() && alternatives.size() <= maxAlternatives &&
+                       std::ranges::none_of(alternatives, [](const Restriction& alternative) {
+                           return alternative.kind == Restriction::Kind::none;
+                       });
+    if (!helps) return {};
+    Restriction restriction;
+    restriction.kind = Restriction::Kind::anyOf;
+    restriction.selectivity = std::ranges::min(alternatives, {}, &Restriction::selectivity).selectivity;
+    restriction.alternatives = std::move(alternatives);
+    return restriction;
+}
+
+Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth);
+
+Restriction ofText(const TextMatcher& text, NodeIndex node) {
+    if (text.needsNonAscii() && text.target() != MatchTarget::fullPath) return onSignature(signatureBit::nonAscii);
+    Restriction restriction = onLiteral(text.target(), text.requiredLiteral(), !text.literalIsCaseSensitive());
+    const bool isWhole = text.isPlainSubstring() && text.target() != MatchTarget::stem;
+    if (isWhole && restriction.kind != Restriction::Kind::none) restriction.proves = node;
+    return restriction;
+}
+
+Restriction ofRegex(const RegexNode& regex) {
+    std::vector<std::string> runs = RegexLiterals::literalRuns(regex.pattern, regex.caseSensitive);
+    if (runs.empty()) return {};
+    return onLiteral(regex.target, std::move(*std::ranges::max_element(runs, {}, &std::string::size)), true);
+}
+
+Restriction ofExtensions(const ExtensionList& list) {
+    if (list.extensions().size() > maxAlternatives) return {};
+    std::vector<Restriction> alternatives;
+    for (const std::string& extension : list.extensions()) {
+        alternatives.push_back(onLiteral(MatchTarget::name, "." + extension, true));
+    }
+    return anyOf(std::move(alternatives));
+}
+
+/// The most selective of the terms that must all hold.
+Restriction ofConjunction(const QueryTree& tree, const AndNode& conjunction, int depth) {
+    Restriction best;
+    for (const NodeIndex child : conjunction.children) {
+        Restriction restriction = restrictionOf(tree, child, depth + 1);
+        if (restriction.selectivity > best.selectivity) best = std::move(restriction);
+    }
+    return best;
+}
+
+Restriction ofDisjunction(const QueryTree& tree, const OrNode& disjunction, NodeIndex node, int depth) {
+    if (disjunction.children.size() > maxAlternatives) return {};
+    std::vector<Restriction> alternatives;
+    for (const NodeIndex child : disjunction.children) alternatives.push_back(restrictionOf(tree, child, depth + 1));
+    // Only a child that is proven itself, not a term inside it, makes the whole disjunction proven.
+    const bool allProven = std::ranges::equal(alternatives, disjunction.children, {}, &Restriction::proves,
+                                              [](NodeIndex child) { return std::optional(child); });
+    Restriction restriction = anyOf(std::move(alternatives));
+    if (allProven && restriction.kind != Restriction::Kind::none) restriction.proves = node;
+    return restriction;
+}
+
+Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth) {
+    if (depth > maxDepth) return {};
+    return std::visit(
+        Overloaded{
+            [&](const TextMatcher& text) { return ofText(text, node); },
+            [&](const RegexNode& regex) { return ofRegex(regex); },
+            [&](const ExtensionList& extensions) { return ofExtensions(extensions); },
+            [&](const FuzzyMatcher& fuzzy) { return onSignature(nameSignature(fuzzy.pattern())); },
+            [&](const AndNode& conjunction) { return ofConjunction(tree, conjunction, depth); },
+            [&](const OrNode& disjunction) { return ofDisjunction(tree, disjunction, node, depth); },
+            [](const auto&) { return Restriction{}; },
+        },
+        tree[node]);
+}
+
+std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restriction& restriction) {
+    switch (restriction.kind) {
+        case Restriction::Kind::none: break;
+        case Restriction::Kind::nameLiteral:
+            return std::make_unique<NameLiteralSource>(index, restriction.literal, restriction.fold);
+        case Restriction::Kind::pathLiteral:
+            return std::make_unique<PathLiteralSource>(index, restriction.literal, restriction.fold);
+        case Restriction::Kind::signature: return std::make_unique<SignatureSource>(index, restriction.signature);
+        case Restriction::Kind::anyOf: {
+            std::vector<std::unique_ptr<CandidateSource>> sources;
+            for (const Restriction& alternative : restriction.alternatives) {
+                sources.push_back(makeSource(index, alternative));
+            }
+            return std::make_unique<UnionSource>(std::move(sources));
+        }
+    }
+    return std::make_unique<AllEntries>();
+}
+
+}  // namespace
+
+CandidatePlan planCandidates(const FileIndex& index, const QueryTree& tree) {
+    const Restriction restriction = restrictionOf(tree, tree.root(), 0);
+    return {.source = makeSource(index, restriction), .provenNode = restriction.proves};
+}
+
+}  // namespace dovra

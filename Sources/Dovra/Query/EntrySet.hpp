@@ -1,0 +1,56 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "Index/FileEntry.hpp"
+
+namespace dovra {
+
+/// Consecutive identifiers, `first` to just before `last`.
+struct EntryRange {
+    EntryId first;
+    EntryId last;
+};
+
+/// A set of entries: one bit for each identifier. A set of ten million takes 1.25 MB, so that matches can be
+/// collected, counted and put in order without a list. Different threads may write different words at once.
+class EntrySet {
+public:
+    explicit EntrySet(std::size_t entryCount) : words_((entryCount + 63) / 64) {}
+
+    static constexpr EntryId entriesPerWord = 64;
+
+    bool contains(EntryId id) const { return (words_[wordOf(id)] & bitOf(id)) != 0; }
+    void insert(EntryId id) { words_[wordOf(id)] |= bitOf(id); }
+    void erase(EntryId id) { words_[wordOf(id)] &= ~bitOf(id); }
+    void insert(EntryRange range);
+
+    std::int64_t count() const;
+
+    /// Calls `visit` with each identifier of the range in the set, ascending. `visit` may erase it.
+    template <typename Visit>
+    void forEach(EntryRange range, Visit&& visit) const {
+        for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
+            for (std::uint64_t word = words_[w] & within(range, w); word != 0; word &= word - 1) {
+                visit(static_cast<EntryId>(w * 64) + std::countr_zero(word));
+            }
+        }
+    }
+
+    /// The first `limit` identifiers in ascending order.
+    std::vector<EntryId> firstIds(std::int64_t limit) const;
+
+private:
+    static std::size_t wordOf(EntryId id) { return static_cast<std::size_t>(id) / 64; }
+    static std::uint64_t bitOf(EntryId id) { return std::uint64_t{1} << (static_cast<unsigned>(id) % 64); }
+
+    /// The bits of word `w` that stand for identifiers of the range.
+    static std::uint64_t within(EntryRange range, std::size_t w);
+
+    std::vector<std::uint64_t> words_;
+};
+
+}  // namespace dovra

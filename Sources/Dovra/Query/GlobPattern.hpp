@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "Query/ByteSubstring.hpp"
+
+namespace dovra {
+
+/// A wildcard pattern over bytes: "*" stands for any bytes, "?" for exactly one byte, also one inside a multi-byte
+/// character. It describes the whole text. Frequent shapes are recognised and matched without backtracking.
+class GlobPattern {
+public:
+    struct Prefix {
+        std::string bytes;
+    };
+    struct Suffix {
+        std::string bytes;
+    };
+    struct General {
+        std::string pattern;
+    };
+    using Kind = std::variant<Prefix, Suffix, ByteSubstring, General>;
+
+    static GlobPattern compile(std::string_view pattern, bool caseSensitive);
+
+    bool matches(std::string_view text) const;
+
+    const Kind& kind() const { return kind_; }
+
+    /// The longest run of bytes, folded unless case-sensitive, that every matching text contains; may be empty.
+    std::string requiredLiteral() const;
+
+private:
+    GlobPattern(Kind kind, bool fold) : kind_(std::move(kind)), fold_(fold) {}
+
+    bool equals(std::string_view text, std::string_view expected) const;
+
+    Kind kind_;
+    bool fold_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,154 @@
+#include "Query/NameScan.hpp"
+
+#include <algorithm>
+#include <bit>
+
+#include "Base/AsciiFold.hpp"
+#include "Query/ByteProbe.hpp"
+
+// The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions find
+// the positions where two bytes of the needle stand at their distance; choosing the two that are rarest in this
+// pool leaves few positions to compare in full. Two things keep names apart although nothing stands between them:
+// a hit must not reach over the end of a name, which the pool's end bits tell, and the entry of a hit is the
+// number of end bits before it.
+//
+// Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and the question "which
+// names hold a hit" is answered for 64 bytes at a time by one addition: with N the positions that are not the last
+// of a name and H the hits among them, H + N carries out of a name's run of ones exactly when the name holds a hit,
+// and the carry lands on the name's last position.
+
+namespace dovra {
+
+namespace {
+
+/// Positions that are probed before the hits among them are looked at: small enough that the masks stay in the
+/// first-level cache.
+constexpr std::size_t wordsPerBlock = 64;
+
+/// The scan reads one vector and this distance beyond a position, within the pool's readable slack.
+constexpr std::size_t maxProbeDistance = 63;
+static_assert(maxProbeDistance + 64 <= NamePool::readableSlack);
+
+/// How often each byte (folded) occurs in evenly spaced pieces of the pool.
+std::array<std::uint32_t, 256> sampleBytes(const NamePool& pool) {
+    constexpr std::size_t pieces = 32;
+    constexpr std::size_t pieceBytes = 128;
+    std::array<std::uint32_t, 256> counts{};
+    for (std::size_t piece = 0; piece < pieces; ++piece) {
+        const std::size_t start = pool.size() / pieces * piece;
+        const std::size_t end = std::min(start + pieceBytes, pool.size());
+        for (std::size_t i = start; i < end; ++i) ++counts[asciiFold(pool.bytes()[i])];
+    }
+    return counts;
+}
+
+ScanNeedle::Probe probeAt(std::string_view literal, std::size_t distance, bool fold) {
+    const auto byte = static_cast<std::uint8_t>(literal[distance]);
+    const bool bothCases = fold && isAsciiLetter(byte);
+    return {.distance = distance, .mask = static_cast<std::uint8_t>(bothCases ? 0x20 : 0), .value = byte};
+}
+
+std::uint64_t below(std::size_t bit) {
+    return (std::uint64_t{1} << bit) - 1;
+}
+
+/// The scan of one range of positions in the pool.
+class Scan {
+public:
+    Scan(const NamePool& pool, const ScanNeedle& needle, std::size_t begin, std::size_t end, EntrySet& hits)
+        : pool_(pool), needle_(needle), begin_(begin), end_(end), hits_(hits) {}
+
+    void run() {
+        const std::size_t lastWord = (end_ + 63) / 64;
+        if (needle_.isCoveredByProbes()) nextName_ = pool_.nameAt(begin_);
+        for (std::size_t word = begin_ / 64; word < lastWord; word += wordsPerBlock) {
+            const std::size_t count = std::min(wordsPerBlock, lastWord - word);
+            const auto& probes = needle_.probes();
+            probeBytes(pool_.bytes() + word * 64, count, probes[0], probes[1], masks_.data());
+            for (std::size_t i = 0; i < count; ++i) takeWord(word + i, masks_[i] & withinRange(word + i));
+        }
+    }
+
+private:
+    std::uint64_t withinRange(std::size_t word) const {
+        std::uint64_t mask = ~std::uint64_t{0};
+        if (word == begin_ / 64) mask &= ~below(begin_ % 64);
+        if (word == end_ / 64) mask &= below(end_ % 64);
+        return mask;
+    }
+
+    void takeWord(std::size_t word, std::uint64_t hits) {
+        if (needle_.isCoveredByProbes()) {
+            markNames(word, hits);
+        } else {
+            for (; hits != 0; hits &= hits - 1) verify(word * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
+        }
+    }
+
+    void verify(std::size_t position) {
+        if (position + needle_.size() > end_ || !needle_.standsAt(pool_.bytes() + position)) return;
+        if (pool_.isWithinName(position, needle_.size())) hits_.insert(pool_.nameAt(position));
+    }
+
+    /// Adds the names that end in this word and hold one of the hits, in this word or carried over from before.
+    void markNames(std::size_t word, std::uint64_t hits) {
+        const std::uint64_t ends = pool_.nameEnds()[word] & withinRange(word);
+        if (needle_.size() == 2) hits &= ~ends;  // the second byte would belong to the next name
+        const std::uint64_t inside = ~ends & withinRange(word);
+        const std::uint64_t starts = hits & inside;
+        std::uint64_t sum = 0;
+        bool carry = __builtin_add_overflow(starts, inside, &sum);
+        carry = __builtin_add_overflow(sum, static_cast<std::uint64_t>(carry_), &sum) || carry;
+        carry_ = carry;
+        for (std::uint64_t found = (sum | hits) & ends; found != 0; found &= found - 1) {
+            const auto bit = static_cast<std::size_t>(std::countr_zero(found));
+            hits_.insert(nextName_ + std::popcount(ends & below(bit)));
+        }
+        nextName_ += std::popcount(ends);
+    }
+
+    const NamePool& pool_;
+    const ScanNeedle& needle_;
+    const std::size_t begin_;
+    const std::size_t end_;
+    EntrySet& hits_;
+    std::array<std::uint64_t, wordsPerBlock> masks_;
+    EntryId nextName_ = 0;  ///< the name of the next end bit
+    bool carry_ = false;    ///< whether the name that reaches into this word has been hit
+};
+
+}  // namespace
+
+ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool)
+    : literal_(fold ? asciiFolded(literal) : std::string(literal)), fold_(fold) {
+    const auto counts = sampleBytes(pool);
+    const std::size_t probed = std::min(literal_.size(), maxProbeDistance + 1);
+    std::size_t rarest = 0;
+    std::size_t second = probed - 1;
+    const auto countAt = [&](std::size_t i) { return counts[asciiFold(static_cast<std::uint8_t>(literal_[i]))]; };
+    for (std::size_t i = 1; i < probed; ++i) {
+        if (countAt(i) < countAt(rarest)) rarest = i;
+    }
+    if (second == rarest) second = 0;
+    for (std::size_t i = 0; i < probed; ++i) {
+        if (i != rarest && countAt(i) < countAt(second)) second = i;
+    }
+    probes_ = {probeAt(literal_, rarest, fold), probeAt(literal_, second, fold)};
+}
+
+bool ScanNeedle::standsAt(const std::uint8_t* text) const {
+    const std::string_view bytes(reinterpret_cast<const char*>(text), literal_.size());
+    if (!fold_) return bytes == literal_;
+    return std::ranges::equal(bytes, literal_, {}, [](char c) { return asciiFold(c); });
+}
+
+void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits) {
+    if (range.first >= range.last) return;
+    const auto entries = index.entriesLocked();
+    const FileEntry& last = entries[static_cast<std::size_t>(range.last) - 1];
+    const std::size_t begin = entries[static_cast<std::size_t>(range.first)].nameOffset;
+    const std::size_t end = std::size_t{last.nameOffset} + last.nameLen;
+    Scan(index.namePoolLocked(), needle, begin, end, hits).run();
+}
+
+}  // namespace dovra

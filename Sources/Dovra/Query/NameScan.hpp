@@ -1,0 +1,47 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Index/FileIndex.hpp"
+#include "Query/EntrySet.hpp"
+
+namespace dovra {
+
+/// A byte string prepared for scanning the whole name pool: the needle, and the two of its bytes that are rarest
+/// in this pool, at which the scan looks first.
+class ScanNeedle {
+public:
+    /// `literal` is not empty. With `fold`, names are compared under ASCII folding. The pool is only sampled.
+    ScanNeedle(std::string_view literal, bool fold, const NamePool& pool);
+
+    /// A byte to look for at a distance from the needle's start: it matches when (byte | mask) == value, so that
+    /// one comparison covers both cases of a letter.
+    struct Probe {
+        std::size_t distance = 0;
+        std::uint8_t mask = 0;
+        std::uint8_t value = 0;
+    };
+
+    std::size_t size() const { return literal_.size(); }
+    const std::array<Probe, 2>& probes() const { return probes_; }
+
+    /// Whether the two probes cover the whole needle, so that nothing is left to compare.
+    bool isCoveredByProbes() const { return literal_.size() <= 2; }
+
+    /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
+    bool standsAt(const std::uint8_t* text) const;
+
+private:
+    std::string literal_;
+    bool fold_;
+    std::array<Probe, 2> probes_;
+};
+
+/// Adds to `hits` every entry of the range whose name contains the needle, tombstones included. The range begins
+/// at a multiple of 64. Runs at the speed of memory while hits are few. The index's read lock is held.
+void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits);
+
+}  // namespace dovra

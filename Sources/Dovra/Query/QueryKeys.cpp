@@ -1,0 +1,130 @@
+#include "Query/QueryKeys.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Base/UnicodeFold.hpp"
+#include "Query/FileKind.hpp"
+
+namespace dovra {
+
+namespace {
+
+using Words = std::string_view;
+
+constexpr Words fileWords[] = {"file", "files"};
+constexpr Words folderWords[] = {"folder", "folders", "dir", "dirs", "directory", "directories"};
+constexpr Words extensionWords[] = {"ext", "extension"};
+constexpr Words sizeWords[] = {"size"};
+constexpr Words modifiedWords[] = {"dm", "datemodified", "date-modified", "modified"};
+constexpr Words createdWords[] = {"dc", "datecreated", "date-created", "created"};
+constexpr Words pathWords[] = {"path", "matchpath"};
+constexpr Words noPathWords[] = {"nopath"};
+constexpr Words nameWords[] = {"name", "filename"};
+constexpr Words stemWords[] = {"stem"};
+constexpr Words caseWords[] = {"case"};
+constexpr Words noCaseWords[] = {"nocase"};
+constexpr Words wholeWordWords[] = {"wholeword", "ww"};
+constexpr Words noWholeWordWords[] = {"nowholeword", "noww"};
+constexpr Words regexWords[] = {"regex", "regexp"};
+constexpr Words fuzzyWords[] = {"fuzzy", "fz"};
+constexpr Words similarWords[] = {"similar", "sim", "like"};
+constexpr Words contentWords[] = {"content",  "ascii-content", "asciicontent",
+                                  "contenta", "utf8-content",  "utf8content"};
+constexpr Words tagWords[] = {"tag", "tags", "tagged"};
+constexpr Words duplicateWords[] = {"dupe", "dupes", "duplicate", "duplicates"};
+constexpr Words emptyWords[] = {"empty", "emptyfolder", "emptyfolders", "emptydir", "emptydirs"};
+
+constexpr std::array table = {
+    QueryKeyInfo{QueryKey::file, fileWords, false, "file:", "files only (whatever is not a folder)"},
+    QueryKeyInfo{QueryKey::folder, folderWords, false, "folder:", "folders only"},
+    QueryKeyInfo{QueryKey::extension, extensionWords, false, "ext:md;txt", "one of these extensions"},
+    QueryKeyInfo{QueryKey::size, sizeWords, false, "size:>1mb",
+                 "size of a file: > < >= <= =, with b kb mb gb tb in powers of 1024"},
+    QueryKeyInfo{QueryKey::dateModified, modifiedWords, false, "dm:thisweek",
+                 "modified: today, yesterday, this or last week, month or year, or a date with > < >= <="},
+    QueryKeyInfo{QueryKey::dateCreated, createdWords, false, "dc:>=2024-03", "created: the same"},
+    QueryKeyInfo{QueryKey::path, pathWords, true, "path:src",
+                 "text in the whole path; without text, plain terms look at paths"},
+    QueryKeyInfo{QueryKey::noPath, noPathWords, true, "nopath:", "plain terms look at names (the usual)"},
+    QueryKeyInfo{QueryKey::name, nameWords, false, "name:a/b", "text in the name, whatever the context says"},
+    QueryKeyInfo{QueryKey::stem, stemWords, false, "stem:report", "text in the name without its extension"},
+    QueryKeyInfo{QueryKey::caseSensitive, caseWords, true, "case:README",
+                 "with its case; without text, the whole query"},
+    QueryKeyInfo{QueryKey::caseInsensitive, noCaseWords, true, "nocase:readme", "the reverse"},
+    QueryKeyInfo{QueryKey::wholeWord, wholeWordWords, true, "ww:log",
+                 "as a whole word; without text, all plain terms"},
+    QueryKeyInfo{QueryKey::noWholeWord, noWholeWordWords, true, "noww:", "parts of words too (the usual)"},
+    QueryKeyInfo{QueryKey::regex, regexWords, false, "regex:^v\\d+$", "a regular expression on the name"},
+    QueryKeyInfo{QueryKey::fuzzy, fuzzyWords, false, "fuzzy:fbar",
+                 "the letters in this order, best match first; a capital makes it case-sensitive"},
+    QueryKeyInfo{QueryKey::similar, similarWords, false, "similar:invoice.pdf", "names that look alike, best first"},
+    QueryKeyInfo{QueryKey::content, contentWords, false, "content:TODO", "text inside regular files"},
+    QueryKeyInfo{QueryKey::tag, tagWords, false, "tag:red", "files with such a tag; without text, with any tag"},
+    QueryKeyInfo{QueryKey::duplicates, duplicateWords, true, "dupe:",
+                 "names that occur more than once; dupe:content for equal contents"},
+    QueryKeyInfo{QueryKey::emptyFolders, emptyWords, true, "empty:", "folders with nothing in them"},
+};
+
+constexpr std::string_view operatorsHelp =
+    R"(  report            names that contain the text, in any case
+  report 2024       both (AND)
+  jpg|png           either (OR, binds tighter than AND)
+  !draft            not
+  <a b>|c           grouping
+  "exact phrase"    text with spaces or operators
+  *.pdf  a?c        wildcards over the whole name: any text, any one byte
+  src/main          a "/" makes the term look at the whole path
+)";
+
+std::string joined(std::span<const std::string_view> words) {
+    return fmt::format("{}", fmt::join(words, ", "));
+}
+
+}  // namespace
+
+std::span<const QueryKeyInfo> queryKeys() {
+    return table;
+}
+
+const QueryKeyInfo* findQueryKey(std::string_view word) {
+    const auto row = std::ranges::find_if(
+        table, [&](const QueryKeyInfo& info) { return std::ranges::find(info.words, word) != info.words.end(); });
+    return row == table.end() ? nullptr : row;
+}
+
+KeyedTerm splitKey(std::string_view term) {
+    const std::size_t colon = term.find(':');
+    if (colon == std::string_view::npos || colon == 0) return {.key = {}, .value = term};
+    return {.key = lowercased(term.substr(0, colon)), .value = term.substr(colon + 1)};
+}
+
+std::string queryLanguageHelp() {
+    std::string help = "Query language:\n" + std::string(operatorsHelp) + "\n";
+    for (const QueryKeyInfo& info : table) help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
+    help += "\n";
+    for (const Macros::Macro& macro : Macros::table()) {
+        help += fmt::format("  {:<19} the extensions {}\n", std::string(macro.words.front()) + ":",
+                            joined(macro.extensions));
+    }
+    return help;
+}
+
+std::string queryKeysMarkdown() {
+    std::string text = "| key | also written | example | meaning |\n|---|---|---|---|\n";
+    for (const QueryKeyInfo& info : table) {
+        std::string example(info.example);
+        text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)), example,
+                            info.meaning);
+    }
+    text += "\n| macro | also written | extensions |\n|---|---|---|\n";
+    for (const Macros::Macro& macro : Macros::table()) {
+        const std::span<const std::string_view> words = macro.words;
+        text += fmt::format("| `{}:` | {} | {} |\n", words.front(), joined(words.subspan(1)), joined(macro.extensions));
+    }
+    return text;
+}
+
+}  // namespace dovra

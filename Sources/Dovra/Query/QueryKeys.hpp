@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace dovra {
+
+/// What a "key:" of the query language stands for.
+enum class QueryKey : std::uint8_t {
+    file,
+    folder,
+    extension,
+    size,
+    dateModified,
+    dateCreated,
+    path,
+    noPath,
+    name,
+    stem,
+    caseSensitive,
+    caseInsensitive,
+    wholeWord,
+    noWholeWord,
+    regex,
+    fuzzy,
+    similar,
+    content,
+    tag,
+    duplicates,
+    emptyFolders,
+};
+
+/// One row of the table of keys: the parser, the help text and the documentation all come from it.
+struct QueryKeyInfo {
+    QueryKey key;
+    std::span<const std::string_view> words;  ///< the spellings, the usual one first
+    bool isToggle;                            ///< whether "key:" without a value switches something
+    std::string_view example;
+    std::string_view meaning;
+};
+
+/// The whole table, in the order of the documentation. The extension macros ("image:") are not in it.
+std::span<const QueryKeyInfo> queryKeys();
+
+/// The row of a key word (already lower case); null when there is none.
+const QueryKeyInfo* findQueryKey(std::string_view word);
+
+/// A term split at its first ":".
+struct KeyedTerm {
+    std::string key;  ///< lower case; empty when the term has no key
+    std::string_view value;
+};
+
+/// A term without ":" or with ":" as its first character has no key, and the whole term as its value.
+KeyedTerm splitKey(std::string_view term);
+
+/// The query language on a page: operators, then every key with its meaning, then the macros.
+std::string queryLanguageHelp();
+
+/// The same table in Markdown, as the documentation carries it.
+std::string queryKeysMarkdown();
+
+}  // namespace dovra

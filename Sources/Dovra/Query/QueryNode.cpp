@@ -1,0 +1,34 @@
+#include "Query/QueryNode.hpp"
+
+#include <algorithm>
+
+#include "Base/Overloaded.hpp"
+
+namespace dovra {
+
+NodeIndex QueryTree::add(QueryNode node) {
+    weights_.push_back(weightOf(node));
+    nodes_.push_back(std::move(node));
+    return root();
+}
+
+int QueryTree::largestWeight(const std::vector<NodeIndex>& children) const {
+    int largest = 0;
+    for (const NodeIndex child : children) largest = std::max(largest, weight(child));
+    return largest;
+}
+
+int QueryTree::weightOf(const QueryNode& node) const {
+    return std::visit(Overloaded{
+                          [&](const AndNode& conjunction) { return largestWeight(conjunction.children); },
+                          [&](const OrNode& disjunction) { return largestWeight(disjunction.children); },
+                          [&](const NotNode& negation) { return weight(negation.child); },
+                          [](const ContentMatcher&) { return 100; },
+                          [](const TagMatcher&) { return 90; },
+                          [](const SimilarMatcher&) { return 50; },
+                          [](const auto&) { return 0; },
+                      },
+                      node);
+}
+
+}  // namespace dovra

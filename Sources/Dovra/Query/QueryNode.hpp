@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Query/ContentMatcher.hpp"
+#include "Query/DateFilter.hpp"
+#include "Query/FileKind.hpp"
+#include "Query/FuzzyMatcher.hpp"
+#include "Query/RegularExpression.hpp"
+#include "Query/SimilarMatcher.hpp"
+#include "Query/SizeFilter.hpp"
+#include "Query/TagMatcher.hpp"
+#include "Query/TextMatcher.hpp"
+#include "Query/TypeFilter.hpp"
+
+namespace dovra {
+
+/// The position of a node in its tree.
+using NodeIndex = std::int32_t;
+
+struct AndNode {
+    std::vector<NodeIndex> children;
+};
+struct OrNode {
+    std::vector<NodeIndex> children;
+};
+struct NotNode {
+    NodeIndex child;
+};
+struct DateNode {
+    DateField field;
+    DateFilter filter;
+};
+struct RegexNode {
+    RegularExpression expression;
+    MatchTarget target;
+    std::string pattern;
+    bool caseSensitive;
+};
+struct MatchAllNode {};
+
+/// One node of a query tree: an operator over other nodes, or a test of one entry.
+using QueryNode = std::variant<AndNode, OrNode, NotNode, TextMatcher, ExtensionList, SizeFilter, DateNode, TypeFilter,
+                               RegexNode, ContentMatcher, FuzzyMatcher, SimilarMatcher, TagMatcher, MatchAllNode>;
+
+/// A query tree in one array. Children are positions, not owned nodes, so that a query nested a hundred thousand
+/// deep is built, read and destroyed without recursion. Children stand before their parents. Immutable once
+/// parsed; any number of threads.
+class QueryTree {
+public:
+    NodeIndex add(QueryNode node);
+    const QueryNode& operator[](NodeIndex node) const { return nodes_[static_cast<std::size_t>(node)]; }
+
+    /// How expensive a test of the node can be: 100 for contents, 90 for tags, 50 for similarity, 0 for all other
+    /// tests; operators take the largest of their children. Expensive tests run last.
+    int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
+
+    NodeIndex root() const { return static_cast<NodeIndex>(nodes_.size()) - 1; }
+    std::size_t size() const { return nodes_.size(); }
+
+    /// Whether the root lets every entry through.
+    bool matchesAll() const { return std::holds_alternative<MatchAllNode>(nodes_.back()); }
+
+private:
+    int weightOf(const QueryNode& node) const;
+    int largestWeight(const std::vector<NodeIndex>& children) const;
+
+    std::vector<QueryNode> nodes_;
+    std::vector<int> weights_;
+};
+
+}  // namespace dovra

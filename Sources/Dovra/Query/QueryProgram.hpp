@@ -1,0 +1,49 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "Query/QueryNode.hpp"
+
+namespace dovra {
+
+/// A query tree as a list of tests with two ways out of each, so that an entry is judged without recursion and
+/// every operator costs nothing: AND, OR and NOT only decide where a test's outcome leads. (The classic translation
+/// of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
+class QueryProgram {
+public:
+    /// Translates the tree. The test `assumedTrue`, if given, is taken as passed: whoever selects entries by it
+    /// need not ask again. The tree must outlive the program.
+    explicit QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assumedTrue = std::nullopt);
+
+    /// Judges an entry; `test` is called with the leaves that matter, in order, until the outcome is known.
+    template <typename Test>
+    bool run(Test&& test) const {
+        std::int32_t at = start_;
+        while (at >= 0) {
+            const Step& step = steps_[static_cast<std::size_t>(at)];
+            at = test(*step.leaf) ? step.whenTrue : step.whenFalse;
+        }
+        return at == accept;
+    }
+
+    /// Whether every entry is accepted without a test.
+    bool acceptsAll() const { return start_ == accept; }
+
+private:
+    static constexpr std::int32_t accept = -1;
+    static constexpr std::int32_t reject = -2;
+
+    struct Step {
+        const QueryNode* leaf;
+        std::int32_t whenTrue;
+        std::int32_t whenFalse;
+    };
+
+    friend class QueryTranslation;
+
+    std::vector<Step> steps_;
+    std::int32_t start_ = accept;
+};
+
+}  // namespace dovra

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "Index/FileIndex.hpp"
+#include "Query/QueryParser.hpp"
+#include "Query/SearchResult.hpp"
+
+namespace dovra {
+
+/// Answers a query: the one way by which every front end searches. Takes the index's read lock for its whole
+/// duration. More than `FileIndex::sortCap` matches come unsorted, in the index's order; fuzzy and similarity
+/// queries come by score whatever `sort` asks for. Only `limit` rows are built.
+SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
+
+/// The entries to which the attached trigram index narrows the query; absent when there is none or it cannot
+/// narrow. The index's read lock is held.
+std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree);
+
+/// Whether the entry is a folder that was listed and has no live entry in it. The index's read lock is held.
+bool isEmptyFolderLocked(const FileIndex& index, EntryId id);
+
+}  // namespace dovra

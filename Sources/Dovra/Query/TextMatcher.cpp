@@ -1,0 +1,108 @@
+#include "Query/TextMatcher.hpp"
+
+#include <algorithm>
+
+#include "Base/AsciiFold.hpp"
+#include "Base/Overloaded.hpp"
+#include "Base/Utf8.hpp"
+#include "Query/RegexLiterals.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// In the pattern of a wildcard text that is not ASCII, a "." must stand for any character, line ends included.
+constexpr std::string_view anyCharacterMode = "(?s)";
+
+std::string unicodeGlobPattern(std::string_view text) {
+    std::string pattern = std::string(anyCharacterMode) + "^";
+    while (!text.empty()) {
+        const std::string_view literal = text.substr(0, text.find_first_of("*?"));
+        pattern += RegularExpression::escapedPattern(literal);
+        text.remove_prefix(literal.size());
+        if (text.empty()) break;
+        pattern += text.front() == '*' ? ".*" : ".";
+        text.remove_prefix(1);
+    }
+    // "\z", not "$": a name may end in a line feed, which "$" would pass over.
+    return pattern + "\\z";
+}
+
+std::string longestOf(const std::vector<std::string>& runs) {
+    const auto longest = std::ranges::max_element(runs, {}, &std::string::size);
+    return longest == runs.end() ? std::string{} : *longest;
+}
+
+}  // namespace
+
+std::string_view stemOf(std::string_view name) {
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+TextMatcher::Engine TextMatcher::wholeWordEngine(std::string_view text, bool caseSensitive) {
+    const std::string pattern =
+        R"((?<![\p{L}\p{N}]))" + RegularExpression::escapedPattern(text) + R"((?![\p{L}\p{N}]))";
+    if (auto expression = RegularExpression::compile(pattern, caseSensitive)) return *std::move(expression);
+    return Never{};
+}
+
+TextMatcher::Engine TextMatcher::unicodeGlobEngine(std::string_view text, bool caseSensitive) {
+    if (auto expression = RegularExpression::compile(unicodeGlobPattern(text), caseSensitive)) {
+        return *std::move(expression);
+    }
+    return Never{};
+}
+
+TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSensitive, bool wholeWord) {
+    if (wholeWord) return wholeWordEngine(text, caseSensitive);
+    const bool hasWildcard = text.find_first_of("*?") != std::string_view::npos;
+    if (!isAscii(text)) {
+        if (hasWildcard) return unicodeGlobEngine(text, caseSensitive);
+        return UnicodeNeedle(text, caseSensitive);
+    }
+    if (hasWildcard) return GlobPattern::compile(text, caseSensitive);
+    return ByteSubstring(text, !caseSensitive);
+}
+
+TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
+    : target_(target), text_(text), caseSensitive_(caseSensitive), engine_(makeEngine(text, caseSensitive, wholeWord)) {
+    if (!std::holds_alternative<RegularExpression>(engine_)) return;
+    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text)
+                                          : unicodeGlobPattern(text).substr(anyCharacterMode.size());
+    wordLiteral_ = longestOf(literalRuns(pattern, caseSensitive));
+}
+
+bool TextMatcher::matchesText(std::string_view text) const {
+    return std::visit(Overloaded{
+                          [&](const ByteSubstring& substring) { return substring.foundIn(text); },
+                          [&](const GlobPattern& glob) { return glob.matches(text); },
+                          [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
+                          [&](const RegularExpression& expression) { return expression.foundIn(text); },
+                          [](const Never&) { return false; },
+                      },
+                      engine_);
+}
+
+std::string TextMatcher::requiredLiteral() const {
+    return std::visit(Overloaded{
+                          [](const ByteSubstring& substring) { return substring.bytes(); },
+                          [](const GlobPattern& glob) { return glob.requiredLiteral(); },
+                          [](const UnicodeNeedle&) { return std::string{}; },
+                          [&](const RegularExpression&) { return wordLiteral_; },
+                          [](const Never&) { return std::string{}; },
+                      },
+                      engine_);
+}
+
+bool TextMatcher::literalIsCaseSensitive() const {
+    const bool isOnBytes = std::holds_alternative<ByteSubstring>(engine_) || std::holds_alternative<GlobPattern>(engine_);
+    return isOnBytes && caseSensitive_;
+}
+
+bool TextMatcher::needsNonAscii() const {
+    const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
+    return needle != nullptr && !needle->foldedIsAscii();
+}
+
+}  // namespace dovra

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "Base/UnicodeFold.hpp"
+#include "Query/ByteSubstring.hpp"
+#include "Query/GlobPattern.hpp"
+#include "Query/RegularExpression.hpp"
+
+namespace dovra {
+
+/// Which text of an entry a matcher looks at.
+enum class MatchTarget : std::uint8_t {
+    name,
+    stem,      ///< the name without its extension
+    fullPath,  ///< folder path, "/", name
+};
+
+/// The name up to its last "." that does not stand first; a name without one is its own stem.
+std::string_view stemOf(std::string_view name);
+
+/// Decides whether an entry's name, stem or full path contains a piece of query text: a substring, a wildcard
+/// pattern ("*" and "?" in the text) or a whole word. Plain ASCII text works on the raw bytes; other text by the
+/// rules of Unicode. Immutable; any number of threads.
+class TextMatcher {
+public:
+    TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
+
+    MatchTarget target() const { return target_; }
+    const std::string& text() const { return text_; }
+    bool isCaseSensitive() const { return caseSensitive_; }
+
+    /// `fullPath` returns the entry's full path; it is called only when the target is the full path.
+    template <typename FullPath>
+    bool matches(std::string_view name, FullPath&& fullPath) const {
+        switch (target_) {
+            case MatchTarget::name: return matchesText(name);
+            case MatchTarget::stem: return matchesText(stemOf(name));
+            case MatchTarget::fullPath: break;
+        }
+        return matchesText(fullPath());
+    }
+
+    /// Whether the target's text, given directly, matches.
+    bool matchesText(std::string_view text) const;
+
+    /// Bytes that every matching text contains in one piece, compared with ASCII folding unless
+    /// `literalIsCaseSensitive()`. Empty when nothing is known.
+    std::string requiredLiteral() const;
+    bool literalIsCaseSensitive() const;
+
+    /// Whether a text matches exactly when it contains the required literal.
+    bool isPlainSubstring() const { return std::holds_alternative<ByteSubstring>(engine_); }
+
+    /// Whether only texts with a byte above 127 can match.
+    bool needsNonAscii() const;
+
+private:
+    /// Where the pattern cannot be compiled (it is too large): no text matches.
+    struct Never {};
+    using Engine = std::variant<ByteSubstring, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
+
+    static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
+    static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
+    static Engine makeEngine(std::string_view text, bool caseSensitive, bool wholeWord);
+
+    MatchTarget target_;
+    std::string text_;
+    bool caseSensitive_;
+    Engine engine_;
+    std::string wordLiteral_;
+};
+
+}  // namespace dovra
