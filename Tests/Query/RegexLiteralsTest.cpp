@@ -30,8 +30,6 @@ TEST(RegexLiterals, ReadsTheRunsOfCaseSensitivePatterns) {
         {"colou?r", {"colo", "r"}},
         {"ab+cd", {"ab", "cd"}},
         {"ab+?cd++ef", {"ab", "cd", "ef"}},
-        {"ab+*cd", {"a", "cd"}},
-        {"ab+{0}cd", {"a", "cd"}},
         {R"(\.txt$)", {".txt"}},
         {R"(a\dbcd)", {"a", "bcd"}},
         {R"(a\.b\*?c)", {"a.b", "c"}},
@@ -109,7 +107,8 @@ public:
     std::string textFor(std::string_view pattern) {
         std::string text;
         for (const char c : pattern) {
-            const bool isSpecial = std::string_view("\\()[]{}*+?|^$:=!<>").find(c) != std::string_view::npos;
+            const bool isSpecial =
+                std::string_view("\\()[]{}*+?|^$:=!<>QENpx#").find(c) != std::string_view::npos;
             if (random_() % 10 < (isSpecial ? 8U : 1U)) continue;
             for (unsigned count = random_() % 8 == 0 ? 2 : 1; count > 0; --count)
                 text += random_() % 4 == 0 ? otherCase(c) : std::string(1, c);
@@ -147,7 +146,7 @@ private:
             case 5:
                 return random_() % 2 == 0 ? "." : (random_() % 2 == 0 ? "^" : "$");
             case 6:
-                return random_() % 3 == 0 ? oneOf(oddities) : "a";
+                return oneOf(oddities);
             default:
                 return oneOf(literals);
         }
@@ -179,7 +178,7 @@ private:
 TEST(RegexLiterals, EveryMatchContainsEveryRun) {
     PatternMaker maker(1);
     int restrictedMatches = 0;
-    for (int i = 0; i < 40'000; ++i) {
+    for (int i = 0; i < 100'000; ++i) {
         const std::string pattern = maker.pattern();
         const bool caseSensitive = i % 2 == 0;
         const auto expression = RegularExpression::compile(pattern, caseSensitive);

@@ -35,12 +35,10 @@ std::size_t characterLength(std::string_view text) {
     return length;
 }
 
-/// The length of the quantifier at the start of `text`, 0 if there is none. Takes every form of a counted
-/// one that any version of the syntax knows; where it is literal text after all, a run only gets shorter.
-std::size_t quantifierLength(std::string_view text) {
-    if (text.empty()) return 0;
-    if (text[0] == '*' || text[0] == '+' || text[0] == '?') return 1;
-    if (text[0] != '{') return 0;
+/// The length of the counted repetition, such as "{2,3}", at the start of `text`, 0 if there is none. Takes
+/// every form that some version of the syntax knows; where it is literal text after all, a run only gets
+/// shorter.
+std::size_t countedQuantifierLength(std::string_view text) {
     const std::size_t end = text.find_first_not_of("0123456789, \t", 1);
     const bool isCounted =
         end != text.npos && text[end] == '}' && text.substr(0, end).find_first_of("0123456789") != text.npos;
@@ -67,11 +65,11 @@ public:
 
 private:
     bool readItem();
+    void readOperatorOrLiteral();
     bool readEscape();
     bool openGroup();
     bool skipClass();
     bool skipClassMember();
-    void readQuantifiers();
     void readLiteral(std::string_view character);
     bool isCertain(std::string_view character) const;
     bool skipEscape();
@@ -99,27 +97,26 @@ bool PatternReader::readItem() {
             return openGroup();
         case ')':
             depth_ -= depth_ > 0 ? 1 : 0;
-            break;
-        case '|':
-            sawTopLevelAlternation_ |= depth_ == 0;
-            [[fallthrough]];
-        case '.':
-        case '^':
-        case '$':
-            flush();
-            break;
+            ++position_;
+            return true;
         default:
-            if (quantifierLength(rest()) != 0) {
-                readQuantifiers();
-            } else {
-                const std::string_view character = rest().substr(0, characterLength(rest()));
-                readLiteral(character);
-                position_ += character.size();
-            }
+            readOperatorOrLiteral();
             return true;
     }
-    ++position_;
-    return true;
+}
+
+void PatternReader::readOperatorOrLiteral() {
+    const std::string_view character = rest().substr(0, characterLength(rest()));
+    const std::size_t countedLength = character == "{" ? countedQuantifierLength(rest()) : 0;
+    const bool isCounted = countedLength > 0;
+    sawTopLevelAlternation_ |= character == "|" && depth_ == 0;
+    if (character == "?" || character == "*" || isCounted) dropLastCharacter();  // it may be absent
+    if (isCounted || std::string_view("?*+.^$|").find(character) != std::string_view::npos) {
+        flush();
+    } else {
+        readLiteral(character);
+    }
+    position_ += isCounted ? countedLength : character.size();
 }
 
 bool PatternReader::readEscape() {
@@ -184,18 +181,6 @@ bool PatternReader::skipClassMember() {
     if (nameEnd == text.npos || !text.substr(nameEnd).starts_with(":]")) return false;
     position_ += nameEnd + 2;
     return true;
-}
-
-/// Reads all quantifiers that stand in a row: one behind another applies to the repetition as a whole, so
-/// only a lone "+" (greedy, lazy or possessive) says that its character must occur.
-void PatternReader::readQuantifiers() {
-    const std::size_t start = position_;
-    while (const std::size_t length = quantifierLength(rest()))
-        position_ += length;
-    const std::string_view quantifiers = std::string_view(pattern_).substr(start, position_ - start);
-    const bool mustOccur = quantifiers == "+" || quantifiers == "+?" || quantifiers == "++";
-    if (!mustOccur) dropLastCharacter();
-    flush();
 }
 
 void PatternReader::readLiteral(std::string_view character) {
