@@ -8,41 +8,42 @@
 
 namespace dovra {
 
-/// Which kinds of bytes a name holds, ASCII-folded: one bit for each letter, one for all digits, and so on. A
-/// name can contain a pattern, as a substring or as a subsequence, under either case rule, only if its
-/// signature has every bit of the pattern's: a test of one word rules out most names before their bytes are
-/// read.
+/// Which kinds of bytes occur in a text, a bit a kind: 0 to 25 the letters without regard to case, then the
+/// bits below. A name can contain a pattern, in one piece or scattered, only if its signature has all of the
+/// pattern's bits: one `and` rejects most names before any is read. Since case is folded away, the test is
+/// valid for case-sensitive and case-insensitive search alike.
 using NameSignature = std::uint32_t;
 
-namespace signatureBit {
-inline constexpr NameSignature digit = NameSignature{1} << 26;
-inline constexpr NameSignature nonAscii = NameSignature{1} << 27;
-inline constexpr NameSignature dot = NameSignature{1} << 28;
-inline constexpr NameSignature dashOrUnderscore = NameSignature{1} << 29;
-inline constexpr NameSignature space = NameSignature{1} << 30;
-inline constexpr NameSignature other = NameSignature{1} << 31;
-}  // namespace signatureBit
+inline constexpr unsigned digitBit = 26;
+inline constexpr unsigned nonAsciiBit = 27;
+inline constexpr unsigned dotBit = 28;
+inline constexpr unsigned dashOrUnderscoreBit = 29;
+inline constexpr unsigned spaceBit = 30;
+inline constexpr unsigned otherAsciiBit = 31;
 
-inline constexpr std::array<NameSignature, 256> signatureOfByte = [] {
+/// The signature of a text of one byte.
+inline constexpr std::array<NameSignature, 256> byteSignatures = [] {
+    const auto bitOf = [](unsigned byte) -> unsigned {
+        if (byte >= 128) return nonAsciiBit;
+        if (isAsciiLetter(static_cast<std::uint8_t>(byte)))
+            return asciiFold(static_cast<std::uint8_t>(byte)) - unsigned{'a'};
+        if (byte >= '0' && byte <= '9') return digitBit;
+        if (byte == '.') return dotBit;
+        if (byte == '-' || byte == '_') return dashOrUnderscoreBit;
+        if (byte == ' ') return spaceBit;
+        return otherAsciiBit;
+    };
     std::array<NameSignature, 256> table{};
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        const auto value = static_cast<std::uint8_t>(byte);
-        NameSignature bit = signatureBit::other;
-        if (value >= 128) bit = signatureBit::nonAscii;
-        if (isAsciiLetter(value)) bit = NameSignature{1} << (asciiFold(value) - 'a');
-        if (value >= '0' && value <= '9') bit = signatureBit::digit;
-        if (value == '.') bit = signatureBit::dot;
-        if (value == '-' || value == '_') bit = signatureBit::dashOrUnderscore;
-        if (value == ' ') bit = signatureBit::space;
-        table[byte] = bit;
-    }
+    for (unsigned byte = 0; byte < 256; ++byte)
+        table[byte] = NameSignature{1} << bitOf(byte);
     return table;
 }();
 
+/// The signature of `name`; 0 only for the empty text.
 constexpr NameSignature nameSignature(std::string_view name) {
     NameSignature signature = 0;
     for (const char c : name)
-        signature |= signatureOfByte[static_cast<std::uint8_t>(c)];
+        signature |= byteSignatures[static_cast<std::uint8_t>(c)];
     return signature;
 }
 

@@ -1,0 +1,128 @@
+#include "Index/TrigramIndex.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <iterator>
+
+namespace dovra {
+
+namespace {
+
+using Postings = std::span<const EntryId>;
+
+/// From this ratio of lengths on, searching the longer list for each member of the shorter one beats walking
+/// both.
+constexpr std::size_t gallopRatio = 16;
+
+/// The first position in `ascending` that is not below `value`, found by doubling steps from the front: cheap
+/// when it is near.
+const EntryId* gallop(Postings ascending, EntryId value) {
+    std::size_t bound = 1;
+    while (bound < ascending.size() && ascending[bound] < value)
+        bound *= 2;
+    const auto window = ascending.subspan(bound / 2, std::min(bound + 1, ascending.size()) - bound / 2);
+    return std::to_address(std::ranges::lower_bound(window, value));
+}
+
+std::vector<EntryId> intersectByGalloping(Postings shorter, Postings longer) {
+    std::vector<EntryId> shared;
+    for (const EntryId id : shorter) {
+        const auto skipped = static_cast<std::size_t>(gallop(longer, id) - longer.data());
+        longer = longer.subspan(skipped);
+        if (longer.empty()) break;
+        if (longer.front() == id) shared.push_back(id);
+    }
+    return shared;
+}
+
+/// The members of all lists, each once, ascending. A bit for every identifier beats sorting: the lists that
+/// are joined hold each identifier many times.
+std::vector<EntryId> joined(const std::vector<Postings>& lists) {
+    EntryId highest = -1;
+    for (const Postings list : lists)
+        highest = std::max(highest, list.back());
+    std::vector<std::uint64_t> present(static_cast<std::size_t>(highest + 64) / 64);
+    for (const Postings list : lists) {
+        for (const EntryId id : list)
+            present[static_cast<std::size_t>(id) / 64] |= std::uint64_t{1} << (id % 64);
+    }
+    std::size_t count = 0;
+    for (const std::uint64_t word : present)
+        count += static_cast<std::size_t>(std::popcount(word));
+    std::vector<EntryId> members;
+    members.reserve(count);
+    for (std::size_t i = 0; i < present.size(); ++i) {
+        for (std::uint64_t word = present[i]; word != 0; word &= word - 1)
+            members.push_back(static_cast<EntryId>(i * 64) + std::countr_zero(word));
+    }
+    return members;
+}
+
+}  // namespace
+
+TrigramSet TrigramIndex::trigrams(std::string_view text) {
+    TrigramSet set;
+    if (text.size() < trigramLength) return set;
+    set.reserve(text.size() - trigramLength + 1);
+    forEachTrigram(text, [&](Trigram trigram) { set.push_back(trigram); });
+    std::ranges::sort(set);
+    const auto repeats = std::ranges::unique(set);
+    set.erase(repeats.begin(), repeats.end());
+    return set;
+}
+
+std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
+    if (a.size() > b.size()) std::swap(a, b);
+    if (b.size() / gallopRatio >= a.size()) return intersectByGalloping(a, b);
+    std::vector<EntryId> shared;
+    shared.reserve(a.size());
+    std::ranges::set_intersection(a, b, std::back_inserter(shared));
+    return shared;
+}
+
+void TrigramIndex::add(EntryId id, std::string_view name) {
+    if (name.size() < trigramLength) return;
+    const WriteGuard guard(lock_);
+    forEachTrigram(name, [&](Trigram trigram) { postings_.append(trigram, id); });
+}
+
+std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& required) const {
+    if (required.empty()) return std::nullopt;
+    const ReadGuard guard(lock_);
+    std::vector<Postings> lists;
+    lists.reserve(required.size());
+    for (const Trigram trigram : required) {
+        lists.push_back(postings_.list(trigram));
+        if (lists.back().empty()) return std::vector<EntryId>();
+    }
+    // The rarest trigram first: it bounds the work of every step.
+    std::ranges::stable_sort(lists, {}, &Postings::size);
+    std::vector<EntryId> shared(lists.front().begin(), lists.front().end());
+    for (std::size_t i = 1; i < lists.size() && !shared.empty(); ++i)
+        shared = intersectSorted(shared, lists[i]);
+    return shared;
+}
+
+std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
+    const ReadGuard guard(lock_);
+    std::vector<Postings> lists;
+    lists.reserve(accepted.size());
+    for (const Trigram trigram : accepted) {
+        const Postings list = postings_.list(trigram);
+        if (!list.empty()) lists.push_back(list);
+    }
+    return joined(lists);
+}
+
+std::size_t TrigramIndex::postingCount() const {
+    const ReadGuard guard(lock_);
+    return postings_.postingCount();
+}
+
+void TrigramIndex::reset() {
+    const WriteGuard guard(lock_);
+    postings_.clear();
+}
+
+}  // namespace dovra

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace dovra {
+
+/// A compiled regular expression in the syntax of PCRE2, over Unicode text: lookaround, Unicode properties,
+/// classes such as `\w` that know all scripts. Immutable; copies share the compiled code, and any number of
+/// threads may match with it at once.
+class RegularExpression {
+public:
+    /// Compiles a pattern; nothing when it is not a valid one. Ill-formed UTF-8 is repaired first. `\C` (one
+    /// byte of a character) is not allowed.
+    static std::optional<RegularExpression> compile(std::string_view pattern, bool caseSensitive);
+
+    /// A pattern that matches exactly `text`.
+    static std::string escapedPattern(std::string_view text);
+
+    /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match that
+    /// would take longer than a fixed number of steps is no match.
+    bool foundIn(std::string_view text) const;
+
+private:
+    struct Code;
+    explicit RegularExpression(std::shared_ptr<const Code> code);
+
+    std::shared_ptr<const Code> code_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,138 @@
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "Index/TrigramIndex.hpp"
+
+namespace dovra {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+
+constexpr Trigram packed(unsigned char a, unsigned char b, unsigned char c) {
+    return Trigram{a} * 65536 + Trigram{b} * 256 + c;
+}
+
+/// Names over few bytes, so that they share trigrams and repeat their own.
+std::vector<std::string> randomNames(std::size_t count, std::mt19937& random) {
+    constexpr std::string_view alphabet = "aAbBc.\xC3\xA9";
+    std::vector<std::string> names(count);
+    for (std::string& name : names) {
+        name.resize(random() % 12);
+        std::ranges::generate(name, [&] { return alphabet[random() % alphabet.size()]; });
+    }
+    return names;
+}
+
+/// The entries whose names share at least `least` of the wanted trigrams, found the slow way.
+std::vector<EntryId> entriesSharing(const std::vector<std::string>& names, const TrigramSet& wanted,
+                                    std::size_t least) {
+    std::vector<EntryId> found;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::set<Trigram> own;
+        for (std::size_t at = 0; at + 3 <= names[i].size(); ++at) {
+            const std::string folded = asciiFolded(names[i].substr(at, 3));
+            own.insert(packed(static_cast<unsigned char>(folded[0]), static_cast<unsigned char>(folded[1]),
+                              static_cast<unsigned char>(folded[2])));
+        }
+        const auto shared = std::ranges::count_if(wanted, [&](Trigram t) { return own.contains(t); });
+        if (static_cast<std::size_t>(shared) >= least) found.push_back(static_cast<EntryId>(i));
+    }
+    return found;
+}
+
+TEST(TrigramIndex, TrigramsAreDistinctFoldedAndSorted) {
+    EXPECT_THAT(TrigramIndex::trigrams("ab"), IsEmpty());
+    EXPECT_THAT(TrigramIndex::trigrams("BaBaB"), ElementsAre(packed('a', 'b', 'a'), packed('b', 'a', 'b')));
+    EXPECT_THAT(TrigramIndex::trigrams("x\xC3\x89"), ElementsAre(packed('x', 0xC3, 0x89)));
+}
+
+TEST(TrigramIndex, AnswersLikeASearchOfAllNames) {
+    std::mt19937 random(7);
+    const std::vector<std::string> names = randomNames(4000, random);
+    TrigramIndex index;
+    std::size_t postings = 0;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        index.add(static_cast<EntryId>(i), names[i]);
+        postings += TrigramIndex::trigrams(names[i]).size();
+    }
+    EXPECT_EQ(index.postingCount(), postings);
+    for (const std::string& text : randomNames(500, random)) {
+        SCOPED_TRACE(testing::PrintToString(text));
+        const TrigramSet wanted = TrigramIndex::trigrams(text);
+        if (wanted.empty()) {
+            EXPECT_EQ(index.candidates(wanted), std::nullopt);
+            EXPECT_THAT(index.unionOf(wanted), IsEmpty());
+            continue;
+        }
+        EXPECT_EQ(index.candidates(wanted), entriesSharing(names, wanted, wanted.size()));
+        EXPECT_EQ(index.unionOf(wanted), entriesSharing(names, wanted, 1));
+    }
+}
+
+TEST(TrigramIndex, KeepsManyTrigramsAndLongListsApart) {
+    TrigramIndex index;
+    for (EntryId id = 0; id < 20'000; ++id)
+        index.add(id, "log" + std::to_string(id * 37));
+    std::vector<EntryId> all(20'000);
+    std::ranges::generate(all, [id = 0]() mutable { return id++; });
+    EXPECT_THAT(index.candidates(TrigramIndex::trigrams("LOG")), Optional(all));
+    EXPECT_THAT(index.candidates(TrigramIndex::trigrams("log739963")), Optional(ElementsAre(19'999)));
+    EXPECT_THAT(index.candidates(TrigramIndex::trigrams("logs")), Optional(IsEmpty()));
+}
+
+TEST(TrigramIndex, IsEmptyAndUsableAfterReset) {
+    TrigramIndex index;
+    index.add(5, "report");
+    index.reset();
+    EXPECT_EQ(index.postingCount(), 0U);
+    EXPECT_THAT(index.candidates(TrigramIndex::trigrams("report")), Optional(IsEmpty()));
+    index.add(0, "report");
+    EXPECT_THAT(index.unionOf(TrigramIndex::trigrams("sport")), ElementsAre(0));
+}
+
+TEST(TrigramIndex, IntersectsListsOfAnyLengths) {
+    std::mt19937 random(11);
+    const auto ascending = [&](std::size_t count) {
+        std::set<EntryId> values;
+        while (values.size() < count)
+            values.insert(static_cast<EntryId>(random() % 5000));
+        return std::vector<EntryId>(values.begin(), values.end());
+    };
+    for (const std::size_t left : {0, 1, 3, 100, 4000}) {
+        for (const std::size_t right : {0, 1, 3, 100, 4000}) {
+            const std::vector<EntryId> a = ascending(left);
+            const std::vector<EntryId> b = ascending(right);
+            std::vector<EntryId> expected;
+            std::ranges::set_intersection(a, b, std::back_inserter(expected));
+            EXPECT_EQ(TrigramIndex::intersectSorted(a, b), expected) << left << " and " << right;
+        }
+    }
+}
+
+TEST(TrigramIndex, AnswersWhileNamesAreAdded) {
+    TrigramIndex index;
+    const TrigramSet wanted = TrigramIndex::trigrams("name");
+    std::thread writer([&] {
+        for (EntryId id = 0; id < 5000; ++id)
+            index.add(id, "name");
+    });
+    std::size_t seen = 0;
+    while (seen < 5000) {
+        const std::vector<EntryId> found = index.candidates(wanted).value();
+        ASSERT_GE(found.size(), seen);
+        ASSERT_TRUE(std::ranges::is_sorted(found));
+        seen = found.size();
+    }
+    writer.join();
+}
+
+}  // namespace
+}  // namespace dovra
