@@ -35,7 +35,7 @@ void FileIndex::reset() {
     names_.clear();
     signatures_.clear();
     tombstones_ = 0;
-    if (trigram_) trigram_->clear();
+    if (trigram_) trigram_->reset();
     raiseGenerationLocked();
 }
 

@@ -105,9 +105,9 @@ std::string queryLanguageHelp() {
     std::string help = "Query language:\n" + std::string(operatorsHelp) + "\n";
     for (const QueryKeyInfo& info : table) help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
     help += "\n";
-    for (const Macros::Macro& macro : Macros::table()) {
-        help += fmt::format("  {:<19} the extensions {}\n", std::string(macro.words.front()) + ":",
-                            joined(macro.extensions));
+    for (const FileKind& kind : Macros::kinds()) {
+        help += fmt::format("  {:<19} the extensions {}\n", fmt::format("{}:", kind.words.front()),
+                            joined(kind.extensions));
     }
     return help;
 }
@@ -115,14 +115,12 @@ std::string queryLanguageHelp() {
 std::string queryKeysMarkdown() {
     std::string text = "| key | also written | example | meaning |\n|---|---|---|---|\n";
     for (const QueryKeyInfo& info : table) {
-        std::string example(info.example);
-        text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)), example,
+        text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)), info.example,
                             info.meaning);
     }
     text += "\n| macro | also written | extensions |\n|---|---|---|\n";
-    for (const Macros::Macro& macro : Macros::table()) {
-        const std::span<const std::string_view> words = macro.words;
-        text += fmt::format("| `{}:` | {} | {} |\n", words.front(), joined(words.subspan(1)), joined(macro.extensions));
+    for (const FileKind& kind : Macros::kinds()) {
+        text += fmt::format("| `{}:` | {} | {} |\n", kind.words.front(), joined(kind.words.subspan(1)), joined(kind.extensions));
     }
     return text;
 }

@@ -111,7 +111,7 @@ QueryNode makeLeaf(std::string_view term, const QueryContext& context) {
         if (value.empty() && info->isToggle) return MatchAllNode{};
         return keyedLeaf(info->key, term, value, context);
     }
-    if (const auto* extensions = Macros::extensions(key)) return ExtensionList({extensions->begin(), extensions->end()});
+    if (const auto extensions = Macros::extensions(key)) return ExtensionList(*extensions);
     return plainText(term, context);
 }
 

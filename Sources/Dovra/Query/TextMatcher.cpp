@@ -70,7 +70,7 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
     if (!std::holds_alternative<RegularExpression>(engine_)) return;
     const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text)
                                           : unicodeGlobPattern(text).substr(anyCharacterMode.size());
-    wordLiteral_ = longestOf(literalRuns(pattern, caseSensitive));
+    wordLiteral_ = longestOf(RegexLiterals::literalRuns(pattern, caseSensitive));
 }
 
 bool TextMatcher::matchesText(std::string_view text) const {

@@ -1,5 +1,6 @@
 #include "Platform/Linux/LongPath.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <limits.h>
@@ -7,31 +8,49 @@
 
 namespace dovra {
 
+namespace {
+
+/// Retries what a signal interrupted: opening on a network file system may wait.
+int openAt(int base, const char* path, int flags) {
+    int descriptor = -1;
+    do {
+        descriptor = ::openat(base, path, flags);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+void closeKeepingError(int descriptor) {
+    const int error = errno;
+    ::close(descriptor);
+    errno = error;
+}
+
+/// Opens the folder named by the bytes of `path` from `first` up to the slash at `end`.
+int openFolderOnTheWay(int base, const std::string& path, std::size_t first, std::size_t end) {
+    if (end == std::string::npos || end <= first) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    return openAt(base, path.substr(first, end - first).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
+
+}  // namespace
+
 int openLongPath(int start, const std::string& path, int flags) {
     int base = start;
     std::size_t position = 0;
     while (path.size() - position >= PATH_MAX) {
         const std::size_t slash = path.rfind('/', position + PATH_MAX - 2);
-        if (slash == std::string::npos || slash <= position) {
-            errno = ENAMETOOLONG;
-            break;
-        }
-        const int next =
-            ::openat(base, path.substr(position, slash - position).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-        const int openError = errno;
-        if (base != start) ::close(base);
-        if (next < 0) {
-            errno = openError;
-            return -1;
-        }
+        const int next = openFolderOnTheWay(base, path, position, slash);
+        if (base != start) closeKeepingError(base);
+        if (next < 0) return -1;
         base = next;
-        position = slash + 1;
+        // A rest that began with a second slash would be taken as an absolute path.
+        position = std::min(path.find_first_not_of('/', slash), path.size());
     }
-    const int descriptor =
-        path.size() - position >= PATH_MAX ? -1 : ::openat(base, path.c_str() + position, flags);
-    const int openError = errno;
-    if (base != start) ::close(base);
-    errno = openError;
+    const bool endsInSlash = position > 0 && position == path.size();
+    const int descriptor = openAt(base, endsInSlash ? "." : path.c_str() + position, flags);
+    if (base != start) closeKeepingError(base);
     return descriptor;
 }
 

@@ -1,0 +1,43 @@
+#include "Platform/ExtendedAttributes.hpp"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <linux/limits.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include "Platform/Linux/LongPath.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Nearly every value fits the small buffer. A longer one is read with room for the longest that the kernel
+/// allows, so that a value that grows in the meantime cannot outrun the buffer.
+std::optional<std::string> readShortPath(const std::string& path, const std::string& name) {
+    std::array<char, 1024> buffer;
+    const ssize_t length = ::getxattr(path.c_str(), name.c_str(), buffer.data(), buffer.size());
+    if (length >= 0) return std::string(buffer.data(), static_cast<std::size_t>(length));
+    if (errno != ERANGE) return std::nullopt;
+    std::string value(XATTR_SIZE_MAX, '\0');
+    const ssize_t longer = ::getxattr(path.c_str(), name.c_str(), value.data(), value.size());
+    if (longer < 0) return std::nullopt;
+    value.resize(static_cast<std::size_t>(longer));
+    return value;
+}
+
+}  // namespace
+
+std::optional<std::string> readExtendedAttribute(const std::string& path, const std::string& name) {
+    if (path.size() < PATH_MAX) return readShortPath(path, name);
+    const int descriptor = openLongPath(AT_FDCWD, path, O_PATH | O_CLOEXEC);
+    if (descriptor < 0) return std::nullopt;
+    // A descriptor that only names the file refuses `fgetxattr`; its own short path is accepted.
+    auto value = readShortPath(fmt::format("/proc/self/fd/{}", descriptor), name);
+    ::close(descriptor);
+    return value;
+}
+
+}  // namespace dovra

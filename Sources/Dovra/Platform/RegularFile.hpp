@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace dovra {
+
+/// A regular file that is open for reading. Owns its descriptor. Never stands for a device, a pipe, a socket
+/// or a folder, and opening never waits for a writer. Reading is safe from several threads at once.
+class RegularFile {
+public:
+    /// What to do when the last component of the path is a symbolic link.
+    enum class Links : bool { follow, refuse };
+
+    /// The file at `path`, of any length; absent when there is none, when it may not be read or when it is
+    /// not a regular file.
+    static std::optional<RegularFile> open(const std::string& path, Links links = Links::follow);
+
+    ~RegularFile();
+    RegularFile(RegularFile&& other) noexcept;
+    RegularFile& operator=(RegularFile&& other) noexcept;
+
+    /// Reads up to `destination.size()` bytes that start at `offset` and returns how many came: 0 at the end
+    /// of the file, fewer than asked also in between. Absent when reading fails.
+    std::optional<std::size_t> readAt(std::uint64_t offset, std::span<char> destination) const;
+
+    /// Length in bytes when the file was opened.
+    std::uint64_t size() const { return size_; }
+    /// Device and inode number together identify the file among all names it may have.
+    std::uint64_t device() const { return device_; }
+    std::uint64_t inode() const { return inode_; }
+
+private:
+    explicit RegularFile(int descriptor) : descriptor_(descriptor) {}
+    /// Takes size and identity from the open descriptor; false unless it is a regular file.
+    bool identify();
+
+    int descriptor_;
+    std::uint64_t size_ = 0;
+    std::uint64_t device_ = 0;
+    std::uint64_t inode_ = 0;
+};
+
+}  // namespace dovra

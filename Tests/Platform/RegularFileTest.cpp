@@ -1,0 +1,77 @@
+#include <array>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Platform/RegularFile.hpp"
+#include "Support/DeepFile.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using Links = RegularFile::Links;
+
+std::string contents(const RegularFile& file) {
+    std::array<char, 64> buffer;
+    const auto count = file.readAt(0, buffer);
+    return count ? std::string(buffer.data(), *count) : "unreadable";
+}
+
+TEST(RegularFile, ReadsFromAnyOffset) {
+    const test::TemporaryTree tree;
+    const auto file = RegularFile::open(tree.write("a", "0123456789"));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->size(), 10);
+    std::array<char, 4> buffer;
+    EXPECT_EQ(file->readAt(8, buffer), 2);
+    EXPECT_EQ(std::string(buffer.data(), 2), "89");
+    EXPECT_EQ(file->readAt(10, buffer), 0);
+    EXPECT_EQ(file->readAt(~std::uint64_t{0}, buffer), std::nullopt);
+}
+
+TEST(RegularFile, OpensNothingElseAndDoesNotWait) {
+    const test::TemporaryTree tree;
+    const std::string pipe = tree.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_symlink("pipe", tree.path("link to pipe"));
+    for (const std::string& path : {pipe, tree.path("link to pipe"), tree.path(), std::string("/dev/null"),
+                                    tree.path("absent"), std::string()})
+        EXPECT_FALSE(RegularFile::open(path)) << path;
+}
+
+TEST(RegularFile, FollowsLinksUnlessRefused) {
+    const test::TemporaryTree tree;
+    const auto file = RegularFile::open(tree.write("a", "text"), Links::refuse);
+    std::filesystem::create_symlink("a", tree.path("link"));
+    std::filesystem::create_hard_link(tree.path("a"), tree.path("second name"));
+    EXPECT_FALSE(RegularFile::open(tree.path("link"), Links::refuse));
+    for (const char* name : {"link", "second name"}) {
+        const auto other = RegularFile::open(tree.path(name));
+        ASSERT_TRUE(file && other);
+        EXPECT_EQ(other->inode(), file->inode());
+        EXPECT_EQ(other->device(), file->device());
+    }
+}
+
+TEST(RegularFile, OpensPathsLongerThanTheSystemTakes) {
+    const test::TemporaryTree tree;
+    const test::DeepFile deep(tree.path(), "deep");
+    ASSERT_GT(deep.path.size(), 8000);
+    // Every number of extra slashes puts the pieces' ends elsewhere, also between two slashes.
+    const std::string below = deep.path.substr(tree.path().size());
+    for (std::size_t slashes = 0; slashes < 220; ++slashes) {
+        std::string doubled = tree.path() + std::string(slashes, '/') + below;
+        for (std::size_t at = doubled.rfind('/'); at > tree.path().size() + slashes;
+             at = doubled.rfind('/', at - 1))
+            doubled.insert(at, 1, '/');
+        const auto file = RegularFile::open(doubled, Links::refuse);
+        ASSERT_TRUE(file) << slashes;
+        ASSERT_EQ(contents(*file), "deep");
+    }
+    EXPECT_FALSE(RegularFile::open(deep.path + "/"));
+    EXPECT_FALSE(RegularFile::open("/" + std::string(9000, 'x')));
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,73 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Query/ContentMatcher.hpp"
+#include "Support/DeepFile.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+TEST(ContentMatcher, FoldsByTheRuleOfItsNeedle) {
+    const test::TemporaryTree tree;
+    const std::string file = tree.write("file", std::string("binary \0 Hello \xFF ÉCOLE e\u0301tude", 35));
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"hello", false, true}, {"hello", true, false}, {"Hello", true, true}, {"", false, true},
+        {"école", false, true}, {"école", true, false}, {"étude", true, true}, {"ecole", false, false},
+    };
+    for (const auto& [needle, caseSensitive, expected] : cases)
+        EXPECT_EQ(ContentMatcher(needle, caseSensitive).matchesFile(file), expected) << needle;
+}
+
+TEST(ContentMatcher, ReadsRegularFilesOnly) {
+    const test::TemporaryTree tree;
+    ASSERT_EQ(::mkfifo(tree.path("pipe").c_str(), 0600), 0);
+    const ContentMatcher anything("", false);
+    EXPECT_TRUE(anything.matchesFile(tree.write("empty")));
+    for (const std::string& path :
+         {tree.path("pipe"), tree.path(), tree.path("absent"), std::string("/dev/zero")})
+        EXPECT_FALSE(anything.matchesFile(path)) << path;
+    const test::DeepFile deep(tree.path(), "text far down");
+    EXPECT_TRUE(ContentMatcher("FAR", false).matchesFile(deep.path));
+}
+
+constexpr std::size_t kibi = 1024;
+
+/// A file of fillers that holds `text` once, at every place around the end of the first block that is read.
+void expectAcrossBlocks(std::size_t block, const std::string& filler, const std::string& text,
+                        const ContentMatcher& matcher, bool expected) {
+    const test::TemporaryTree tree;
+    std::string fillers;
+    while (fillers.size() < block + kibi)
+        fillers += filler;
+    for (std::size_t place = block - 60; place < block + 140; ++place) {
+        const std::size_t at = place / filler.size() * filler.size();
+        const std::string file = tree.write("file", fillers.substr(0, at) + text + fillers);
+        ASSERT_EQ(matcher.matchesFile(file), expected) << at;
+    }
+}
+
+TEST(ContentMatcher, FindsAcrossBlocks) {
+    expectAcrossBlocks(1024 * kibi, "e", "the Needle", ContentMatcher("The needlE", false), true);
+    expectAcrossBlocks(64 * kibi, "ä", "Žluťoučký", ContentMatcher("žluťoučký", false), true);
+    expectAcrossBlocks(64 * kibi, "\xFF", "Žluťoučký", ContentMatcher("žluťoučký", false), true);
+    expectAcrossBlocks(64 * kibi, "\u0301", "Žlu\u0301", ContentMatcher("žlú", false), false);
+    expectAcrossBlocks(64 * kibi, "\u0301", "Žlu", ContentMatcher("žl", false), true);
+}
+
+TEST(ContentMatcher, DoesNotTearMarksOffAtTheEndOfABlock) {
+    expectAcrossBlocks(64 * kibi, "й", "и\u0306", ContentMatcher("и", false), false);
+    expectAcrossBlocks(64 * kibi, "й", "и", ContentMatcher("и", false), true);
+}
+
+TEST(ContentMatcher, FindsAtTheEndOfALongFile) {
+    const test::TemporaryTree tree;
+    const std::string file = tree.write("file", std::string(5000 * kibi, '.') + "last Ž");
+    EXPECT_TRUE(ContentMatcher("LAST", false).matchesFile(file));
+    EXPECT_TRUE(ContentMatcher("ž", false).matchesFile(file));
+    EXPECT_FALSE(ContentMatcher("lost", false).matchesFile(file));
+}
+
+}  // namespace
+}  // namespace dovra

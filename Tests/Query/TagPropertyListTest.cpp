@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+#include <random>
+
+#include "Query/TagPropertyList.hpp"
+
+namespace dovra {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+std::string binaryForm(plist_t node) {
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_bin(node, &bytes, &length);
+    std::string document(bytes, length);
+    plist_to_bin_free(bytes);
+    return document;
+}
+
+std::string xmlForm(plist_t node) {
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(node, &bytes, &length);
+    std::string document(bytes, length);
+    plist_to_xml_free(bytes);
+    return document;
+}
+
+plist_t arrayOf(const Strings& strings) {
+    plist_t array = plist_new_array();
+    for (const std::string& text : strings)
+        plist_array_append_item(array, plist_new_string(text.c_str()));
+    return array;
+}
+
+TEST(TagPropertyList, ReadsWhatTheLibraryWrites) {
+    Strings many;
+    for (int i = 0; i < 400; ++i)
+        many.push_back("tag " + std::to_string(i));
+    const Strings cases[] = {{},
+                             {"Red\n6"},
+                             {"", "a", "fourteen bytes", "fifteen bytes!!", std::string(300, 'x')},
+                             {"Wichtig", "Ärger", "日本語", "🎈 party", "é", "<&>\"'"},
+                             {"twice", "twice"},
+                             many};
+    for (const Strings& strings : cases) {
+        plist_t array = arrayOf(strings);
+        EXPECT_EQ(decodeTagPropertyList(binaryForm(array)), strings);
+        EXPECT_EQ(decodeTagPropertyList(xmlForm(array)), strings);
+        plist_free(array);
+    }
+}
+
+TEST(TagPropertyList, IsEmptyForOtherShapes) {
+    plist_t nested = plist_new_array();
+    plist_array_append_item(nested, arrayOf({"inner"}));
+    plist_t mixed = arrayOf({"text"});
+    plist_array_append_item(mixed, plist_new_uint(7));
+    plist_t dictionary = plist_new_dict();
+    plist_dict_set_item(dictionary, "key", plist_new_string("value"));
+    plist_t text = plist_new_string("text");
+    for (plist_t root : {nested, mixed, dictionary, text}) {
+        EXPECT_EQ(decodeTagPropertyList(binaryForm(root)), Strings());
+        EXPECT_EQ(decodeTagPropertyList(xmlForm(root)), Strings());
+        plist_free(root);
+    }
+    for (const char* document : {"", "bplist00", "<array", "<plist><array><string>a</plist>", "no list"})
+        EXPECT_EQ(decodeTagPropertyList(document), Strings()) << document;
+    EXPECT_EQ(decodeTagPropertyList("<plist><array>" + std::string(70000, ' ') + "</array></plist>"),
+              Strings());
+}
+
+/// A document of one-byte offsets and references: the objects, then where each begins, then the trailer.
+std::string handMade(const std::vector<std::string>& objects) {
+    std::string document = "bplist00";
+    std::string offsets;
+    for (const std::string& object : objects) {
+        offsets += static_cast<char>(document.size());
+        document += object;
+    }
+    const auto table = static_cast<char>(document.size());
+    document += offsets + std::string(6, '\0') + "\x01\x01" + std::string(7, '\0');
+    document += static_cast<char>(objects.size());
+    return document + std::string(15, '\0') + table;
+}
+
+TEST(TagPropertyList, SurvivesDocumentsMadeToHurt) {
+    using std::string_literals::operator""s;
+    EXPECT_EQ(decodeTagPropertyList(handMade({"\xA1\x01", "\x51x"})), Strings({"x"}));
+    EXPECT_EQ(decodeTagPropertyList(handMade({"\xA1\x01", "\x61\xD8\x3D"})), Strings({"\uFFFD"}));
+    EXPECT_EQ(decodeTagPropertyList(handMade({"\xA1\x01", "\x51\xFF"})), Strings({"\uFFFD"}));
+    const Strings hurting[] = {
+        {"\xA1\0"s},                                                // holds itself
+        {"\xA1\x07", "\x51x"},                                      // refers to nothing
+        {"\xA1\x01", "\xA1\0"s},                                    // a cycle
+        {"\xAF\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01", "\x51x"},  // more elements than bytes
+        {"\xA1\x01", "\x6F\x13\x80\0\0\0\0\0\0\0"s},                // twice the length overflows
+        {"\xAF\x14", "\x51x"},                                      // a count of sixteen bytes
+        {"\xAF\x10\x20" + std::string(32, '\x01'), "\x5F\x10\x20" + std::string(32, 'x')},  // multiplied
+    };
+    for (const Strings& objects : hurting)
+        EXPECT_EQ(decodeTagPropertyList(handMade(objects)), Strings());
+}
+
+TEST(TagPropertyList, SurvivesDamage) {
+    plist_t array = arrayOf({"Red\n6", "Ärger", "a tag that is longer than fifteen bytes"});
+    const std::string documents[] = {binaryForm(array), xmlForm(array)};
+    plist_free(array);
+    std::mt19937 random(4);
+    for (const std::string& document : documents) {
+        for (int round = 0; round < 20000; ++round) {
+            std::string damaged = document;
+            for (std::size_t count = 1 + random() % 3; count > 0; --count)
+                damaged[random() % damaged.size()] = static_cast<char>(random());
+            damaged.resize(damaged.size() - random() % 3);
+            ASSERT_LT(decodeTagPropertyList(damaged).size(), document.size());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace dovra
