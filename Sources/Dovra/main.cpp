@@ -1,16 +1,81 @@
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
+#include <array>
+#include <fmt/core.h>
+#include <string>
+#include <string_view>
+#include <vector>
 
-#include "Index/Crawl.hpp"
+#include "CommandLine/CLI.hpp"
+#include "Platform/Paths.hpp"
+
 using namespace dovra;
-int main(int, char** argv) {
-    FileIndex index;
-    auto t = std::chrono::steady_clock::now();
-    crawl(index, {argv[1]},
-          {.detail = argv[2][0] == 'n' ? ListingDetail::namesAndTypes : ListingDetail::attributes,
-           .threads = (size_t)atoi(argv[3])});
-    auto d = std::chrono::steady_clock::now() - t;
-    printf("%ld items %.1f ms, %zu dirs %.1f B/entry\n", index.itemCount(), d.count() / 1e6,
-           index.directoriesLocked().count(), double(index.memoryBytes()) / index.itemCount());
+
+namespace {
+
+using Runner = int (*)(Arguments arguments);
+
+/// A mode of the program. A mode without a runner is announced, not pretended.
+struct Mode {
+    std::string_view word;
+    Runner run;
+    std::string_view usage;
+    std::string_view purpose;
+};
+
+/// The first word of this table that occurs among the arguments decides, wherever it stands there.
+constexpr std::array modes = {
+    Mode{"--selftest", nullptr, "[folder]", "check the index and the search on a folder tree"},
+    Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders"},
+    Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
+    Mode{"--http", nullptr, "[options]", "serve a search page"},
+    Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
+    Mode{"--bench", nullptr, "[folder] [--trigram]", "measure scan, memory and searches"},
+    Mode{"--duplicates", nullptr, "[options] [query]", "list files with equal contents"},
+    Mode{"--du", nullptr, "[folder] [options]", "list the largest folders"},
+    Mode{"--saved", nullptr, "[name]", "list, add, remove or run saved searches"},
+};
+
+int printHelp() {
+    fmt::print("Dovra finds files and folders on this machine.\n\n");
+    for (const Mode& mode : modes) {
+        const bool isHere = mode.run != nullptr;
+        fmt::print("  dovra {:<32} {}{}\n", fmt::format("{} {}", mode.word, mode.usage), mode.purpose,
+                   isHere ? "" : " (not available yet)");
+    }
+    fmt::print("\n  dovra --search --help explains the options and the query language.\n");
+    return 0;
+}
+
+int printVersion() {
+    fmt::print("dovra {}\n", DOVRA_VERSION);
+    return 0;
+}
+
+int reportMissing(std::string_view what) {
+    fmt::print(stderr, "dovra: {} not available yet; see dovra --help\n", what);
+    return 2;
+}
+
+int runMode(const Mode& mode, Arguments behindWord) {
+    if (mode.run == nullptr) return reportMissing(fmt::format("{} is", mode.word));
+    return mode.run(behindWord);
+}
+
+int dispatch(Arguments arguments) {
+    if (!arguments.empty() && arguments.front() == "--help") return printHelp();
+    if (!arguments.empty() && arguments.front() == "--version") return printVersion();
+    // Behind "--" everything is a word of a query.
+    const auto end = std::ranges::find(arguments, "--");
+    for (const Mode& mode : modes) {
+        const auto word = std::find(arguments.begin(), end, mode.word);
+        if (word != end) return runMode(mode, {word + 1, arguments.end()});
+    }
+    return reportMissing("the desktop panel is");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    return dispatch(arguments);
 }

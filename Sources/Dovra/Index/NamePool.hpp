@@ -19,7 +19,8 @@ public:
     static constexpr std::size_t maxBytes = 4294967295;
     static constexpr std::size_t maxNameBytes = 65535;
 
-    /// Bytes behind the last name that may be read (their content means nothing): vector code need not stop short.
+    /// Bytes behind the last name that may be read (their content means nothing): vector code need not stop
+    /// short.
     static constexpr std::size_t readableSlack = 192;
 
     /// Appends a name (not empty) and returns the offset of its first byte. Fatal when the name or the pool

@@ -3,7 +3,6 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "Query/ByteProbe.cpp"
 #include <hwy/foreach_target.h>  // includes this file once for each instruction set
-
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();

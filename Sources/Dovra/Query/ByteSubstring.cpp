@@ -9,7 +9,9 @@ namespace dovra {
 
 std::vector<std::uint16_t> bmhSkip(std::string_view needle) {
     constexpr std::size_t largest = std::numeric_limits<std::uint16_t>::max();
-    const auto shift = [](std::size_t bytes) { return static_cast<std::uint16_t>(std::min(bytes, largest)); };
+    const auto shift = [largest](std::size_t bytes) {
+        return static_cast<std::uint16_t>(std::min(bytes, largest));
+    };
     std::vector<std::uint16_t> skip(256, shift(needle.size()));
     for (std::size_t i = 0; i + 1 < needle.size(); ++i) {
         skip[static_cast<std::uint8_t>(needle[i])] = shift(needle.size() - 1 - i);

@@ -8,9 +8,10 @@
 
 namespace dovra {
 
-/// The bad-character table of Horspool's search (R. N. Horspool, "Practical fast searching in strings", 1980):
-/// how far the needle may move when the text byte under its last position is the table's index. Shifts are capped
-/// at 65535; a shorter shift is always safe. Every entry is the needle's length for needles of 0 or 1 bytes.
+/// The bad-character table of Horspool's search (R. N. Horspool, "Practical fast searching in strings",
+/// 1980): how far the needle may move when the text byte under its last position is the table's index. Shifts
+/// are capped at 65535; a shorter shift is always safe. Every entry is the needle's length for needles of 0
+/// or 1 bytes.
 std::vector<std::uint16_t> bmhSkip(std::string_view needle);
 
 /// A byte substring with its skip table, matched as it is or under ASCII folding of the text. Immutable.

@@ -17,8 +17,8 @@ namespace {
 /// Each alternative of an OR costs a scan of its own; beyond a few, testing every entry once is cheaper.
 constexpr std::size_t maxAlternatives = 4;
 
-/// How far below the root terms are looked for: deeper ones rarely restrict much, and a query may be nested as
-/// deep as it is long.
+/// How far below the root terms are looked for: deeper ones rarely restrict much, and a query may be nested
+/// as deep as it is long.
 constexpr int maxDepth = 8;
 
 class AllEntries : public CandidateSource {
@@ -30,7 +30,9 @@ class NameLiteralSource : public CandidateSource {
 public:
     NameLiteralSource(const FileIndex& index, std::string_view literal, bool fold)
         : index_(index), needle_(literal, fold, index.namePoolLocked()) {}
-    void scan(EntryRange range, EntrySet& candidates) const override { scanNames(index_, needle_, range, candidates); }
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        scanNames(index_, needle_, range, candidates);
+    }
 
 private:
     const FileIndex& index_;
@@ -39,7 +41,8 @@ private:
 
 class PathLiteralSource : public CandidateSource {
 public:
-    PathLiteralSource(const FileIndex& index, std::string_view literal, bool fold) : literal_(index, literal, fold) {}
+    PathLiteralSource(const FileIndex& index, std::string_view literal, bool fold)
+        : literal_(index, literal, fold) {}
     void scan(EntryRange range, EntrySet& candidates) const override { literal_.scan(range, candidates); }
 
 private:
@@ -64,9 +67,11 @@ private:
 
 class UnionSource : public CandidateSource {
 public:
-    explicit UnionSource(std::vector<std::unique_ptr<CandidateSource>> sources) : sources_(std::move(sources)) {}
+    explicit UnionSource(std::vector<std::unique_ptr<CandidateSource>> sources)
+        : sources_(std::move(sources)) {}
     void scan(EntryRange range, EntrySet& candidates) const override {
-        for (const auto& source : sources_) source->scan(range, candidates);
+        for (const auto& source : sources_)
+            source->scan(range, candidates);
     }
 
 private:
@@ -125,8 +130,10 @@ Restriction anyOf(std::vector<Restriction> alternatives) {
 Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth);
 
 Restriction ofText(const TextMatcher& text, NodeIndex node) {
-    if (text.needsNonAscii() && text.target() != MatchTarget::fullPath) return onSignature(NameSignature{1} << nonAsciiBit);
-    Restriction restriction = onLiteral(text.target(), text.requiredLiteral(), !text.literalIsCaseSensitive());
+    if (text.needsNonAscii() && text.target() != MatchTarget::fullPath)
+        return onSignature(NameSignature{1} << nonAsciiBit);
+    Restriction restriction =
+        onLiteral(text.target(), text.requiredLiteral(), !text.literalIsCaseSensitive());
     const bool isWhole = text.isPlainSubstring() && text.target() != MatchTarget::stem;
     if (isWhole && restriction.kind != Restriction::Kind::none) restriction.proves = node;
     return restriction;
@@ -160,7 +167,8 @@ Restriction ofConjunction(const QueryTree& tree, const AndNode& conjunction, int
 Restriction ofDisjunction(const QueryTree& tree, const OrNode& disjunction, NodeIndex node, int depth) {
     if (disjunction.children.size() > maxAlternatives) return {};
     std::vector<Restriction> alternatives;
-    for (const NodeIndex child : disjunction.children) alternatives.push_back(restrictionOf(tree, child, depth + 1));
+    for (const NodeIndex child : disjunction.children)
+        alternatives.push_back(restrictionOf(tree, child, depth + 1));
     // Only a child that is proven itself, not a term inside it, makes the whole disjunction proven.
     const bool allProven = std::ranges::equal(alternatives, disjunction.children, {}, &Restriction::proves,
                                               [](NodeIndex child) { return std::optional(child); });
@@ -186,12 +194,14 @@ Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth) {
 
 std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restriction& restriction) {
     switch (restriction.kind) {
-        case Restriction::Kind::none: break;
+        case Restriction::Kind::none:
+            break;
         case Restriction::Kind::nameLiteral:
             return std::make_unique<NameLiteralSource>(index, restriction.literal, restriction.fold);
         case Restriction::Kind::pathLiteral:
             return std::make_unique<PathLiteralSource>(index, restriction.literal, restriction.fold);
-        case Restriction::Kind::signature: return std::make_unique<SignatureSource>(index, restriction.signature);
+        case Restriction::Kind::signature:
+            return std::make_unique<SignatureSource>(index, restriction.signature);
         case Restriction::Kind::anyOf: {
             std::vector<std::unique_ptr<CandidateSource>> sources;
             for (const Restriction& alternative : restriction.alternatives) {

@@ -21,7 +21,8 @@ void EntrySet::insert(EntryRange range) {
 
 std::int64_t EntrySet::count() const {
     std::int64_t count = 0;
-    for (const std::uint64_t word : words_) count += std::popcount(word);
+    for (const std::uint64_t word : words_)
+        count += std::popcount(word);
     return count;
 }
 

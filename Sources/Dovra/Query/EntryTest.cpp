@@ -20,12 +20,13 @@ bool EntryTest::test(const QueryNode& leaf, const FileEntry& entry, std::string_
             [&](const DateNode& date) {
                 return date.filter.matches(date.field == DateField::modified ? entry.modTime : entry.crTime);
             },
-            [&](TypeFilter type) { return matches(type, entry.isFolder()); },
+            [&](TypeFilter type) { return dovra::matches(type, entry.isFolder()); },
             [&](const RegexNode& regex) {
                 return regex.expression.foundIn(regex.target == MatchTarget::fullPath ? path() : name);
             },
             [&](const ContentMatcher& content) {
-                return !entry.isFolder() && !entry.isSymbolicLink() && content.matchesFile(std::string(path()));
+                return !entry.isFolder() && !entry.isSymbolicLink() &&
+                       content.matchesFile(std::string(path()));
             },
             [&](const FuzzyMatcher& fuzzy) { return fuzzy.score(name).has_value(); },
             [&](const SimilarMatcher& similar) { return similar.score(name).has_value(); },

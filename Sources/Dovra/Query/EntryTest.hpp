@@ -8,8 +8,8 @@
 
 namespace dovra {
 
-/// Judges entries of an index by a query. Keeps the last folder's path at hand, so that a folder's entries, which
-/// follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
+/// Judges entries of an index by a query. Keeps the last folder's path at hand, so that a folder's entries,
+/// which follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
 class EntryTest {
 public:
     EntryTest(const FileIndex& index, const QueryProgram& program) : index_(index), program_(program) {}
@@ -25,7 +25,7 @@ private:
     const FileIndex& index_;
     const QueryProgram& program_;
     DirIndex folder_ = -1;
-    std::string path_;               ///< the folder's path and a slash, then the last name asked for
+    std::string path_;  ///< the folder's path and a slash, then the last name asked for
     std::size_t folderPathSize_ = 0;
 };
 

@@ -15,14 +15,15 @@ GlobPattern::Kind recognise(const std::string& pattern, bool fold) {
     const bool endsWithStar = pattern.ends_with('*');
     if (stars == pattern.size()) return ByteSubstring("", fold);
     if (pattern.find('?') != std::string::npos) return GlobPattern::General{pattern};
-    if (stars == 2 && startsWithStar && endsWithStar) return ByteSubstring(pattern.substr(1, pattern.size() - 2), fold);
+    if (stars == 2 && startsWithStar && endsWithStar)
+        return ByteSubstring(pattern.substr(1, pattern.size() - 2), fold);
     if (stars == 1 && startsWithStar) return GlobPattern::Suffix{pattern.substr(1)};
     if (stars == 1 && endsWithStar) return GlobPattern::Prefix{pattern.substr(0, pattern.size() - 1)};
     return GlobPattern::General{pattern};
 }
 
-/// The wildcard match with one point to go back to: the last "*". A star never needs an earlier one's help, since
-/// what stood between them has matched already.
+/// The wildcard match with one point to go back to: the last "*". A star never needs an earlier one's help,
+/// since what stood between them has matched already.
 bool globMatch(std::string_view pattern, std::string_view text, bool fold) {
     std::size_t p = 0;
     std::size_t t = 0;

@@ -8,8 +8,9 @@
 
 namespace dovra {
 
-/// A wildcard pattern over bytes: "*" stands for any bytes, "?" for exactly one byte, also one inside a multi-byte
-/// character. It describes the whole text. Frequent shapes are recognised and matched without backtracking.
+/// A wildcard pattern over bytes: "*" stands for any bytes, "?" for exactly one byte, also one inside a
+/// multi-byte character. It describes the whole text. Frequent shapes are recognised and matched without
+/// backtracking.
 class GlobPattern {
 public:
     struct Prefix {
@@ -29,7 +30,8 @@ public:
 
     const Kind& kind() const { return kind_; }
 
-    /// The longest run of bytes, folded unless case-sensitive, that every matching text contains; may be empty.
+    /// The longest run of bytes, folded unless case-sensitive, that every matching text contains; may be
+    /// empty.
     std::string requiredLiteral() const;
 
 private:

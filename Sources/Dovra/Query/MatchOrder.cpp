@@ -8,8 +8,8 @@
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"
 
-// Every order is a 64-bit key, compared first, and a comparison of names for the equal ones: the keys stand side by
-// side in one array, so that most comparisons touch neither an entry nor a name.
+// Every order is a 64-bit key, compared first, and a comparison of names for the equal ones: the keys stand
+// side by side in one array, so that most comparisons touch neither an entry nor a name.
 
 namespace dovra {
 
@@ -24,7 +24,8 @@ struct Keyed {
 std::uint64_t nameKey(std::string_view name) {
     std::uint64_t key = 0;
     const std::size_t count = std::min<std::size_t>(name.size(), 8);
-    for (std::size_t i = 0; i < count; ++i) key = key << 8 | asciiFold(static_cast<std::uint8_t>(name[i]));
+    for (std::size_t i = 0; i < count; ++i)
+        key = key << 8 | asciiFold(static_cast<std::uint8_t>(name[i]));
     return key << (8 * (8 - count)) % 64;
 }
 
@@ -35,18 +36,21 @@ std::uint64_t numberKey(double number) {
     return (bits & sign) != 0 ? ~bits : bits | sign;
 }
 
-/// Sorts by key, then by `compareEqual` (negative, zero or positive), then by identifier, and keeps the first.
+/// Sorts by key, then by `compareEqual` (negative, zero or positive), then by identifier, and keeps the
+/// first.
 template <typename KeyOf, typename CompareEqual>
-std::vector<EntryId> firstByKey(const std::vector<EntryId>& ids, bool ascending, std::int64_t limit, KeyOf&& keyOf,
-                                CompareEqual&& compareEqual) {
+std::vector<EntryId> firstByKey(const std::vector<EntryId>& ids, bool ascending, std::int64_t limit,
+                                KeyOf&& keyOf, CompareEqual&& compareEqual) {
     std::vector<Keyed> keyed(ids.size());
-    for (std::size_t i = 0; i < ids.size(); ++i) keyed[i] = {keyOf(ids[i]), ids[i]};
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        keyed[i] = {keyOf(ids[i]), ids[i]};
     const auto comesBefore = [&](const Keyed& a, const Keyed& b) {
         if (a.key != b.key) return (a.key < b.key) == ascending;
         const int order = compareEqual(a.id, b.id);
         return order != 0 ? (order < 0) == ascending : a.id < b.id;
     };
-    const auto wanted = static_cast<std::ptrdiff_t>(std::min<std::int64_t>(std::max<std::int64_t>(limit, 0), std::ssize(keyed)));
+    const auto wanted = static_cast<std::ptrdiff_t>(
+        std::min<std::int64_t>(std::max<std::int64_t>(limit, 0), std::ssize(keyed)));
     if (wanted < std::ssize(keyed)) {
         std::ranges::nth_element(keyed, keyed.begin() + wanted, comesBefore);
         keyed.resize(static_cast<std::size_t>(wanted));
@@ -65,7 +69,9 @@ int alwaysEqual(EntryId /*a*/, EntryId /*b*/) {
 
 std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<EntryId> matches, SortSpec spec,
                                        const CompiledQuery& query, std::int64_t limit) {
-    const auto entry = [&](EntryId id) -> const FileEntry& { return index.entriesLocked()[static_cast<std::size_t>(id)]; };
+    const auto entry = [&](EntryId id) -> const FileEntry& {
+        return index.entriesLocked()[static_cast<std::size_t>(id)];
+    };
     const auto compareNames = [&](EntryId a, EntryId b) {
         return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
     };
@@ -84,10 +90,11 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
         case SortSpec::Key::relevance: {
             const Relevance relevance(query.plainTerm);
             return firstByKey(
-                matches, spec.ascending, limit, [&](EntryId id) { return relevance.key(index.nameLocked(id)); },
-                compareNames);
+                matches, spec.ascending, limit,
+                [&](EntryId id) { return relevance.key(index.nameLocked(id)); }, compareNames);
         }
-        case SortSpec::Key::path: break;
+        case SortSpec::Key::path:
+            break;
     }
     return pathOrderLocked(index, std::move(matches), spec.ascending, limit);
 }
@@ -95,7 +102,8 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, std::vector<EntryId> matches, bool ascending,
                                      const CompiledQuery& query, std::int64_t limit) {
     const auto score = [&](std::string_view name) {
-        const auto found = query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);
+        const auto found =
+            query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);
         return static_cast<std::uint32_t>(found.value_or(0));
     };
     return firstByKey(

@@ -17,12 +17,13 @@ struct HashedName {
     EntryId id;
 };
 
-/// Erases the names of one hash value that occur once. Equal hashes nearly always mean equal names, so the names
-/// are compared only here.
+/// Erases the names of one hash value that occur once. Equal hashes nearly always mean equal names, so the
+/// names are compared only here.
 void eraseUnique(const FileIndex& index, std::span<const HashedName> sameHash, EntrySet& matches) {
     if (sameHash.size() == 1) return matches.erase(sameHash.front().id);
     std::vector<std::pair<std::string, EntryId>> names;
-    for (const HashedName& hashed : sameHash) names.emplace_back(lowercased(index.nameLocked(hashed.id)), hashed.id);
+    for (const HashedName& hashed : sameHash)
+        names.emplace_back(lowercased(index.nameLocked(hashed.id)), hashed.id);
     std::ranges::sort(names);
     for (std::size_t i = 0; i < names.size(); ++i) {
         const bool likePrevious = i > 0 && names[i - 1].first == names[i].first;
@@ -42,7 +43,8 @@ void filterDuplicatesLocked(const FileIndex& index, EntrySet& matches) {
     std::ranges::sort(names, {}, &HashedName::hash);
     for (std::size_t begin = 0; begin < names.size();) {
         std::size_t end = begin + 1;
-        while (end < names.size() && names[end].hash == names[begin].hash) ++end;
+        while (end < names.size() && names[end].hash == names[begin].hash)
+            ++end;
         eraseUnique(index, std::span(names).subspan(begin, end - begin), matches);
         begin = end;
     }

@@ -6,23 +6,23 @@
 #include "Base/AsciiFold.hpp"
 #include "Query/ByteProbe.hpp"
 
-// The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions find
-// the positions where two bytes of the needle stand at their distance; choosing the two that are rarest in this
-// pool leaves few positions to compare in full. Two things keep names apart although nothing stands between them:
-// a hit must not reach over the end of a name, which the pool's end bits tell, and the entry of a hit is the
-// number of end bits before it.
+// The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions
+// find the positions where two bytes of the needle stand at their distance; choosing the two that are rarest
+// in this pool leaves few positions to compare in full. Two things keep names apart although nothing stands
+// between them: a hit must not reach over the end of a name, which the pool's end bits tell, and the entry of
+// a hit is the number of end bits before it.
 //
-// Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and the question "which
-// names hold a hit" is answered for 64 bytes at a time by one addition: with N the positions that are not the last
-// of a name and H the hits among them, H + N carries out of a name's run of ones exactly when the name holds a hit,
-// and the carry lands on the name's last position.
+// Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and the question
+// "which names hold a hit" is answered for 64 bytes at a time by one addition: with N the positions that are
+// not the last of a name and H the hits among them, H + N carries out of a name's run of ones exactly when
+// the name holds a hit, and the carry lands on the name's last position.
 
 namespace dovra {
 
 namespace {
 
-/// Positions that are probed before the hits among them are looked at: small enough that the masks stay in the
-/// first-level cache.
+/// Positions that are probed before the hits among them are looked at: small enough that the masks stay in
+/// the first-level cache.
 constexpr std::size_t wordsPerBlock = 64;
 
 /// The scan reads one vector and this distance beyond a position, within the pool's readable slack.
@@ -37,7 +37,8 @@ std::array<std::uint32_t, 256> sampleBytes(const NamePool& pool) {
     for (std::size_t piece = 0; piece < pieces; ++piece) {
         const std::size_t start = pool.size() / pieces * piece;
         const std::size_t end = std::min(start + pieceBytes, pool.size());
-        for (std::size_t i = start; i < end; ++i) ++counts[asciiFold(pool.bytes()[i])];
+        for (std::size_t i = start; i < end; ++i)
+            ++counts[asciiFold(pool.bytes()[i])];
     }
     return counts;
 }
@@ -65,7 +66,8 @@ public:
             const std::size_t count = std::min(wordsPerBlock, lastWord - word);
             const auto& probes = needle_.probes();
             probeBytes(pool_.bytes() + word * 64, count, probes[0], probes[1], masks_.data());
-            for (std::size_t i = 0; i < count; ++i) takeWord(word + i, masks_[i] & withinRange(word + i));
+            for (std::size_t i = 0; i < count; ++i)
+                takeWord(word + i, masks_[i] & withinRange(word + i));
         }
     }
 
@@ -81,7 +83,8 @@ private:
         if (needle_.isCoveredByProbes()) {
             markNames(word, hits);
         } else {
-            for (; hits != 0; hits &= hits - 1) verify(word * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
+            for (; hits != 0; hits &= hits - 1)
+                verify(word * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
         }
     }
 
@@ -90,7 +93,8 @@ private:
         if (pool_.isWithinName(position, needle_.size())) hits_.insert(pool_.nameAt(position));
     }
 
-    /// Adds the names that end in this word and hold one of the hits, in this word or carried over from before.
+    /// Adds the names that end in this word and hold one of the hits, in this word or carried over from
+    /// before.
     void markNames(std::size_t word, std::uint64_t hits) {
         const std::uint64_t ends = pool_.nameEnds()[word] & withinRange(word);
         if (needle_.size() == 2) hits &= ~ends;  // the second byte would belong to the next name
@@ -125,7 +129,9 @@ ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool
     const std::size_t probed = std::min(literal_.size(), maxProbeDistance + 1);
     std::size_t rarest = 0;
     std::size_t second = probed - 1;
-    const auto countAt = [&](std::size_t i) { return counts[asciiFold(static_cast<std::uint8_t>(literal_[i]))]; };
+    const auto countAt = [&](std::size_t i) {
+        return counts[asciiFold(static_cast<std::uint8_t>(literal_[i]))];
+    };
     for (std::size_t i = 1; i < probed; ++i) {
         if (countAt(i) < countAt(rarest)) rarest = i;
     }

@@ -10,15 +10,15 @@
 
 namespace dovra {
 
-/// A byte string prepared for scanning the whole name pool: the needle, and the two of its bytes that are rarest
-/// in this pool, at which the scan looks first.
+/// A byte string prepared for scanning the whole name pool: the needle, and the two of its bytes that are
+/// rarest in this pool, at which the scan looks first.
 class ScanNeedle {
 public:
     /// `literal` is not empty. With `fold`, names are compared under ASCII folding. The pool is only sampled.
     ScanNeedle(std::string_view literal, bool fold, const NamePool& pool);
 
-    /// A byte to look for at a distance from the needle's start: it matches when (byte | mask) == value, so that
-    /// one comparison covers both cases of a letter.
+    /// A byte to look for at a distance from the needle's start: it matches when (byte | mask) == value, so
+    /// that one comparison covers both cases of a letter.
     struct Probe {
         std::size_t distance = 0;
         std::uint8_t mask = 0;
@@ -40,8 +40,8 @@ private:
     std::array<Probe, 2> probes_;
 };
 
-/// Adds to `hits` every entry of the range whose name contains the needle, tombstones included. The range begins
-/// at a multiple of 64. Runs at the speed of memory while hits are few. The index's read lock is held.
+/// Adds to `hits` every entry of the range whose name contains the needle, tombstones included. The range
+/// begins at a multiple of 64. Runs at the speed of memory while hits are few. The index's read lock is held.
 void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits);
 
 }  // namespace dovra

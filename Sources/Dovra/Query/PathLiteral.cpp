@@ -32,7 +32,8 @@ PathLiteral::PathLiteral(const FileIndex& index, std::string_view literal, bool 
     const std::size_t folders = index.directoriesLocked().count();
     endings_.resize(folders);
     contains_.resize(folders);
-    for (std::size_t i = 0; i < folders; ++i) judgeFolder(static_cast<DirIndex>(i));
+    for (std::size_t i = 0; i < folders; ++i)
+        judgeFolder(static_cast<DirIndex>(i));
 }
 
 bool PathLiteral::equal(std::string_view a, std::string_view part) const {

@@ -14,21 +14,22 @@ namespace dovra {
 
 /// Finds the entries whose full path contains a literal, looking at each folder once and not at each path.
 ///
-/// A full path is a folder's path, "/" and a name, so the literal lies in the folder's path (then all entries of
-/// the folder match), or in the name (when it has no slash), or across the seam: the folder's path ends with what
-/// stands before the literal's last slash, and the name begins with what stands behind it. Whether a folder's path
-/// contains the literal, or ends with its first j parts, follows from the folder's own name and the same facts
-/// about its parent, so one pass over the folders settles all of them.
+/// A full path is a folder's path, "/" and a name, so the literal lies in the folder's path (then all entries
+/// of the folder match), or in the name (when it has no slash), or across the seam: the folder's path ends
+/// with what stands before the literal's last slash, and the name begins with what stands behind it. Whether
+/// a folder's path contains the literal, or ends with its first j parts, follows from the folder's own name
+/// and the same facts about its parent, so one pass over the folders settles all of them.
 class PathLiteral {
 public:
     /// Whether a literal can be searched this way: not empty, and with fewer slashes than a word has bits.
     static bool canSearch(std::string_view literal);
 
-    /// Works out the facts about every folder. The index's read lock is held, here and while the object is used.
+    /// Works out the facts about every folder. The index's read lock is held, here and while the object is
+    /// used.
     PathLiteral(const FileIndex& index, std::string_view literal, bool fold);
 
-    /// Adds every entry of the range whose full path contains the literal, tombstones included. The range begins
-    /// at a multiple of 64. Any number of threads.
+    /// Adds every entry of the range whose full path contains the literal, tombstones included. The range
+    /// begins at a multiple of 64. Any number of threads.
     void scan(EntryRange range, EntrySet& hits) const;
 
 private:
@@ -48,7 +49,7 @@ private:
     const FileIndex& index_;
     const std::string literal_;
     const bool fold_;
-    std::vector<std::string_view> parts_;  ///< the literal between its slashes
+    std::vector<std::string_view> parts_;   ///< the literal between its slashes
     std::optional<ScanNeedle> nameNeedle_;  ///< when the literal has no slash
     std::vector<Endings> endings_;
     std::vector<bool> contains_;

@@ -7,10 +7,11 @@
 
 #include "Base/AsciiFold.hpp"
 
-// Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at all: only
-// the first `limit` are asked for. The order of paths is the order of a walk that takes, in each folder, the entries
-// by name and the subfolders by name and a slash. So the walk is made, over the folders that hold an entry to be
-// ordered, and stops when enough are found; only the folders that it enters are sorted.
+// Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at
+// all: only the first `limit` are asked for. The order of paths is the order of a walk that takes, in each
+// folder, the entries by name and the subfolders by name and a slash. So the walk is made, over the folders
+// that hold an entry to be ordered, and stops when enough are found; only the folders that it enters are
+// sorted.
 //
 // Folders whose paths are equal but for case have the same place in the order: they are entered together.
 
@@ -58,11 +59,14 @@ private:
 
     using InFolder = std::pair<DirIndex, std::int32_t>;
 
-    DirIndex folderOf(EntryId id) const { return index_.entriesLocked()[static_cast<std::size_t>(id)].dirIndex; }
+    DirIndex folderOf(EntryId id) const {
+        return index_.entriesLocked()[static_cast<std::size_t>(id)].dirIndex;
+    }
 
     void groupEntries(const std::vector<EntryId>& ids) {
         entries_.reserve(ids.size());
-        for (const EntryId id : ids) entries_.emplace_back(folderOf(id), id);
+        for (const EntryId id : ids)
+            entries_.emplace_back(folderOf(id), id);
         if (!std::ranges::is_sorted(entries_)) std::ranges::sort(entries_);
     }
 
@@ -85,10 +89,12 @@ private:
     Level enter(const std::vector<DirIndex>& folders) const {
         Level level;
         for (const DirIndex folder : folders) {
-            for (const auto& [parent, id] : std::ranges::equal_range(entries_, folder, {}, &InFolder::first)) {
+            for (const auto& [parent, id] :
+                 std::ranges::equal_range(entries_, folder, {}, &InFolder::first)) {
                 level.items.push_back({index_.nameLocked(id), false, id});
             }
-            for (const auto& [parent, child] : std::ranges::equal_range(subfolders_, folder, {}, &InFolder::first)) {
+            for (const auto& [parent, child] :
+                 std::ranges::equal_range(subfolders_, folder, {}, &InFolder::first)) {
                 level.items.push_back({directories_.name(child), true, child});
             }
         }
@@ -130,8 +136,8 @@ private:
 };
 
 /// For an index with several roots, whose trees may lie within each other.
-std::vector<EntryId> orderByWholePaths(const FileIndex& index, const std::vector<EntryId>& ids, bool ascending,
-                                       std::int64_t limit) {
+std::vector<EntryId> orderByWholePaths(const FileIndex& index, const std::vector<EntryId>& ids,
+                                       bool ascending, std::int64_t limit) {
     std::vector<std::pair<std::string, EntryId>> paths;
     paths.reserve(ids.size());
     for (const EntryId id : ids) {
@@ -144,7 +150,8 @@ std::vector<EntryId> orderByWholePaths(const FileIndex& index, const std::vector
         return order != 0 ? (order < 0) == ascending : a.second < b.second;
     });
     std::vector<EntryId> ordered;
-    for (std::size_t i = 0; i < paths.size() && std::ssize(ordered) < limit; ++i) ordered.push_back(paths[i].second);
+    for (std::size_t i = 0; i < paths.size() && std::ssize(ordered) < limit; ++i)
+        ordered.push_back(paths[i].second);
     return ordered;
 }
 

@@ -1,9 +1,8 @@
 #include "Query/QueryKeys.hpp"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
+#include <fmt/format.h>
 
 #include "Base/UnicodeFold.hpp"
 #include "Query/FileKind.hpp"
@@ -60,11 +59,13 @@ constexpr std::array table = {
     QueryKeyInfo{QueryKey::regex, regexWords, false, "regex:^v\\d+$", "a regular expression on the name"},
     QueryKeyInfo{QueryKey::fuzzy, fuzzyWords, false, "fuzzy:fbar",
                  "the letters in this order, best match first; a capital makes it case-sensitive"},
-    QueryKeyInfo{QueryKey::similar, similarWords, false, "similar:invoice.pdf", "names that look alike, best first"},
+    QueryKeyInfo{QueryKey::similar, similarWords, false, "similar:invoice.pdf",
+                 "names that look alike, best first"},
     QueryKeyInfo{QueryKey::content, contentWords, false, "content:TODO", "text inside regular files"},
-    QueryKeyInfo{QueryKey::tag, tagWords, false, "tag:red", "files with such a tag; without text, with any tag"},
-    QueryKeyInfo{QueryKey::duplicates, duplicateWords, true, "dupe:",
-                 "names that occur more than once; dupe:content for equal contents"},
+    QueryKeyInfo{QueryKey::tag, tagWords, false, "tag:red",
+                 "files with such a tag; without text, with any tag"},
+    QueryKeyInfo{QueryKey::duplicates, duplicateWords, true,
+                 "dupe:", "names that occur more than once; dupe:content for equal contents"},
     QueryKeyInfo{QueryKey::emptyFolders, emptyWords, true, "empty:", "folders with nothing in them"},
 };
 
@@ -90,8 +91,9 @@ std::span<const QueryKeyInfo> queryKeys() {
 }
 
 const QueryKeyInfo* findQueryKey(std::string_view word) {
-    const auto row = std::ranges::find_if(
-        table, [&](const QueryKeyInfo& info) { return std::ranges::find(info.words, word) != info.words.end(); });
+    const auto row = std::ranges::find_if(table, [&](const QueryKeyInfo& info) {
+        return std::ranges::find(info.words, word) != info.words.end();
+    });
     return row == table.end() ? nullptr : row;
 }
 
@@ -103,7 +105,8 @@ KeyedTerm splitKey(std::string_view term) {
 
 std::string queryLanguageHelp() {
     std::string help = "Query language:\n" + std::string(operatorsHelp) + "\n";
-    for (const QueryKeyInfo& info : table) help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
+    for (const QueryKeyInfo& info : table)
+        help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
     help += "\n";
     for (const FileKind& kind : Macros::kinds()) {
         help += fmt::format("  {:<19} the extensions {}\n", fmt::format("{}:", kind.words.front()),
@@ -115,12 +118,13 @@ std::string queryLanguageHelp() {
 std::string queryKeysMarkdown() {
     std::string text = "| key | also written | example | meaning |\n|---|---|---|---|\n";
     for (const QueryKeyInfo& info : table) {
-        text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)), info.example,
-                            info.meaning);
+        text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)),
+                            info.example, info.meaning);
     }
     text += "\n| macro | also written | extensions |\n|---|---|---|\n";
     for (const FileKind& kind : Macros::kinds()) {
-        text += fmt::format("| `{}:` | {} | {} |\n", kind.words.front(), joined(kind.words.subspan(1)), joined(kind.extensions));
+        text += fmt::format("| `{}:` | {} | {} |\n", kind.words.front(), joined(kind.words.subspan(1)),
+                            joined(kind.extensions));
     }
     return text;
 }

@@ -44,7 +44,8 @@ QueryNode regexLeaf(std::string_view pattern, const QueryContext& context) {
     return RegexNode{*std::move(expression), target, std::string(pattern), context.caseSensitive};
 }
 
-QueryNode dateLeaf(DateField field, std::string_view term, std::string_view value, const QueryContext& context) {
+QueryNode dateLeaf(DateField field, std::string_view term, std::string_view value,
+                   const QueryContext& context) {
     if (const auto filter = parseDate(value)) return DateNode{field, *filter};
     return plainText(term, context);
 }
@@ -68,36 +69,51 @@ QueryNode scopedText(QueryKey key, std::string_view value, QueryContext context)
     return plainText(value, context);
 }
 
-QueryNode keyedLeaf(QueryKey key, std::string_view term, std::string_view value, const QueryContext& context) {
+QueryNode keyedLeaf(QueryKey key, std::string_view term, std::string_view value,
+                    const QueryContext& context) {
     switch (key) {
-        case QueryKey::file: return TypeFilter::fileOnly;
-        case QueryKey::folder: return TypeFilter::folderOnly;
-        case QueryKey::extension: return extensionLeaf(value);
-        case QueryKey::size: return sizeLeaf(term, value, context);
-        case QueryKey::dateModified: return dateLeaf(DateField::modified, term, value, context);
-        case QueryKey::dateCreated: return dateLeaf(DateField::created, term, value, context);
-        case QueryKey::path: return textOn(MatchTarget::fullPath, value, context);
-        case QueryKey::name: return textOn(MatchTarget::name, value, context);
-        case QueryKey::stem: return textOn(MatchTarget::stem, value, context);
+        case QueryKey::file:
+            return TypeFilter::fileOnly;
+        case QueryKey::folder:
+            return TypeFilter::folderOnly;
+        case QueryKey::extension:
+            return extensionLeaf(value);
+        case QueryKey::size:
+            return sizeLeaf(term, value, context);
+        case QueryKey::dateModified:
+            return dateLeaf(DateField::modified, term, value, context);
+        case QueryKey::dateCreated:
+            return dateLeaf(DateField::created, term, value, context);
+        case QueryKey::path:
+            return textOn(MatchTarget::fullPath, value, context);
+        case QueryKey::name:
+            return textOn(MatchTarget::name, value, context);
+        case QueryKey::stem:
+            return textOn(MatchTarget::stem, value, context);
         case QueryKey::caseSensitive:
         case QueryKey::caseInsensitive:
-        case QueryKey::wholeWord: return scopedText(key, value, context);
-        case QueryKey::regex: return regexLeaf(value, context);
+        case QueryKey::wholeWord:
+            return scopedText(key, value, context);
+        case QueryKey::regex:
+            return regexLeaf(value, context);
         case QueryKey::fuzzy:
             return unlessEmpty(value, [&] {
                 return FuzzyMatcher(value, context.caseSensitive || smartCaseSensitive(value));
             });
         case QueryKey::similar:
-            return unlessEmpty(value, [&] {
-                return SimilarMatcher(TrigramIndex::trigrams(value), similarityThreshold);
-            });
+            return unlessEmpty(
+                value, [&] { return SimilarMatcher(TrigramIndex::trigrams(value), similarityThreshold); });
         case QueryKey::content:
-            return unlessEmpty(value, [&] { return ContentMatcher(value, context.caseSensitive); });
-        case QueryKey::tag: return TagMatcher(lowercased(value));
-        case QueryKey::duplicates: return MatchAllNode{};
+            return unlessEmpty(value,
+                               [&] { return ContentMatcher(std::string(value), context.caseSensitive); });
+        case QueryKey::tag:
+            return TagMatcher(lowercased(value));
+        case QueryKey::duplicates:
+            return MatchAllNode{};
         case QueryKey::noPath:
         case QueryKey::noWholeWord:
-        case QueryKey::emptyFolders: break;  // toggles only: with a value they are plain text
+        case QueryKey::emptyFolders:
+            break;  // toggles only: with a value they are plain text
     }
     return plainText(term, context);
 }

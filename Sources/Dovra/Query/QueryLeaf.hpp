@@ -13,8 +13,8 @@ struct QueryContext {
     bool matchPath = false;
 };
 
-/// The test that one term of a query stands for. Never fails: unknown keys and unreadable sizes and dates become
-/// plain text, an invalid regular expression restricts nothing.
+/// The test that one term of a query stands for. Never fails: unknown keys and unreadable sizes and dates
+/// become plain text, an invalid regular expression restricts nothing.
 QueryNode makeLeaf(std::string_view term, const QueryContext& context);
 
 }  // namespace dovra

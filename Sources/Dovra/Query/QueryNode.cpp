@@ -14,7 +14,8 @@ NodeIndex QueryTree::add(QueryNode node) {
 
 int QueryTree::largestWeight(const std::vector<NodeIndex>& children) const {
     int largest = 0;
-    for (const NodeIndex child : children) largest = std::max(largest, weight(child));
+    for (const NodeIndex child : children)
+        largest = std::max(largest, weight(child));
     return largest;
 }
 

@@ -43,19 +43,20 @@ struct RegexNode {
 struct MatchAllNode {};
 
 /// One node of a query tree: an operator over other nodes, or a test of one entry.
-using QueryNode = std::variant<AndNode, OrNode, NotNode, TextMatcher, ExtensionList, SizeFilter, DateNode, TypeFilter,
-                               RegexNode, ContentMatcher, FuzzyMatcher, SimilarMatcher, TagMatcher, MatchAllNode>;
+using QueryNode =
+    std::variant<AndNode, OrNode, NotNode, TextMatcher, ExtensionList, SizeFilter, DateNode, TypeFilter,
+                 RegexNode, ContentMatcher, FuzzyMatcher, SimilarMatcher, TagMatcher, MatchAllNode>;
 
-/// A query tree in one array. Children are positions, not owned nodes, so that a query nested a hundred thousand
-/// deep is built, read and destroyed without recursion. Children stand before their parents. Immutable once
-/// parsed; any number of threads.
+/// A query tree in one array. Children are positions, not owned nodes, so that a query nested a hundred
+/// thousand deep is built, read and destroyed without recursion. Children stand before their parents.
+/// Immutable once parsed; any number of threads.
 class QueryTree {
 public:
     NodeIndex add(QueryNode node);
     const QueryNode& operator[](NodeIndex node) const { return nodes_[static_cast<std::size_t>(node)]; }
 
-    /// How expensive a test of the node can be: 100 for contents, 90 for tags, 50 for similarity, 0 for all other
-    /// tests; operators take the largest of their children. Expensive tests run last.
+    /// How expensive a test of the node can be: 100 for contents, 90 for tags, 50 for similarity, 0 for all
+    /// other tests; operators take the largest of their children. Expensive tests run last.
     int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
 
     NodeIndex root() const { return static_cast<NodeIndex>(nodes_.size()) - 1; }

@@ -19,14 +19,29 @@ bool asksForContents(std::string_view value) {
 
 void applyToggle(QueryKey key, QueryContext& context, CompiledQuery& query) {
     switch (key) {
-        case QueryKey::caseSensitive: context.caseSensitive = true; break;
-        case QueryKey::caseInsensitive: context.caseSensitive = false; break;
-        case QueryKey::wholeWord: context.wholeWord = true; break;
-        case QueryKey::noWholeWord: context.wholeWord = false; break;
-        case QueryKey::path: context.matchPath = true; break;
-        case QueryKey::noPath: context.matchPath = false; break;
-        case QueryKey::emptyFolders: query.wantsEmptyFolders = true; break;
-        default: break;
+        case QueryKey::caseSensitive:
+            context.caseSensitive = true;
+            break;
+        case QueryKey::caseInsensitive:
+            context.caseSensitive = false;
+            break;
+        case QueryKey::wholeWord:
+            context.wholeWord = true;
+            break;
+        case QueryKey::noWholeWord:
+            context.wholeWord = false;
+            break;
+        case QueryKey::path:
+            context.matchPath = true;
+            break;
+        case QueryKey::noPath:
+            context.matchPath = false;
+            break;
+        case QueryKey::emptyFolders:
+            query.wantsEmptyFolders = true;
+            break;
+        default:
+            break;
     }
 }
 
@@ -47,8 +62,8 @@ QueryContext readFlags(const std::vector<Token>& tokens, CompiledQuery& query) {
     return context;
 }
 
-/// Builds the tree in one pass. What a recursive descent would keep on the call stack stands in `groups_`, one
-/// element for each "<" that is open:
+/// Builds the tree in one pass. What a recursive descent would keep on the call stack stands in `groups_`,
+/// one element for each "<" that is open:
 ///
 ///     and:      or { or }            ends at ">" or at the end
 ///     or:       not { "|" not }
@@ -63,7 +78,8 @@ public:
         groups_.emplace_back();
         do {
             std::optional<NodeIndex> operand = readOperand();
-            while (operand) operand = takeOperand(*operand);
+            while (operand)
+                operand = takeOperand(*operand);
         } while (!groups_.empty());
     }
 
@@ -74,11 +90,14 @@ private:
         std::size_t negations = 0;
     };
 
-    bool nextIs(Token::Kind kind) const { return position_ < tokens_.size() && tokens_[position_].kind == kind; }
+    bool nextIs(Token::Kind kind) const {
+        return position_ < tokens_.size() && tokens_[position_].kind == kind;
+    }
 
     /// The next operand without its negations; absent when a group was opened instead.
     std::optional<NodeIndex> readOperand() {
-        for (; nextIs(Token::Kind::notOperator); ++position_) ++groups_.back().negations;
+        for (; nextIs(Token::Kind::notOperator); ++position_)
+            ++groups_.back().negations;
         if (position_ == tokens_.size()) return query_.tree.add(MatchAllNode{});
         const Token& token = tokens_[position_++];
         if (token.kind == Token::Kind::leftBracket) {
@@ -103,11 +122,12 @@ private:
     void notePlainTerm(const QueryNode& leaf) {
         const auto* text = std::get_if<TextMatcher>(&leaf);
         if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (groups_.back().negations % 2 == 0) query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
+        if (groups_.back().negations % 2 == 0)
+            query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
     }
 
-    /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the operand of
-    /// the group around it.
+    /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the
+    /// operand of the group around it.
     std::optional<NodeIndex> takeOperand(NodeIndex operand) {
         Group& group = groups_.back();
         group.disjunction.push_back(negated(operand, std::exchange(group.negations, 0)));

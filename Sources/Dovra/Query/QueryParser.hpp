@@ -29,8 +29,8 @@ struct CompiledQuery {
     bool hasFlags() const { return wantsDuplicates || wantsContentDuplicates || wantsEmptyFolders; }
 };
 
-/// The query language. "|" binds tighter than the AND of terms that stand side by side, "!" tightest, "<" and ">"
-/// group; the toggles hold for the whole query wherever they stand.
+/// The query language. "|" binds tighter than the AND of terms that stand side by side, "!" tightest, "<" and
+/// ">" group; the toggles hold for the whole query wherever they stand.
 struct QueryParser {
     /// Never fails: every text has a meaning. Linear in the text, without recursion, whatever its nesting.
     static CompiledQuery parse(std::string_view query);

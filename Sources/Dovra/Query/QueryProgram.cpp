@@ -5,8 +5,8 @@
 
 namespace dovra {
 
-/// Emits the steps from the last to the first, because a step must know where its outcomes lead. An operator that
-/// is being translated waits in `pending_` instead of on the call stack.
+/// Emits the steps from the last to the first, because a step must know where its outcomes lead. An operator
+/// that is being translated waits in `pending_` instead of on the call stack.
 class QueryTranslation {
 public:
     QueryTranslation(const QueryTree& tree, std::optional<NodeIndex> assumedTrue, QueryProgram& program)
@@ -14,7 +14,8 @@ public:
 
     void run() {
         enter(tree_.root(), QueryProgram::accept, QueryProgram::reject);
-        while (!pending_.empty()) advance();
+        while (!pending_.empty())
+            advance();
         program_.start_ = entered_;
     }
 
@@ -26,7 +27,8 @@ private:
         std::int32_t whenFalse;
     };
 
-    /// Translates a test at once, and lays an operator aside. `entered_` becomes where the translation begins.
+    /// Translates a test at once, and lays an operator aside. `entered_` becomes where the translation
+    /// begins.
     void enter(NodeIndex node, std::int32_t whenTrue, std::int32_t whenFalse) {
         while (const auto* negation = std::get_if<NotNode>(&tree_[node])) {
             if (node == assumedTrue_) break;
@@ -47,8 +49,8 @@ private:
         }
     }
 
-    /// Translates the last operand that is left of the innermost operator: it leads on to the one behind it, which
-    /// is where `entered_` points.
+    /// Translates the last operand that is left of the innermost operator: it leads on to the one behind it,
+    /// which is where `entered_` points.
     void advance() {
         Operator& innermost = pending_.back();
         if (innermost.left.empty()) {

@@ -7,13 +7,13 @@
 
 namespace dovra {
 
-/// A query tree as a list of tests with two ways out of each, so that an entry is judged without recursion and
-/// every operator costs nothing: AND, OR and NOT only decide where a test's outcome leads. (The classic translation
-/// of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
+/// A query tree as a list of tests with two ways out of each, so that an entry is judged without recursion
+/// and every operator costs nothing: AND, OR and NOT only decide where a test's outcome leads. (The classic
+/// translation of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
 class QueryProgram {
 public:
-    /// Translates the tree. The test `assumedTrue`, if given, is taken as passed: whoever selects entries by it
-    /// need not ask again. The tree must outlive the program.
+    /// Translates the tree. The test `assumedTrue`, if given, is taken as passed: whoever selects entries by
+    /// it need not ask again. The tree must outlive the program.
     explicit QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assumedTrue = std::nullopt);
 
     /// Judges an entry; `test` is called with the leaves that matter, in order, until the outcome is known.

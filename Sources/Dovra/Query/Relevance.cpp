@@ -29,7 +29,8 @@ Relevance::Relevance(const std::optional<PlainTerm>& term) {
     fold_ = !term->caseSensitive;
     term_ = fold_ ? asciiFolded(term->text) : term->text;
     // Wildcards at the ends ask for the literal between them.
-    while (term_.ends_with('*')) term_.pop_back();
+    while (term_.ends_with('*'))
+        term_.pop_back();
     term_.erase(0, std::min(term_.find_first_not_of('*'), term_.size()));
 }
 

@@ -8,8 +8,9 @@
 
 namespace dovra {
 
-/// How well a name meets a query's first plain term: as the whole name, as its stem, at its start, at the start of a
-/// word, anywhere else, or not at all (the entry matched by other terms); shorter names first within each.
+/// How well a name meets a query's first plain term: as the whole name, as its stem, at its start, at the
+/// start of a word, anywhere else, or not at all (the entry matched by other terms); shorter names first
+/// within each.
 class Relevance {
 public:
     explicit Relevance(const std::optional<PlainTerm>& term);

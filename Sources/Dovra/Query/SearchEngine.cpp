@@ -18,8 +18,8 @@ namespace {
 /// Below this an index is searched on the calling thread: waking others would take longer.
 constexpr std::size_t parallelEntries = 50000;
 
-/// Entries that one thread takes at a time: names enough for the scan to run at full speed, and pieces enough to
-/// share. Tests that read files are shared out in smaller pieces. Both are multiples of 64.
+/// Entries that one thread takes at a time: names enough for the scan to run at full speed, and pieces enough
+/// to share. Tests that read files are shared out in smaller pieces. Both are multiples of 64.
 constexpr EntryId entriesPerPiece = 16384;
 constexpr EntryId entriesPerSlowPiece = 64;
 
@@ -36,7 +36,8 @@ void eraseTombstones(const FileIndex& index, EntryRange range, EntrySet& matches
 }
 
 /// Erases the candidates that do not meet the query.
-void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRange range, EntrySet& candidates) {
+void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRange range,
+                    EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
     EntryTest test(index, program);
@@ -101,7 +102,8 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     const auto candidates = trigramCandidatesLocked(index, query.tree);
     if (!candidates) return scanLocked(index, query);
     EntrySet matches(index.entriesLocked().size());
-    for (const EntryId id : *candidates) matches.insert(id);
+    for (const EntryId id : *candidates)
+        matches.insert(id);
     testCandidates(index, QueryProgram(query.tree), allEntries(index), matches);
     return matches;
 }
@@ -115,8 +117,9 @@ void applyFlagsLocked(const FileIndex& index, const CompiledQuery& query, EntryS
     if (query.wantsDuplicates) filterDuplicatesLocked(index, matches);
 }
 
-std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuery& query, const EntrySet& matches,
-                                      std::int64_t total, SortSpec sort, std::int64_t limit) {
+std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuery& query,
+                                      const EntrySet& matches, std::int64_t total, SortSpec sort,
+                                      std::int64_t limit) {
     if (total > FileIndex::sortCap) return matches.firstIds(limit);
     std::vector<EntryId> ids = matches.firstIds(std::numeric_limits<std::int64_t>::max());
     if (query.prefersRelevance()) return scoreSortLocked(index, std::move(ids), sort.ascending, query, limit);
@@ -131,7 +134,8 @@ std::vector<FileRow> rowsLocked(const FileIndex& index, const std::vector<EntryI
     for (const EntryId id : ids) {
         const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
         FileRow row{.id = id, .name = std::string(index.nameLocked(entry)), .path = {}};
-        row.path = entry.dirIndex == folder ? rows.back().path : index.directoriesLocked().path(entry.dirIndex);
+        row.path =
+            entry.dirIndex == folder ? rows.back().path : index.directoriesLocked().path(entry.dirIndex);
         row.size = entry.size;
         row.modified = entry.modTime;
         row.isDir = entry.isFolder();
@@ -143,11 +147,23 @@ std::vector<FileRow> rowsLocked(const FileIndex& index, const std::vector<EntryI
 
 }  // namespace
 
+QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort) {
+    const CompiledQuery query = QueryParser::parse(rawQuery);
+    bool usesAttributes = sort.key == SortSpec::Key::size || sort.key == SortSpec::Key::modified;
+    for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
+        usesAttributes = usesAttributes || std::holds_alternative<SizeFilter>(query.tree[node]) ||
+                         std::holds_alternative<DateNode>(query.tree[node]);
+    }
+    return {.detail = usesAttributes ? ListingDetail::attributes : ListingDetail::namesAndTypes,
+            .contentDuplicates = query.wantsContentDuplicates};
+}
+
 std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree) {
     const TrigramIndex* trigram = index.trigramLocked();
     if (trigram == nullptr) return std::nullopt;
     const QueryNode& root = tree[tree.root()];
-    if (const auto* similar = std::get_if<SimilarMatcher>(&root)) return trigram->unionOf(similar->queryTrigrams());
+    if (const auto* similar = std::get_if<SimilarMatcher>(&root))
+        return trigram->unionOf(similar->queryTrigrams());
     const auto* regex = std::get_if<RegexNode>(&root);
     if (regex == nullptr || regex->target != MatchTarget::name) return std::nullopt;
     return trigram->candidates(RegexLiterals::requiredTrigrams(regex->pattern, regex->caseSensitive));

@@ -16,6 +16,15 @@ namespace dovra {
 /// queries come by score whatever `sort` asks for. Only `limit` rows are built.
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
+/// What a query asks of the index that is to answer it.
+struct QueryNeeds {
+    ListingDetail detail = ListingDetail::namesAndTypes;
+    bool contentDuplicates = false;
+};
+
+/// So that whoever scans only to answer one query reads no more than that.
+QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort);
+
 /// The entries to which the attached trigram index narrows the query; absent when there is none or it cannot
 /// narrow. The index's read lock is held.
 std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree);

@@ -11,7 +11,8 @@ namespace dovra {
 
 namespace {
 
-/// In the pattern of a wildcard text that is not ASCII, a "." must stand for any character, line ends included.
+/// In the pattern of a wildcard text that is not ASCII, a "." must stand for any character, line ends
+/// included.
 constexpr std::string_view anyCharacterMode = "(?s)";
 
 std::string unicodeGlobPattern(std::string_view text) {
@@ -66,7 +67,10 @@ TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSens
 }
 
 TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
-    : target_(target), text_(text), caseSensitive_(caseSensitive), engine_(makeEngine(text, caseSensitive, wholeWord)) {
+    : target_(target),
+      text_(text),
+      caseSensitive_(caseSensitive),
+      engine_(makeEngine(text, caseSensitive, wholeWord)) {
     if (!std::holds_alternative<RegularExpression>(engine_)) return;
     const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text)
                                           : unicodeGlobPattern(text).substr(anyCharacterMode.size());
@@ -96,7 +100,8 @@ std::string TextMatcher::requiredLiteral() const {
 }
 
 bool TextMatcher::literalIsCaseSensitive() const {
-    const bool isOnBytes = std::holds_alternative<ByteSubstring>(engine_) || std::holds_alternative<GlobPattern>(engine_);
+    const bool isOnBytes =
+        std::holds_alternative<ByteSubstring>(engine_) || std::holds_alternative<GlobPattern>(engine_);
     return isOnBytes && caseSensitive_;
 }
 

@@ -23,8 +23,8 @@ enum class MatchTarget : std::uint8_t {
 std::string_view stemOf(std::string_view name);
 
 /// Decides whether an entry's name, stem or full path contains a piece of query text: a substring, a wildcard
-/// pattern ("*" and "?" in the text) or a whole word. Plain ASCII text works on the raw bytes; other text by the
-/// rules of Unicode. Immutable; any number of threads.
+/// pattern ("*" and "?" in the text) or a whole word. Plain ASCII text works on the raw bytes; other text by
+/// the rules of Unicode. Immutable; any number of threads.
 class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
@@ -37,9 +37,12 @@ public:
     template <typename FullPath>
     bool matches(std::string_view name, FullPath&& fullPath) const {
         switch (target_) {
-            case MatchTarget::name: return matchesText(name);
-            case MatchTarget::stem: return matchesText(stemOf(name));
-            case MatchTarget::fullPath: break;
+            case MatchTarget::name:
+                return matchesText(name);
+            case MatchTarget::stem:
+                return matchesText(stemOf(name));
+            case MatchTarget::fullPath:
+                break;
         }
         return matchesText(fullPath());
     }

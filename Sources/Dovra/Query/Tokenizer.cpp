@@ -10,7 +10,8 @@ namespace {
 class Tokenizer {
 public:
     std::vector<Token> run(std::string_view query) {
-        for (const char c : query) take(c);
+        for (const char c : query)
+            take(c);
         emitTerm();
         return std::move(tokens_);
     }

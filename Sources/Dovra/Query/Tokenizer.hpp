@@ -16,9 +16,9 @@ struct Token {
     bool operator==(const Token&) const = default;
 };
 
-/// Cuts a query into terms and operators. Quotes are dropped and protect what they enclose; "<" and ">" directly
-/// behind a ":" and "!" inside a term are ordinary characters. Works on bytes: every character with a meaning is
-/// ASCII, so any bytes are a query.
+/// Cuts a query into terms and operators. Quotes are dropped and protect what they enclose; "<" and ">"
+/// directly behind a ":" and "!" inside a term are ordinary characters. Works on bytes: every character with
+/// a meaning is ASCII, so any bytes are a query.
 std::vector<Token> tokenize(std::string_view query);
 
 }  // namespace dovra

@@ -1,0 +1,127 @@
+#include "CommandLine/CLI.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <fmt/core.h>
+#include <limits>
+#include <memory>
+
+#include "Base/UnicodeFold.hpp"
+#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/TerminalStyle.hpp"
+#include "Index/Crawl.hpp"
+#include "Platform/Paths.hpp"
+#include "Query/QueryKeys.hpp"
+#include "Query/SearchEngine.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
+
+/// A decimal integer with an optional sign; one that is too large for the machine counts as no limit.
+std::optional<std::int64_t> parseLimit(std::string_view text) {
+    if (text.starts_with('+')) text.remove_prefix(1);
+    if (text.starts_with('+') || text.empty()) return std::nullopt;
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (end != text.data() + text.size()) return std::nullopt;
+    if (error == std::errc::invalid_argument) return std::nullopt;
+    if (error == std::errc::result_out_of_range || number < 1) return noLimit;
+    return number;
+}
+
+struct SearchOptions {
+    std::string root = "/";
+    std::int64_t limit = 100;
+    SortSpec sort;
+    bool usesTrigram = false;
+    PathTerminator terminator = PathTerminator::newline;
+};
+
+std::vector<Option> searchOptionTable(SearchOptions& options) {
+    return {
+        {{"--in", "-i"},
+         "folder",
+         "search below this folder (default: /)",
+         [&](const std::string& value) { options.root = standardizedPath(value); }},
+        {{"--limit", "-n"},
+         "number",
+         "print at most so many paths; below 1: all (default: 100)",
+         [&](const std::string& value) { options.limit = parseLimit(value).value_or(options.limit); }},
+        {{"--sort", "-s"},
+         "key",
+         "name, path, size, date or relevance (default: name)",
+         [&](const std::string& value) {
+             options.sort.key = parseSortKey(value).value_or(options.sort.key);
+         }},
+        {{"--desc", "-d"},
+         {},
+         "the other way around",
+         [&](const std::string&) { options.sort.ascending = false; }},
+        {{"--asc"}, {}, "the usual way around", [&](const std::string&) { options.sort.ascending = true; }},
+        {{"--trigram"},
+         {},
+         "build a trigram index first (for measuring)",
+         [&](const std::string&) { options.usesTrigram = true; }},
+        {{"--print0", "-0"},
+         {},
+         "end each path with a NUL byte instead of a line feed",
+         [&](const std::string&) { options.terminator = PathTerminator::nul; }},
+    };
+}
+
+int printSearchHelp(std::span<const Option> table) {
+    fmt::print("usage: dovra --search [options] [--] <query>\n\nOptions:\n{}\n{}", optionsHelp(table),
+               queryLanguageHelp());
+    return 0;
+}
+
+bool printRows(const SearchResult& result, PathTerminator terminator) {
+    PathOutput output(terminator);
+    for (const FileRow& row : result.rows)
+        output.writePath(joinPath(row.path, row.name));
+    return output.finish();
+}
+
+}  // namespace
+
+std::optional<SortSpec::Key> parseSortKey(std::string_view word) {
+    struct SortWord {
+        std::string_view word;
+        SortSpec::Key key;
+    };
+    constexpr std::array words = {
+        SortWord{"name", SortSpec::Key::name},           SortWord{"path", SortSpec::Key::path},
+        SortWord{"size", SortSpec::Key::size},           SortWord{"date", SortSpec::Key::modified},
+        SortWord{"modified", SortSpec::Key::modified},   SortWord{"dm", SortSpec::Key::modified},
+        SortWord{"relevance", SortSpec::Key::relevance}, SortWord{"score", SortSpec::Key::relevance},
+        SortWord{"rank", SortSpec::Key::relevance},
+    };
+    const auto found = std::ranges::find(words, std::string_view(lowercased(word)), &SortWord::word);
+    return found == words.end() ? std::nullopt : std::optional(found->key);
+}
+
+int CLI::runSearch(Arguments args) {
+    SearchOptions options;
+    const std::vector<Option> table = searchOptionTable(options);
+    if (asksForHelp(args)) return printSearchHelp(table);
+    const std::string query = joinedWords(parseOptions(args, table));
+    const QueryNeeds needs = queryNeeds(query, options.sort);
+    if (needs.contentDuplicates) {
+        fmt::print(stderr, "dovra: dupe:content is not available yet, the matches are not compared\n");
+    }
+    FileIndex index;
+    if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
+    crawl(index, {options.root}, {.detail = needs.detail});
+    const SearchResult result = search(index, query, options.sort, options.limit);
+    if (!printRows(result, options.terminator)) return 1;
+    fmt::print(stderr, "{} result(s)\n",
+               TerminalStyle(StandardStream::error).bold(std::to_string(result.total)));
+    return 0;
+}
+
+}  // namespace dovra

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "CommandLine/Options.hpp"
+#include "Query/SearchResult.hpp"
+
+namespace dovra {
+
+/// The command-line modes. Each takes the arguments behind its mode word and returns the exit status.
+struct CLI {
+    /// "--search": scans a folder tree, answers one query and prints one full path a line, then the number of
+    /// matches on standard error. 0, or 1 when standard output could not be written.
+    static int runSearch(Arguments args);
+};
+
+/// The sort key that a word names, in any case; absent when it names none.
+std::optional<SortSpec::Key> parseSortKey(std::string_view word);
+
+}  // namespace dovra

@@ -1,0 +1,57 @@
+#include "CommandLine/Options.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace dovra {
+
+namespace {
+
+const Option* findOption(std::span<const Option> options, std::string_view word) {
+    const auto option = std::ranges::find_if(options, [&](const Option& candidate) {
+        return std::ranges::find(candidate.words, word) != candidate.words.end();
+    });
+    return option == options.end() ? nullptr : &*option;
+}
+
+}  // namespace
+
+std::vector<std::string> parseOptions(Arguments arguments, std::span<const Option> options) {
+    std::vector<std::string> others;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (arguments[i] == "--") {
+            others.insert(others.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                          arguments.end());
+            break;
+        }
+        const Option* option = findOption(options, arguments[i]);
+        if (option == nullptr) {
+            others.push_back(arguments[i]);
+        } else if (option->valueName.empty()) {
+            option->apply({});
+        } else if (++i < arguments.size()) {
+            option->apply(arguments[i]);
+        }
+    }
+    return others;
+}
+
+std::string optionsHelp(std::span<const Option> options) {
+    std::string help;
+    for (const Option& option : options) {
+        std::string words = fmt::format("{}", fmt::join(option.words, ", "));
+        if (!option.valueName.empty()) words += fmt::format(" <{}>", option.valueName);
+        help += fmt::format("  {:<24} {}\n", words, option.help);
+    }
+    return help;
+}
+
+bool asksForHelp(Arguments arguments) {
+    return arguments.size() == 1 && arguments.front() == "--help";
+}
+
+std::string joinedWords(std::span<const std::string> words) {
+    return fmt::format("{}", fmt::join(words, " "));
+}
+
+}  // namespace dovra

@@ -1,0 +1,49 @@
+#include "CommandLine/PathOutput.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <fmt/core.h>
+#include <system_error>
+
+#include "Base/Utf8.hpp"
+#include "Platform/Terminal.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr std::size_t flushBytes = std::size_t{64} * 1024;
+
+}  // namespace
+
+PathOutput::PathOutput(PathTerminator terminator)
+    : terminator_(terminator == PathTerminator::nul ? '\0' : '\n'),
+      isForPerson_(terminator == PathTerminator::newline && isTerminal(StandardStream::output)) {}
+
+void PathOutput::writePath(std::string_view path) {
+    if (isForPerson_) {
+        buffer_ += visibleText(path);
+    } else {
+        buffer_ += path;
+    }
+    buffer_ += terminator_;
+    if (buffer_.size() >= flushBytes) flush();
+}
+
+void PathOutput::flush() {
+    errno = 0;
+    const bool wasWritten = std::fwrite(buffer_.data(), 1, buffer_.size(), stdout) == buffer_.size();
+    if ((!wasWritten || std::fflush(stdout) != 0) && error_ == 0) error_ = errno;
+    buffer_.clear();
+}
+
+bool PathOutput::finish() {
+    if (!buffer_.empty()) flush();
+    if (error_ != 0 && error_ != EPIPE) {
+        fmt::print(stderr, "dovra: cannot write to standard output: {}\n",
+                   std::generic_category().message(error_));
+    }
+    return error_ == 0;
+}
+
+}  // namespace dovra

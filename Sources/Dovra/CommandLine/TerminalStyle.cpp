@@ -1,0 +1,27 @@
+#include "CommandLine/TerminalStyle.hpp"
+
+#include <cstdlib>
+
+namespace dovra {
+
+namespace {
+
+bool colourIsUnwanted() {
+    const char* value = std::getenv("NO_COLOR");
+    return value != nullptr && value[0] != '\0';
+}
+
+}  // namespace
+
+TerminalStyle::TerminalStyle(StandardStream stream) : isOn_(isTerminal(stream) && !colourIsUnwanted()) {}
+
+std::string TerminalStyle::styled(std::string_view escape, std::string_view text) const {
+    if (!isOn_) return std::string(text);
+    return std::string(escape).append(text).append("\x1b[0m");
+}
+
+std::string TerminalStyle::bold(std::string_view text) const {
+    return styled("\x1b[1m", text);
+}
+
+}  // namespace dovra

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Platform/Terminal.hpp"
+
+namespace dovra {
+
+/// Styles text for one of the standard streams: only when it leads to a terminal and the environment does not
+/// say `NO_COLOR`.
+class TerminalStyle {
+public:
+    explicit TerminalStyle(StandardStream stream);
+
+    std::string bold(std::string_view text) const;
+
+private:
+    std::string styled(std::string_view escape, std::string_view text) const;
+
+    bool isOn_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,67 @@
+#include "Platform/Paths.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace dovra {
+
+namespace {
+
+std::optional<std::string> homeOf(const passwd* user) {
+    if (user == nullptr || user->pw_dir == nullptr) return std::nullopt;
+    return std::string(user->pw_dir);
+}
+
+std::optional<std::string> homeFolder(const std::string& userName) {
+    if (!userName.empty()) return homeOf(::getpwnam(userName.c_str()));
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] == '/') return std::string(home);
+    return homeOf(::getpwuid(::getuid()));
+}
+
+std::string withHomeExpanded(std::string_view path) {
+    if (!path.starts_with('~')) return std::string(path);
+    const std::size_t end = std::min(path.find('/'), path.size());
+    const auto home = homeFolder(std::string(path.substr(1, end - 1)));
+    return home ? *home + std::string(path.substr(end)) : std::string(path);
+}
+
+std::string withoutDots(std::string_view absolutePath) {
+    std::vector<std::string_view> parts;
+    while (!absolutePath.empty()) {
+        const std::string_view part = absolutePath.substr(0, absolutePath.find('/'));
+        absolutePath.remove_prefix(std::min(part.size() + 1, absolutePath.size()));
+        if (part.empty() || part == ".") continue;
+        if (part != "..") {
+            parts.push_back(part);
+        } else if (!parts.empty()) {
+            parts.pop_back();
+        }
+    }
+    std::string path;
+    for (const std::string_view part : parts)
+        path.append("/").append(part);
+    return path.empty() ? "/" : path;
+}
+
+}  // namespace
+
+std::string currentDirectoryPath() {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::current_path(error);
+    return error ? "/" : path.string();
+}
+
+std::string standardizedPath(std::string_view path) {
+    if (path.empty()) return {};
+    std::string expanded = withHomeExpanded(path);
+    if (!expanded.starts_with('/')) expanded = currentDirectoryPath() + "/" + expanded;
+    return withoutDots(expanded);
+}
+
+}  // namespace dovra

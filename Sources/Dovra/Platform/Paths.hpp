@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace dovra {
+
+/// The folder in which the program was started; "/" when it cannot be told.
+std::string currentDirectoryPath();
+
+/// The path as an absolute one: "~" and "~user" at its start replaced by the home folder (kept when there is
+/// no such user), a relative path taken from the current folder, "." and ".." removed by the text alone, no
+/// slash at the end but for "/". Links stay as they are written. The empty path stays empty.
+std::string standardizedPath(std::string_view path);
+
+}  // namespace dovra
