@@ -54,23 +54,28 @@ ensure_packages() {
         || fail "Installing failed: ${missing[*]}"
 }
 
-# Writes the preset's build files where there are none, or older ones than the presets.
+# configure PRESET TESTS: writes the preset's build files, with tests if TESTS is ON, unless they are there and as
+# new as the presets. Tests that were configured before stay.
 configure() {
-    local preset=$1 options=()
-    [[ CMakePresets.json -nt build/$preset/build.ninja ]] || return 0
-    ! command -v ccache >/dev/null || options+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    cmake --preset "$preset" "${options[@]}" </dev/null
+    local folder=build/$1 tests=$2 launcher=()
+    ! grep -qs '^DOVRA_TESTS:BOOL=ON' "$folder/CMakeCache.txt" || tests=ON
+    [[ CMakePresets.json -nt $folder/build.ninja ]] \
+        || ! grep -qs "^DOVRA_TESTS:BOOL=$tests" "$folder/CMakeCache.txt" \
+        || return 0
+    ! command -v ccache >/dev/null || launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake --preset "$1" -DDOVRA_TESTS="$tests" "${launcher[@]}" </dev/null
 }
 
-# build PRESET [TARGET...]: brings the targets (default: all) up to date; prints nothing when they are. Two
-# builds of one preset at a time would write the same files, so the second waits for the first.
+# build PRESET [TARGET]: brings the target up to date, or all there is, tests included; prints nothing where nothing
+# has changed. Two builds of one preset at a time would write the same files, so the second waits for the first.
 build() (
     preset=$1
-    targets=("${@:2}")
+    target=${2-all}
     cd -- "$project_folder" && mkdir -p build && exec {lock}>"build/$preset.lock" && flock "$lock" || exit
-    configure "$preset" || exit
+    [[ $target == all ]] && tests=ON || tests=OFF
+    configure "$preset" "$tests" || exit
     # The filter drops the two lines that ninja prints even when there is nothing to do.
     set -o pipefail
-    cmake --build --preset "$preset" ${targets:+--target "${targets[@]}"} </dev/null 2>&1 \
+    cmake --build --preset "$preset" --target "$target" </dev/null 2>&1 \
         | { grep --line-buffered --invert-match -e 'Re-checking globbed directories' -e '^ninja: no work' || true; }
 )
