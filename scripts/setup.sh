@@ -7,7 +7,7 @@ project_folder=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 # What compiling Dovra needs, by the names of Debian 12.
 build_packages=(
     g++ cmake ninja-build pkg-config
-    libpcre2-dev libicu-dev libtbb-dev libfmt-dev libhwy-dev libplist-dev libssl-dev nlohmann-json3-dev
+    libpcre2-dev libicu-dev libtbb-dev libfmt-dev libplist-dev libssl-dev nlohmann-json3-dev
 )
 # What building and running the tests needs beside them.
 test_packages=(libgtest-dev libgmock-dev attr python3)
