@@ -18,8 +18,9 @@ constexpr std::int64_t pageRows = 100;
 
 void printTime(const FileIndex& index, std::string_view query) {
     std::int64_t matches = 0;
-    const Latency latency = Latency::measure({.time = std::chrono::seconds(1), .atLeast = 20, .atMost = 1000},
-                                             [&] { matches = search(index, query, {}, pageRows).total; });
+    const Latency latency =
+        Latency::measure({.time = std::chrono::milliseconds(200), .atLeast = 5, .atMost = 500},
+                         [&] { matches = search(index, query, {}, pageRows).total; });
     fmt::print("{}\t{:.4f}\t{:.4f}\n", matches, latency.median(), latency.minimum());
 }
 
