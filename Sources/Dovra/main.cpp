@@ -27,12 +27,13 @@ struct Mode {
     Runner run;
     std::string_view usage;
     std::string_view purpose;
+    bool explainsItself = false;  ///< whether the runner answers "--help"
 };
 
 /// The first word of this table that occurs among the arguments decides, wherever it stands there.
 constexpr std::array modes = {
     Mode{"--selftest", nullptr, "[folder]", "check the index and the search on a folder tree"},
-    Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders"},
+    Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
     Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
@@ -42,13 +43,16 @@ constexpr std::array modes = {
     Mode{"--saved", nullptr, "[name]", "list, add, remove or run saved searches"},
 };
 
+void printUsage(const Mode& mode) {
+    const std::string call = fmt::format("{} {}", mode.word, mode.usage);
+    fmt::print("  dovra {:<32} {}{}\n", call, mode.purpose,
+               mode.run == nullptr ? " (not available yet)" : "");
+}
+
 int printHelp() {
     fmt::print("Dovra finds files and folders on this machine.\n\n");
-    for (const Mode& mode : modes) {
-        const bool isHere = mode.run != nullptr;
-        fmt::print("  dovra {:<32} {}{}\n", fmt::format("{} {}", mode.word, mode.usage), mode.purpose,
-                   isHere ? "" : " (not available yet)");
-    }
+    for (const Mode& mode : modes)
+        printUsage(mode);
     fmt::print("\n  dovra --search --help explains the options and the query language.\n");
     return 0;
 }
@@ -65,6 +69,11 @@ int reportMissing(std::string_view what) {
 
 int runMode(const Mode& mode, Arguments behindWord) {
     if (mode.run == nullptr) return reportMissing(fmt::format("{} is", mode.word));
+    if (behindWord.size() == 1 && behindWord.front() == "--version") return printVersion();
+    if (asksForHelp(behindWord) && !mode.explainsItself) {
+        printUsage(mode);
+        return 0;
+    }
     return mode.run(behindWord);
 }
 

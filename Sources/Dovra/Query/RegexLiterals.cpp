@@ -1,12 +1,10 @@
 #include "Query/RegexLiterals.hpp"
 
-#include <algorithm>
 #include <cstddef>
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
 #include "Base/Utf8.hpp"
-#include "Index/TrigramIndex.hpp"
 
 namespace dovra::RegexLiterals {
 
@@ -171,13 +169,13 @@ bool PatternReader::skipClass() {
 bool PatternReader::skipClassMember() {
     const std::string_view text = rest();
     if (text[0] == '\\') return skipEscape();
-    const bool isNamed = text.starts_with("[:") || text.starts_with("[.") || text.starts_with("[=");
-    if (!isNamed) {
+    if (text.starts_with("[.") || text.starts_with("[=")) return false;
+    if (!text.starts_with("[:")) {
         ++position_;
         return true;
     }
-    const std::size_t nameStart = text.starts_with("[:^") ? 3 : 2;
-    const std::size_t nameEnd = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", nameStart);
+    const std::size_t nameEnd =
+        text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", text.starts_with("[:^") ? 3 : 2);
     if (nameEnd == text.npos || !text.substr(nameEnd).starts_with(":]")) return false;
     position_ += nameEnd + 2;
     return true;
@@ -222,14 +220,10 @@ std::vector<std::string> literalRuns(std::string_view pattern, bool caseSensitiv
 }
 
 TrigramSet requiredTrigrams(std::string_view pattern, bool caseSensitive) {
-    TrigramSet required;
-    for (const std::string& run : literalRuns(pattern, caseSensitive)) {
+    std::vector<Trigram> required;
+    for (const std::string& run : literalRuns(pattern, caseSensitive))
         forEachTrigram(run, [&](Trigram trigram) { required.push_back(trigram); });
-    }
-    std::ranges::sort(required);
-    const auto repeats = std::ranges::unique(required);
-    required.erase(repeats.begin(), repeats.end());
-    return required;
+    return trigramSet(std::move(required));
 }
 
 }  // namespace dovra::RegexLiterals
