@@ -12,7 +12,7 @@ build_packages=(
 # What building and running the tests needs beside them.
 test_packages=(libgtest-dev libgmock-dev attr python3)
 # What ./lint runs.
-lint_packages=(clang-format clang-tidy shellcheck)
+lint_packages=(clang-format clang-tidy-16 shellcheck)
 
 say() {
     printf '%s\n' "$*" >&2

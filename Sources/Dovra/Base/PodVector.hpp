@@ -90,8 +90,8 @@ public:
     }
 
 private:
-    /// Small blocks are copied when they grow, so they grow by half; large ones are moved, so they can afford to
-    /// leave less unused.
+    /// Small blocks are copied when they grow, so they grow by half; large ones are moved, so they can afford
+    /// to leave less unused.
     std::size_t grownCapacity(std::size_t needed) const {
         constexpr std::size_t largeBytes = std::size_t{1} << 20;
         const std::size_t growth = capacityBytes() < largeBytes ? capacity_ / 2 : capacity_ / 8;

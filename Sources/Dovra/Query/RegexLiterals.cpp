@@ -38,8 +38,8 @@ std::size_t characterLength(std::string_view text) {
 /// shorter.
 std::size_t countedQuantifierLength(std::string_view text) {
     const std::size_t end = text.find_first_not_of("0123456789, \t", 1);
-    const bool isCounted =
-        end != text.npos && text[end] == '}' && text.substr(0, end).find_first_of("0123456789") != text.npos;
+    const bool isCounted = end != std::string_view::npos && text[end] == '}' &&
+                           text.substr(0, end).find_first_of("0123456789") != std::string_view::npos;
     return isCounted ? end + 1 : 0;
 }
 
@@ -176,7 +176,7 @@ bool PatternReader::skipClassMember() {
     }
     const std::size_t nameEnd =
         text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", text.starts_with("[:^") ? 3 : 2);
-    if (nameEnd == text.npos || !text.substr(nameEnd).starts_with(":]")) return false;
+    if (nameEnd == std::string_view::npos || !text.substr(nameEnd).starts_with(":]")) return false;
     position_ += nameEnd + 2;
     return true;
 }
