@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CommandLine/CLI.hpp"
+#include "Diagnostics/Benchmark.hpp"
 #include "Platform/Paths.hpp"
 
 using namespace dovra;
@@ -13,6 +14,12 @@ using namespace dovra;
 namespace {
 
 using Runner = int (*)(Arguments arguments);
+
+int runBenchmark(Arguments arguments) {
+    const bool namesRoot = !arguments.empty() && !arguments.front().starts_with("--");
+    const bool usesTrigram = std::ranges::find(arguments, "--trigram") != arguments.end();
+    return Benchmark::run(namesRoot ? arguments.front() : "/", usesTrigram);
+}
 
 /// A mode of the program. A mode without a runner is announced, not pretended.
 struct Mode {
@@ -30,7 +37,7 @@ constexpr std::array modes = {
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
     Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
-    Mode{"--bench", nullptr, "[folder] [--trigram]", "measure scan, memory and searches"},
+    Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", nullptr, "[options] [query]", "list files with equal contents"},
     Mode{"--du", nullptr, "[folder] [options]", "list the largest folders"},
     Mode{"--saved", nullptr, "[name]", "list, add, remove or run saved searches"},
