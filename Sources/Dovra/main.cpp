@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdint>
 #include <fmt/core.h>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "CommandLine/CLI.hpp"
+#include "Diagnostics/SelfTest.hpp"
 #include "Platform/Paths.hpp"
 
 using namespace dovra;
@@ -13,6 +16,15 @@ using namespace dovra;
 namespace {
 
 using Runner = int (*)(Arguments arguments);
+
+/// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
+int runSelfTest(Arguments arguments) {
+    const std::string path = arguments.empty() ? currentDirectoryPath() : arguments[0];
+    std::uint64_t seed = SelfTest::usualSeed;
+    if (arguments.size() > 1)
+        std::from_chars(arguments[1].data(), arguments[1].data() + arguments[1].size(), seed);
+    return SelfTest::run(path, seed);
+}
 
 /// A mode of the program. A mode without a runner is announced, not pretended.
 struct Mode {
@@ -24,7 +36,7 @@ struct Mode {
 
 /// The first word of this table that occurs among the arguments decides, wherever it stands there.
 constexpr std::array modes = {
-    Mode{"--selftest", nullptr, "[folder]", "check the index and the search on a folder tree"},
+    Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders"},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
