@@ -24,8 +24,8 @@ constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
 
 /// A decimal integer with an optional sign; one that is too large for the machine counts as no limit.
 std::optional<std::int64_t> parseLimit(std::string_view text) {
+    if (text.starts_with("+-")) return std::nullopt;
     if (text.starts_with('+')) text.remove_prefix(1);
-    if (text.starts_with('+') || text.empty()) return std::nullopt;
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (end != text.data() + text.size()) return std::nullopt;
