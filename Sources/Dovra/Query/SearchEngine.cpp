@@ -126,25 +126,6 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
     return sortMatchesLocked(index, std::move(ids), sort, query, limit);
 }
 
-/// Builds rows; neighbours often share their folder, whose path is built once for them.
-std::vector<FileRow> rowsLocked(const FileIndex& index, const std::vector<EntryId>& ids) {
-    std::vector<FileRow> rows;
-    rows.reserve(ids.size());
-    DirIndex folder = -1;
-    for (const EntryId id : ids) {
-        const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
-        FileRow row{.id = id, .name = std::string(index.nameLocked(entry)), .path = {}};
-        row.path =
-            entry.dirIndex == folder ? rows.back().path : index.directoriesLocked().path(entry.dirIndex);
-        row.size = entry.size;
-        row.modified = entry.modTime;
-        row.isDir = entry.isFolder();
-        folder = entry.dirIndex;
-        rows.push_back(std::move(row));
-    }
-    return rows;
-}
-
 }  // namespace
 
 QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort) {

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
-#include "Index/FileEntry.hpp"
+#include "Index/FileRow.hpp"
 
 namespace dovra {
 
@@ -20,16 +19,6 @@ struct SortSpec {
 
     Key key = Key::name;
     bool ascending = true;
-};
-
-/// One entry of a result. Texts are raw bytes; whoever shows them to a person repairs them.
-struct FileRow {
-    EntryId id = 0;
-    std::string name;
-    std::string path;  ///< of the folder that holds the entry
-    std::uint64_t size = 0;
-    double modified = 0;  ///< seconds since 1970
-    bool isDir = false;
 };
 
 struct SearchResult {
