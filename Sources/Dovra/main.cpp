@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdint>
 #include <fmt/core.h>
 #include <string>
 #include <string_view>
@@ -7,6 +9,7 @@
 
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
+#include "Diagnostics/SelfTest.hpp"
 #include "Platform/Paths.hpp"
 
 using namespace dovra;
@@ -21,6 +24,21 @@ int runBenchmark(Arguments arguments) {
     return Benchmark::run(namesRoot ? arguments.front() : "/", usesTrigram);
 }
 
+/// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
+int runSelfTest(Arguments arguments) {
+    const std::string path = arguments.empty() ? currentDirectoryPath() : arguments[0];
+    std::uint64_t seed = SelfTest::usualSeed;
+    if (arguments.size() > 1) {
+        const std::string& text = arguments[1];
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
+        if (error != std::errc{} || end != text.data() + text.size()) {
+            fmt::print(stderr, "dovra: the seed of the self test is a number, not \"{}\"\n", text);
+            return 2;
+        }
+    }
+    return SelfTest::run(path, seed);
+}
+
 /// A mode of the program. A mode without a runner is announced, not pretended.
 struct Mode {
     std::string_view word;
@@ -32,7 +50,7 @@ struct Mode {
 
 /// The first word of this table that occurs among the arguments decides, wherever it stands there.
 constexpr std::array modes = {
-    Mode{"--selftest", nullptr, "[folder]", "check the index and the search on a folder tree"},
+    Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
