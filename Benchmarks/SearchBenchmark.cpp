@@ -49,6 +49,7 @@ constexpr QueryCase nameQueries[] = {
     {"regex/without_literal", "regex:^[a-z]+[0-9]{2,4}\\W"},
     {"fuzzy/five_letters", "fuzzy:zphyr"},
     {"fuzzy/seven_letters", "fuzzy:cntrcts"},
+    {"fuzzy/common_letters", "fuzzy:seral"},
     {"similar", "similar:zephyr_report.pdf"},
 };
 

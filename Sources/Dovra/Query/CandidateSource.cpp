@@ -9,6 +9,7 @@
 #include "Query/NameScan.hpp"
 #include "Query/PathLiteral.hpp"
 #include "Query/RegexLiterals.hpp"
+#include "Query/SubsequenceScan.hpp"
 
 namespace dovra {
 
@@ -65,6 +66,19 @@ private:
     const NameSignature required_;
 };
 
+class SubsequenceSource : public CandidateSource {
+public:
+    SubsequenceSource(const FileIndex& index, std::string_view pattern, bool fold)
+        : index_(index), pattern_(pattern, fold) {}
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        scanSubsequences(index_, pattern_, range, candidates);
+    }
+
+private:
+    const FileIndex& index_;
+    const Subsequence pattern_;
+};
+
 class UnionSource : public CandidateSource {
 public:
     explicit UnionSource(std::vector<std::unique_ptr<CandidateSource>> sources)
@@ -80,7 +94,7 @@ private:
 
 /// What a node says about its matches, before anything is built from it.
 struct Restriction {
-    enum class Kind : std::uint8_t { none, nameLiteral, pathLiteral, signature, anyOf };
+    enum class Kind : std::uint8_t { none, nameLiteral, pathLiteral, signature, subsequence, anyOf };
 
     Kind kind = Kind::none;
     std::string literal;
@@ -111,6 +125,15 @@ Restriction onSignature(NameSignature signature) {
     restriction.kind = Restriction::Kind::signature;
     restriction.signature = signature;
     restriction.selectivity = 2 * static_cast<std::size_t>(std::popcount(signature));
+    return restriction;
+}
+
+Restriction ofFuzzy(const FuzzyMatcher& fuzzy, NodeIndex node) {
+    Restriction restriction = onSignature(nameSignature(fuzzy.pattern()));
+    restriction.kind = Restriction::Kind::subsequence;
+    restriction.literal = fuzzy.pattern();
+    restriction.fold = !fuzzy.caseSensitive();
+    restriction.proves = node;
     return restriction;
 }
 
@@ -185,7 +208,7 @@ Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth) {
             [&](const TextMatcher& text) { return ofText(text, node); },
             [&](const RegexNode& regex) { return ofRegex(regex); },
             [&](const ExtensionList& extensions) { return ofExtensions(extensions); },
-            [&](const FuzzyMatcher& fuzzy) { return onSignature(nameSignature(fuzzy.pattern())); },
+            [&](const FuzzyMatcher& fuzzy) { return ofFuzzy(fuzzy, node); },
             [&](const AndNode& conjunction) { return ofConjunction(tree, conjunction, depth); },
             [&](const OrNode& disjunction) { return ofDisjunction(tree, disjunction, node, depth); },
             [](const auto&) { return Restriction{}; },
@@ -203,6 +226,8 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
             return std::make_unique<PathLiteralSource>(index, restriction.literal, restriction.fold);
         case Restriction::Kind::signature:
             return std::make_unique<SignatureSource>(index, restriction.signature);
+        case Restriction::Kind::subsequence:
+            return std::make_unique<SubsequenceSource>(index, restriction.literal, restriction.fold);
         case Restriction::Kind::anyOf: {
             std::vector<std::unique_ptr<CandidateSource>> sources;
             sources.reserve(restriction.alternatives.size());

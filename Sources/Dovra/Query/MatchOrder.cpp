@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/ConcurrentPerform.hpp"
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"
 
@@ -29,6 +30,12 @@ std::uint64_t nameKey(std::string_view name) {
     return key << (8 * (8 - count)) % 64;
 }
 
+/// A key of so many bits, and the start of the name in the others: where many keys are equal, most names need
+/// not be read again to be compared.
+std::uint64_t thenByName(std::uint64_t key, unsigned bits, std::string_view name) {
+    return key << (64 - bits) | nameKey(name) >> bits;
+}
+
 /// Orders like the number: the sign bit flipped, and all bits of negative numbers.
 std::uint64_t numberKey(double number) {
     const auto bits = std::bit_cast<std::uint64_t>(number);
@@ -36,14 +43,55 @@ std::uint64_t numberKey(double number) {
     return (bits & sign) != 0 ? ~bits : bits | sign;
 }
 
+/// Matches that one thread gives their keys at a time.
+constexpr std::size_t keysPerPiece = 16384;
+
+/// Calls `fill(first, last)` for pieces of `count` positions, on all processors.
+template <typename Fill>
+void inPieces(std::size_t count, const Fill& fill) {
+    concurrentPerform((count + keysPerPiece - 1) / keysPerPiece, [&](std::size_t piece) {
+        fill(piece * keysPerPiece, std::min((piece + 1) * keysPerPiece, count));
+    });
+}
+
+// Matches lie all over memory: each entry, and then its name, is asked for some steps before it is read.
+constexpr std::size_t entriesAhead = 24;
+constexpr std::size_t namesAhead = 12;
+
+template <typename KeyOf>
+std::vector<Keyed> keysOfEntries(const FileIndex& index, const std::vector<EntryId>& ids,
+                                 const KeyOf& keyOf) {
+    const FileEntry* entries = index.entriesLocked().data();
+    std::vector<Keyed> keyed(ids.size());
+    inPieces(ids.size(), [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
+            keyed[i] = {keyOf(entries[ids[i]]), ids[i]};
+        }
+    });
+    return keyed;
+}
+
+template <typename KeyOf>
+std::vector<Keyed> keysOfNames(const FileIndex& index, const std::vector<EntryId>& ids, const KeyOf& keyOf) {
+    const FileEntry* entries = index.entriesLocked().data();
+    const std::uint8_t* names = index.namePoolLocked().bytes();
+    std::vector<Keyed> keyed(ids.size());
+    inPieces(ids.size(), [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
+            if (i + namesAhead < last) __builtin_prefetch(names + entries[ids[i + namesAhead]].nameOffset);
+            keyed[i] = {keyOf(index.nameLocked(entries[ids[i]])), ids[i]};
+        }
+    });
+    return keyed;
+}
+
 /// Sorts by key, then by `compareEqual` (negative, zero or positive), then by identifier, and keeps the
 /// first.
-template <typename KeyOf, typename CompareEqual>
-std::vector<EntryId> firstByKey(const std::vector<EntryId>& ids, bool ascending, std::int64_t limit,
-                                KeyOf&& keyOf, CompareEqual&& compareEqual) {
-    std::vector<Keyed> keyed(ids.size());
-    for (std::size_t i = 0; i < ids.size(); ++i)
-        keyed[i] = {keyOf(ids[i]), ids[i]};
+template <typename CompareEqual>
+std::vector<EntryId> firstByKey(std::vector<Keyed> keyed, bool ascending, std::int64_t limit,
+                                const CompareEqual& compareEqual) {
     const auto comesBefore = [&](const Keyed& a, const Keyed& b) {
         if (a.key != b.key) return (a.key < b.key) == ascending;
         const int order = compareEqual(a.id, b.id);
@@ -69,29 +117,29 @@ int alwaysEqual(EntryId /*a*/, EntryId /*b*/) {
 
 std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<EntryId> matches, SortSpec spec,
                                        const CompiledQuery& query, std::int64_t limit) {
-    const auto entry = [&](EntryId id) -> const FileEntry& {
-        return index.entriesLocked()[static_cast<std::size_t>(id)];
+    const auto first = [&](std::vector<Keyed> keyed, const auto& compareEqual) {
+        return firstByKey(std::move(keyed), spec.ascending, limit, compareEqual);
     };
     const auto compareNames = [&](EntryId a, EntryId b) {
         return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
     };
     switch (spec.key) {
         case SortSpec::Key::name:
-            return firstByKey(
-                matches, spec.ascending, limit, [&](EntryId id) { return nameKey(index.nameLocked(id)); },
-                compareNames);
+            return first(keysOfNames(index, matches, nameKey), compareNames);
         case SortSpec::Key::size:
-            return firstByKey(
-                matches, spec.ascending, limit, [&](EntryId id) { return entry(id).size; }, alwaysEqual);
+            return first(keysOfEntries(index, matches, [](const FileEntry& entry) { return entry.size; }),
+                         alwaysEqual);
         case SortSpec::Key::modified:
-            return firstByKey(
-                matches, spec.ascending, limit, [&](EntryId id) { return numberKey(entry(id).modTime); },
-                alwaysEqual);
+            return first(keysOfEntries(index, matches,
+                                       [](const FileEntry& entry) { return numberKey(entry.modTime); }),
+                         alwaysEqual);
         case SortSpec::Key::relevance: {
             const Relevance relevance(query.plainTerm);
-            return firstByKey(
-                matches, spec.ascending, limit,
-                [&](EntryId id) { return relevance.key(index.nameLocked(id)); }, compareNames);
+            return first(keysOfNames(index, matches,
+                                     [&](std::string_view name) {
+                                         return thenByName(relevance.key(name), Relevance::keyBits, name);
+                                     }),
+                         compareNames);
         }
         case SortSpec::Key::path:
             break;
@@ -101,19 +149,17 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
 
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
                                      bool ascending, const CompiledQuery& query, std::int64_t limit) {
-    const auto score = [&](std::string_view name) {
-        const auto found =
+    const auto key = [&](std::string_view name) {
+        const auto score =
             query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);
-        return static_cast<std::uint32_t>(found.value_or(0));
+        const std::uint64_t worse =
+            std::numeric_limits<std::uint32_t>::max() - static_cast<std::uint32_t>(score.value_or(0));
+        return thenByName(worse << 16 | name.size(), 48, name);
     };
-    return firstByKey(
-        matches, ascending, limit,
-        [&](EntryId id) {
-            const std::string_view name = index.nameLocked(id);
-            const std::uint64_t worse = std::numeric_limits<std::uint32_t>::max() - score(name);
-            return worse << 16 | name.size();
-        },
-        [&](EntryId a, EntryId b) { return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b)); });
+    const auto compareNames = [&](EntryId a, EntryId b) {
+        return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
+    };
+    return firstByKey(keysOfNames(index, matches, key), ascending, limit, compareNames);
 }
 
 }  // namespace dovra

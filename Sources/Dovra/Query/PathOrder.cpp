@@ -57,33 +57,37 @@ private:
         std::size_t next = 0;
     };
 
-    using InFolder = std::pair<DirIndex, std::int32_t>;
-
-    DirIndex folderOf(EntryId id) const {
-        return index_.entriesLocked()[static_cast<std::size_t>(id)].dirIndex;
-    }
+    using InFolder = std::pair<DirIndex, EntryId>;
+    static constexpr DirIndex none = -1;
 
     void groupEntries(const std::vector<EntryId>& ids) {
+        constexpr std::size_t ahead = 24;  // entries lie all over memory
+        const FileEntry* entries = index_.entriesLocked().data();
         entries_.reserve(ids.size());
-        for (const EntryId id : ids)
-            entries_.emplace_back(folderOf(id), id);
+        for (std::size_t i = 0; i < ids.size(); ++i) {
+            if (i + ahead < ids.size()) __builtin_prefetch(entries + ids[i + ahead]);
+            entries_.emplace_back(entries[ids[i]].dirIndex, ids[i]);
+        }
         if (!std::ranges::is_sorted(entries_)) std::ranges::sort(entries_);
     }
 
     /// Finds the folders on the way from the root to each folder that holds an entry.
     void linkFolders() {
         std::vector<bool> seen(directories_.count());
+        firstSubfolder_.assign(directories_.count(), none);
+        nextSubfolder_.assign(directories_.count(), none);
         for (const auto& [folder, id] : entries_) {
             DirIndex at = folder;
             while (!seen[static_cast<std::size_t>(at)]) {
                 seen[static_cast<std::size_t>(at)] = true;
                 const auto parent = directories_.parent(at);
                 if (!parent) break;
-                subfolders_.emplace_back(*parent, at);
+                DirIndex& first = firstSubfolder_[static_cast<std::size_t>(*parent)];
+                nextSubfolder_[static_cast<std::size_t>(at)] = first;
+                first = at;
                 at = *parent;
             }
         }
-        std::ranges::sort(subfolders_);
     }
 
     Level enter(const std::vector<DirIndex>& folders) const {
@@ -93,10 +97,9 @@ private:
                  std::ranges::equal_range(entries_, folder, {}, &InFolder::first)) {
                 level.items.push_back({index_.nameLocked(id), false, id});
             }
-            for (const auto& [parent, child] :
-                 std::ranges::equal_range(subfolders_, folder, {}, &InFolder::first)) {
+            DirIndex child = firstSubfolder_[static_cast<std::size_t>(folder)];
+            for (; child != none; child = nextSubfolder_[static_cast<std::size_t>(child)])
                 level.items.push_back({directories_.name(child), true, child});
-            }
         }
         std::ranges::sort(level.items, [this](const Item& a, const Item& b) {
             const int order = compare(a, b);
@@ -131,8 +134,9 @@ private:
     const FileIndex& index_;
     const DirectoryTable& directories_;
     const bool ascending_;
-    std::vector<InFolder> entries_;     ///< (folder, entry), sorted
-    std::vector<InFolder> subfolders_;  ///< (folder, subfolder), sorted
+    std::vector<InFolder> entries_;         ///< (folder, entry), sorted
+    std::vector<DirIndex> firstSubfolder_;  ///< of a folder: the first of those that lead to an entry
+    std::vector<DirIndex> nextSubfolder_;   ///< of a subfolder: the next one in the same folder
 };
 
 /// For an index with several roots, whose trees may lie within each other.

@@ -34,14 +34,17 @@ Relevance::Relevance(const std::optional<PlainTerm>& term) {
     term_.erase(0, std::min(term_.find_first_not_of('*'), term_.size()));
 }
 
-bool Relevance::equal(std::string_view text) const {
-    return fold_ ? std::ranges::equal(text, term_, {}, [](char c) { return asciiFold(c); }) : text == term_;
+bool Relevance::standsAt(std::string_view name, std::size_t at) const {
+    for (std::size_t i = 0; i < term_.size(); ++i) {
+        if ((fold_ ? asciiFold(name[at + i]) : name[at + i]) != term_[i]) return false;
+    }
+    return true;
 }
 
 Relevance::Meeting Relevance::bestOccurrence(std::string_view name) const {
     Meeting best = Meeting::none;
     for (std::size_t at = 1; at + term_.size() <= name.size(); ++at) {
-        if (!equal(name.substr(at, term_.size()))) continue;
+        if (!standsAt(name, at)) continue;
         if (startsWord(name, at)) return Meeting::wordStart;
         best = Meeting::anywhere;
     }
@@ -49,11 +52,10 @@ Relevance::Meeting Relevance::bestOccurrence(std::string_view name) const {
 }
 
 Relevance::Meeting Relevance::meeting(std::string_view name) const {
-    if (term_.empty()) return Meeting::none;
-    if (equal(name)) return Meeting::wholeName;
-    if (equal(stemOf(name))) return Meeting::stem;
-    if (name.size() >= term_.size() && equal(name.substr(0, term_.size()))) return Meeting::start;
-    return bestOccurrence(name);
+    if (term_.empty() || name.size() < term_.size()) return Meeting::none;
+    if (!standsAt(name, 0)) return bestOccurrence(name);
+    if (name.size() == term_.size()) return Meeting::wholeName;
+    return stemOf(name).size() == term_.size() ? Meeting::stem : Meeting::start;
 }
 
 std::uint64_t Relevance::key(std::string_view name) const {

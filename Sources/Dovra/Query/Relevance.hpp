@@ -15,15 +15,16 @@ class Relevance {
 public:
     explicit Relevance(const std::optional<PlainTerm>& term);
 
-    /// Smaller is better.
+    /// Smaller is better. Below 2 to the power of `keyBits`.
     std::uint64_t key(std::string_view name) const;
+    static constexpr unsigned keyBits = 19;
 
 private:
     enum class Meeting : std::uint8_t { wholeName, stem, start, wordStart, anywhere, none };
 
     Meeting meeting(std::string_view name) const;
     Meeting bestOccurrence(std::string_view name) const;
-    bool equal(std::string_view text) const;
+    bool standsAt(std::string_view name, std::size_t at) const;
 
     std::string term_;
     bool fold_ = true;

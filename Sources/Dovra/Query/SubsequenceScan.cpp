@@ -1,0 +1,150 @@
+#include "Query/SubsequenceScan.hpp"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+
+#include "Base/AsciiFold.hpp"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+// The signatures, 4 bytes a name, leave a few per cent of the names for a pattern of rare letters and a third
+// for one of common letters. Those lie far apart, so most of their time would be spent waiting for memory:
+// the entries that are left are gathered first, and each is asked for a while before it is needed.
+//
+// In a name all positions of a pattern byte are found at once, as a bit mask; the lowest one that lies behind
+// the position of the byte before is the one to take.
+
+namespace dovra {
+
+namespace {
+
+/// Bytes of a name that are looked at together.
+constexpr std::size_t chunkBytes = 32;
+static_assert(chunkBytes <= NamePool::readableSlack);
+
+/// Entries whose signatures are read before the names that they leave.
+constexpr EntryId entriesPerBlock = 1024;
+constexpr std::size_t prefetchDistance = 16;
+
+#if defined(__SSE2__)
+
+class Chunk {
+public:
+    explicit Chunk(const std::uint8_t* bytes) : low_(load(bytes)), high_(load(bytes + 16)) {}
+
+    /// Bit i is set when byte i matches.
+    std::uint32_t where(Subsequence::PatternByte byte) const {
+        const __m128i mask = _mm_set1_epi8(static_cast<char>(byte.mask));
+        const __m128i value = _mm_set1_epi8(static_cast<char>(byte.value));
+        return matches(low_, mask, value) | matches(high_, mask, value) << 16;
+    }
+
+private:
+    static __m128i load(const std::uint8_t* bytes) {
+        return _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes)));
+    }
+    static std::uint32_t matches(__m128i bytes, __m128i mask, __m128i value) {
+        return static_cast<std::uint32_t>(
+            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(bytes, mask), value)));
+    }
+
+    __m128i low_;
+    __m128i high_;
+};
+
+#else
+
+class Chunk {
+public:
+    explicit Chunk(const std::uint8_t* bytes) : bytes_(bytes) {}
+
+    std::uint32_t where(Subsequence::PatternByte byte) const {
+        std::uint32_t found = 0;
+        for (std::size_t i = 0; i < chunkBytes; ++i)
+            found |= static_cast<std::uint32_t>((bytes_[i] | byte.mask) == byte.value) << i;
+        return found;
+    }
+
+private:
+    const std::uint8_t* bytes_;
+};
+
+#endif
+
+std::uint32_t lowestBits(std::size_t count) {
+    return static_cast<std::uint32_t>((std::uint64_t{1} << std::min<std::size_t>(count, 32)) - 1);
+}
+
+/// The entries of a block whose signatures have all the required bits, and where their names are.
+struct Block {
+    struct Name {
+        const std::uint8_t* bytes;
+        std::size_t length;
+    };
+
+    std::array<EntryId, entriesPerBlock> ids;
+    std::array<Name, entriesPerBlock> names;
+    std::size_t count = 0;
+
+    void gather(std::span<const NameSignature> signatures, NameSignature required, EntryRange range) {
+        count = 0;
+        for (EntryId id = range.first; id < range.last; ++id) {
+            ids[count] = id;
+            count += (signatures[static_cast<std::size_t>(id)] & required) == required ? 1 : 0;
+        }
+    }
+
+    void locate(const FileIndex& index) {
+        const FileEntry* entries = index.entriesLocked().data();
+        const std::uint8_t* pool = index.namePoolLocked().bytes();
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i + prefetchDistance < count) __builtin_prefetch(entries + ids[i + prefetchDistance]);
+            const FileEntry& entry = entries[ids[i]];
+            names[i] = {pool + entry.nameOffset, entry.nameLen};
+            __builtin_prefetch(names[i].bytes);
+            __builtin_prefetch(names[i].bytes + chunkBytes);
+        }
+    }
+};
+
+}  // namespace
+
+Subsequence::Subsequence(std::string_view pattern, bool fold) : signature_(nameSignature(pattern)) {
+    for (const char c : pattern) {
+        const auto byte = static_cast<std::uint8_t>(fold ? asciiFold(c) : c);
+        const bool bothCases = fold && isAsciiLetter(byte);
+        bytes_.push_back({.mask = static_cast<std::uint8_t>(bothCases ? 0x20 : 0), .value = byte});
+    }
+}
+
+bool Subsequence::standsIn(const std::uint8_t* name, std::size_t length) const {
+    std::size_t next = 0;
+    for (std::size_t at = 0; at < length && next < bytes_.size(); at += chunkBytes) {
+        const Chunk chunk(name + at);
+        std::uint32_t allowed = lowestBits(length - at);
+        for (; next < bytes_.size(); ++next) {
+            const std::uint32_t found = chunk.where(bytes_[next]) & allowed;
+            if (found == 0) break;
+            allowed &= ~(found ^ (found - 1));  // only what lies above the lowest position found
+        }
+    }
+    return next == bytes_.size();
+}
+
+void scanSubsequences(const FileIndex& index, const Subsequence& pattern, EntryRange range, EntrySet& hits) {
+    Block block;
+    for (EntryId first = range.first; first < range.last; first += entriesPerBlock) {
+        const EntryId last = range.last - first < entriesPerBlock ? range.last : first + entriesPerBlock;
+        block.gather(index.signaturesLocked(), pattern.signature(), {first, last});
+        block.locate(index);
+        for (std::size_t i = 0; i < block.count; ++i) {
+            if (pattern.standsIn(block.names[i].bytes, block.names[i].length)) hits.insert(block.ids[i]);
+        }
+    }
+}
+
+}  // namespace dovra

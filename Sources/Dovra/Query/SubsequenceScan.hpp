@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "Index/FileIndex.hpp"
+#include "Index/NameSignature.hpp"
+#include "Query/EntrySet.hpp"
+
+namespace dovra {
+
+/// A byte string whose bytes are looked for in names in their order, with any others between them.
+class Subsequence {
+public:
+    /// With `fold`, names are compared under ASCII folding.
+    Subsequence(std::string_view pattern, bool fold);
+
+    /// Bits that the signature of every name that holds the pattern has.
+    NameSignature signature() const { return signature_; }
+
+    /// Whether the pattern stands in the `length` bytes at `name`. Up to 31 bytes behind them must be
+    /// readable.
+    bool standsIn(const std::uint8_t* name, std::size_t length) const;
+
+    /// A byte matches when (byte | mask) == value, so that one comparison covers both cases of a letter.
+    struct PatternByte {
+        std::uint8_t mask;
+        std::uint8_t value;
+    };
+
+private:
+    std::vector<PatternByte> bytes_;
+    NameSignature signature_;
+};
+
+/// Adds to `hits` every entry of the range whose name holds the pattern, tombstones included. The range
+/// begins at a multiple of 64. Names whose signature rules them out are not read. The index's read lock is
+/// held.
+void scanSubsequences(const FileIndex& index, const Subsequence& pattern, EntryRange range, EntrySet& hits);
+
+}  // namespace dovra
