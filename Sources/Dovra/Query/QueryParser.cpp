@@ -88,7 +88,11 @@ private:
         std::vector<NodeIndex> conjunction;
         std::vector<NodeIndex> disjunction;
         std::size_t negations = 0;
+        bool isNegated = false;  ///< by an odd number of "!" in front of it and of the groups around it
     };
+
+    /// Whether what is read next is wanted absent.
+    bool nextIsNegated() const { return groups_.back().isNegated != (groups_.back().negations % 2 == 1); }
 
     bool nextIs(Token::Kind kind) const {
         return position_ < tokens_.size() && tokens_[position_].kind == kind;
@@ -101,7 +105,7 @@ private:
         if (position_ == tokens_.size()) return query_.tree.add(MatchAllNode{});
         const Token& token = tokens_[position_++];
         if (token.kind == Token::Kind::leftBracket) {
-            groups_.emplace_back();
+            groups_.push_back({.conjunction = {}, .disjunction = {}, .isNegated = nextIsNegated()});
             return std::nullopt;
         }
         return token.kind == Token::Kind::term ? addLeaf(token.text) : query_.tree.add(MatchAllNode{});
@@ -122,8 +126,7 @@ private:
     void notePlainTerm(const QueryNode& leaf) {
         const auto* text = std::get_if<TextMatcher>(&leaf);
         if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (groups_.back().negations % 2 == 0)
-            query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
+        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
     }
 
     /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the
