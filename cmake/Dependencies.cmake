@@ -10,7 +10,5 @@ find_package(ICU REQUIRED COMPONENTS i18n uc)
 find_package(TBB REQUIRED)
 # Text formatting.
 find_package(fmt REQUIRED)
-# SIMD with run-time dispatch: one source for every vector width.
-pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
 # Property lists (tags in extended attributes): reads the binary and the XML form.
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)

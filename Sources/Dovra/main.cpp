@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CommandLine/CLI.hpp"
+#include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/Paths.hpp"
 
@@ -17,12 +18,24 @@ namespace {
 
 using Runner = int (*)(Arguments arguments);
 
+int runBenchmark(Arguments arguments) {
+    const bool namesRoot = !arguments.empty() && !arguments.front().starts_with("--");
+    const bool usesTrigram = std::ranges::find(arguments, "--trigram") != arguments.end();
+    return Benchmark::run(namesRoot ? arguments.front() : "/", usesTrigram);
+}
+
 /// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
 int runSelfTest(Arguments arguments) {
     const std::string path = arguments.empty() ? currentDirectoryPath() : arguments[0];
     std::uint64_t seed = SelfTest::usualSeed;
-    if (arguments.size() > 1)
-        std::from_chars(arguments[1].data(), arguments[1].data() + arguments[1].size(), seed);
+    if (arguments.size() > 1) {
+        const std::string& text = arguments[1];
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
+        if (error != std::errc{} || end != text.data() + text.size()) {
+            fmt::print(stderr, "dovra: the seed of the self test is a number, not \"{}\"\n", text);
+            return 2;
+        }
+    }
     return SelfTest::run(path, seed);
 }
 
@@ -32,28 +45,32 @@ struct Mode {
     Runner run;
     std::string_view usage;
     std::string_view purpose;
+    bool explainsItself = false;  ///< whether the runner answers "--help"
 };
 
 /// The first word of this table that occurs among the arguments decides, wherever it stands there.
 constexpr std::array modes = {
     Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
-    Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders"},
+    Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
     Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
-    Mode{"--bench", nullptr, "[folder] [--trigram]", "measure scan, memory and searches"},
+    Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", nullptr, "[options] [query]", "list files with equal contents"},
     Mode{"--du", nullptr, "[folder] [options]", "list the largest folders"},
     Mode{"--saved", nullptr, "[name]", "list, add, remove or run saved searches"},
 };
 
+void printUsage(const Mode& mode) {
+    const std::string call = fmt::format("{} {}", mode.word, mode.usage);
+    fmt::print("  dovra {:<32} {}{}\n", call, mode.purpose,
+               mode.run == nullptr ? " (not available yet)" : "");
+}
+
 int printHelp() {
     fmt::print("Dovra finds files and folders on this machine.\n\n");
-    for (const Mode& mode : modes) {
-        const bool isHere = mode.run != nullptr;
-        fmt::print("  dovra {:<32} {}{}\n", fmt::format("{} {}", mode.word, mode.usage), mode.purpose,
-                   isHere ? "" : " (not available yet)");
-    }
+    for (const Mode& mode : modes)
+        printUsage(mode);
     fmt::print("\n  dovra --search --help explains the options and the query language.\n");
     return 0;
 }
@@ -70,6 +87,11 @@ int reportMissing(std::string_view what) {
 
 int runMode(const Mode& mode, Arguments behindWord) {
     if (mode.run == nullptr) return reportMissing(fmt::format("{} is", mode.word));
+    if (behindWord.size() == 1 && behindWord.front() == "--version") return printVersion();
+    if (asksForHelp(behindWord) && !mode.explainsItself) {
+        printUsage(mode);
+        return 0;
+    }
     return mode.run(behindWord);
 }
 

@@ -10,8 +10,9 @@ namespace dovra {
 namespace {
 
 TEST(ContentMatcher, FoldsByTheRuleOfItsNeedle) {
+    using std::string_literals::operator""s;
     const test::TemporaryTree tree;
-    const std::string file = tree.write("file", std::string("binary \0 Hello \xFF ÉCOLE e\u0301tude", 35));
+    const std::string file = tree.write("file", "binary \0 Hello \xFF ÉCOLE e\u0301tude"s);
     const std::tuple<const char*, bool, bool> cases[] = {
         {"hello", false, true}, {"hello", true, false}, {"Hello", true, true}, {"", false, true},
         {"école", false, true}, {"école", true, false}, {"étude", true, true}, {"ecole", false, false},
@@ -45,6 +46,8 @@ void expectAcrossBlocks(std::size_t block, const std::string& filler, const std:
         const std::size_t at = place / filler.size() * filler.size();
         const std::string file = tree.write("file", fillers.substr(0, at) + text + fillers);
         ASSERT_EQ(matcher.matchesFile(file), expected) << at;
+        // Some file systems write a file out at once when it is truncated and written again.
+        std::filesystem::remove(file);
     }
 }
 

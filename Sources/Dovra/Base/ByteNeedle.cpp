@@ -65,8 +65,10 @@ bool ByteNeedle::mayStartWithin(const char* start) const {
     const Probe first = probes_[0];
     const Probe second = probes_[1];
     std::uint8_t fit = 0;
-    for (std::size_t i = 0; i < runLength; ++i)
-        fit = static_cast<std::uint8_t>(fit | (first.fits(start + i) & second.fits(start + i)));
+    for (std::size_t i = 0; i < runLength; ++i) {
+        const int difference = first.difference(start + i) | second.difference(start + i);
+        fit = static_cast<std::uint8_t>(fit | (difference == 0 ? 1 : 0));
+    }
     return fit != 0;
 }
 

@@ -30,8 +30,10 @@ private:
         std::uint8_t mask = 0;
         std::uint8_t value = 0;
 
-        bool fits(const char* start) const {
-            return (static_cast<std::uint8_t>(start[offset]) | mask) == value;
+        bool fits(const char* start) const { return difference(start) == 0; }
+        /// 0 where the text fits.
+        std::uint8_t difference(const char* start) const {
+            return static_cast<std::uint8_t>((static_cast<std::uint8_t>(start[offset]) | mask) ^ value);
         }
     };
 

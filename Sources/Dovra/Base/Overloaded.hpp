@@ -8,4 +8,7 @@ struct Overloaded : Cases... {
     using Cases::operator()...;
 };
 
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
+
 }  // namespace dovra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -89,9 +90,12 @@ public:
     }
 
 private:
+    /// Small blocks are copied when they grow, so they grow by half; large ones are moved, so they can afford
+    /// to leave less unused.
     std::size_t grownCapacity(std::size_t needed) const {
-        const std::size_t grown = capacity_ + capacity_ / 2 + 16;
-        return grown < needed ? needed : grown;
+        constexpr std::size_t largeBytes = std::size_t{1} << 20;
+        const std::size_t growth = capacityBytes() < largeBytes ? capacity_ / 2 : capacity_ / 8;
+        return std::max(needed, capacity_ + growth + 16);
     }
 
     T* data_ = nullptr;

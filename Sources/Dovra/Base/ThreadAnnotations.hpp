@@ -12,6 +12,7 @@
 #define DOVRA_GUARDED_BY(lock) DOVRA_THREAD_ATTRIBUTE(guarded_by(lock))
 #define DOVRA_REQUIRES(...) DOVRA_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define DOVRA_REQUIRES_SHARED(...) DOVRA_THREAD_ATTRIBUTE(requires_shared_capability(__VA_ARGS__))
+#define DOVRA_UNCHECKED_LOCKING DOVRA_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 #define DOVRA_EXCLUDES(...) DOVRA_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define DOVRA_ACQUIRE(...) DOVRA_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define DOVRA_ACQUIRE_SHARED(...) DOVRA_THREAD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))

@@ -14,9 +14,8 @@ std::string lowercased(std::string_view utf8);
 
 /// A text to look for by Unicode's rules, independent of any language. Immutable; safe from any thread.
 ///
-/// Both sides are compared in canonical decomposition, so that it does not matter how an accented letter is
-/// encoded, and unless case-sensitive under full case folding: canonical caseless matching, definition D145
-/// of the Unicode Standard, NFD(fold(NFD(text))). Ill-formed text is repaired first.
+/// Both sides are compared in `CanonicalForm`, so that it does not matter how an accented letter is encoded,
+/// and unless case-sensitive under full case folding. Ill-formed text is repaired first.
 ///
 /// A match never ends in front of a character that composes with what precedes it: "и" is not found in "й",
 /// nor "か" in "が", in either encoding. A match may begin with such a character if the needle does.
@@ -24,8 +23,8 @@ class UnicodeNeedle {
 public:
     UnicodeNeedle(std::string_view utf8, bool caseSensitive);
 
-    /// Whether the needle occurs in the text, which is shorter than 512 MiB. The empty needle occurs
-    /// everywhere. Scratch memory of the calling thread is reused: nothing is allocated in the long run.
+    /// Whether the needle occurs in the text. The empty needle occurs everywhere. Scratch memory of the
+    /// calling thread is reused: nothing is allocated in the long run.
     bool foundIn(std::string_view haystackBytes) const;
 
     /// Whether the needle is plain ASCII once folded ("Straße" is, without regard to case). If not, it occurs

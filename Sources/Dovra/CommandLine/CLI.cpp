@@ -22,16 +22,13 @@ namespace {
 
 constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
 
-/// A decimal integer with an optional sign; one that is too large for the machine counts as no limit.
+/// A decimal integer with an optional sign; below 1 means no limit.
 std::optional<std::int64_t> parseLimit(std::string_view text) {
-    if (text.starts_with('+')) text.remove_prefix(1);
-    if (text.starts_with('+') || text.empty()) return std::nullopt;
+    if (text.starts_with('+')) text.remove_prefix(text.starts_with("+-") ? 0 : 1);
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (end != text.data() + text.size()) return std::nullopt;
-    if (error == std::errc::invalid_argument) return std::nullopt;
-    if (error == std::errc::result_out_of_range || number < 1) return noLimit;
-    return number;
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return number < 1 ? noLimit : number;
 }
 
 struct SearchOptions {

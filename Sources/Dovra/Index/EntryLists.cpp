@@ -42,6 +42,12 @@ std::optional<EntryLists::Run> EntryLists::run(DirIndex folder) const {
     return stored.first == isScattered ? std::nullopt : std::optional(stored);
 }
 
+std::vector<EntryId> EntryLists::ids(DirIndex folder) const {
+    std::vector<EntryId> listed;
+    forEach(folder, [&](EntryId id) { listed.push_back(id); });
+    return listed;
+}
+
 std::size_t EntryLists::memoryBytes() const {
     std::size_t bytes = runs_.capacityBytes();
     for (const auto& [folder, list] : scattered_)

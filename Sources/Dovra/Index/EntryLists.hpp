@@ -32,6 +32,9 @@ public:
     /// The folder's list when it is a run (an absent list is an empty run); absent when it is not.
     std::optional<Run> run(DirIndex folder) const;
 
+    /// The folder's list; empty when there is none.
+    std::vector<EntryId> ids(DirIndex folder) const;
+
     template <typename Visit>
     void forEach(DirIndex folder, Visit&& visit) const {
         if (const auto listed = run(folder)) {

@@ -144,7 +144,9 @@ void FileIndex::tombstoneSubtreeLocked(std::string_view path) {
         const auto parent = directories_.parent(folder);
         inside[i] = folder == top || (parent ? inside[static_cast<std::size_t>(*parent)]
                                              : directories_.path(folder).starts_with(below));
-        if (inside[i]) entriesByDir_.forEach(folder, [&](EntryId id) { tombstoneLocked(id); });
+        if (!inside[i]) continue;
+        for (const EntryId id : entriesByDir_.ids(folder))
+            tombstoneLocked(id);
     }
 }
 

@@ -31,7 +31,7 @@ namespace {
 constexpr std::size_t longPathBytes = WalkOptions::maxAskedPathBytes;
 
 /// Helpers pause while finished listings that the walk has not reached yet take more memory than this.
-constexpr std::size_t maxBytesAhead = std::size_t{48} << 20;
+constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
 
 struct Folder {
     enum class State : std::uint8_t { pending, beingListed, done };

@@ -21,7 +21,7 @@ struct WalkOptions {
     /// Whether to enter the child folder with this full path; asked only for paths of at most
     /// `maxAskedPathBytes`. Called on any thread.
     std::function<bool(std::string_view fullPath)> entersChild = [](std::string_view) { return true; };
-    static constexpr std::size_t maxAskedPathBytes = 2048;
+    static constexpr std::size_t maxAskedPathBytes = 512;
 
     /// Threads that list folders, the caller's included; at least 1.
     std::size_t threads = 1;

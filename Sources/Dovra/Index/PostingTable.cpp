@@ -25,6 +25,11 @@ EntryId* grownPostings(EntryId* postings, std::uint32_t count) {
 
 }  // namespace
 
+void PostingTable::post(std::string_view name, EntryId id) {
+    forEachTrigram(name, [&](Trigram trigram) { append(trigram, id); });
+}
+
+/// Appends unless the list ends with `id` already: the name has the trigram more than once.
 void PostingTable::append(Trigram trigram, EntryId id) {
     if (usedSlots_ * 2 >= slots_.size()) growTable();
     Slot& slot = slots_[slotIndex(trigram)];

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "Base/PodVector.hpp"
 #include "Index/FileEntry.hpp"
@@ -10,8 +11,8 @@
 
 namespace dovra {
 
-/// For each trigram the ascending list of the entries that were appended to it: an open-addressing hash table
-/// whose slots hold the lists' heads.
+/// For each trigram the ascending list of the entries that were posted under it: an open-addressing hash
+/// table whose slots hold the lists' heads.
 ///
 /// A posting costs 4 bytes and at most a quarter more for growth (a list of fewer than 16 postings: up to
 /// 16 bytes more); a distinct trigram costs 32 to 64 bytes of table and one block of the heap. A list keeps
@@ -23,11 +24,11 @@ public:
     PostingTable(const PostingTable&) = delete;
     PostingTable& operator=(const PostingTable&) = delete;
 
-    /// Puts `id` at the end of the trigram's list unless it stands there already. `id` must not be lower than
-    /// any appended before.
-    void append(Trigram trigram, EntryId id);
+    /// Puts `id` at the end of the list of every trigram of `name`, once each. `id` must be higher than any
+    /// posted before.
+    void post(std::string_view name, EntryId id);
 
-    /// The trigram's list, ascending; empty when nothing was appended. Valid until the next change.
+    /// The trigram's list, ascending; empty when nothing was posted. Valid until the next change.
     std::span<const EntryId> list(Trigram trigram) const;
 
     /// The sum of the lengths of all lists.
@@ -44,6 +45,7 @@ private:
     };
     static_assert(sizeof(Slot) == 16);
 
+    void append(Trigram trigram, EntryId id);
     std::size_t slotIndex(Trigram trigram) const;
     void growTable();
 

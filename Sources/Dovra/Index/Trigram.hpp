@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -27,6 +28,13 @@ constexpr void forEachTrigram(std::string_view name, const Visit& visit) {
         window = (window << 8 | asciiFold(static_cast<std::uint8_t>(name[i]))) & 0xFFFFFF;
         if (i + 1 >= trigramLength) visit(window);
     }
+}
+
+/// The set of the given trigrams.
+inline TrigramSet trigramSet(std::vector<Trigram> trigrams) {
+    std::ranges::sort(trigrams);
+    trigrams.erase(std::unique(trigrams.begin(), trigrams.end()), trigrams.end());
+    return trigrams;
 }
 
 }  // namespace dovra

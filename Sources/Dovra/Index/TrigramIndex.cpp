@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 namespace dovra {
 
@@ -62,14 +63,10 @@ std::vector<EntryId> joined(const std::vector<Postings>& lists) {
 }  // namespace
 
 TrigramSet TrigramIndex::trigrams(std::string_view text) {
-    TrigramSet set;
-    if (text.size() < trigramLength) return set;
-    set.reserve(text.size() - trigramLength + 1);
-    forEachTrigram(text, [&](Trigram trigram) { set.push_back(trigram); });
-    std::ranges::sort(set);
-    const auto repeats = std::ranges::unique(set);
-    set.erase(repeats.begin(), repeats.end());
-    return set;
+    std::vector<Trigram> all;
+    all.reserve(text.size());
+    forEachTrigram(text, [&](Trigram trigram) { all.push_back(trigram); });
+    return trigramSet(std::move(all));
 }
 
 std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
@@ -84,7 +81,7 @@ std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
 void TrigramIndex::add(EntryId id, std::string_view name) {
     if (name.size() < trigramLength) return;
     const WriteGuard guard(lock_);
-    forEachTrigram(name, [&](Trigram trigram) { postings_.append(trigram, id); });
+    postings_.post(name, id);
 }
 
 std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& required) const {

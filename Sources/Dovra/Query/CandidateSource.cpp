@@ -167,6 +167,7 @@ Restriction ofConjunction(const QueryTree& tree, const AndNode& conjunction, int
 Restriction ofDisjunction(const QueryTree& tree, const OrNode& disjunction, NodeIndex node, int depth) {
     if (disjunction.children.size() > maxAlternatives) return {};
     std::vector<Restriction> alternatives;
+    alternatives.reserve(disjunction.children.size());
     for (const NodeIndex child : disjunction.children)
         alternatives.push_back(restrictionOf(tree, child, depth + 1));
     // Only a child that is proven itself, not a term inside it, makes the whole disjunction proven.
@@ -204,6 +205,7 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
             return std::make_unique<SignatureSource>(index, restriction.signature);
         case Restriction::Kind::anyOf: {
             std::vector<std::unique_ptr<CandidateSource>> sources;
+            sources.reserve(restriction.alternatives.size());
             for (const Restriction& alternative : restriction.alternatives) {
                 sources.push_back(makeSource(index, alternative));
             }

@@ -19,6 +19,12 @@ void EntrySet::insert(EntryRange range) {
     }
 }
 
+void EntrySet::erase(EntryRange range) {
+    for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
+        words_[w] &= ~within(range, w);
+    }
+}
+
 std::int64_t EntrySet::count() const {
     std::int64_t count = 0;
     for (const std::uint64_t word : words_)

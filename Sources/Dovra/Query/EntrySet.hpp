@@ -27,6 +27,7 @@ public:
     void insert(EntryId id) { words_[wordOf(id)] |= bitOf(id); }
     void erase(EntryId id) { words_[wordOf(id)] &= ~bitOf(id); }
     void insert(EntryRange range);
+    void erase(EntryRange range);
 
     std::int64_t count() const;
 

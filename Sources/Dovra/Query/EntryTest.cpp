@@ -5,9 +5,16 @@
 namespace dovra {
 
 bool EntryTest::matches(EntryId id) {
-    const FileEntry& entry = index_.entriesLocked()[static_cast<std::size_t>(id)];
+    const auto position = static_cast<std::size_t>(id);
+    const FileEntry& entry = index_.entriesLocked()[position];
+    const NameSignature signature = index_.signaturesLocked()[position];
     const std::string_view name = index_.nameLocked(entry);
-    return program_.run([&](const QueryNode& leaf) { return test(leaf, entry, name); });
+    return program_.run([&](const QueryNode& leaf) {
+        const auto* text = std::get_if<TextMatcher>(&leaf);
+        if (text != nullptr && (signature & text->requiredSignature()) != text->requiredSignature())
+            return false;
+        return test(leaf, entry, name);
+    });
 }
 
 bool EntryTest::test(const QueryNode& leaf, const FileEntry& entry, std::string_view name) {

@@ -99,8 +99,8 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
     return pathOrderLocked(index, std::move(matches), spec.ascending, limit);
 }
 
-std::vector<EntryId> scoreSortLocked(const FileIndex& index, std::vector<EntryId> matches, bool ascending,
-                                     const CompiledQuery& query, std::int64_t limit) {
+std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
+                                     bool ascending, const CompiledQuery& query, std::int64_t limit) {
     const auto score = [&](std::string_view name) {
         const auto found =
             query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);

@@ -116,7 +116,7 @@ private:
     const std::size_t begin_;
     const std::size_t end_;
     EntrySet& hits_;
-    std::array<std::uint64_t, wordsPerBlock> masks_;
+    std::array<std::uint64_t, wordsPerBlock> masks_{};
     EntryId nextName_ = 0;  ///< the name of the next end bit
     bool carry_ = false;    ///< whether the name that reaches into this word has been hit
 };

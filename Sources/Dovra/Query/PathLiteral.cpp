@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Base/AsciiFold.hpp"
-#include "Query/ByteSubstring.hpp"
 
 namespace dovra {
 
@@ -26,7 +25,11 @@ bool PathLiteral::canSearch(std::string_view literal) {
 }
 
 PathLiteral::PathLiteral(const FileIndex& index, std::string_view literal, bool fold)
-    : index_(index), literal_(fold ? asciiFolded(literal) : std::string(literal)), fold_(fold) {
+    : index_(index),
+      literal_(fold ? asciiFolded(literal) : std::string(literal)),
+      fold_(fold),
+      substring_(literal, fold),
+      unlisted_(index.entriesLocked().size()) {
     parts_ = splitAtSlashes(literal_);
     if (parts_.size() == 1) nameNeedle_.emplace(literal_, fold_, index.namePoolLocked());
     const std::size_t folders = index.directoriesLocked().count();
@@ -34,6 +37,7 @@ PathLiteral::PathLiteral(const FileIndex& index, std::string_view literal, bool 
     contains_.resize(folders);
     for (std::size_t i = 0; i < folders; ++i)
         judgeFolder(static_cast<DirIndex>(i));
+    collectRuns();
 }
 
 bool PathLiteral::equal(std::string_view a, std::string_view part) const {
@@ -67,9 +71,8 @@ void PathLiteral::judgeFolder(DirIndex folder) {
     const auto above = static_cast<std::size_t>(*parent);
     const std::string_view name = index_.directoriesLocked().name(folder);
     const Endings parentEndings = endings_[above];
-    const std::size_t seams = parts_.size() - 1;
-    const bool inName = seams == 0 ? ByteSubstring(literal_, fold_).foundIn(name)
-                                   : (parentEndings >> seams & 1) != 0 && startsWithLastPart(name);
+    const bool inName =
+        parts_.size() == 1 ? substring_.foundIn(name) : endsAtSeam(parentEndings) && startsWithLastPart(name);
     contains_[position] = contains_[above] || inName;
     endings_[position] = endingsBelow(parentEndings, name);
 }
@@ -79,7 +82,7 @@ void PathLiteral::judgeRoot(DirIndex root) {
     const std::string text = std::string(index_.directoriesLocked().name(root)) + "/";
     const auto position = static_cast<std::size_t>(root);
     const std::string_view path = std::string_view(text).substr(0, text.size() - 1);
-    contains_[position] = ByteSubstring(literal_, fold_).foundIn(path);
+    contains_[position] = substring_.foundIn(path);
     std::size_t length = 0;
     for (std::size_t j = 1; j < parts_.size(); ++j) {
         length += parts_[j - 1].size() + 1;
@@ -89,33 +92,69 @@ void PathLiteral::judgeRoot(DirIndex root) {
     }
 }
 
-void PathLiteral::scan(EntryRange range, EntrySet& hits) const {
-    if (nameNeedle_) scanNames(index_, *nameNeedle_, range, hits);
-    const auto entries = index_.entriesLocked();
-    for (EntryId id = range.first; id < range.last;) {
-        const EntryRange run = folderRun(id, range);
-        scanFolder(entries[static_cast<std::size_t>(id)].dirIndex, run, hits);
-        id = run.last;
+/// Whether what lies directly in a folder with these endings matches when its name begins with the last part.
+bool PathLiteral::endsAtSeam(Endings endings) const {
+    const std::size_t seams = parts_.size() - 1;
+    return seams > 0 && (endings >> seams & 1) != 0;
+}
+
+void PathLiteral::collectRuns() {
+    const EntryLists& lists = index_.entriesByDirLocked();
+    unlisted_.insert(EntryRange{0, static_cast<EntryId>(index_.entriesLocked().size())});
+    for (std::size_t i = 0; i < contains_.size(); ++i) {
+        const auto folder = static_cast<DirIndex>(i);
+        if (const auto run = lists.run(folder)) {
+            addRun(folder, {run->first, run->first + run->count});
+        } else {
+            lists.forEach(folder, [&](EntryId id) { addRun(folder, {id, id + 1}); });
+        }
+    }
+    const auto firstOf = [](const FolderRun& run) { return run.entries.first; };
+    if (!std::ranges::is_sorted(runs_, {}, firstOf)) std::ranges::sort(runs_, {}, firstOf);
+}
+
+void PathLiteral::addRun(DirIndex folder, EntryRange entries) {
+    unlisted_.erase(entries);
+    const auto position = static_cast<std::size_t>(folder);
+    const bool takesAll = contains_[position];
+    if (entries.first == entries.last || !(takesAll || endsAtSeam(endings_[position]))) return;
+    const bool continues =
+        !runs_.empty() && runs_.back().takesAll == takesAll && runs_.back().entries.last == entries.first;
+    if (continues) {
+        runs_.back().entries.last = entries.last;
+    } else {
+        runs_.push_back({entries, takesAll});
     }
 }
 
-/// The entries from `id` on that are known to lie in the same folder, at least `id` itself.
-EntryRange PathLiteral::folderRun(EntryId id, EntryRange within) const {
-    const DirIndex folder = index_.entriesLocked()[static_cast<std::size_t>(id)].dirIndex;
-    const auto run = index_.entriesByDirLocked().run(folder);
-    const bool inRun = run && run->first <= id && id < run->first + run->count;
-    return {id, inRun ? std::min(within.last, run->first + run->count) : id + 1};
+void PathLiteral::scan(EntryRange range, EntrySet& hits) const {
+    if (nameNeedle_) scanNames(index_, *nameNeedle_, range, hits);
+    auto run = std::ranges::upper_bound(runs_, range.first, {},
+                                        [](const FolderRun& candidate) { return candidate.entries.last; });
+    for (; run != runs_.end() && run->entries.first < range.last; ++run) {
+        const EntryRange within{std::max(run->entries.first, range.first),
+                                std::min(run->entries.last, range.last)};
+        if (run->takesAll) {
+            hits.insert(within);
+        } else {
+            scanSeam(within, hits);
+        }
+    }
+    unlisted_.forEach(range, [&](EntryId id) {
+        if (matchesInFolder(id)) hits.insert(id);
+    });
 }
 
-void PathLiteral::scanFolder(DirIndex folder, EntryRange entries, EntrySet& hits) const {
-    const auto position = static_cast<std::size_t>(folder);
-    const std::size_t seams = parts_.size() - 1;
-    if (contains_[position]) {
-        hits.insert(entries);
-    } else if (seams > 0 && (endings_[position] >> seams & 1) != 0) {
-        for (EntryId id = entries.first; id < entries.last; ++id) {
-            if (startsWithLastPart(index_.nameLocked(id))) hits.insert(id);
-        }
+bool PathLiteral::matchesInFolder(EntryId id) const {
+    const FileEntry& entry = index_.entriesLocked()[static_cast<std::size_t>(id)];
+    const auto folder = static_cast<std::size_t>(entry.dirIndex);
+    return contains_[folder] ||
+           (endsAtSeam(endings_[folder]) && startsWithLastPart(index_.nameLocked(entry)));
+}
+
+void PathLiteral::scanSeam(EntryRange entries, EntrySet& hits) const {
+    for (EntryId id = entries.first; id < entries.last; ++id) {
+        if (startsWithLastPart(index_.nameLocked(id))) hits.insert(id);
     }
 }
 

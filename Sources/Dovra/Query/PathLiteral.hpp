@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
+#include "Query/ByteSubstring.hpp"
 #include "Query/EntrySet.hpp"
 #include "Query/NameScan.hpp"
 
@@ -36,11 +37,20 @@ private:
     /// Bit j, from 1, is set when the folder's path and a slash end with the first j parts and their slashes.
     using Endings = std::uint64_t;
 
+    /// Entries of a folder that match: all of them, or those whose names begin with the last part.
+    struct FolderRun {
+        EntryRange entries;
+        bool takesAll;
+    };
+
     void judgeFolder(DirIndex folder);
     void judgeRoot(DirIndex root);
     Endings endingsBelow(Endings parent, std::string_view name) const;
-    void scanFolder(DirIndex folder, EntryRange entries, EntrySet& hits) const;
-    EntryRange folderRun(EntryId id, EntryRange within) const;
+    bool endsAtSeam(Endings endings) const;
+    void collectRuns();
+    void addRun(DirIndex folder, EntryRange entries);
+    bool matchesInFolder(EntryId id) const;
+    void scanSeam(EntryRange entries, EntrySet& hits) const;
 
     bool equal(std::string_view a, std::string_view part) const;
     bool startsWithLastPart(std::string_view name) const;
@@ -49,10 +59,13 @@ private:
     const FileIndex& index_;
     const std::string literal_;
     const bool fold_;
-    std::vector<std::string_view> parts_;   ///< the literal between its slashes
+    std::vector<std::string_view> parts_;  ///< the literal between its slashes
+    const ByteSubstring substring_;
     std::optional<ScanNeedle> nameNeedle_;  ///< when the literal has no slash
     std::vector<Endings> endings_;
     std::vector<bool> contains_;
+    std::vector<FolderRun> runs_;  ///< ascending, without overlaps
+    EntrySet unlisted_;            ///< in no folder's list: replaced by a later listing
 };
 
 }  // namespace dovra

@@ -9,7 +9,7 @@ namespace dovra {
 NodeIndex QueryTree::add(QueryNode node) {
     weights_.push_back(weightOf(node));
     nodes_.push_back(std::move(node));
-    return root();
+    return static_cast<NodeIndex>(nodes_.size()) - 1;
 }
 
 int QueryTree::largestWeight(const std::vector<NodeIndex>& children) const {

@@ -48,8 +48,8 @@ using QueryNode =
                  RegexNode, ContentMatcher, FuzzyMatcher, SimilarMatcher, TagMatcher, MatchAllNode>;
 
 /// A query tree in one array. Children are positions, not owned nodes, so that a query nested a hundred
-/// thousand deep is built, read and destroyed without recursion. Children stand before their parents.
-/// Immutable once parsed; any number of threads.
+/// thousand deep is built, read and destroyed without recursion. Children stand before their parents, and
+/// equal terms share one node. Immutable once parsed; any number of threads.
 class QueryTree {
 public:
     NodeIndex add(QueryNode node);
@@ -59,11 +59,12 @@ public:
     /// other tests; operators take the largest of their children. Expensive tests run last.
     int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
 
-    NodeIndex root() const { return static_cast<NodeIndex>(nodes_.size()) - 1; }
+    NodeIndex root() const { return root_; }
+    void setRoot(NodeIndex node) { root_ = node; }
     std::size_t size() const { return nodes_.size(); }
 
     /// Whether the root lets every entry through.
-    bool matchesAll() const { return std::holds_alternative<MatchAllNode>(nodes_.back()); }
+    bool matchesAll() const { return std::holds_alternative<MatchAllNode>((*this)[root_]); }
 
 private:
     int weightOf(const QueryNode& node) const;
@@ -71,6 +72,7 @@ private:
 
     std::vector<QueryNode> nodes_;
     std::vector<int> weights_;
+    NodeIndex root_ = 0;
 };
 
 }  // namespace dovra

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "Query/QueryKeys.hpp"
@@ -112,6 +114,12 @@ private:
     }
 
     NodeIndex addLeaf(const std::string& term) {
+        const auto [known, isNew] = leaves_.try_emplace(term, 0);
+        if (isNew) known->second = makeNewLeaf(term);
+        return known->second;
+    }
+
+    NodeIndex makeNewLeaf(const std::string& term) {
         QueryNode leaf = makeLeaf(term, context_);
         if (const auto* fuzzy = std::get_if<FuzzyMatcher>(&leaf); fuzzy && !query_.primaryFuzzy) {
             query_.primaryFuzzy = *fuzzy;
@@ -148,6 +156,7 @@ private:
         std::ranges::stable_sort(conjunction, {}, [&](NodeIndex node) { return query_.tree.weight(node); });
         const NodeIndex node = combined<AndNode>(std::move(conjunction));
         groups_.pop_back();
+        query_.tree.setRoot(node);
         if (groups_.empty()) return std::nullopt;  // whatever follows a stray ">" is ignored
         if (nextIs(Token::Kind::rightBracket)) ++position_;
         return node;
@@ -160,7 +169,15 @@ private:
 
     template <typename Operator>
     NodeIndex combined(std::vector<NodeIndex> operands) {
+        eraseRepeated(operands);
         return operands.size() == 1 ? operands.front() : query_.tree.add(Operator{std::move(operands)});
+    }
+
+    /// A term that is repeated says nothing new, and would be tested again for every entry.
+    static void eraseRepeated(std::vector<NodeIndex>& operands) {
+        if (operands.size() < 2) return;
+        std::unordered_set<NodeIndex> seen;
+        std::erase_if(operands, [&](NodeIndex operand) { return !seen.insert(operand).second; });
     }
 
     const std::vector<Token>& tokens_;
@@ -168,6 +185,7 @@ private:
     CompiledQuery& query_;
     std::size_t position_ = 0;
     std::vector<Group> groups_;
+    std::unordered_map<std::string, NodeIndex> leaves_;
 };
 
 }  // namespace

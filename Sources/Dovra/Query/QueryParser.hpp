@@ -33,7 +33,7 @@ struct CompiledQuery {
 /// ">" group; the toggles hold for the whole query wherever they stand.
 struct QueryParser {
     /// Never fails: every text has a meaning. Linear in the text, without recursion, whatever its nesting.
-    static CompiledQuery parse(std::string_view query);
+    static CompiledQuery parse(std::string_view text);
 };
 
 }  // namespace dovra

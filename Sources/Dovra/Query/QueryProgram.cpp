@@ -44,9 +44,21 @@ private:
             entered_ = whenFalse;
             pending_.push_back({disjunction->children, false, whenTrue, whenFalse});
         } else {
-            entered_ = static_cast<std::int32_t>(program_.steps_.size());
-            program_.steps_.push_back({&tree_[node], whenTrue, whenFalse});
+            addStep(&tree_[node], whenTrue, whenFalse);
         }
+    }
+
+    /// An outcome that leads to the same test again leads on to where that test would: its outcome is known.
+    void addStep(const QueryNode* leaf, std::int32_t whenTrue, std::int32_t whenFalse) {
+        const auto repeats = [&](std::int32_t step) { return step >= 0 && stepAt(step).leaf == leaf; };
+        if (repeats(whenTrue)) whenTrue = stepAt(whenTrue).whenTrue;
+        if (repeats(whenFalse)) whenFalse = stepAt(whenFalse).whenFalse;
+        entered_ = static_cast<std::int32_t>(program_.steps_.size());
+        program_.steps_.push_back({leaf, whenTrue, whenFalse});
+    }
+
+    const QueryProgram::Step& stepAt(std::int32_t step) const {
+        return program_.steps_[static_cast<std::size_t>(step)];
     }
 
     /// Translates the last operand that is left of the innermost operator: it leads on to the one behind it,

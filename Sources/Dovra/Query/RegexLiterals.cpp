@@ -1,12 +1,10 @@
 #include "Query/RegexLiterals.hpp"
 
-#include <algorithm>
 #include <cstddef>
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
 #include "Base/Utf8.hpp"
-#include "Index/TrigramIndex.hpp"
 
 namespace dovra::RegexLiterals {
 
@@ -40,8 +38,8 @@ std::size_t characterLength(std::string_view text) {
 /// shorter.
 std::size_t countedQuantifierLength(std::string_view text) {
     const std::size_t end = text.find_first_not_of("0123456789, \t", 1);
-    const bool isCounted =
-        end != text.npos && text[end] == '}' && text.substr(0, end).find_first_of("0123456789") != text.npos;
+    const bool isCounted = end != std::string_view::npos && text[end] == '}' &&
+                           text.substr(0, end).find_first_of("0123456789") != std::string_view::npos;
     return isCounted ? end + 1 : 0;
 }
 
@@ -171,14 +169,14 @@ bool PatternReader::skipClass() {
 bool PatternReader::skipClassMember() {
     const std::string_view text = rest();
     if (text[0] == '\\') return skipEscape();
-    const bool isNamed = text.starts_with("[:") || text.starts_with("[.") || text.starts_with("[=");
-    if (!isNamed) {
+    if (text.starts_with("[.") || text.starts_with("[=")) return false;
+    if (!text.starts_with("[:")) {
         ++position_;
         return true;
     }
-    const std::size_t nameStart = text.starts_with("[:^") ? 3 : 2;
-    const std::size_t nameEnd = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", nameStart);
-    if (nameEnd == text.npos || !text.substr(nameEnd).starts_with(":]")) return false;
+    const std::size_t nameEnd =
+        text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", text.starts_with("[:^") ? 3 : 2);
+    if (nameEnd == std::string_view::npos || !text.substr(nameEnd).starts_with(":]")) return false;
     position_ += nameEnd + 2;
     return true;
 }
@@ -222,14 +220,10 @@ std::vector<std::string> literalRuns(std::string_view pattern, bool caseSensitiv
 }
 
 TrigramSet requiredTrigrams(std::string_view pattern, bool caseSensitive) {
-    TrigramSet required;
-    for (const std::string& run : literalRuns(pattern, caseSensitive)) {
+    std::vector<Trigram> required;
+    for (const std::string& run : literalRuns(pattern, caseSensitive))
         forEachTrigram(run, [&](Trigram trigram) { required.push_back(trigram); });
-    }
-    std::ranges::sort(required);
-    const auto repeats = std::ranges::unique(required);
-    required.erase(repeats.begin(), repeats.end());
-    return required;
+    return trigramSet(std::move(required));
 }
 
 }  // namespace dovra::RegexLiterals

@@ -28,7 +28,7 @@ std::optional<std::int32_t> SimilarMatcher::score(std::string_view name) const {
         const TrigramSet set = TrigramIndex::trigrams(name);
         return scoreOfSet(set.data(), set.data() + set.size());
     }
-    std::array<Trigram, longestUsualName> set;
+    std::array<Trigram, longestUsualName> set;  // NOLINT(*-member-init): filled as far as it is read
     Trigram* end = set.data();
     forEachTrigram(name, [&](Trigram trigram) { *end++ = trigram; });
     std::sort(set.data(), end);

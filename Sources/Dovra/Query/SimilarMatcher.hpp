@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bitset>
+#include <memory>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -34,7 +35,7 @@ private:
 
     TrigramSet queryTrigrams_;
     double threshold_;
-    std::bitset<filterBits> filter_;
+    std::shared_ptr<const std::bitset<filterBits>> filter_;  ///< shared by copies: it is half a kilobyte
 };
 
 }  // namespace dovra

@@ -71,10 +71,14 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
       text_(text),
       caseSensitive_(caseSensitive),
       engine_(makeEngine(text, caseSensitive, wholeWord)) {
-    if (!std::holds_alternative<RegularExpression>(engine_)) return;
-    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text)
-                                          : unicodeGlobPattern(text).substr(anyCharacterMode.size());
-    wordLiteral_ = longestOf(RegexLiterals::literalRuns(pattern, caseSensitive));
+    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral(wholeWord);
+    if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
+}
+
+std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
+    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text_)
+                                          : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
+    return longestOf(RegexLiterals::literalRuns(pattern, caseSensitive_));
 }
 
 bool TextMatcher::matchesText(std::string_view text) const {

@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "Base/UnicodeFold.hpp"
+#include "Index/NameSignature.hpp"
 #include "Query/ByteSubstring.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/RegularExpression.hpp"
@@ -58,6 +59,9 @@ public:
     /// Whether a text matches exactly when it contains the required literal.
     bool isPlainSubstring() const { return std::holds_alternative<ByteSubstring>(engine_); }
 
+    /// What the signature of every name that can match contains. Says nothing (0) about full paths.
+    NameSignature requiredSignature() const { return requiredSignature_; }
+
     /// Whether only texts with a byte above 127 can match.
     bool needsNonAscii() const;
 
@@ -68,6 +72,7 @@ private:
 
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
+    std::string longestWordLiteral(bool wholeWord) const;
     static Engine makeEngine(std::string_view text, bool caseSensitive, bool wholeWord);
 
     MatchTarget target_;
@@ -75,6 +80,7 @@ private:
     bool caseSensitive_;
     Engine engine_;
     std::string wordLiteral_;
+    NameSignature requiredSignature_ = 0;
 };
 
 }  // namespace dovra

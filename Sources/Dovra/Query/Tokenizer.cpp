@@ -20,9 +20,7 @@ private:
     void take(char c) {
         if (c == '"') {
             inQuotes_ = !inQuotes_;
-        } else if (inQuotes_) {
-            term_ += c;
-        } else if (c == ' ' || c == '\t') {
+        } else if (!inQuotes_ && (c == ' ' || c == '\t')) {
             emitTerm();
         } else if (const auto kind = operatorOf(c)) {
             emitTerm();
@@ -33,6 +31,7 @@ private:
     }
 
     std::optional<Token::Kind> operatorOf(char c) const {
+        if (inQuotes_) return std::nullopt;
         const bool followsColon = term_.ends_with(':');
         if (c == '|') return Token::Kind::orOperator;
         if (c == '<' && !followsColon) return Token::Kind::leftBracket;

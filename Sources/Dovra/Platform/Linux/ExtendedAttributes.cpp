@@ -17,7 +17,7 @@ namespace {
 /// Nearly every value fits the small buffer. A longer one is read with room for the longest that the kernel
 /// allows, so that a value that grows in the meantime cannot outrun the buffer.
 std::optional<std::string> readShortPath(const std::string& path, const std::string& name) {
-    std::array<char, 1024> buffer;
+    std::array<char, 1024> buffer{};
     const ssize_t length = ::getxattr(path.c_str(), name.c_str(), buffer.data(), buffer.size());
     if (length >= 0) return std::string(buffer.data(), static_cast<std::size_t>(length));
     if (errno != ERANGE) return std::nullopt;

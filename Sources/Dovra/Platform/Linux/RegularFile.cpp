@@ -16,7 +16,7 @@ namespace {
 /// alone makes some devices act (a tape rewinds, a watchdog starts to count). What cannot be asked (a path
 /// too long for one call) is judged after opening, like everything that changes in between.
 bool isKnownAsOther(const std::string& path) {
-    struct stat status;
+    struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
@@ -52,7 +52,7 @@ RegularFile& RegularFile::operator=(RegularFile&& other) noexcept {
 }
 
 bool RegularFile::identify() {
-    struct stat status;
+    struct stat status {};
     if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) return false;
     size_ = static_cast<std::uint64_t>(status.st_size);
     device_ = status.st_dev;

@@ -1,0 +1,209 @@
+// Searches over made-up names: the rows of the performance budget, one thread or all of them. Each benchmark
+// reports the matches and the size of the index beside its time; one that is about few matches fails when
+// there are many, so that a change of the made-up names cannot quietly change what is measured.
+
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+#include <memory>
+#include <string>
+
+#include "Query/MatchOrder.hpp"
+#include "Query/QueryParser.hpp"
+#include "Query/SearchEngine.hpp"
+#include "SyntheticIndex.hpp"
+
+namespace dovra::benchmarks {
+
+namespace {
+
+using Key = SortSpec::Key;
+using Mode = FileIndex::ScanMode;
+
+constexpr std::size_t million = 1'000'000;
+constexpr std::int64_t pageRows = 100;
+constexpr std::int64_t sortedRows = 5000;
+constexpr double few = 0.01;
+constexpr double any = 1;
+
+struct QueryCase {
+    std::string_view name;
+    std::string_view query;
+    double largestShareOfMatches = any;
+};
+
+constexpr QueryCase nameQueries[] = {
+    {"substring/rare", "zephyr", few},
+    {"substring/three_letters", "wid", few},
+    {"substring/common_bytes", "tera", few},
+    {"substring/no_match", "zzqx", few},
+    {"path", "path:zephyr"},
+    {"needle_with_slash", "test/test"},
+    {"and", "test zephyr .js", few},
+    {"or", "zephyr|socket|matrix"},
+    {"not", "zephyr !js", few},
+    {"one_letter", "e"},
+    {"extension", "ext:epub"},
+    {"size", "size:>1gb"},
+    {"date", "dm:>=2023-10"},
+    {"regex/with_literal", "regex:^zephyr[-_].*[.]js$", few},
+    {"regex/without_literal", "regex:^[a-z]+[0-9]{2,4}\\W"},
+    {"fuzzy/five_letters", "fuzzy:zphyr"},
+    {"fuzzy/seven_letters", "fuzzy:cntrcts"},
+    {"similar", "similar:zephyr_report.pdf"},
+};
+
+constexpr QueryCase trigramQueries[] = {
+    {"regex/with_literal", "regex:^zephyr[-_].*[.]js$", few},
+    {"regex/without_literal", "regex:^[a-z]+[0-9]{2,4}\\W"},
+    {"similar", "similar:zephyr_report.pdf"},
+};
+
+struct KeyCase {
+    std::string_view name;
+    Key key;
+};
+
+constexpr KeyCase sortKeys[] = {{"name", Key::name},
+                                {"path", Key::path},
+                                {"size", Key::size},
+                                {"date", Key::modified},
+                                {"relevance", Key::relevance}};
+
+std::string_view modeName(Mode mode) {
+    return mode == Mode::serial ? "one_thread" : "all_threads";
+}
+
+/// For the lifetime of one benchmark.
+class ForcedMode {
+public:
+    ForcedMode(FileIndex& index, Mode mode) : index_(index) { index_.setScanModeOverride(mode); }
+    ~ForcedMode() { index_.setScanModeOverride(std::nullopt); }
+    ForcedMode(const ForcedMode&) = delete;
+    ForcedMode& operator=(const ForcedMode&) = delete;
+
+private:
+    FileIndex& index_;
+};
+
+class AttachedTrigrams {
+public:
+    explicit AttachedTrigrams(FileIndex& index) : index_(index) { index_.attachTrigramIndex(ofNames(index)); }
+    ~AttachedTrigrams() { index_.attachTrigramIndex(nullptr); }
+    AttachedTrigrams(const AttachedTrigrams&) = delete;
+    AttachedTrigrams& operator=(const AttachedTrigrams&) = delete;
+
+private:
+    /// Made once: all benchmarks that attach one use the same index.
+    static std::shared_ptr<TrigramIndex> ofNames(const FileIndex& index) {
+        static const std::shared_ptr<TrigramIndex> trigrams = [&] {
+            auto made = std::make_shared<TrigramIndex>();
+            const ReadGuard guard(index.rwlock);
+            for (EntryId id = 0; static_cast<std::size_t>(id) < index.entriesLocked().size(); ++id)
+                made->add(id, index.nameLocked(id));
+            return made;
+        }();
+        return trigrams;
+    }
+
+    FileIndex& index_;
+};
+
+void reportSizes(benchmark::State& state, std::size_t entries, std::int64_t matches) {
+    state.counters["entries"] = static_cast<double>(entries);
+    state.counters["hits"] = static_cast<double>(matches);
+}
+
+void runQuery(benchmark::State& state, const FileIndex& index, std::size_t entries, const QueryCase& query) {
+    std::int64_t matches = 0;
+    for (auto _ : state)
+        matches = search(index, query.query, {}, pageRows).total;
+    reportSizes(state, entries, matches);
+    const double share = static_cast<double>(matches) / static_cast<double>(entries);
+    if (share > query.largestShareOfMatches) state.SkipWithError("more matches than this is about");
+}
+
+void inMilliseconds(benchmark::internal::Benchmark* registered) {
+    registered->UseRealTime()->Unit(benchmark::kMillisecond);
+}
+
+void registerQueries(std::size_t entries, Mode mode) {
+    for (const QueryCase& query : nameQueries) {
+        const std::string name = fmt::format("{}/{}M/{}", query.name, entries / million, modeName(mode));
+        inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+            FileIndex& index = syntheticIndex(entries);
+            const ForcedMode forced(index, mode);
+            runQuery(state, index, entries, query);
+        }));
+    }
+}
+
+void registerTrigramQueries() {
+    for (const QueryCase& query : trigramQueries) {
+        const std::string name = fmt::format("trigram/{}/1M", query.name);
+        inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+            FileIndex& index = syntheticIndex(million);
+            const AttachedTrigrams attached(index);
+            runQuery(state, index, million, query);
+        }));
+    }
+}
+
+/// As many matches as are still sorted, spread evenly over the index.
+std::vector<EntryId> evenlySpread(std::size_t entries) {
+    std::vector<EntryId> ids;
+    for (std::int64_t i = 0; i < FileIndex::sortCap; ++i)
+        ids.push_back(static_cast<EntryId>(i * static_cast<std::int64_t>(entries) / FileIndex::sortCap));
+    return ids;
+}
+
+/// The sort alone, without the search that finds the matches.
+void registerSorts(std::size_t entries) {
+    for (const auto& [keyName, key] : sortKeys) {
+        const std::string name = fmt::format("sort_300000/{}/{}M", keyName, entries / million);
+        inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=, key = key](benchmark::State& state) {
+            const FileIndex& index = syntheticIndex(entries);
+            const CompiledQuery query = QueryParser::parse("e");
+            const std::vector<EntryId> matches = evenlySpread(entries);
+            const ReadGuard guard(index.rwlock);
+            for (auto _ : state)
+                benchmark::DoNotOptimize(sortMatchesLocked(index, matches, {.key = key}, query, sortedRows));
+            reportSizes(state, entries, std::ssize(matches));
+        }));
+    }
+}
+
+/// A whole search with about as many matches as are still sorted: what a person waits for. The same search
+/// with a limit of no rows shows what of it is not the sort.
+void registerSortedSearches() {
+    constexpr std::string_view query = "v";
+    for (const auto& [keyName, key] : sortKeys) {
+        const std::string name = fmt::format("sorted_search/{}/1M", keyName);
+        inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=, key = key](benchmark::State& state) {
+            const FileIndex& index = syntheticIndex(million);
+            std::int64_t matches = 0;
+            for (auto _ : state)
+                matches = search(index, query, {.key = key}, sortedRows).total;
+            reportSizes(state, million, matches);
+            if (matches > FileIndex::sortCap) state.SkipWithError("too many matches to be sorted");
+        }));
+    }
+}
+
+}  // namespace
+
+}  // namespace dovra::benchmarks
+
+int main(int argc, char** argv) {
+    using namespace dovra::benchmarks;
+    for (const std::size_t entries : {million, 10 * million}) {
+        for (const Mode mode : {Mode::serial, Mode::parallel})
+            registerQueries(entries, mode);
+        registerSorts(entries);
+    }
+    registerTrigramQueries();
+    registerSortedSearches();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -1,0 +1,116 @@
+#!/usr/bin/env python3
+"""Which mode the arguments choose."""
+
+import itertools
+import unittest
+
+from harness import ProgramTest
+
+# Every mode word, in the order in which they are looked for.
+MODES = [
+    "--selftest",
+    "--search",
+    "--snapshot",
+    "--http",
+    "--mcp",
+    "--bench",
+    "--duplicates",
+    "--du",
+    "--saved",
+]
+# Those that this version answers with an error.
+UNAVAILABLE = ["--snapshot", "--http", "--mcp", "--duplicates", "--du", "--saved"]
+
+
+class UnavailableModes(ProgramTest):
+    def assert_refused(self, *arguments: str, names: str = "") -> None:
+        outcome = self.run_program(*arguments)
+        self.assertEqual((outcome.status, outcome.out), (2, b""))
+        self.assert_one_line(outcome.err, names)
+
+    def test_each_is_named_in_one_line(self) -> None:
+        for mode in UNAVAILABLE:
+            for arguments in [(mode,), (mode, "x"), ("x", mode, "--in", "/nowhere")]:
+                with self.subTest(arguments=arguments):
+                    self.assert_refused(*arguments, names=mode)
+
+    def test_the_first_of_the_table_wins_wherever_it_stands(self) -> None:
+        for first, second in itertools.combinations(UNAVAILABLE, 2):
+            for arguments in [(first, second), (second, first)]:
+                with self.subTest(arguments=arguments):
+                    outcome = self.run_program(*arguments)
+                    self.assertEqual(outcome.status, 2)
+                    self.assertRegex(outcome.err.decode(), rf"{first}(?![a-z])")
+                    self.assertNotRegex(outcome.err.decode(), rf"{second}(?![a-z])")
+
+    def test_without_a_mode_word_the_desktop_is_meant(self) -> None:
+        # Only a whole argument is a mode word; help and version count only when they come first.
+        for arguments in [(), ("x",), ("--searching",), ("--SEARCH",), ("--d",), ("-search",), ("x", "--help")]:
+            with self.subTest(arguments=arguments):
+                self.assert_refused(*arguments)
+
+
+class AvailableModes(ProgramTest):
+    def test_search_gets_all_that_follows_its_word_and_nothing_before(self) -> None:
+        found = self.write("sun --du --mcp x")
+        self.write("moon")
+        for before in [(), ("moon",), ("--du",), ("--mcp", "moon"), ("--bench", "--saved")]:
+            arguments = [*before, "--search", "sun", "--in", self.root, "--du", "--mcp"]
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program(*arguments)
+                self.assertEqual(outcome.out, bytes(found) + b"\n")
+                self.assertEqual((outcome.status, outcome.err), (0, b"1 result(s)\n"))
+
+    def test_the_first_occurrence_of_the_word_counts(self) -> None:
+        found = self.write("a --search b")
+        outcome = self.run_program("--search", "--in", self.root, "a", "--search", "b")
+        self.assertEqual(outcome.out, bytes(found) + b"\n")
+
+    def test_the_self_test_wins_over_all_and_takes_a_folder_or_the_current_one(self) -> None:
+        self.write("a/b.txt", b"text")
+        for arguments in [("--selftest", self.root), ("--selftest",), ("--search", "--selftest", self.root)]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program(*arguments, cwd=self.root)
+                self.assertEqual(outcome.status, 0, outcome)
+                self.assertNotIn(b"result(s)", outcome.err)
+
+    def test_bench_measures_the_folder_it_is_given(self) -> None:
+        self.write("a/b.txt", b"text")
+        for arguments in [("--bench", self.root), ("--bench", self.root, "--trigram")]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program(*arguments)
+                self.assertEqual(outcome.status, 0, outcome)
+                self.assertNotEqual(outcome.out, b"")
+
+
+class HelpAndVersion(ProgramTest):
+    def answer(self, *arguments: str) -> str:
+        outcome = self.run_program(*arguments)
+        self.assertEqual((outcome.status, outcome.err), (0, b""))
+        return outcome.out.decode()
+
+    def test_help_lists_every_mode(self) -> None:
+        for arguments in [("--help",), ("--help", "--search"), ("--help", "x")]:
+            text = self.answer(*arguments)
+            for mode in MODES:
+                self.assertIn(mode, text, arguments)
+
+    def test_version_is_one_line_with_a_number(self) -> None:
+        for arguments in [("--version",), ("--version", "--search", "x")]:
+            self.assertRegex(self.answer(*arguments), r"\A[^\n]*\d+\.\d+[^\n]*\n\Z")
+
+    def test_the_only_argument_of_a_mode(self) -> None:
+        for option in ["--in", "--limit", "--sort", "--desc", "--print0"]:
+            self.assertIn(option, self.answer("--search", "--help"))
+        self.assertRegex(self.answer("--search", "--version"), r"\d+\.\d+")
+
+    def test_elsewhere_they_are_words_of_the_query(self) -> None:
+        for word in ["--help", "--version"]:
+            found = self.write(f"about {word}")
+            outcome = self.run_program("--search", "--in", self.root, word)
+            self.assertEqual(outcome.out, bytes(found) + b"\n")
+            self.assertEqual(outcome.err, b"1 result(s)\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
