@@ -89,16 +89,16 @@ private:
     struct Group {
         std::vector<NodeIndex> conjunction;
         std::vector<NodeIndex> disjunction;
-        std::size_t negations = 0;
-        bool isNegated = false;  ///< by an odd number of "!" in front of it and of the groups around it
+        std::size_t negations = 0;  ///< of the operand that comes next
+        bool isNegated = false;     ///< whether an odd number of negations stands around the group
     };
-
-    /// Whether what is read next is wanted absent.
-    bool nextIsNegated() const { return groups_.back().isNegated != (groups_.back().negations % 2 == 1); }
 
     bool nextIs(Token::Kind kind) const {
         return position_ < tokens_.size() && tokens_[position_].kind == kind;
     }
+
+    /// Whether the operand that comes next counts as its opposite in the whole query.
+    bool nextIsNegated() const { return groups_.back().isNegated != (groups_.back().negations % 2 == 1); }
 
     /// The next operand without its negations; absent when a group was opened instead.
     std::optional<NodeIndex> readOperand() {
@@ -107,7 +107,8 @@ private:
         if (position_ == tokens_.size()) return query_.tree.add(MatchAllNode{});
         const Token& token = tokens_[position_++];
         if (token.kind == Token::Kind::leftBracket) {
-            groups_.push_back({.conjunction = {}, .disjunction = {}, .isNegated = nextIsNegated()});
+            const bool isNegated = nextIsNegated();
+            groups_.emplace_back().isNegated = isNegated;
             return std::nullopt;
         }
         return token.kind == Token::Kind::term ? addLeaf(token.text) : query_.tree.add(MatchAllNode{});
