@@ -24,7 +24,8 @@ constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
 
 /// A decimal integer with an optional sign; below 1 means no limit.
 std::optional<std::int64_t> parseLimit(std::string_view text) {
-    if (text.starts_with('+')) text.remove_prefix(text.starts_with("+-") ? 0 : 1);
+    if (text.starts_with("+-")) return std::nullopt;
+    if (text.starts_with('+')) text.remove_prefix(1);
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;

@@ -18,8 +18,10 @@ constexpr double scoreOfIdentity = 1000;
 
 SimilarMatcher::SimilarMatcher(TrigramSet queryTrigrams, double threshold)
     : queryTrigrams_(std::move(queryTrigrams)), threshold_(threshold) {
+    auto filter = std::make_shared<std::bitset<filterBits>>();
     for (const Trigram trigram : queryTrigrams_)
-        filter_.set(filterBit(trigram));
+        filter->set(filterBit(trigram));
+    filter_ = std::move(filter);
 }
 
 std::optional<std::int32_t> SimilarMatcher::score(std::string_view name) const {
@@ -39,7 +41,8 @@ std::optional<std::int32_t> SimilarMatcher::score(std::string_view name) const {
 /// least as many as the shared trigrams, and the sets together hold at least the query's.
 bool SimilarMatcher::canReachThreshold(std::string_view name) const {
     std::size_t possiblyShared = 0;
-    forEachTrigram(name, [&](Trigram trigram) { possiblyShared += filter_[filterBit(trigram)] ? 1U : 0U; });
+    const std::bitset<filterBits>& filter = *filter_;
+    forEachTrigram(name, [&](Trigram trigram) { possiblyShared += filter[filterBit(trigram)] ? 1U : 0U; });
     if (possiblyShared == 0) return false;
     return static_cast<double>(possiblyShared) / static_cast<double>(queryTrigrams_.size()) >= threshold_;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <bitset>
-#include <memory>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 

@@ -42,7 +42,7 @@ void setAttributes(RawDirent& entry, const struct statx& attributes) {
 /// Completes an entry from the disk. False when it is no longer there. Any other failure (a folder that may
 /// be listed but not searched) leaves what the listing itself said.
 bool readAttributes(int folder, const char* name, RawDirent& entry) {
-    struct statx attributes{};
+    struct statx attributes {};
     if (::statx(folder, name, attributeFlags, attributeMask, &attributes) == 0) {
         setAttributes(entry, attributes);
         return true;
@@ -120,12 +120,12 @@ void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
 }
 
 DeviceId OpenFolder::device() const {
-    struct stat status{};
+    struct stat status {};
     return ::fstat(descriptor_, &status) == 0 ? status.st_dev : 0;
 }
 
 bool OpenFolder::isOnKernelFileSystem() const {
-    struct statfs status{};
+    struct statfs status {};
     if (::fstatfs(descriptor_, &status) != 0) return false;
     return std::ranges::find(kernelFileSystems, static_cast<std::uint32_t>(status.f_type)) !=
            std::end(kernelFileSystems);
@@ -133,7 +133,7 @@ bool OpenFolder::isOnKernelFileSystem() const {
 
 std::optional<DeviceId> OpenFolder::deviceAt(const OpenFolder* base, const std::string& path) {
     const int start = base != nullptr ? base->descriptor_ : AT_FDCWD;
-    struct statx attributes{};
+    struct statx attributes {};
     if (::statx(start, path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0) return std::nullopt;
     return makedev(attributes.stx_dev_major, attributes.stx_dev_minor);
 }

@@ -1,0 +1,336 @@
+#include <cmath>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+#include <stop_token>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "Index/Crawl.hpp"
+#include "Index/LookAheadWalk.hpp"
+#include "Support/DeepFile.hpp"
+#include "Support/DeepTree.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/RandomText.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using test::allPaths;
+using test::idOf;
+using test::TemporaryTree;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
+
+/// While it lives, temporary trees are made in memory where the system has a folder for that.
+class InMemory {
+public:
+    InMemory() {
+        if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
+    }
+    ~InMemory() { ::unsetenv("TMPDIR"); }
+};
+
+/// Several hundred folders, few and many children each, with files in them.
+void makeRandomTree(const TemporaryTree& tree, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<std::string> folders = {"."};
+    for (int i = 0; i < 500; ++i) {
+        // Preferring the last folders makes deep branches, any folder wide ones.
+        const std::size_t back =
+            random() % (random() % 4 == 0 ? std::min<std::size_t>(8, folders.size()) : folders.size());
+        folders.push_back(fmt::format("{}/d{}", folders[folders.size() - 1 - back], i));
+        std::filesystem::create_directory(tree.path(folders.back()));
+        for (std::size_t file = random() % 6; file > 0; --file) {
+            std::ofstream(tree.path(fmt::format("{}/f{}", folders.back(), file)))
+                << std::string(random() % 100, 'x');
+        }
+    }
+}
+
+std::vector<std::string> describe(const FileIndex& index) {
+    std::vector<std::string> entries = allPaths(index);
+    const ReadGuard guard(index.rwlock);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const FileEntry& entry = index.entriesLocked()[i];
+        entries[i] += fmt::format(" {} {} {} {} {}", entry.flags, entry.size, entry.modTime, entry.crTime,
+                                  entry.dirIndex);
+    }
+    return entries;
+}
+
+std::vector<std::string> crawled(const std::vector<std::string>& roots, const CrawlOptions& options = {}) {
+    FileIndex index;
+    crawl(index, roots, options);
+    return allPaths(index);
+}
+
+FileEntry entryOf(const FileIndex& index, const std::string& path) {
+    const EntryId id = idOf(index, path);
+    const ReadGuard guard(index.rwlock);
+    return index.entriesLocked()[static_cast<std::size_t>(id)];
+}
+
+TEST(Crawl, IsTheSameForAnyNumberOfThreads) {
+    const TemporaryTree tree;
+    makeRandomTree(tree, 1);
+    std::vector<std::string> onDisk;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.path()))
+        onDisk.push_back(entry.path().lexically_normal().string());
+    FileIndex reference;
+    crawl(reference, {tree.path()}, {.threads = 1});
+    EXPECT_THAT(allPaths(reference), UnorderedElementsAreArray(onDisk));
+    for (const std::size_t threads : {1, 2, 3, 8, 8, 8, 0}) {
+        FileIndex index;
+        crawl(index, {tree.path()}, {.threads = threads});
+        ASSERT_EQ(describe(index), describe(reference)) << threads;
+        EXPECT_EQ(index.generation(), reference.generation());
+    }
+}
+
+TEST(LookAheadWalk, GoesTheLastRootAndTheLastListedChildFirst) {
+    const TemporaryTree tree;
+    makeRandomTree(tree, 2);
+    using Step = std::pair<std::optional<DirIndex>, std::string>;
+    std::vector<Step> stack = {{std::nullopt, tree.makeFolder("A")}, {std::nullopt, tree.path()}};
+    DirIndex count = 0;
+    WalkOptions options;
+    options.threads = 4;
+    lookAheadWalk({stack[0].second, stack[1].second, tree.path("missing")}, options,
+                  [&](const WalkedFolder& folder) {
+                      const auto [parent, path] = stack.back();
+                      stack.pop_back();
+                      EXPECT_EQ(folder.parent, parent) << path;
+                      EXPECT_EQ(folder.name, parent ? path.substr(path.rfind('/') + 1) : path);
+                      for (std::size_t i = 0; i < folder.listing.count(); ++i) {
+                          const RawDirent entry = folder.listing[i];
+                          if (entry.isDir) stack.emplace_back(count, joinPath(path, entry.name));
+                      }
+                      return count++;
+                  });
+    EXPECT_THAT(stack, IsEmpty());
+}
+
+TEST(LookAheadWalk, AsksForChildrenByTheirFullPaths) {
+    std::vector<std::string> asked;
+    WalkOptions options;
+    options.entersChild = [&](std::string_view path) {
+        asked.emplace_back(path);
+        return false;
+    };
+    std::vector<std::string> visited;
+    lookAheadWalk({"/"}, options, [&](const WalkedFolder& folder) {
+        visited.emplace_back(folder.name);
+        return 0;
+    });
+    EXPECT_THAT(visited, ElementsAre("/"));
+    EXPECT_THAT(asked, IsSupersetOf({"/dev", "/proc", "/tmp"}));
+}
+
+TEST(LookAheadWalk, EntersOnlyAllowedDevicesButAnyRoot) {
+    const TemporaryTree tree;
+    tree.write("inner/file");
+    const auto visits = [&](DeviceId allowed) {
+        WalkOptions options;
+        options.allowedDevices = {allowed};
+        int count = 0;
+        lookAheadWalk({tree.path()}, options, [&](const WalkedFolder&) { return count++; });
+        return count;
+    };
+    const DeviceId device = OpenFolder::deviceAt(nullptr, tree.path()).value();
+    EXPECT_EQ(visits(device), 2);
+    EXPECT_EQ(visits(device + 1), 1);
+}
+
+TEST(Crawl, NeverFollowsLinksBelowARoot) {
+    const TemporaryTree tree;
+    tree.write("outside/secret");
+    const std::string root = tree.makeFolder("root");
+    std::filesystem::create_directory_symlink("../outside", root + "/link");
+    std::filesystem::create_directory_symlink(".", root + "/loop");
+    std::filesystem::create_symlink("nowhere", root + "/dangling");
+    FileIndex index;
+    crawl(index, {root}, {});
+    EXPECT_THAT(allPaths(index), UnorderedElementsAre(root + "/link", root + "/loop", root + "/dangling"));
+    EXPECT_EQ(entryOf(index, root + "/link").flags, FileEntry::symbolicLink);
+    EXPECT_EQ(entryOf(index, root + "/dangling").size, 7U);
+    EXPECT_THAT(crawled({root + "/link"}), ElementsAre(root + "/link/secret"));
+}
+
+TEST(Crawl, LeavesOutWhatCannotBeRead) {
+    const TemporaryTree tree;
+    tree.write("locked/inner");
+    tree.write("unsearchable/inner");
+    ::chmod(tree.path().c_str(), 0755);
+    ::chmod(tree.path("locked").c_str(), 0);
+    ::chmod(tree.path("unsearchable").c_str(), 0444);
+    FileIndex index;
+    {
+        const test::OrdinaryUser user;
+        if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up the rights of root";
+        crawl(index, {tree.path(), tree.path("missing"), tree.path("locked")}, {.threads = 2});
+    }
+    ::chmod(tree.path("locked").c_str(), 0755);
+    ::chmod(tree.path("unsearchable").c_str(), 0755);
+    // A folder that may be listed but not searched still tells its names.
+    EXPECT_THAT(allPaths(index), UnorderedElementsAre(tree.path("locked"), tree.path("unsearchable"),
+                                                      tree.path("unsearchable/inner")));
+}
+
+TEST(Crawl, EntersMountsButNoFileSystemOfTheKernel) {
+    const TemporaryTree tree;
+    tree.write("disk/hidden");
+    const test::MountedFolder disk("tmpfs", tree.path("disk"));
+    const test::MountedFolder kernel("proc", tree.makeFolder("kernel"));
+    if (!disk.isMounted() || !kernel.isMounted()) GTEST_SKIP() << "needs the right to mount";
+    tree.write("disk/inner");
+    EXPECT_THAT(crawled({tree.path()}, {.threads = 2}),
+                UnorderedElementsAre(tree.path("disk"), tree.path("kernel"), tree.path("disk/inner")));
+    EXPECT_THAT(crawled({tree.path("kernel/sys/kernel")}), Contains(tree.path("kernel/sys/kernel/ostype")));
+}
+
+TEST(Crawl, ListsAFileSystemOfTheKernelWhenTheRootLiesInIt) {
+    const std::vector<std::string> paths = crawled({"/proc/self/task"}, {.threads = 2});
+    EXPECT_THAT(paths, Contains(fmt::format("/proc/self/task/{}/stat", ::getpid())));
+    EXPECT_THAT(crawled({"/proc/sys/kernel"}), Contains("/proc/sys/kernel/ostype"));
+}
+
+TEST(Crawl, KeepsWholeSecondsAndSizes) {
+    const TemporaryTree tree;
+    const std::pair<timespec, double> cases[] = {{{1700000000, 999999999}, 1700000000.0},
+                                                 {{-1, 500000000}, -1.0},
+                                                 {{-86400, 0}, -86400.0},
+                                                 {{0, 1}, 0}};
+    FileIndex index;
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const std::string path = tree.write(fmt::format("{}", i), std::string(i * 1000, 'x'));
+        const timespec times[] = {cases[i].first, cases[i].first};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    }
+    ASSERT_EQ(::truncate(tree.write("sparse").c_str(), std::int64_t{1} << 40), 0);
+    tree.makeFolder("folder");
+    const auto started = static_cast<double>(::time(nullptr));
+    crawl(index, {tree.path()}, {});
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const FileEntry entry = entryOf(index, tree.path(fmt::format("{}", i)));
+        EXPECT_EQ(entry.modTime, cases[i].second) << i;
+        EXPECT_EQ(entry.size, i * 1000);
+        EXPECT_EQ(entry.flags, 0);
+    }
+    EXPECT_EQ(entryOf(index, tree.path("sparse")).size, std::uint64_t{1} << 40);
+    const FileEntry folder = entryOf(index, tree.path("folder"));
+    EXPECT_EQ(folder.flags, FileEntry::folder);
+    EXPECT_EQ(folder.size, 0U);
+    EXPECT_NEAR(folder.crTime, started, 100);
+    EXPECT_EQ(folder.crTime, std::floor(folder.crTime));
+}
+
+TEST(Crawl, ReadsNoAttributesWhenNamesAreEnough) {
+    const TemporaryTree tree;
+    tree.write("a/b", "text");
+    FileIndex index;
+    crawl(index, {tree.path()}, {.detail = ListingDetail::namesAndTypes});
+    const FileEntry file = entryOf(index, tree.path("a/b"));
+    EXPECT_EQ(file.size, 0U);
+    EXPECT_EQ(file.modTime, 0);
+    EXPECT_EQ(entryOf(index, tree.path("a")).flags, FileEntry::folder);
+}
+
+TEST(Crawl, KeepsAnyBytesOfNames) {
+    const TemporaryTree tree;
+    std::vector<std::string> paths;
+    for (const std::string& name : {std::string(255, 'n'), std::string("\xFF\xFE"), std::string("line\nfeed"),
+                                    std::string(" -space "), std::string("..."), std::string("\xC3\xA9")}) {
+        tree.write(name + "/x");
+        paths.push_back(tree.path(name));
+        paths.push_back(tree.path(name) + "/x");
+    }
+    EXPECT_THAT(crawled({tree.path()}, {.threads = 2}), UnorderedElementsAreArray(paths));
+}
+
+TEST(Crawl, ReachesWhatLiesBelowVeryLongPaths) {
+    const TemporaryTree tree;
+    const test::DeepFile file(tree.path(), "deep");
+    for (const std::size_t threads : {1, 3}) {
+        FileIndex index;
+        crawl(index, {tree.path()}, {.threads = threads});
+        EXPECT_EQ(entryOf(index, file.path).size, 4U);
+        EXPECT_EQ(index.itemCount(), 41);
+    }
+    const std::string folder = file.path.substr(0, file.path.rfind('/'));
+    EXPECT_THAT(crawled({folder}), ElementsAre(file.path));
+}
+
+TEST(Crawl, WalksAHundredThousandLevels) {
+    const InMemory inMemory;
+    const TemporaryTree tree;
+    const test::DeepTree deep(tree.path(), "d", 100000);
+    FileIndex index;
+    crawl(index, {tree.path()}, {.threads = 2});
+    EXPECT_EQ(index.itemCount(), 100000);
+    EXPECT_EQ(index.fullPath(99999)->size(), tree.path().size() + 200000);
+    EXPECT_LT(index.memoryBytes(), 30'000'000U);
+}
+
+TEST(Crawl, ListsAFolderOfManyEntriesAndReports) {
+    const InMemory inMemory;
+    const TemporaryTree tree;
+    constexpr int count = 200000;
+    const std::string many = tree.makeFolder("many");
+    for (int i = 0; i < count; ++i) {
+        const std::string path = fmt::format("{}/{}", many, i);
+        ASSERT_EQ(::mknod(path.c_str(), S_IFREG | 0600, 0), 0);
+    }
+    FileIndex index;
+    std::vector<std::pair<std::int64_t, bool>> reports;
+    crawl(index, {tree.path()}, {.threads = 2},
+          [&](std::int64_t entries, bool goesOn) { reports.emplace_back(entries, goesOn); });
+    EXPECT_EQ(index.itemCount(), count + 1);
+    EXPECT_THAT(reports, ElementsAre(std::pair(count + 1, true), std::pair(count + 1, false)));
+}
+
+/// Makes and removes folders that hold files named after them, until told to stop.
+void keepChanging(const TemporaryTree& tree, const std::stop_token& stop) {
+    std::mt19937 random(3);
+    while (!stop.stop_requested()) {
+        const std::string name = fmt::format("d{}", random() % 8);
+        const std::string inner = fmt::format("{}-{}", name, random() % 3);
+        std::error_code ignored;
+        if (random() % 3 == 0) {
+            std::filesystem::remove_all(tree.path(name), ignored);
+        } else {
+            tree.write(fmt::format("{0}/{1}/{1}-file", name, inner));
+        }
+    }
+}
+
+TEST(Crawl, SurvivesFoldersThatComeAndGo) {
+    const TemporaryTree tree;
+    const std::jthread changes([&](const std::stop_token& stop) { keepChanging(tree, stop); });
+    for (int i = 0; i < 200; ++i) {
+        for (const std::string& path : crawled({tree.path()}, {.threads = 4})) {
+            const std::size_t slash = path.rfind('/');
+            const std::string parent = path.substr(0, slash);
+            if (parent == tree.path()) continue;
+            const std::string parentName = parent.substr(parent.rfind('/') + 1);
+            ASSERT_TRUE(path.substr(slash + 1).starts_with(parentName + "-")) << path;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,126 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Index/FileIndex.hpp"
+#include "Support/IndexBuilder.hpp"
+
+namespace dovra {
+namespace {
+
+using test::addTree;
+using test::allPaths;
+using test::idOf;
+using test::makeIndex;
+using testing::ElementsAre;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
+/// The paths of the entries that are not tombstones.
+std::vector<std::string> livePaths(const FileIndex& index) {
+    std::vector<std::string> live;
+    for (std::size_t id = 0; id < allPaths(index).size(); ++id) {
+        if (const auto path = index.fullPath(static_cast<EntryId>(id))) live.push_back(*path);
+    }
+    return live;
+}
+
+void tombstoneSubtree(FileIndex& index, std::string_view path) {
+    const WriteGuard guard(index.rwlock);
+    index.tombstoneSubtreeLocked(path);
+}
+
+void tombstone(FileIndex& index, std::string_view path) {
+    const EntryId id = idOf(index, path);
+    const WriteGuard guard(index.rwlock);
+    index.tombstoneLocked(id);
+}
+
+TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
+    const auto index = makeIndex({"/a/b/x", "/a/y", "/a-b/y", "/ab/z", "/b/a/z"});
+    tombstoneSubtree(*index, "/a");
+    EXPECT_THAT(livePaths(*index),
+                UnorderedElementsAre("/a", "/a-b", "/a-b/y", "/ab", "/ab/z", "/b", "/b/a", "/b/a/z"));
+    EXPECT_EQ(index->itemCount(), 8);
+    tombstoneSubtree(*index, "/nowhere");
+    EXPECT_EQ(index->itemCount(), 8);
+    tombstoneSubtree(*index, "/");
+    EXPECT_THAT(livePaths(*index), ElementsAre());
+    EXPECT_EQ(index->itemCount(), 0);
+}
+
+TEST(FileIndex, TombstonesFoldersThatWereScannedAsRootsOfTheirOwn) {
+    FileIndex index;
+    addTree(index, {"/a/b/c/x"}, "/a/b");
+    addTree(index, {"/a/bb/y"}, "/a/bb");
+    addTree(index, {"/a/z"}, "/a");
+    tombstoneSubtree(index, "/a/b");
+    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z"));
+    tombstoneSubtree(index, "/a");
+    EXPECT_THAT(livePaths(index), ElementsAre());
+}
+
+TEST(FileIndex, KnowsThePathsOfLiveEntries) {
+    const auto index = makeIndex({"/top\xFF\n", "/a/b c"});
+    EXPECT_EQ(index->fullPath(0), "/top\xFF\n");
+    EXPECT_EQ(index->fullPath(2), "/a/b c");
+    EXPECT_EQ(index->fullPath(-1), std::nullopt);
+    EXPECT_EQ(index->fullPath(3), std::nullopt);
+    tombstone(*index, "/a/b c");
+    tombstone(*index, "/a/b c");
+    EXPECT_EQ(index->fullPath(2), std::nullopt);
+    EXPECT_EQ(index->itemCount(), 2);
+}
+
+TEST(FileIndex, ResolvesThePathsOfFilesOnly) {
+    const auto index = makeIndex({"/folder/", "/gone", "/file", "/folder/inner"});
+    tombstone(*index, "/gone");
+    const std::vector<EntryId> ids = {3, 0, 1, 2};
+    EXPECT_THAT(index->resolvePathsLocking(ids),
+                UnorderedElementsAre(Pair(2, "/file"), Pair(3, "/folder/inner")));
+}
+
+TEST(FileIndex, TellsAnEmptyFolderFromOneThatWasNotListed) {
+    const auto index = makeIndex({"/empty/", "/full/x"});
+    {
+        const WriteGuard guard(index->rwlock);
+        index->appendEntryLocked({.name = "unlisted", .isDir = true}, *index->directoriesLocked().find("/"));
+    }
+    const EntryId unlisted = idOf(*index, "/unlisted");
+    const ReadGuard guard(index->rwlock);
+    const auto entry = [&](EntryId id) { return index->entriesLocked()[static_cast<std::size_t>(id)]; };
+    EXPECT_EQ(index->contentsOfLocked(entry(0)), index->directoriesLocked().find("/empty"));
+    EXPECT_EQ(index->contentsOfLocked(entry(1)), index->directoriesLocked().find("/full"));
+    EXPECT_EQ(index->contentsOfLocked(entry(unlisted)), std::nullopt);
+}
+
+TEST(FileIndex, ForgetsEverythingOnReset) {
+    FileIndex index;
+    const auto trigram = std::make_shared<TrigramIndex>();
+    index.attachTrigramIndex(trigram);
+    addTree(index, {"/one", "/two/three"});
+    tombstone(index, "/one");
+    const std::uint64_t generation = index.generation();
+    EXPECT_EQ(generation, 2U);  // one for each listing
+    index.reset();
+    EXPECT_EQ(index.generation(), generation + 1);
+    EXPECT_EQ(index.itemCount(), 0);
+    EXPECT_EQ(index.fullPath(0), std::nullopt);
+    EXPECT_EQ(trigram->candidates(TrigramIndex::trigrams("one")), std::vector<EntryId>{});
+    addTree(index, {"/new/one"}, "/new");
+    EXPECT_THAT(livePaths(index), ElementsAre("/new/one"));
+    EXPECT_EQ(trigram->candidates(TrigramIndex::trigrams("one")), std::vector<EntryId>{0});
+}
+
+TEST(FileIndex, RefusesANameThatIsTooLong) {
+    FileIndex index;
+    const std::string name(65536, 'x');
+    EXPECT_DEATH(addTree(index, {joinPath("/", name)}), "a name is longer than 65535 bytes");
+    addTree(index, {joinPath("/", name.substr(1))});
+    EXPECT_EQ(index.fullPath(0), joinPath("/", name.substr(1)));
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,55 @@
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+#include "Platform/Paths.hpp"
+
+namespace dovra {
+namespace {
+
+TEST(StandardizedPath, IsAbsoluteAndHasNoDots) {
+    const std::string here = std::filesystem::current_path().string();
+    ::setenv("HOME", "/homes/me/", 1);
+    const std::string root = ::getpwnam("root")->pw_dir;
+    const std::pair<const char*, std::string> cases[] = {
+        {"", ""},
+        {"/", "/"},
+        {"///", "/"},
+        {"/..", "/"},
+        {"/../../a", "/a"},
+        {"/a/", "/a"},
+        {"/a//b/./c/../d", "/a/b/d"},
+        {"/a/...", "/a/..."},
+        {"/a/..b", "/a/..b"},
+        {"~", "/homes/me"},
+        {"~/", "/homes/me"},
+        {"~/../x", "/homes/x"},
+        {"/a/~", "/a/~"},
+        {"~root", root},
+        {"~root/x", root + "/x"},
+        {"~no such user/x", here + "/~no such user/x"},
+        {".", here},
+        {"a", here + "/a"},
+        {"./a/..", here},
+        {"/\xFF\n", "/\xFF\n"},
+    };
+    for (const auto& [path, expected] : cases)
+        EXPECT_EQ(standardizedPath(path), expected) << path;
+}
+
+TEST(StandardizedPath, FindsTheHomeFolderWithoutTheEnvironment) {
+    const std::string home = ::getpwuid(::getuid())->pw_dir;
+    for (const char* unusable : {"", "relative"}) {
+        ::setenv("HOME", unusable, 1);
+        EXPECT_EQ(standardizedPath("~/x"), home + "/x");
+    }
+    ::unsetenv("HOME");
+    EXPECT_EQ(standardizedPath("~"), home);
+}
+
+}  // namespace
+}  // namespace dovra
