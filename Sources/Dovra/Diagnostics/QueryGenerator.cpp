@@ -71,6 +71,7 @@ GeneratedSearch QueryGenerator::next() {
                                       SortSpec::Key::relevance, SortSpec::Key::path};
     constexpr std::int64_t limits[] = {0, 1, 3, 20, 100, 2000, 1000000};
     GeneratedSearch search;
+    terms_.clear();
     search.query = sampler_.chance(50) ? leaf() : expression(0);
     if (sampler_.chance(15)) search.query = joined({search.query, " ", toggle()});
     if (sampler_.chance(5)) search.query.insert(sampler_.below(search.query.size() + 1), malformed());
@@ -97,7 +98,10 @@ std::string QueryGenerator::disjunction(int depth) {
 std::string QueryGenerator::operand(int depth) {
     const std::string_view negation = sampler_.chance(20) ? "!" : sampler_.chance(3) ? "!!" : "";
     if (depth < 3 && sampler_.chance(25)) return joined({negation, "<", expression(depth + 1), ">"});
-    return joined({negation, leaf()});
+    // A term that occurs again, perhaps negated there, is a case of its own.
+    const bool repeats = !terms_.empty() && sampler_.chance(10);
+    terms_.push_back(repeats ? terms_[sampler_.below(terms_.size())] : leaf());
+    return joined({negation, terms_.back()});
 }
 
 std::string QueryGenerator::leaf() {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Diagnostics/IndexSampler.hpp"
 #include "Index/FileIndex.hpp"
@@ -52,6 +53,7 @@ private:
     std::string malformed();
 
     IndexSampler sampler_;
+    std::vector<std::string> terms_;  ///< of the query that is being made up
     const Limits limits_;
 };
 

@@ -39,8 +39,9 @@ constexpr int deletedSubtrees = 3;
 /// Beyond this average length paths are too long to build them all for every query.
 constexpr std::size_t longestUsualPath = 4096;
 
-/// Where trees are small, queries may read files too.
-constexpr std::size_t smallTree = 20'000;
+/// Where the files of a tree are few and short, queries may read them too.
+constexpr std::uint64_t mostFilesRead = 20'000;
+constexpr std::uint64_t mostBytesRead = 32'000'000;
 
 class Run {
 public:
@@ -119,10 +120,18 @@ private:
         return bytes / samples <= longestUsualPath;
     }
 
+    bool hasLittleToRead() const {
+        const ReadGuard guard(index_->rwlock);
+        std::uint64_t bytes = 0;
+        for (const FileEntry& entry : index_->entriesLocked())
+            bytes += entry.size;
+        return index_->entriesLocked().size() <= mostFilesRead && bytes <= mostBytesRead;
+    }
+
     void checkSearches(std::string_view what, std::size_t count) {
         const Stopwatch watch;
         const QueryGenerator::Limits limits = {.mayUsePaths = hasUsualPaths(),
-                                               .mayReadFiles = entryCount() <= smallTree};
+                                               .mayReadFiles = hasLittleToRead()};
         QueryGenerator generator(*index_, seed_++, limits);
         SearchCheck check(*index_, trigram_);
         std::size_t differing = 0;
