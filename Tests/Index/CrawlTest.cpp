@@ -8,6 +8,7 @@
 #include <random>
 #include <stop_token>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -43,6 +44,22 @@ public:
         if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
     }
     ~InMemory() { ::unsetenv("TMPDIR"); }
+};
+
+/// While it lives, the process may keep no more files open than this.
+class FewDescriptors {
+public:
+    explicit FewDescriptors(rlim_t count) {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit few{.rlim_cur = count, .rlim_max = before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    FewDescriptors(const FewDescriptors&) = delete;
+    FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+private:
+    rlimit before_{};
 };
 
 /// Several hundred folders, few and many children each, with files in them.
@@ -284,6 +301,22 @@ TEST(Crawl, WalksAHundredThousandLevels) {
     EXPECT_EQ(index.itemCount(), 100000);
     EXPECT_EQ(index.fullPath(99999)->size(), tree.path().size() + 200000);
     EXPECT_LT(index.memoryBytes(), 30'000'000U);
+}
+
+TEST(Crawl, KeepsFewFoldersOpenWhereManyHaveLongPaths) {
+    const InMemory inMemory;
+    const TemporaryTree tree;
+    const std::string parent = std::string(200, 'a') + "/" + std::string(200, 'b');
+    constexpr int count = 2000;
+    // Each is opened for the sake of what lies below, because its path is too long to be extended.
+    for (int i = 0; i < count; ++i)
+        tree.makeFolder(fmt::format("{}/{:0>200}/below/it", parent, i));
+    const FewDescriptors few(128);
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        FileIndex index;
+        crawl(index, {tree.path()}, {.threads = 4});
+        ASSERT_EQ(index.itemCount(), 2 + 3 * count);
+    }
 }
 
 TEST(Crawl, ListsAFolderOfManyEntriesAndReports) {

@@ -19,8 +19,9 @@
 // order, visits the same sequence for any number of threads. When the walk's next folder is not finished, the
 // walk lists it itself or, while a helper is at it, lists the first folder of the frontier.
 //
-// The cost: two short critical sections a folder, and the listings that are finished ahead of the walk, whose
-// memory is bounded. It ends because each folder is taken once and links are not followed.
+// The cost: two short critical sections a folder, and the folders that are finished ahead of the walk: the
+// memory of their listings is bounded, and so is the number of those that stay open for what lies below. It
+// ends because each folder is taken once and links are not followed.
 
 namespace dovra {
 
@@ -32,6 +33,10 @@ constexpr std::size_t longPathBytes = WalkOptions::maxAskedPathBytes;
 
 /// Helpers pause while finished listings that the walk has not reached yet take more memory than this.
 constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
+
+/// Helpers pause too while more than this many folders that the walk has not reached yet are kept open: a
+/// process may keep a thousand files open, often fewer.
+constexpr std::size_t maxOpenAhead = 32;
 
 struct Folder {
     enum class State : std::uint8_t { pending, beingListed, done };
@@ -47,6 +52,7 @@ struct Folder {
     bool isListed = false;
     DirectoryListing listing;
     std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
+    bool isKeptOpen = false;                        ///< as the base of the children
     std::list<Folder*>::iterator place;             ///< in the frontier, until done
 };
 
@@ -98,6 +104,7 @@ private:
             child->parentDevice = device;
             folder.children.push_back(std::move(child));
         }
+        folder.isKeptOpen = base != folder.base && !folder.children.empty();
     }
 
     const WalkOptions& options_;
@@ -162,15 +169,18 @@ private:
                 changed_.wait(lock);
             }
         }
-        const bool wasFull = bytesAhead_ > maxBytesAhead;
+        const bool wasFarAhead = isFarAhead();
         bytesAhead_ -= folder.listing.memoryBytes();
-        if (wasFull) changed_.notify_all();
+        openAhead_ -= folder.isKeptOpen ? 1 : 0;
+        if (wasFarAhead) changed_.notify_all();
     }
+
+    bool isFarAhead() const { return bytesAhead_ > maxBytesAhead || openAhead_ > maxOpenAhead; }
 
     /// The first folder of the frontier that nobody is listing, now being listed by the caller; null when
     /// there is none or enough is finished ahead. At most one folder a thread is passed over.
     Folder* takeFirstPending() {
-        if (bytesAhead_ > maxBytesAhead) return nullptr;
+        if (isFarAhead()) return nullptr;
         const auto first = std::ranges::find(frontier_, Folder::State::pending, &Folder::state);
         if (first == frontier_.end()) return nullptr;
         (*first)->state = Folder::State::beingListed;
@@ -188,6 +198,7 @@ private:
         frontier_.splice(folder.place, children);
         frontier_.erase(folder.place);
         bytesAhead_ += folder.listing.memoryBytes();
+        openAhead_ += folder.isKeptOpen ? 1 : 0;
         folder.state = Folder::State::done;
         changed_.notify_all();
     }
@@ -199,6 +210,7 @@ private:
     std::condition_variable_any changed_;
     std::list<Folder*> frontier_;
     std::size_t bytesAhead_ = 0;
+    std::size_t openAhead_ = 0;
 
     std::vector<std::jthread> helpers_;  ///< last: they end before what they use
 };
