@@ -1,7 +1,9 @@
 #include "Base/Utf8.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <fmt/format.h>
+#include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
 #include "Base/AsciiFold.hpp"
@@ -44,11 +46,15 @@ constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 }  // namespace
 
 bool isValidUtf8(std::string_view bytes) {
-    if (isAscii(bytes)) return true;
+    return isAscii(bytes) || wellFormedPrefix(bytes) == bytes.size();
+}
+
+std::size_t wellFormedPrefix(std::string_view bytes) {
     for (std::size_t position = 0; position < bytes.size();) {
-        if (nextCodePoint(bytes, position) < 0) return false;
+        const std::size_t start = position;
+        if (nextCodePoint(bytes, position) < 0) return start;
     }
-    return true;
+    return bytes.size();
 }
 
 std::string repairUtf8(std::string_view bytes) {
@@ -78,6 +84,19 @@ std::string visibleText(std::string_view bytes) {
         }
     }
     return visible;
+}
+
+std::string_view trimmedWhiteSpace(std::string_view bytes) {
+    std::size_t first = bytes.size();
+    std::size_t last = 0;
+    for (std::size_t position = 0; position < bytes.size();) {
+        const std::size_t start = position;
+        const UChar32 codePoint = nextCodePoint(bytes, position);
+        if (codePoint >= 0 && u_isUWhiteSpace(codePoint) != 0) continue;
+        first = std::min(first, start);
+        last = position;
+    }
+    return first < last ? bytes.substr(first, last - first) : std::string_view();
 }
 
 }  // namespace dovra

@@ -7,6 +7,7 @@
 #include "Base/AsciiFold.hpp"
 #include "Base/ConcurrentPerform.hpp"
 #include "Base/ConcurrentSort.hpp"
+#include "Query/FrecencyLift.hpp"
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"
 
@@ -110,6 +111,13 @@ std::vector<EntryId> firstByKey(std::vector<Keyed> keyed, bool ascending, std::i
     return sorted;
 }
 
+/// Takes `unit` off the key of a match for each point of its boost.
+void liftLocked(const FileIndex& index, const std::vector<EntryId>& ids, std::uint64_t unit,
+                std::vector<Keyed>& keyed) {
+    for (const auto& [position, boost] : liftedMatchesLocked(index, ids))
+        keyed[position].key -= static_cast<std::uint64_t>(boost) * unit;
+}
+
 int alwaysEqual(EntryId /*a*/, EntryId /*b*/) {
     return 0;
 }
@@ -136,11 +144,11 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
                          alwaysEqual);
         case SortSpec::Key::relevance: {
             const Relevance relevance(query.plainTerm);
-            return first(keysOfNames(index, matches,
-                                     [&](std::string_view name) {
-                                         return thenByName(relevance.key(name), Relevance::keyBits, name);
-                                     }),
-                         compareNames);
+            std::vector<Keyed> keyed = keysOfNames(index, matches, [&](std::string_view name) {
+                return thenByName(relevance.key(name), Relevance::keyBits, name);
+            });
+            liftLocked(index, matches, thenByName(Relevance::boostUnit, Relevance::keyBits, {}), keyed);
+            return first(std::move(keyed), compareNames);
         }
         case SortSpec::Key::path:
             break;
@@ -160,7 +168,9 @@ std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<E
     const auto compareNames = [&](EntryId a, EntryId b) {
         return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
     };
-    return firstByKey(keysOfNames(index, matches, key), ascending, limit, compareNames);
+    std::vector<Keyed> keyed = keysOfNames(index, matches, key);
+    liftLocked(index, matches, std::uint64_t{1} << 32, keyed);
+    return firstByKey(std::move(keyed), ascending, limit, compareNames);
 }
 
 }  // namespace dovra

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Base/AsciiFold.hpp"
+#include "Index/RankingBoost.hpp"
 
 namespace dovra {
 
@@ -59,7 +60,8 @@ Relevance::Meeting Relevance::meeting(std::string_view name) const {
 }
 
 std::uint64_t Relevance::key(std::string_view name) const {
-    return static_cast<std::uint64_t>(meeting(name)) << 16 | name.size();
+    const std::uint64_t unlifted = static_cast<std::uint64_t>(meeting(name)) * meetingStep;
+    return (unlifted + RankingBoost::largest) * boostUnit + name.size();
 }
 
 }  // namespace dovra

@@ -1,0 +1,103 @@
+#include "Platform/AtomicFile.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Linux/FileErrors.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto uninterrupted(const Call& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// Reads until the end of the file or until `bytes` is full; cuts `bytes` to what came. False on an error.
+bool readInto(const Descriptor& file, std::string& bytes) {
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const ssize_t count = uninterrupted(
+            [&] { return ::read(file.number(), bytes.data() + filled, bytes.size() - filled); });
+        if (count < 0) return false;
+        if (count == 0) break;
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+    return true;
+}
+
+bool writeAll(const Descriptor& file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count =
+            uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
+        if (count < 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+/// What is to be replaced: a link's target where there is one.
+std::string withoutLinks(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::canonical(path, error);
+    return error ? path : target.string();
+}
+
+/// Makes a rename in the folder outlast a crash. Nothing depends on it that could be undone, so a file system
+/// that cannot do it is let be.
+void syncFolderOf(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    const Descriptor descriptor(
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor) (void)::fsync(descriptor.number());
+}
+
+}  // namespace
+
+FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
+    const Descriptor file(
+        uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    if (!file && errno == ENOENT) return {};
+    struct stat status {};
+    if (!file || ::fstat(file.number(), &status) != 0) return {{}, fileError("read", path)};
+    if (!S_ISREG(status.st_mode)) return {{}, FileError{fmt::format("{} is not a regular file", path)}};
+    const auto size = static_cast<std::size_t>(status.st_size);
+    // One byte more tells a file that grows from one that fits.
+    std::string bytes(std::min(size, maxBytes) + 1, '\0');
+    if (!readInto(file, bytes)) return {{}, fileError("read", path)};
+    if (bytes.size() > maxBytes) {
+        return {{}, FileError{fmt::format("{} is larger than {} bytes", path, maxBytes), EFBIG}};
+    }
+    return {std::move(bytes), {}};
+}
+
+std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
+    const std::string target = withoutLinks(path);
+    std::string temporary = target + ".XXXXXX";
+    // Made with mode 0600.
+    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file) return fileError("write beside", target);
+    if (writeAll(file, bytes) && uninterrupted([&] { return ::fsync(file.number()); }) == 0 &&
+        ::rename(temporary.c_str(), target.c_str()) == 0) {
+        syncFolderOf(target);
+        return std::nullopt;
+    }
+    FileError error = fileError("write", target);
+    ::unlink(temporary.c_str());
+    return error;
+}
+
+}  // namespace dovra
