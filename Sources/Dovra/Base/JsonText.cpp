@@ -12,9 +12,11 @@ struct TooDeep {};
 }  // namespace
 
 std::optional<nlohmann::json> parseJson(std::string_view text) {
-    // The depth of an event that opens an array or object is the number of those around it.
-    const auto limitDepth = [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-        if (depth > maxJsonDepth) throw TooDeep();
+    using Event = nlohmann::json::parse_event_t;
+    const auto limitDepth = [](int depth, Event event, nlohmann::json&) {
+        // The depth of a start is the number of arrays and objects around it.
+        const bool isStart = event == Event::array_start || event == Event::object_start;
+        if (isStart && depth >= maxJsonDepth) throw TooDeep();
         return true;
     };
     try {

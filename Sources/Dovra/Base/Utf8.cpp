@@ -41,6 +41,14 @@ std::string escapedControl(UChar32 codePoint) {
     }
 }
 
+std::size_t columnsOf(UChar32 codePoint) {
+    if (codePoint < 0) return 1;  // shown as a replacement character
+    constexpr std::uint32_t combining = U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK;
+    if ((U_GET_GC_MASK(codePoint) & combining) != 0) return 0;
+    const std::int32_t width = u_getIntPropertyValue(codePoint, UCHAR_EAST_ASIAN_WIDTH);
+    return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
 }  // namespace
@@ -97,6 +105,13 @@ std::string_view trimmedWhiteSpace(std::string_view bytes) {
         last = position;
     }
     return first < last ? bytes.substr(first, last - first) : std::string_view();
+}
+
+std::size_t displayColumns(std::string_view bytes) {
+    std::size_t columns = 0;
+    for (std::size_t position = 0; position < bytes.size();)
+        columns += columnsOf(nextCodePoint(bytes, position));
+    return columns;
 }
 
 }  // namespace dovra

@@ -23,4 +23,7 @@ std::string visibleText(std::string_view bytes);
 /// The text without the white space (also Unicode's) and line ends at both its ends.
 std::string_view trimmedWhiteSpace(std::string_view bytes);
 
+/// The columns that the text takes on a terminal, where it holds no control characters.
+std::size_t displayColumns(std::string_view bytes);
+
 }  // namespace dovra

@@ -20,9 +20,9 @@ struct FileContents {
 FileContents readWholeFile(const std::string& path, std::size_t maxBytes);
 
 /// Replaces the file by one with these bytes, mode 0600: whoever reads it, after a crash too, finds the old
-/// contents or the new ones, never a mixture. A symbolic link stays, its target is replaced. On failure (a
-/// full disk, a folder that may not be written) the old file is untouched and nothing is left beside it; the
-/// error is returned.
+/// contents or the new ones, never a mixture. A symbolic link to a file stays and its target is replaced. On
+/// failure (a full disk, a folder that may not be written) the old file is untouched and nothing is left
+/// beside it; the error is returned.
 [[nodiscard]] std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes);
 
 }  // namespace dovra

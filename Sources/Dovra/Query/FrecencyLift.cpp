@@ -13,9 +13,9 @@ using BoostByName = std::unordered_map<std::string_view, std::int32_t>;
 std::unordered_map<std::string_view, BoostByName> groupedByFolder(std::span<const PathBoost> boosts) {
     std::unordered_map<std::string_view, BoostByName> folders;
     for (const auto& [path, boost] : boosts) {
-        const std::size_t slash = path.rfind('/');
-        if (slash == std::string::npos) continue;
         const std::string_view whole = path;
+        const std::size_t slash = whole.rfind('/');
+        if (slash == std::string_view::npos) continue;
         folders[slash == 0 ? "/" : whole.substr(0, slash)].emplace(whole.substr(slash + 1), boost);
     }
     return folders;

@@ -56,6 +56,9 @@ public:
     PersistentTable(const PersistentTable&) = delete;
     PersistentTable& operator=(const PersistentTable&) = delete;
 
+    /// Whether the table outlasts the process.
+    bool hasFile() const { return file_.has_value(); }
+
     /// Why the file could not be read at the start, or not all of it; absent when it could or when there was
     /// none.
     const std::optional<FileError>& loadError() const { return loadError_; }

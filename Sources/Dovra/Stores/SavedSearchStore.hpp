@@ -24,6 +24,9 @@ public:
     /// only.
     explicit SavedSearchStore(std::optional<std::string> fileURL);
 
+    /// Whether the list outlasts the process.
+    bool hasFile() const { return table_->hasFile(); }
+
     /// Why the file could not be read at the start, or not all of it.
     const std::optional<FileError>& loadError() const { return table_->loadError(); }
 

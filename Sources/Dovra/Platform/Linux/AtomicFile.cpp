@@ -49,9 +49,11 @@ bool writeAll(const Descriptor& file, std::string_view bytes) {
     return true;
 }
 
-/// What is to be replaced: a link's target where there is one.
-std::string withoutLinks(const std::string& path) {
+/// What is to be replaced: a link's target where that is a file. Other links are replaced themselves: what a
+/// link to a device leads to must stay.
+std::string fileToReplace(const std::string& path) {
     std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return path;
     const std::filesystem::path target = std::filesystem::canonical(path, error);
     return error ? path : target.string();
 }
@@ -85,7 +87,7 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
 }
 
 std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
-    const std::string target = withoutLinks(path);
+    const std::string target = fileToReplace(path);
     std::string temporary = target + ".XXXXXX";
     // Made with mode 0600.
     const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
