@@ -24,6 +24,7 @@ TEST(DispatchQueue, RunsOneAtATimeInTheOrderOfEachCaller) {
     constexpr int each = 2000;
     std::vector<std::pair<int, int>> ran;  // guarded by the queue alone
     std::vector<std::thread> threads;
+    threads.reserve(callers);
     for (int caller = 0; caller < callers; ++caller) {
         threads.emplace_back([&, caller] {
             for (int i = 0; i < each; ++i)

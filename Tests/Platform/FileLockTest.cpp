@@ -16,8 +16,10 @@ TEST(FileLock, HasOneHolderAtATime) {
     const std::string path = tree.path("lock");
     // In a file, because the sanitizers do not know what a file lock guards.
     const std::string counter = tree.write("counter", "0");
+    constexpr int holders = 4;
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    threads.reserve(holders);
+    for (int i = 0; i < holders; ++i) {
         threads.emplace_back([&] {
             for (int turn = 0; turn < 50; ++turn) {
                 const auto lock = FileLock::acquire(path);

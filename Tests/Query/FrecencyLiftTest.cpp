@@ -31,9 +31,9 @@ protected:
     }
 
     std::unique_ptr<FileIndex> randomIndex() {
-        std::vector<test::IndexItem> items;
-        for (int i = 0; i < 30; ++i)
-            items.emplace_back(randomPath() + (random_() % 3 == 0 ? "/" : ""));
+        std::vector<test::IndexItem> items(30, "/");
+        for (test::IndexItem& item : items)
+            item.path = randomPath() + (random_() % 3 == 0 ? "/" : "");
         return test::makeIndex(items);
     }
 
@@ -98,9 +98,9 @@ TEST_F(FrecencyLiftTest, ScoresAreSumsWithTheBoost) {
                     expected.emplace_back(-*score - lift, name.size(), asciiFolded(name), id, paths[id]);
             }
             std::ranges::sort(expected);
-            std::vector<std::string> expectedPaths;
-            for (const auto& row : expected)
-                expectedPaths.push_back(std::get<4>(row));
+            std::vector<std::string> expectedPaths(expected.size());
+            std::ranges::transform(expected, expectedPaths.begin(),
+                                   [](const auto& row) { return std::get<4>(row); });
             EXPECT_EQ(searched(*index, query, {Key::relevance, true}), expectedPaths);
             expectedPaths.resize(std::min<std::size_t>(expectedPaths.size(), 3));
             EXPECT_EQ(searched(*index, query, {Key::name, true}, 3), expectedPaths);

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Index/RankingBoost.hpp"
@@ -13,17 +12,16 @@ namespace dovra::test {
 /// Boosts that are told once and stay.
 class FixedBoost : public RankingBoost {
 public:
-    explicit FixedBoost(std::map<std::string, std::int32_t> boosts) : boosts_(std::move(boosts)) {}
-
-    std::vector<PathBoost> boosts() const override {
-        std::vector<PathBoost> all;
-        for (const auto& [path, boost] : boosts_)
-            all.push_back({path, boost});
-        return all;
+    explicit FixedBoost(const std::map<std::string, std::int32_t>& boosts) {
+        boosts_.reserve(boosts.size());
+        for (const auto& [path, boost] : boosts)
+            boosts_.push_back({path, boost});
     }
 
+    std::vector<PathBoost> boosts() const override { return boosts_; }
+
 private:
-    std::map<std::string, std::int32_t> boosts_;
+    std::vector<PathBoost> boosts_;
 };
 
 }  // namespace dovra::test

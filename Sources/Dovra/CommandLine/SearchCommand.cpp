@@ -32,19 +32,6 @@ std::optional<std::int64_t> parseLimit(std::string_view text) {
     return number < 1 ? noLimit : number;
 }
 
-int printSearchHelp(std::span<const Option> table) {
-    fmt::print("usage: dovra --search [options] [--] <query>\n\nOptions:\n{}\n{}", optionsHelp(table),
-               queryLanguageHelp());
-    return 0;
-}
-
-bool printRows(const SearchResult& result, PathTerminator terminator) {
-    PathOutput output(terminator);
-    for (const FileRow& row : result.rows)
-        output.writePath(joinPath(row.path, row.name));
-    return output.finish();
-}
-
 }  // namespace
 
 std::vector<Option> searchOptionTable(SearchOptions& options) {
@@ -82,6 +69,8 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
     };
 }
 
+namespace {
+
 constexpr std::string_view searchUsage = R"(usage: dovra --search [options] [--] <query>
 
 Prints one full path a line, then the number of matches on standard error. Put the query in single quotes:
@@ -89,6 +78,20 @@ characters such as < > | ! * ? ; mean something to the shell.
 
 Options:
 )";
+
+int printSearchHelp(std::span<const Option> table) {
+    fmt::print("{}{}\n{}", searchUsage, optionsHelp(table), queryLanguageHelp());
+    return 0;
+}
+
+bool printRows(const SearchResult& result, PathTerminator terminator) {
+    PathOutput output(terminator);
+    for (const FileRow& row : result.rows)
+        output.writePath(joinPath(row.path, row.name));
+    return output.finish();
+}
+
+}  // namespace
 
 std::optional<SortSpec::Key> parseSortKey(std::string_view word) {
     struct SortWord {

@@ -39,7 +39,7 @@ public:
     struct Options {
         std::optional<std::string> path;  ///< absent: in memory only
         std::string queueLabel;
-        std::chrono::milliseconds saveDelay;
+        std::chrono::milliseconds saveDelay{};
     };
 
     /// Loads the table. A missing or unreadable file gives an empty one.
