@@ -56,25 +56,21 @@ std::vector<std::string> searched(const FileIndex& index, std::string_view query
     return paths;
 }
 
-TEST_F(FrecencyLiftTest, FindsTheMatchesWithABoost) {
+TEST_F(FrecencyLiftTest, KnowsEachEntryByItsPath) {
     for (int round = 0; round < 200; ++round) {
         const auto index = randomIndex();
         const Boosts boosts = randomBoosts();
         index->setFrecency(std::make_shared<test::FixedBoost>(boosts));
         const std::vector<std::string> paths = test::allPaths(*index);
-        std::vector<EntryId> matches;
-        std::map<std::size_t, std::int32_t> expected;
-        for (std::size_t id = 0; id < paths.size(); ++id) {
-            if (random_() % 3 == 0) continue;
-            if (const auto found = boosts.find(paths[id]); found != boosts.end())
-                expected[matches.size()] = found->second;
-            matches.push_back(static_cast<EntryId>(id));
-        }
         const ReadGuard guard(index->rwlock);
-        std::map<std::size_t, std::int32_t> found;
-        for (const auto& [position, boost] : liftedMatchesLocked(*index, matches))
-            EXPECT_TRUE(found.emplace(position, boost).second);
-        EXPECT_EQ(found, expected);
+        const FrecencyLift lift(*index);
+        for (std::size_t id = 0; id < paths.size(); ++id) {
+            const FileEntry& entry = index->entriesLocked()[id];
+            const auto expected = boosts.find(paths[id]);
+            EXPECT_EQ(lift.boost(entry, index->nameLocked(entry)),
+                      expected == boosts.end() ? 0 : expected->second)
+                << paths[id];
+        }
     }
 }
 

@@ -83,7 +83,8 @@ std::vector<Keyed> keysOfNames(const FileIndex& index, const std::vector<EntryId
         for (std::size_t i = first; i < last; ++i) {
             if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
             if (i + namesAhead < last) __builtin_prefetch(names + entries[ids[i + namesAhead]].nameOffset);
-            keyed[i] = {keyOf(index.nameLocked(entries[ids[i]])), ids[i]};
+            const FileEntry& entry = entries[ids[i]];
+            keyed[i] = {keyOf(entry, index.nameLocked(entry)), ids[i]};
         }
     });
     return keyed;
@@ -111,13 +112,6 @@ std::vector<EntryId> firstByKey(std::vector<Keyed> keyed, bool ascending, std::i
     return sorted;
 }
 
-/// Takes `unit` off the key of a match for each point of its boost.
-void liftLocked(const FileIndex& index, const std::vector<EntryId>& ids, std::uint64_t unit,
-                std::vector<Keyed>& keyed) {
-    for (const auto& [position, boost] : liftedMatchesLocked(index, ids))
-        keyed[position].key -= static_cast<std::uint64_t>(boost) * unit;
-}
-
 int alwaysEqual(EntryId /*a*/, EntryId /*b*/) {
     return 0;
 }
@@ -134,7 +128,9 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
     };
     switch (spec.key) {
         case SortSpec::Key::name:
-            return first(keysOfNames(index, matches, nameKey), compareNames);
+            return first(keysOfNames(index, matches,
+                                     [](const FileEntry&, std::string_view name) { return nameKey(name); }),
+                         compareNames);
         case SortSpec::Key::size:
             return first(keysOfEntries(index, matches, [](const FileEntry& entry) { return entry.size; }),
                          alwaysEqual);
@@ -144,11 +140,11 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
                          alwaysEqual);
         case SortSpec::Key::relevance: {
             const Relevance relevance(query.plainTerm);
-            std::vector<Keyed> keyed = keysOfNames(index, matches, [&](std::string_view name) {
-                return thenByName(relevance.key(name), Relevance::keyBits, name);
-            });
-            liftLocked(index, matches, thenByName(Relevance::boostUnit, Relevance::keyBits, {}), keyed);
-            return first(std::move(keyed), compareNames);
+            const FrecencyLift lift(index);
+            const auto key = [&](const FileEntry& entry, std::string_view name) {
+                return thenByName(relevance.key(name, lift.boost(entry, name)), Relevance::keyBits, name);
+            };
+            return first(keysOfNames(index, matches, key), compareNames);
         }
         case SortSpec::Key::path:
             break;
@@ -158,19 +154,19 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
 
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
                                      bool ascending, const CompiledQuery& query, std::int64_t limit) {
-    const auto key = [&](std::string_view name) {
+    const FrecencyLift lift(index);
+    const auto key = [&](const FileEntry& entry, std::string_view name) {
         const auto score =
             query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);
-        const std::uint64_t worse =
-            std::numeric_limits<std::uint32_t>::max() - static_cast<std::uint32_t>(score.value_or(0));
+        const std::uint64_t worse = std::numeric_limits<std::uint32_t>::max() -
+                                    static_cast<std::uint32_t>(score.value_or(0)) -
+                                    static_cast<std::uint32_t>(lift.boost(entry, name));
         return thenByName(worse << 16 | name.size(), 48, name);
     };
     const auto compareNames = [&](EntryId a, EntryId b) {
         return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
     };
-    std::vector<Keyed> keyed = keysOfNames(index, matches, key);
-    liftLocked(index, matches, std::uint64_t{1} << 32, keyed);
-    return firstByKey(std::move(keyed), ascending, limit, compareNames);
+    return firstByKey(keysOfNames(index, matches, key), ascending, limit, compareNames);
 }
 
 }  // namespace dovra

@@ -19,15 +19,15 @@ class Relevance {
 public:
     explicit Relevance(const std::optional<PlainTerm>& term);
 
-    /// Smaller is better. Below 2 to the power of `keyBits`. A boost of 1 is `boostUnit` less.
-    std::uint64_t key(std::string_view name) const;
+    /// Smaller is better. Below 2 to the power of `keyBits`. `boost` is the entry's, 0 to
+    /// `RankingBoost::largest`.
+    std::uint64_t key(std::string_view name, std::int32_t boost) const;
     static constexpr unsigned keyBits = 24;
-    static constexpr std::uint64_t boostUnit = std::uint64_t{1} << 16;
 
 private:
     enum class Meeting : std::uint8_t { wholeName, stem, start, wordStart, anywhere, none };
 
-    static constexpr std::uint64_t meetingStep = 24;
+    static constexpr std::int32_t meetingStep = 24;
 
     Meeting meeting(std::string_view name) const;
     Meeting bestOccurrence(std::string_view name) const;

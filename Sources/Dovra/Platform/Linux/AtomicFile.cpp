@@ -25,18 +25,22 @@ auto uninterrupted(const Call& call) {
     return result;
 }
 
-/// Reads until the end of the file or until `bytes` is full; cuts `bytes` to what came. False on an error.
-bool readInto(const Descriptor& file, std::string& bytes) {
+/// Reads to the end of the file, or to `limit` bytes; `expected` is how many there probably are. Absent on an
+/// error.
+std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, std::size_t expected) {
+    std::string bytes;
     std::size_t filled = 0;
-    while (filled < bytes.size()) {
+    while (filled < limit) {
+        // One byte more than expected, so that the end is seen without growing.
+        if (filled == bytes.size()) bytes.resize(std::min(limit, std::max(expected + 1, 2 * filled)));
         const ssize_t count = uninterrupted(
             [&] { return ::read(file.number(), bytes.data() + filled, bytes.size() - filled); });
-        if (count < 0) return false;
+        if (count < 0) return std::nullopt;
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
     }
     bytes.resize(filled);
-    return true;
+    return bytes;
 }
 
 bool writeAll(const Descriptor& file, std::string_view bytes) {
@@ -76,11 +80,9 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
     struct stat status {};
     if (!file || ::fstat(file.number(), &status) != 0) return {{}, fileError("read", path)};
     if (!S_ISREG(status.st_mode)) return {{}, FileError{fmt::format("{} is not a regular file", path)}};
-    const auto size = static_cast<std::size_t>(status.st_size);
-    // One byte more tells a file that grows from one that fits.
-    std::string bytes(std::min(size, maxBytes) + 1, '\0');
-    if (!readInto(file, bytes)) return {{}, fileError("read", path)};
-    if (bytes.size() > maxBytes) {
+    auto bytes = readUpTo(file, maxBytes + 1, static_cast<std::size_t>(status.st_size));
+    if (!bytes) return {{}, fileError("read", path)};
+    if (bytes->size() > maxBytes) {
         return {{}, FileError{fmt::format("{} is larger than {} bytes", path, maxBytes), EFBIG}};
     }
     return {std::move(bytes), {}};
