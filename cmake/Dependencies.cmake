@@ -12,3 +12,15 @@ find_package(TBB REQUIRED)
 find_package(fmt REQUIRED)
 # Property lists (tags in extended attributes): reads the binary and the XML form.
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+# JSON text: strict, and its parser does not recurse.
+find_package(nlohmann_json REQUIRED)
+# Queues and timers, later sockets: one event library for all. Headers alone.
+find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
+add_library(dovra_asio INTERFACE)
+target_include_directories(dovra_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
+target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+target_link_libraries(dovra_asio INTERFACE Threads::Threads)
+if(DOVRA_SANITIZE MATCHES "thread")
+    # The sanitizer does not know fences. Handlers are passed on under a mutex, which it does.
+    target_compile_definitions(dovra_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)
+endif()

@@ -8,6 +8,7 @@ project_folder=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
     g++ cmake ninja-build pkg-config
     libpcre2-dev libicu-dev libtbb-dev libfmt-dev libplist-dev libssl-dev nlohmann-json3-dev
+    libasio-dev
 )
 # What building and running the tests needs beside them.
 test_packages=(libgtest-dev libgmock-dev attr python3)

@@ -58,7 +58,7 @@ constexpr std::array modes = {
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", nullptr, "[options] [query]", "list files with equal contents"},
     Mode{"--du", nullptr, "[folder] [options]", "list the largest folders"},
-    Mode{"--saved", nullptr, "[name]", "list, add, remove or run saved searches"},
+    Mode{"--saved", CLI::runSaved, "[name]", "list, add, remove or run saved searches", true},
 };
 
 void printUsage(const Mode& mode) {

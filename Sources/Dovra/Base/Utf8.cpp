@@ -1,7 +1,9 @@
 #include "Base/Utf8.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <fmt/format.h>
+#include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
 #include "Base/AsciiFold.hpp"
@@ -39,16 +41,28 @@ std::string escapedControl(UChar32 codePoint) {
     }
 }
 
+std::size_t columnsOf(UChar32 codePoint) {
+    if (codePoint < 0) return 1;  // shown as a replacement character
+    constexpr std::uint32_t combining = U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK;
+    if ((U_GET_GC_MASK(codePoint) & combining) != 0) return 0;
+    const std::int32_t width = u_getIntPropertyValue(codePoint, UCHAR_EAST_ASIAN_WIDTH);
+    return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
 }  // namespace
 
 bool isValidUtf8(std::string_view bytes) {
-    if (isAscii(bytes)) return true;
+    return isAscii(bytes) || wellFormedPrefix(bytes) == bytes.size();
+}
+
+std::size_t wellFormedPrefix(std::string_view bytes) {
     for (std::size_t position = 0; position < bytes.size();) {
-        if (nextCodePoint(bytes, position) < 0) return false;
+        const std::size_t start = position;
+        if (nextCodePoint(bytes, position) < 0) return start;
     }
-    return true;
+    return bytes.size();
 }
 
 std::string repairUtf8(std::string_view bytes) {
@@ -78,6 +92,26 @@ std::string visibleText(std::string_view bytes) {
         }
     }
     return visible;
+}
+
+std::string_view trimmedWhiteSpace(std::string_view bytes) {
+    std::size_t first = bytes.size();
+    std::size_t last = 0;
+    for (std::size_t position = 0; position < bytes.size();) {
+        const std::size_t start = position;
+        const UChar32 codePoint = nextCodePoint(bytes, position);
+        if (codePoint >= 0 && u_isUWhiteSpace(codePoint) != 0) continue;
+        first = std::min(first, start);
+        last = position;
+    }
+    return first < last ? bytes.substr(first, last - first) : std::string_view();
+}
+
+std::size_t displayColumns(std::string_view bytes) {
+    std::size_t columns = 0;
+    for (std::size_t position = 0; position < bytes.size();)
+        columns += columnsOf(nextCodePoint(bytes, position));
+    return columns;
 }
 
 }  // namespace dovra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,9 @@ namespace dovra {
 /// Whether `bytes` is well-formed UTF-8 (no surrogates, no overlong forms, nothing above U+10FFFF).
 bool isValidUtf8(std::string_view bytes);
 
+/// The length of the longest start of `bytes` that is well-formed.
+std::size_t wellFormedPrefix(std::string_view bytes);
+
 /// The text with every ill-formed sequence replaced by U+FFFD, one for each maximal ill-formed subpart (the
 /// practice that the Unicode Standard recommends). Well-formed input comes back unchanged.
 std::string repairUtf8(std::string_view bytes);
@@ -15,5 +19,11 @@ std::string repairUtf8(std::string_view bytes);
 /// The text as it may be shown on a terminal: repaired, and every control character (C0, DEL and C1) made
 /// visible as "\n", "\t", "\r" or "\xHH", so that a name cannot move the cursor or restyle the screen.
 std::string visibleText(std::string_view bytes);
+
+/// The text without the white space (also Unicode's) and line ends at both its ends.
+std::string_view trimmedWhiteSpace(std::string_view bytes);
+
+/// The columns that the text takes on a terminal, where it holds no control characters.
+std::size_t displayColumns(std::string_view bytes);
 
 }  // namespace dovra

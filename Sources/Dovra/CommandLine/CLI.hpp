@@ -13,6 +13,10 @@ struct CLI {
     /// "--search": scans a folder tree, answers one query and prints one full path a line, then the number of
     /// matches on standard error. 0, or 1 when standard output could not be written.
     static int runSearch(Arguments args);
+
+    /// "--saved": lists, adds, removes and runs saved searches. 0; 1 when a name is not there, or something
+    /// could not be saved or printed; 2 for wrong usage.
+    static int runSaved(Arguments args);
 };
 
 /// The sort key that a word names, in any case; absent when it names none.

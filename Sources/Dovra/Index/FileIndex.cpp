@@ -78,6 +78,11 @@ void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
     trigram_ = std::move(trigram);
 }
 
+void FileIndex::setFrecency(std::shared_ptr<const RankingBoost> frecency) {
+    const WriteGuard guard(rwlock);
+    frecency_ = std::move(frecency);
+}
+
 void FileIndex::setScanModeOverride(std::optional<ScanMode> mode) {
     const WriteGuard guard(rwlock);
     scanModeOverride_ = mode;

@@ -18,6 +18,7 @@
 #include "Index/FileEntry.hpp"
 #include "Index/NamePool.hpp"
 #include "Index/NameSignature.hpp"
+#include "Index/RankingBoost.hpp"
 #include "Index/TrigramIndex.hpp"
 #include "Platform/DirectoryListing.hpp"
 
@@ -80,6 +81,9 @@ public:
     /// on are posted to it; those already there are not.
     void attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) DOVRA_EXCLUDES(rwlock);
 
+    /// Sets what lifts entries in an order by relevance or score; null for nothing.
+    void setFrecency(std::shared_ptr<const RankingBoost> frecency) DOVRA_EXCLUDES(rwlock);
+
     /// Forces the scan mode of searches; absent means that each search chooses.
     void setScanModeOverride(std::optional<ScanMode> mode) DOVRA_EXCLUDES(rwlock);
 
@@ -93,6 +97,7 @@ public:
     const DirectoryTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return directories_; }
     const EntryLists& entriesByDirLocked() const DOVRA_UNCHECKED_LOCKING { return entriesByDir_; }
     TrigramIndex* trigramLocked() const DOVRA_UNCHECKED_LOCKING { return trigram_.get(); }
+    const RankingBoost* frecencyLocked() const DOVRA_UNCHECKED_LOCKING { return frecency_.get(); }
     std::optional<ScanMode> scanModeOverrideLocked() const DOVRA_UNCHECKED_LOCKING {
         return scanModeOverride_;
     }
@@ -141,6 +146,7 @@ private:
     PodVector<NameSignature> signatures_ DOVRA_GUARDED_BY(rwlock);
     std::int64_t tombstones_ DOVRA_GUARDED_BY(rwlock) = 0;
     std::shared_ptr<TrigramIndex> trigram_ DOVRA_GUARDED_BY(rwlock);
+    std::shared_ptr<const RankingBoost> frecency_ DOVRA_GUARDED_BY(rwlock);
     std::optional<ScanMode> scanModeOverride_ DOVRA_GUARDED_BY(rwlock);
     std::atomic<std::uint64_t> generation_{0};
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -7,6 +8,9 @@ namespace dovra {
 
 /// The folder in which the program was started; "/" when it cannot be told.
 std::string currentDirectoryPath();
+
+/// The user's home folder: `$HOME` when that is an absolute path, else what the user database says.
+std::optional<std::string> homeFolderPath();
 
 /// The path as an absolute one: "~" and "~user" at its start replaced by the home folder (kept when there is
 /// no such user), a relative path taken from the current folder, "." and ".." removed by the text alone, no

@@ -7,6 +7,7 @@
 #include "Base/AsciiFold.hpp"
 #include "Base/ConcurrentPerform.hpp"
 #include "Base/ConcurrentSort.hpp"
+#include "Query/FrecencyLift.hpp"
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"
 
@@ -82,7 +83,8 @@ std::vector<Keyed> keysOfNames(const FileIndex& index, const std::vector<EntryId
         for (std::size_t i = first; i < last; ++i) {
             if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
             if (i + namesAhead < last) __builtin_prefetch(names + entries[ids[i + namesAhead]].nameOffset);
-            keyed[i] = {keyOf(index.nameLocked(entries[ids[i]])), ids[i]};
+            const FileEntry& entry = entries[ids[i]];
+            keyed[i] = {keyOf(entry, index.nameLocked(entry)), ids[i]};
         }
     });
     return keyed;
@@ -126,7 +128,9 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
     };
     switch (spec.key) {
         case SortSpec::Key::name:
-            return first(keysOfNames(index, matches, nameKey), compareNames);
+            return first(keysOfNames(index, matches,
+                                     [](const FileEntry&, std::string_view name) { return nameKey(name); }),
+                         compareNames);
         case SortSpec::Key::size:
             return first(keysOfEntries(index, matches, [](const FileEntry& entry) { return entry.size; }),
                          alwaysEqual);
@@ -136,11 +140,11 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
                          alwaysEqual);
         case SortSpec::Key::relevance: {
             const Relevance relevance(query.plainTerm);
-            return first(keysOfNames(index, matches,
-                                     [&](std::string_view name) {
-                                         return thenByName(relevance.key(name), Relevance::keyBits, name);
-                                     }),
-                         compareNames);
+            const FrecencyLift lift(index);
+            const auto key = [&](const FileEntry& entry, std::string_view name) {
+                return thenByName(relevance.key(name, lift.boost(entry, name)), Relevance::keyBits, name);
+            };
+            return first(keysOfNames(index, matches, key), compareNames);
         }
         case SortSpec::Key::path:
             break;
@@ -150,11 +154,13 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
 
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
                                      bool ascending, const CompiledQuery& query, std::int64_t limit) {
-    const auto key = [&](std::string_view name) {
+    const FrecencyLift lift(index);
+    const auto key = [&](const FileEntry& entry, std::string_view name) {
         const auto score =
             query.primaryFuzzy ? query.primaryFuzzy->score(name) : query.primarySimilar->score(name);
-        const std::uint64_t worse =
-            std::numeric_limits<std::uint32_t>::max() - static_cast<std::uint32_t>(score.value_or(0));
+        const std::uint64_t worse = std::numeric_limits<std::uint32_t>::max() -
+                                    static_cast<std::uint32_t>(score.value_or(0)) -
+                                    static_cast<std::uint32_t>(lift.boost(entry, name));
         return thenByName(worse << 16 | name.size(), 48, name);
     };
     const auto compareNames = [&](EntryId a, EntryId b) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Base/AsciiFold.hpp"
+#include "Index/RankingBoost.hpp"
 
 namespace dovra {
 
@@ -58,8 +59,10 @@ Relevance::Meeting Relevance::meeting(std::string_view name) const {
     return stemOf(name).size() == term_.size() ? Meeting::stem : Meeting::start;
 }
 
-std::uint64_t Relevance::key(std::string_view name) const {
-    return static_cast<std::uint64_t>(meeting(name)) << 16 | name.size();
+std::uint64_t Relevance::key(std::string_view name, std::int32_t boost) const {
+    const std::int32_t rank =
+        static_cast<std::int32_t>(meeting(name)) * meetingStep + RankingBoost::largest - boost;
+    return static_cast<std::uint64_t>(rank) << 16 | name.size();
 }
 
 }  // namespace dovra

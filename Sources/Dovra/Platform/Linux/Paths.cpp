@@ -13,15 +13,12 @@ namespace dovra {
 namespace {
 
 std::optional<std::string> homeOf(const passwd* user) {
-    if (user == nullptr || user->pw_dir == nullptr) return std::nullopt;
-    return std::string(user->pw_dir);
+    if (user == nullptr || user->pw_dir == nullptr || user->pw_dir[0] != '/') return std::nullopt;
+    return user->pw_dir;
 }
 
 std::optional<std::string> homeFolder(const std::string& userName) {
-    if (!userName.empty()) return homeOf(::getpwnam(userName.c_str()));
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && home[0] == '/') return std::string(home);
-    return homeOf(::getpwuid(::getuid()));
+    return userName.empty() ? homeFolderPath() : homeOf(::getpwnam(userName.c_str()));
 }
 
 std::string withHomeExpanded(std::string_view path) {
@@ -55,6 +52,12 @@ std::string currentDirectoryPath() {
     std::error_code error;
     const std::filesystem::path path = std::filesystem::current_path(error);
     return error ? "/" : path.string();
+}
+
+std::optional<std::string> homeFolderPath() {
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] == '/') return home;
+    return homeOf(::getpwuid(::getuid()));
 }
 
 std::string standardizedPath(std::string_view path) {

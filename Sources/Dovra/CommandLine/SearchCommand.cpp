@@ -1,4 +1,4 @@
-#include "CommandLine/CLI.hpp"
+#include "CommandLine/SearchCommand.hpp"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "Base/UnicodeFold.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/CLI.hpp"
 #include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
@@ -32,13 +32,7 @@ std::optional<std::int64_t> parseLimit(std::string_view text) {
     return number < 1 ? noLimit : number;
 }
 
-struct SearchOptions {
-    std::string root = "/";
-    std::int64_t limit = 100;
-    SortSpec sort;
-    bool usesTrigram = false;
-    PathTerminator terminator = PathTerminator::newline;
-};
+}  // namespace
 
 std::vector<Option> searchOptionTable(SearchOptions& options) {
     return {
@@ -74,6 +68,8 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
          [&](const std::string&) { options.terminator = PathTerminator::nul; }},
     };
 }
+
+namespace {
 
 constexpr std::string_view searchUsage = R"(usage: dovra --search [options] [--] <query>
 
@@ -117,7 +113,10 @@ int CLI::runSearch(Arguments args) {
     SearchOptions options;
     const std::vector<Option> table = searchOptionTable(options);
     if (asksForHelp(args)) return printSearchHelp(table);
-    const std::string query = joinedWords(parseOptions(args, table));
+    return printSearch(joinedWords(parseOptions(args, table)), options);
+}
+
+int printSearch(std::string_view query, const SearchOptions& options) {
     const QueryNeeds needs = queryNeeds(query, options.sort);
     if (needs.contentDuplicates) {
         fmt::print(stderr, "dovra: dupe:content is not available yet, the matches are not compared\n");

@@ -1,0 +1,125 @@
+#include "Platform/DispatchQueue.hpp"
+
+#include <algorithm>
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/strand.hpp>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Base/ConcurrentPerform.hpp"
+#include "Base/FatalError.hpp"
+#include "Platform/CurrentThread.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr const char* idleName = "dovra.idle";
+
+/// Threads that run what the queues of one priority are handed; started with the first of it. Utility work
+/// has threads of its own because a thread that gave up priority cannot have it back.
+class Pool {
+public:
+    /// The pool is the process's own: what runs when the process ends is waited for.
+    static Pool& of(QualityOfService quality) {
+        if (quality == QualityOfService::utility) {
+            static Pool utility(2, lowerCurrentThreadPriority);
+            return utility;
+        }
+        // Work may wait for files for long, so a machine of few processors gets some threads more than these.
+        static Pool usual(std::max<std::size_t>(activeProcessorCount(), 4), [] {});
+        return usual;
+    }
+
+    ~Pool() {
+        context_.stop();
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+    Pool(const Pool&) = delete;
+    Pool& operator=(const Pool&) = delete;
+
+    asio::io_context& context() { return context_; }
+
+    void start() {
+        std::call_once(started_, [this] {
+            for (std::size_t i = 0; i < threadCount_; ++i)
+                threads_.emplace_back([this] { run(); });
+        });
+    }
+
+private:
+    Pool(std::size_t threadCount, void (*prepareThread)())
+        : threadCount_(threadCount), prepareThread_(prepareThread) {}
+
+    void run() {
+        prepareThread_();
+        setCurrentThreadName(idleName);
+        context_.run();
+    }
+
+    std::size_t threadCount_;
+    void (*prepareThread_)();
+    asio::io_context context_;
+    asio::executor_work_guard<asio::io_context::executor_type> keepsRunning_ = make_work_guard(context_);
+    std::once_flag started_;
+    std::vector<std::thread> threads_;
+};
+
+/// The thread bears the label for the guard's lifetime.
+class ThreadLabel {
+public:
+    explicit ThreadLabel(const std::string& label) { setCurrentThreadName(label); }
+    ~ThreadLabel() { setCurrentThreadName(idleName); }
+    ThreadLabel(const ThreadLabel&) = delete;
+    ThreadLabel& operator=(const ThreadLabel&) = delete;
+};
+
+}  // namespace
+
+struct DispatchQueue::State {
+    std::string label;
+    Pool& pool;
+    asio::strand<asio::io_context::executor_type> strand = asio::make_strand(pool.context());
+
+    void run(const Work& work) const {
+        const ThreadLabel named(label);
+        work();
+    }
+};
+
+DispatchQueue::DispatchQueue(std::string label, QualityOfService quality)
+    : state_(new State{.label = std::move(label), .pool = Pool::of(quality)}) {}
+
+DispatchQueue::~DispatchQueue() = default;
+
+void DispatchQueue::async(Work work) {
+    state_->pool.start();
+    asio::post(state_->strand, [state = state_, work = std::move(work)] { state->run(work); });
+}
+
+void DispatchQueue::asyncAfter(std::chrono::steady_clock::duration delay, Work work) {
+    state_->pool.start();
+    const auto timer = std::make_shared<asio::steady_timer>(state_->strand, delay);
+    timer->async_wait([state = state_, timer, work = std::move(work)](const asio::error_code& error) {
+        if (!error) state->run(work);
+    });
+}
+
+void DispatchQueue::sync(const Work& work) {
+    if (state_->strand.running_in_this_thread()) fatalError("a queue waits for itself: " + state_->label);
+    std::promise<void> done;
+    async([&] {
+        work();
+        done.set_value();
+    });
+    done.get_future().wait();
+}
+
+}  // namespace dovra

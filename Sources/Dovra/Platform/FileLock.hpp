@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <variant>
+
+#include "Platform/FileError.hpp"
+
+namespace dovra {
+
+/// The exclusive lock of a lock file, held until the object goes: one holder at a time among all processes
+/// and all objects of one process. The system releases the lock of a process that dies. The file stays,
+/// because removing it would let two processes lock two files of one name.
+class FileLock {
+public:
+    /// Waits for the lock; makes the lock file (mode 0600) when it is not there.
+    static std::variant<FileLock, FileError> acquire(const std::string& path);
+
+    ~FileLock();
+    FileLock(FileLock&& other) noexcept;
+    FileLock& operator=(FileLock&& other) noexcept;
+
+private:
+    explicit FileLock(int descriptor) : descriptor_(descriptor) {}
+
+    int descriptor_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,47 @@
+#include "Platform/ApplicationSupport.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sys/stat.h>
+
+#include "Platform/Paths.hpp"
+
+namespace dovra {
+
+namespace {
+
+std::optional<std::string> dataHome() {
+    const char* configured = std::getenv("XDG_DATA_HOME");
+    if (configured != nullptr && configured[0] == '/') return configured;
+    const auto home = homeFolderPath();
+    if (!home) return std::nullopt;
+    return *home + "/.local/share";
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Makes the folder and those on its way that are missing; false when it is not there afterwards.
+bool makeFolders(const std::string& path) {
+    constexpr mode_t forTheUserAlone = 0700;
+    for (std::size_t end = 0; end < path.size();) {
+        end = std::min(path.find('/', end + 1), path.size());
+        // Which of these fail does not matter: the last folder is asked for below.
+        (void)::mkdir(path.substr(0, end).c_str(), forTheUserAlone);
+    }
+    return isFolder(path);
+}
+
+}  // namespace
+
+std::optional<std::string> applicationSupportFolder() {
+    const auto parent = dataHome();
+    if (!parent) return std::nullopt;
+    std::string folder = *parent + "/Dovra";
+    if (!isFolder(folder) && !makeFolders(folder)) return std::nullopt;
+    return folder;
+}
+
+}  // namespace dovra

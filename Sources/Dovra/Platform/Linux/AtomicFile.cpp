@@ -1,0 +1,107 @@
+#include "Platform/AtomicFile.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Linux/FileErrors.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto uninterrupted(const Call& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// Reads to the end of the file, or to `limit` bytes; `expected` is how many there probably are. Absent on an
+/// error.
+std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, std::size_t expected) {
+    std::string bytes;
+    std::size_t filled = 0;
+    while (filled < limit) {
+        // One byte more than expected, so that the end is seen without growing.
+        if (filled == bytes.size()) bytes.resize(std::min(limit, std::max(expected + 1, 2 * filled)));
+        const ssize_t count = uninterrupted(
+            [&] { return ::read(file.number(), bytes.data() + filled, bytes.size() - filled); });
+        if (count < 0) return std::nullopt;
+        if (count == 0) break;
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+bool writeAll(const Descriptor& file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count =
+            uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
+        if (count < 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+/// What is to be replaced: a link's target where that is a file. Other links are replaced themselves: what a
+/// link to a device leads to must stay.
+std::string fileToReplace(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return path;
+    const std::filesystem::path target = std::filesystem::canonical(path, error);
+    return error ? path : target.string();
+}
+
+/// Makes a rename in the folder outlast a crash. Nothing depends on it that could be undone, so a file system
+/// that cannot do it is let be.
+void syncFolderOf(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    const Descriptor descriptor(
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor) (void)::fsync(descriptor.number());
+}
+
+}  // namespace
+
+FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
+    const Descriptor file(
+        uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    if (!file && errno == ENOENT) return {};
+    struct stat status {};
+    if (!file || ::fstat(file.number(), &status) != 0) return {{}, fileError("read", path)};
+    if (!S_ISREG(status.st_mode)) return {{}, FileError{fmt::format("{} is not a regular file", path)}};
+    auto bytes = readUpTo(file, maxBytes + 1, static_cast<std::size_t>(status.st_size));
+    if (!bytes) return {{}, fileError("read", path)};
+    if (bytes->size() > maxBytes) {
+        return {{}, FileError{fmt::format("{} is larger than {} bytes", path, maxBytes), EFBIG}};
+    }
+    return {std::move(bytes), {}};
+}
+
+std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
+    const std::string target = fileToReplace(path);
+    std::string temporary = target + ".XXXXXX";
+    // Made with mode 0600.
+    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file) return fileError("write beside", target);
+    if (writeAll(file, bytes) && uninterrupted([&] { return ::fsync(file.number()); }) == 0 &&
+        ::rename(temporary.c_str(), target.c_str()) == 0) {
+        syncFolderOf(target);
+        return std::nullopt;
+    }
+    FileError error = fileError("write", target);
+    ::unlink(temporary.c_str());
+    return error;
+}
+
+}  // namespace dovra

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cerrno>
+#include <fmt/format.h>
+#include <string_view>
+#include <system_error>
+
+#include "Platform/FileError.hpp"
+
+namespace dovra {
+
+/// The error of a system call that failed on `path`, from its error number. `action` completes "cannot".
+inline FileError fileError(std::string_view action, std::string_view path, int code = errno) {
+    return {fmt::format("cannot {} {}: {}", action, path, std::generic_category().message(code)), code};
+}
+
+}  // namespace dovra

@@ -1,0 +1,121 @@
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+
+#include "Platform/AtomicFile.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/FullDisk.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using test::bytesOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr std::size_t anySize = 1000000;
+
+TEST(ReadWholeFile, TellsMissingFromUnreadable) {
+    const test::TemporaryTree tree;
+    const FileContents missing = readWholeFile(tree.path("absent"), anySize);
+    EXPECT_FALSE(missing.bytes || missing.error);
+    const std::string pipe = tree.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path : {pipe, tree.path(), std::string("/dev/zero"), tree.write("file") + "/x"}) {
+        const FileContents contents = readWholeFile(path, anySize);
+        EXPECT_FALSE(contents.bytes) << path;
+        ASSERT_TRUE(contents.error) << path;
+        EXPECT_THAT(contents.error->message, HasSubstr(path));
+    }
+}
+
+TEST(ReadWholeFile, ReadsUpToItsLimit) {
+    const test::TemporaryTree tree;
+    const std::string bytes(5000, 'x');
+    const std::string path = tree.write("file", bytes);
+    EXPECT_EQ(readWholeFile(path, 5000).bytes, bytes);
+    EXPECT_EQ(readWholeFile(path, 4999).error.value().code, EFBIG);
+    EXPECT_EQ(readWholeFile(tree.write("empty"), 0).bytes, "");
+    // The system tells a size of 0 for files of its own, as for one that grows while it is read.
+    EXPECT_GT(readWholeFile("/proc/self/status", anySize).bytes.value().size(), 100U);
+}
+
+TEST(WriteFileAtomically, ReplacesTheFileAndLeavesNothingBeside) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.path("file");
+    EXPECT_FALSE(writeFileAtomically(path, "first"));
+    EXPECT_EQ(test::modeOf(path), 0600U);
+    std::filesystem::permissions(path, std::filesystem::perms(0644));
+    const std::string large(3'000'000, 'x');
+    EXPECT_FALSE(writeFileAtomically(path, large));
+    EXPECT_EQ(bytesOf(path), large);
+    EXPECT_EQ(test::modeOf(path), 0600U);
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+}
+
+TEST(WriteFileAtomically, ReadersSeeOneContentOrTheOther) {
+    const test::TemporaryTree tree;
+    const std::string contents[] = {std::string(100'000, 'a'), std::string(200'000, 'b')};
+    const std::string path = tree.write("file", contents[0]);
+    std::atomic<bool> isDone = false;
+    std::thread writer([&] {
+        for (std::size_t i = 0; i < 50; ++i)
+            EXPECT_FALSE(writeFileAtomically(path, contents[i % 2]));
+        isDone = true;
+    });
+    while (!isDone)
+        EXPECT_THAT(contents, testing::Contains(readWholeFile(path, anySize).bytes.value_or("none")));
+    writer.join();
+}
+
+TEST(WriteFileAtomically, KeepsALinkToAFileAndReplacesAnyOther) {
+    const test::TemporaryTree tree;
+    const std::string target = tree.write("elsewhere/file", "old");
+    std::filesystem::create_symlink(target, tree.path("link"));
+    EXPECT_FALSE(writeFileAtomically(tree.path("link"), "new"));
+    EXPECT_TRUE(std::filesystem::is_symlink(tree.path("link")));
+    EXPECT_EQ(bytesOf(target), "new");
+
+    const std::string pipe = tree.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_symlink(pipe, tree.path("link to pipe"));
+    EXPECT_FALSE(writeFileAtomically(tree.path("link to pipe"), "new"));
+    EXPECT_EQ(bytesOf(tree.path("link to pipe")), "new");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+}
+
+TEST(WriteFileAtomically, LeavesTheOldFileWhenItFails) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.write("file", "old");
+    {
+        const test::FullDisk full(100);
+        const auto error = writeFileAtomically(path, std::string(101, 'x'));
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->code, EFBIG);
+        EXPECT_THAT(error->message, HasSubstr(path));
+    }
+    EXPECT_EQ(bytesOf(path), "old");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+
+    EXPECT_EQ(writeFileAtomically(tree.makeFolder("folder"), "x").value().code, EISDIR);
+    EXPECT_EQ(writeFileAtomically(tree.path("absent/file"), "x").value().code, ENOENT);
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file", "folder"));
+}
+
+TEST(WriteFileAtomically, ReportsAFolderThatMayNotBeWritten) {
+    const test::TemporaryTree tree;
+    std::filesystem::permissions(tree.path(), std::filesystem::perms(0555));
+    const test::OrdinaryUser ordinary;
+    if (!ordinary.isOrdinary()) GTEST_SKIP() << "rights cannot be given up here";
+    EXPECT_EQ(writeFileAtomically(tree.path("file"), "x").value().code, EACCES);
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,121 @@
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Stores/FrecencyStore.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/FullDisk.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+constexpr double start = 1.7e9;
+
+class FrecencyStoreTest : public testing::Test {
+protected:
+    FrecencyStore open() {
+        return FrecencyStore(file_, [this] { return now_.load(); });
+    }
+
+    test::TemporaryTree tree_;
+    std::string file_ = tree_.path("frecency.json");
+    std::atomic<double> now_ = start;
+};
+
+TEST_F(FrecencyStoreTest, BoostsWhatWasOpened) {
+    FrecencyStore store = open();
+    EXPECT_EQ(store.boost("/a"), 0);
+    EXPECT_TRUE(store.boosts().empty());
+    store.recordOpen("/a");
+    EXPECT_EQ(store.boost("/a"), 16);
+    for (int i = 0; i < 4; ++i)
+        store.recordOpen("/a");
+    EXPECT_EQ(store.boost("/a"), 72);
+    now_ = start + 8 * 86400.0;
+    ASSERT_EQ(store.boosts().size(), 1U);
+    EXPECT_EQ(store.boosts().front().path, "/a");
+    EXPECT_EQ(store.boosts().front().boost, 10);
+}
+
+TEST_F(FrecencyStoreTest, RemembersPathsOfAnyBytes) {
+    const std::string path = "/caf\xE9/\"x\"\n";
+    {
+        FrecencyStore store = open();
+        store.recordOpen(path);
+        EXPECT_FALSE(store.flush());
+    }
+    EXPECT_EQ(open().boost(path), 16);
+}
+
+TEST_F(FrecencyStoreTest, CountsOfTwoStoresAddUp) {
+    FrecencyStore first = open();
+    FrecencyStore second = open();
+    for (int i = 0; i < 2; ++i) {
+        first.recordOpen("/both");
+        first.recordOpen("/first");
+        second.recordOpen("/both");
+        EXPECT_FALSE(first.flush());
+        EXPECT_FALSE(second.flush());
+        EXPECT_FALSE(first.flush());
+    }
+    const FrecencyTable table = open().table();
+    EXPECT_EQ(table.find("/both").value().count, 4);
+    EXPECT_EQ(table.find("/first").value().count, 2);
+    // A save brings what others have saved.
+    EXPECT_EQ(second.table(), table);
+}
+
+TEST_F(FrecencyStoreTest, LosesNoOpenWhileItSaves) {
+    FrecencyStore first = open();
+    FrecencyStore second = open();
+    std::vector<std::thread> threads;
+    for (FrecencyStore* store : {&first, &second}) {
+        threads.emplace_back([store] {
+            for (int i = 0; i < 500; ++i)
+                store->recordOpen("/a");
+        });
+        threads.emplace_back([store] {
+            for (int i = 0; i < 20; ++i)
+                EXPECT_FALSE(store->flush());
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_FALSE(first.flush());
+    EXPECT_FALSE(second.flush());
+    EXPECT_EQ(open().table().find("/a").value().count, 1000);
+}
+
+TEST_F(FrecencyStoreTest, AFailedSaveIsMadeUpFor) {
+    FrecencyStore store = open();
+    store.recordOpen("/a");
+    {
+        const test::FullDisk full(10);
+        EXPECT_TRUE(store.flush());
+        store.recordOpen("/b");
+        EXPECT_TRUE(store.flush());
+    }
+    EXPECT_EQ(store.boost("/a"), 16);
+    EXPECT_FALSE(store.flush());
+    EXPECT_EQ(open().table(), store.table());
+    EXPECT_EQ(open().table().find("/a").value().count, 1);
+    EXPECT_EQ(open().table().size(), 2U);
+}
+
+TEST_F(FrecencyStoreTest, SavesWhatIsDueWhenItGoes) {
+    open().recordOpen("/a");
+    EXPECT_EQ(open().boost("/a"), 16);
+}
+
+TEST_F(FrecencyStoreTest, WorksInMemoryWithoutALocation) {
+    FrecencyStore store(std::nullopt);
+    store.recordOpen("/a");
+    EXPECT_FALSE(store.flush());
+    EXPECT_EQ(store.boost("/a"), 16);
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,169 @@
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "Stores/SavedSearchStore.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/FullDisk.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
+#include "Support/WaitUntil.hpp"
+
+namespace dovra {
+namespace {
+
+using test::bytesOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using Item = SavedSearchStore::Item;
+
+class SavedSearchStoreTest : public testing::Test {
+protected:
+    SavedSearchStore open() { return SavedSearchStore(file_); }
+
+    test::TemporaryTree tree_;
+    std::string file_ = tree_.path("saved-searches.json");
+};
+
+TEST_F(SavedSearchStoreTest, TrimsNamesAndIgnoresEmptyOnes) {
+    SavedSearchStore store = open();
+    store.save("  a b\n", " q ");
+    store.save(" \n\t", "x");
+    store.save("", "x");
+    EXPECT_THAT(store.items(), ElementsAre(Item{"a b", " q "}));
+    EXPECT_EQ(store.query("a b"), " q ");
+    EXPECT_EQ(store.query("A b"), std::nullopt);
+    EXPECT_FALSE(store.remove("A b"));
+    EXPECT_TRUE(store.remove("a b"));
+    EXPECT_FALSE(store.remove("a b"));
+}
+
+TEST_F(SavedSearchStoreTest, ManyChangesAreOneWrite) {
+    SavedSearchStore store = open();
+    for (int i = 0; i < 10; ++i)
+        store.save(std::to_string(i), "q");
+    ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::exists(file_); }));
+    EXPECT_THAT(open().items(), testing::SizeIs(10));
+    const ino_t written = test::statusOf(file_).st_ino;
+    EXPECT_FALSE(store.flush());
+    EXPECT_EQ(test::statusOf(file_).st_ino, written);
+    EXPECT_EQ(test::modeOf(file_), 0600U);
+    // The next change is due again.
+    store.save("x", "q");
+    ASSERT_TRUE(test::waitUntil([&] { return test::statusOf(file_).st_ino != written; }));
+}
+
+TEST_F(SavedSearchStoreTest, ChangesOfTwoStoresAreBothKept) {
+    SavedSearchStore first = open();
+    first.save("kept", "1");
+    first.save("removed", "1");
+    first.save("changed", "1");
+    EXPECT_FALSE(first.flush());
+    SavedSearchStore second = open();
+    first.save("first", "1");
+    first.remove("removed");
+    second.save("second", "2");
+    second.save("changed", "2");
+    EXPECT_FALSE(second.flush());
+    EXPECT_FALSE(first.flush());
+    const std::vector<Item> expected = {{"kept", "1"}, {"changed", "2"}, {"second", "2"}, {"first", "1"}};
+    EXPECT_EQ(open().items(), expected);
+    EXPECT_EQ(first.items(), expected);
+}
+
+TEST_F(SavedSearchStoreTest, AFileThatWasRemovedIsWrittenWhole) {
+    SavedSearchStore store = open();
+    store.save("a", "1");
+    EXPECT_FALSE(store.flush());
+    std::filesystem::remove(file_);
+    store.save("b", "2");
+    EXPECT_FALSE(store.flush());
+    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}, Item{"b", "2"}));
+}
+
+TEST_F(SavedSearchStoreTest, ADamagedFileIsKeptBeside) {
+    const std::string bad[] = {
+        "",
+        "{",
+        R"([{"name":"a","query":"1"})",
+        "{}",
+        std::string(100'000, '['),
+        "[\"\xFF\"]",
+        std::string(StoreFile::maxBytes, ' ') + "[]",
+    };
+    int number = 0;
+    for (const std::string& text : bad) {
+        tree_.write("saved-searches.json", text);
+        SavedSearchStore store = open();
+        EXPECT_THAT(store.items(), IsEmpty());
+        EXPECT_TRUE(store.loadError());
+        EXPECT_FALSE(store.flush());
+        EXPECT_EQ(bytesOf(file_), text) << "nothing was changed, so nothing is written";
+        store.save("new", "q");
+        EXPECT_FALSE(store.flush());
+        EXPECT_THAT(open().items(), ElementsAre(Item{"new", "q"}));
+        EXPECT_EQ(bytesOf(file_ + ".unreadable-" + std::to_string(++number)), text);
+    }
+    EXPECT_FALSE(open().loadError());
+}
+
+TEST_F(SavedSearchStoreTest, WhatCanBeReadOfADamagedFileIsTakenOver) {
+    const std::string text = R"([{"name":"a","query":"1"},7])";
+    tree_.write("saved-searches.json", text);
+    SavedSearchStore store = open();
+    EXPECT_TRUE(store.loadError());
+    store.save("b", "2");
+    EXPECT_FALSE(store.flush());
+    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}, Item{"b", "2"}));
+    EXPECT_EQ(bytesOf(file_ + ".unreadable-1"), text);
+}
+
+TEST_F(SavedSearchStoreTest, WhatIsNoFileIsKeptBeside) {
+    tree_.write("saved-searches.json/inner", "bytes");
+    SavedSearchStore store = open();
+    EXPECT_TRUE(store.loadError());
+    store.save("a", "1");
+    EXPECT_FALSE(store.flush());
+    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
+    EXPECT_EQ(bytesOf(file_ + ".unreadable-1/inner"), "bytes");
+}
+
+TEST_F(SavedSearchStoreTest, AFailedSaveLeavesEverythingInItsPlace) {
+    tree_.write("saved-searches.json", "damaged");
+    SavedSearchStore store = open();
+    store.save("a", "1");
+    {
+        const test::FullDisk full(10);
+        EXPECT_TRUE(store.flush());
+    }
+    EXPECT_EQ(bytesOf(file_), "damaged");
+    EXPECT_THAT(test::namesIn(tree_.path()),
+                UnorderedElementsAre("saved-searches.json", "saved-searches.json.lock"));
+    EXPECT_THAT(store.items(), ElementsAre(Item{"a", "1"}));
+    // No more is written than can be read again.
+    store.save("b", std::string(StoreFile::maxBytes, 'x'));
+    EXPECT_TRUE(store.flush());
+    store.remove("b");
+    EXPECT_FALSE(store.flush());
+    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
+}
+
+TEST_F(SavedSearchStoreTest, AFileThatMayNotBeReadIsKeptBeside) {
+    tree_.write("saved-searches.json", "[]");
+    std::filesystem::permissions(file_, std::filesystem::perms::none);
+    std::filesystem::permissions(tree_.path(), std::filesystem::perms(0777));
+    const test::OrdinaryUser ordinary;
+    if (!ordinary.isOrdinary()) GTEST_SKIP() << "rights cannot be given up here";
+    SavedSearchStore store = open();
+    EXPECT_TRUE(store.loadError());
+    store.save("a", "1");
+    EXPECT_FALSE(store.flush());
+    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
+    EXPECT_TRUE(std::filesystem::exists(file_ + ".unreadable-1"));
+}
+
+}  // namespace
+}  // namespace dovra

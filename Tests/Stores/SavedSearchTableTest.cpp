@@ -1,0 +1,58 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "Stores/SavedSearchTable.hpp"
+
+namespace dovra {
+namespace {
+
+using testing::ElementsAre;
+using Change = SavedSearchChanges::Change;
+using Item = SavedSearch;
+
+SavedSearchTable tableOf(std::initializer_list<Change> changes) {
+    SavedSearchTable table;
+    for (const Change& change : changes)
+        table.apply(SavedSearchChanges(change));
+    return table;
+}
+
+TEST(SavedSearchTable, KeepsPlacesAndExactNames) {
+    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"A", "3"}, {"a", "4"}}).items(),
+                ElementsAre(Item{"a", "4"}, Item{"b", "2"}, Item{"A", "3"}));
+    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"a", {}}, {"c", {}}, {"a", "3"}}).items(),
+                ElementsAre(Item{"b", "2"}, Item{"a", "3"}));
+}
+
+TEST(SavedSearchTable, ReadsWhatItWrites) {
+    const auto table = tableOf({{"a \"quoted\"\nname", "ext:md <a|b>"}, {"caf\xE9", "\xFF\xFE"}, {"e", ""}});
+    const auto decoded = SavedSearchTable::decode(table.encode());
+    ASSERT_TRUE(decoded);
+    EXPECT_TRUE(decoded->isWhole);
+    EXPECT_EQ(decoded->table.items(), table.items());
+    EXPECT_EQ(tableOf({{"n", "q"}}).encode(), R"([{"name":"n","query":"q"}])");
+    EXPECT_EQ(SavedSearchTable().encode(), "[]");
+}
+
+TEST(SavedSearchTable, LeavesOutElementsThatAreWrong) {
+    for (const std::string wrong : {"1", "null", "[]", "{}", R"({"name":"x"})", R"({"query":"x"})",
+                                    R"({"name":1,"query":"x"})", R"({"name":"x","query":null})",
+                                    R"({"name":" ","query":"x"})", R"({"name":"\u0000","query":"x"})"}) {
+        const auto decoded = SavedSearchTable::decode("[" + wrong + R"(,{"name":"n","query":"q"}])");
+        ASSERT_TRUE(decoded) << wrong;
+        EXPECT_FALSE(decoded->isWhole) << wrong;
+        EXPECT_THAT(decoded->table.items(), ElementsAre(Item{"n", "q"})) << wrong;
+    }
+    for (const char* text : {"", "{}", "null", R"([{"name":"n","query":"q"})"})
+        EXPECT_FALSE(SavedSearchTable::decode(text)) << text;
+}
+
+TEST(SavedSearchTable, TakesEqualNamesForOne) {
+    const auto decoded = SavedSearchTable::decode(
+        R"([{"name":"a","query":"1"},{"name":"b","query":"2"},{"name":" a\n","query":"3"}])");
+    EXPECT_THAT(decoded->table.items(), ElementsAre(Item{"a", "3"}, Item{"b", "2"}));
+}
+
+}  // namespace
+}  // namespace dovra
