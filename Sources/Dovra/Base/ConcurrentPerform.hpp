@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
 
 namespace dovra {
 
@@ -10,7 +11,9 @@ namespace dovra {
 std::size_t activeProcessorCount();
 
 /// Calls `body(i)` for every i below `iterations`, spread over the processors on a pool that stays warm, and
-/// returns when all are done. Iterations must not depend on each other. An exception of one is rethrown here.
+/// returns when all are done. Iterations must not depend on each other; they may call this again. While it
+/// waits, the calling thread runs nothing but iterations of this call, so what it holds (locks, its own
+/// buffers) is safe. An exception of one iteration is rethrown here.
 template <typename Body>
 void concurrentPerform(std::size_t iterations, const Body& body) {
     if (iterations == 1) {
@@ -21,10 +24,12 @@ void concurrentPerform(std::size_t iterations, const Body& body) {
     // atomics state the same ordering (start before every body, every body before the return) where it can.
     std::atomic<std::size_t> started{iterations};
     std::atomic<std::size_t> finished{0};
-    oneapi::tbb::parallel_for(std::size_t{0}, iterations, [&](std::size_t i) {
-        (void)started.load(std::memory_order_acquire);
-        body(i);
-        finished.fetch_add(1, std::memory_order_release);
+    oneapi::tbb::this_task_arena::isolate([&] {
+        oneapi::tbb::parallel_for(std::size_t{0}, iterations, [&](std::size_t i) {
+            (void)started.load(std::memory_order_acquire);
+            body(i);
+            finished.fetch_add(1, std::memory_order_release);
+        });
     });
     (void)finished.load(std::memory_order_acquire);
 }
