@@ -19,7 +19,7 @@ MODES = [
     "--saved",
 ]
 # Those that this version answers with an error.
-UNAVAILABLE = ["--snapshot", "--http", "--mcp", "--duplicates", "--du", "--saved"]
+UNAVAILABLE = ["--snapshot", "--http", "--mcp", "--saved"]
 
 
 class UnavailableModes(ProgramTest):

@@ -13,6 +13,15 @@ struct CLI {
     /// "--search": scans a folder tree, answers one query and prints one full path a line, then the number of
     /// matches on standard error. 0, or 1 when standard output could not be written.
     static int runSearch(Arguments args);
+
+    /// "--duplicates": scans a folder tree and prints the sets of files with equal contents, then their
+    /// number and what they waste on standard error. While it reads, a terminal there shows how far it is.
+    /// 0, or 1 when standard output could not be written.
+    static int runDuplicates(Arguments args);
+
+    /// "--du": scans a folder tree and prints the folders that hold the most bytes. 0, or 1 when standard
+    /// output could not be written.
+    static int runDiskUsage(Arguments args);
 };
 
 /// The sort key that a word names, in any case; absent when it names none.
