@@ -12,5 +12,6 @@ find_package(TBB REQUIRED)
 find_package(fmt REQUIRED)
 # Property lists (tags in extended attributes): reads the binary and the XML form.
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
-# SHA-256: uses the processor's instructions for it.
+# SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.
+set(OPENSSL_USE_STATIC_LIBS ON)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)

@@ -34,15 +34,6 @@ Digest digestOf(std::string_view bytes) {
     return hash.finish();
 }
 
-std::string hexOf(const Digest& digest) {
-    std::string text;
-    for (const unsigned char byte : digest) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
-    }
-    return text;
-}
-
 /// Files that exist in memory only, identified by their position, and what is read of them.
 class Contents {
 public:
@@ -85,16 +76,6 @@ private:
 std::string changedAt(std::string bytes, std::size_t position) {
     bytes[position] = static_cast<char>(bytes[position] + 1);
     return bytes;
-}
-
-TEST(Sha256, HasTheStandardsValues) {
-    EXPECT_EQ(hexOf(digestOf("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(hexOf(digestOf("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    Sha256 hash;
-    hash.update(std::string_view("ab"));
-    hash.update(std::string_view("c"));
-    EXPECT_EQ(hash.finish(), digestOf("abc"));
-    EXPECT_EQ(hash.finish(), digestOf(""));
 }
 
 TEST(SizeGroups, AreTheSizesThatAreShared) {
@@ -169,25 +150,6 @@ TEST(Refine, GroupsAsComparingEveryByteWould) {
             EXPECT_EQ(contents.refined(), contents.equalOnes()) << size;
         }
     }
-}
-
-TEST(RangeDigest, IsOfTheBytesThatExist) {
-    const test::TemporaryTree tree;
-    const std::string bytes = [] {
-        std::mt19937 random(1);
-        return test::randomText(random, "abcdefgh", 300'000, 300'000);
-    }();
-    const std::string path = tree.write("file", bytes);
-    EXPECT_EQ(Finder::rangeDigest(path, 0, 300'000), digestOf(bytes));
-    EXPECT_EQ(Finder::rangeDigest(path, 5, 200'000), digestOf(bytes.substr(5, 200'000)));
-    EXPECT_EQ(Finder::rangeDigest(path, 299'990, 4096), digestOf(bytes.substr(299'990)));
-    EXPECT_EQ(Finder::rangeDigest(path, 300'001, 4096), digestOf(""));
-    EXPECT_EQ(Finder::rangeDigest(path, ~std::uint64_t{0}, 1), std::nullopt);
-    EXPECT_EQ(Finder::rangeDigest(tree.path("absent"), 0, 1), std::nullopt);
-    EXPECT_EQ(Finder::rangeDigest(tree.path("absent"), 0, 0), digestOf(""));
-    EXPECT_EQ(Finder::rangeDigest(tree.path("absent"), 0, -1), digestOf(""));
-    // A failure leaves nothing behind for the next value.
-    EXPECT_EQ(Finder::rangeDigest(path, 0, 10), digestOf(bytes.substr(0, 10)));
 }
 
 DuplicateGroup groupOf(std::size_t rows, std::uint64_t size) {

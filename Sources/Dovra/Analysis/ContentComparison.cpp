@@ -1,11 +1,13 @@
 #include "Analysis/ContentComparison.hpp"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <map>
 #include <utility>
 
+#include "Analysis/RangeDigest.hpp"
 #include "Base/ConcurrentPerform.hpp"
 #include "Platform/RegularFile.hpp"
 
@@ -26,6 +28,23 @@ constexpr std::uint64_t parallelBytes = std::uint64_t{256} * 1024;
 constexpr std::size_t parallelMembers = 32;
 
 constexpr std::size_t mostFilesKeptOpen = 1024;
+
+std::size_t pairCount(std::size_t count) {
+    return (count + 1) / 2;
+}
+
+/// One or two elements.
+template <typename T>
+std::span<T> pairAt(std::span<T> all, std::size_t pair) {
+    return all.subspan(2 * pair, std::min<std::size_t>(2, all.size() - 2 * pair));
+}
+
+std::uint64_t bytesOf(std::span<const Request> requests) {
+    std::uint64_t bytes = 0;
+    for (const Request& request : requests)
+        bytes += static_cast<std::uint64_t>(request.length);
+    return bytes;
+}
 
 /// Counts the files that are kept open, over all threads.
 class OpenFileBudget {
@@ -49,6 +68,8 @@ struct Search {
     OpenFileBudget& budget;
     HashProgress& progress;
 };
+
+using FilePair = std::array<const RegularFile*, 2>;
 
 /// Tells a file on disk from all others, whatever names it has.
 using Identity = std::pair<std::uint64_t, std::uint64_t>;
@@ -101,25 +122,39 @@ private:
         std::optional<Digest> head;       ///< when it was taken right after opening
     };
 
+    /// Two at a time, as all that follows.
     void openMembers() {
-        if (members_.size() < parallelMembers) {
-            std::ranges::for_each(members_, [&](Member& member) { open(member); });
-        } else {
-            concurrentPerform(members_.size(), [&](std::size_t i) { open(members_[i]); });
+        const auto openPair = [&](std::size_t i) { open(pairAt(std::span(members_), i)); };
+        const std::size_t pairs = pairCount(members_.size());
+        if (members_.size() >= parallelMembers) return concurrentPerform(pairs, openPair);
+        for (std::size_t i = 0; i < pairs; ++i)
+            openPair(i);
+    }
+
+    /// The start of a file is read on the way, unless it might be read under another name too.
+    void open(std::span<Member> pair) {
+        FilePair files{};
+        for (std::size_t i = 0; i < pair.size(); ++i) {
+            openOne(pair[i]);
+            if (pair[i].file && !pair[i].hasOtherNames) files[i] = &*pair[i].file;
+        }
+        const auto heads =
+            rangeDigests(files, 0, static_cast<std::int64_t>(std::min(size_, Finder::edgeBytes)));
+        for (std::size_t i = 0; i < pair.size(); ++i) {
+            pair[i].head = heads[i];
+            if (pair[i].file && !search_.budget.take()) pair[i].file.reset();
         }
     }
 
-    /// The start of the file is read on the way, unless it might be read under another name too.
-    void open(Member& member) {
+    void openOne(Member& member) {
         const auto path = search_.candidates.path(member.id);
         if (!path) return;
-        auto file = RegularFile::open(*path, RegularFile::Links::refuse);
-        if (!file || file->size() > size_) return;
+        member.file = RegularFile::open(*path, RegularFile::Links::refuse);
+        if (member.file && member.file->size() > size_) member.file.reset();
+        if (!member.file) return;
         member.wasOpened = true;
-        member.identity = identityOf(*file);
-        member.hasOtherNames = file->linkCount() > 1;
-        if (!member.hasOtherNames) member.head = Finder::rangeDigest(*file, 0, headLength());
-        if (search_.budget.take()) member.file = std::move(file);
+        member.identity = identityOf(*member.file);
+        member.hasOtherNames = member.file->linkCount() > 1;
     }
 
     /// Leaves one name of each file on disk among the members.
@@ -157,32 +192,39 @@ private:
 
     Finder::Digests digests(std::span<const Request> requests) {
         Finder::Digests found =
-            parallelDigests(requests, [&](const Request& request) { return digest(request); });
-        std::uint64_t bytes = 0;
-        for (const Request& request : requests)
-            bytes += static_cast<std::uint64_t>(request.length);
+            parallelDigests(requests, [&](auto pair, auto pairDigests) { answer(pair, pairDigests); });
+        const std::uint64_t bytes = bytesOf(requests);
         hashedBytes_ += bytes;
         search_.progress.bytesDone += bytes;
         return found;
     }
 
-    std::optional<Digest> digest(const Request& request) const {
-        const Member& member = *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
-        if (request.offset == 0 && member.head) return member.head;
-        if (member.file) return Finder::rangeDigest(*member.file, request.offset, request.length);
-        const auto file = reopened(member);
-        return file ? Finder::rangeDigest(*file, request.offset, request.length) : std::nullopt;
+    void answer(std::span<const Request> requests, std::span<std::optional<Digest>> digests) const {
+        std::array<std::optional<RegularFile>, 2> reopened;
+        FilePair files{};
+        for (std::size_t i = 0; i < requests.size(); ++i) {
+            const Member& member = *std::ranges::lower_bound(members_, requests[i].id, {}, &Member::id);
+            if (requests[i].offset == 0 && member.head) {
+                digests[i] = member.head;
+            } else if (member.file) {
+                files[i] = &*member.file;
+            } else if ((reopened[i] = reopen(member))) {
+                files[i] = &*reopened[i];
+            }
+        }
+        const auto read = rangeDigests(files, requests[0].offset, requests[0].length);
+        for (std::size_t i = 0; i < requests.size(); ++i) {
+            if (files[i] != nullptr) digests[i] = read[i];
+        }
     }
 
     /// Absent when something else has taken the file's place.
-    std::optional<RegularFile> reopened(const Member& member) const {
+    std::optional<RegularFile> reopen(const Member& member) const {
         auto file =
             RegularFile::open(search_.candidates.path(member.id).value_or(""), RegularFile::Links::refuse);
         if (file && identityOf(*file) != member.identity) file.reset();
         return file;
     }
-
-    std::int64_t headLength() const { return static_cast<std::int64_t>(std::min(size_, Finder::edgeBytes)); }
 
     const Finder::SizeGroup& group_;
     const std::uint64_t size_;
@@ -213,16 +255,17 @@ std::vector<Finder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates&
     return groups;
 }
 
-Finder::Digests parallelDigests(std::span<const Request> requests,
-                                const std::function<std::optional<Digest>(const Request&)>& digestOf) {
-    std::uint64_t bytes = 0;
-    for (const Request& request : requests)
-        bytes += static_cast<std::uint64_t>(request.length);
+Finder::Digests parallelDigests(std::span<const Request> requests, const PairDigester& answer) {
     Finder::Digests digests(requests.size());
-    if (bytes < parallelBytes) {
-        std::ranges::transform(requests, digests.begin(), digestOf);
+    const auto answerPair = [&](std::size_t i) {
+        answer(pairAt(requests, i), pairAt(std::span(digests), i));
+    };
+    const std::size_t pairs = pairCount(requests.size());
+    if (bytesOf(requests) < parallelBytes) {
+        for (std::size_t i = 0; i < pairs; ++i)
+            answerPair(i);
     } else {
-        concurrentPerform(requests.size(), [&](std::size_t i) { digests[i] = digestOf(requests[i]); });
+        concurrentPerform(pairs, answerPair);
     }
     return digests;
 }

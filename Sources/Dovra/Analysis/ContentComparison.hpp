@@ -22,10 +22,13 @@ namespace dovra {
 std::vector<DuplicateFinder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
                                                                HashProgress& progress);
 
-/// Answers a batch of requests on all processors, or on the calling thread when that is as fast. `digestOf`
-/// is called once for each request, by any thread.
-DuplicateFinder::Digests parallelDigests(
-    std::span<const DuplicateFinder::DigestRequest> requests,
-    const std::function<std::optional<Digest>(const DuplicateFinder::DigestRequest&)>& digestOf);
+/// Answers one or two requests that are for the same range; `digests` is as long as `requests`.
+using PairDigester = std::function<void(std::span<const DuplicateFinder::DigestRequest> requests,
+                                        std::span<std::optional<Digest>> digests)>;
+
+/// Answers a batch of requests for one range on all processors, or on the calling thread when that is as
+/// fast. `answer` is called by any thread.
+DuplicateFinder::Digests parallelDigests(std::span<const DuplicateFinder::DigestRequest> requests,
+                                         const PairDigester& answer);
 
 }  // namespace dovra

@@ -20,15 +20,14 @@ const FileEntry* currentEntryLocked(const FileIndex& index, const Item& item) {
     return isCandidate(entry) && entry.size == item.size ? &entry : nullptr;
 }
 
-/// The members of all groups by identifier, in which files of the same folder stand together.
-std::vector<Item> membersOf(std::span<const DuplicateFinder::SizeGroup> groups) {
-    std::vector<Item> members;
+/// Which identifiers, all below `end`, are members of a group.
+std::vector<bool> membership(std::span<const DuplicateFinder::SizeGroup> groups, std::size_t end) {
+    std::vector<bool> isMember(end);
     for (const DuplicateFinder::SizeGroup& group : groups) {
         for (const EntryId id : group.ids)
-            members.push_back({id, group.size});
+            isMember[static_cast<std::size_t>(id)] = true;
     }
-    std::ranges::sort(members, {}, &Item::id);
-    return members;
+    return isMember;
 }
 
 }  // namespace
@@ -44,22 +43,25 @@ std::vector<Item> duplicateItemsLocked(const FileIndex& index, std::span<const E
 
 DuplicateCandidates::DuplicateCandidates(const FileIndex& index, std::span<const Item> items)
     : groups_(DuplicateFinder::sizeGroups(items)) {
-    copyPaths(index, membersOf(groups_));
+    copyPaths(index, items);
 }
 
-void DuplicateCandidates::copyPaths(const FileIndex& index, std::span<const Item> members) {
+void DuplicateCandidates::copyPaths(const FileIndex& index, std::span<const Item> items) {
+    if (items.empty()) return;
+    const auto isMember = membership(groups_, static_cast<std::size_t>(items.back().id) + 1);
     const ReadGuard guard(index.rwlock);
     generation_ = index.generation();
     DirIndex folder = -1;
-    for (const Item& member : members) {
-        const FileEntry* entry = currentEntryLocked(index, member);
+    for (const Item& item : items) {
+        if (!isMember[static_cast<std::size_t>(item.id)]) continue;
+        const FileEntry* entry = currentEntryLocked(index, item);
         if (entry == nullptr) continue;
         if (entry->dirIndex != folder) {
             folder = entry->dirIndex;
             folders_.push_back(index.directoriesLocked().path(folder));
         }
         const auto folderPosition = static_cast<std::uint32_t>(folders_.size() - 1);
-        files_.push_back({member.id, folderPosition, names_.size(), entry->nameLen});
+        files_.push_back({item.id, folderPosition, names_.size(), entry->nameLen});
         names_.append(index.nameLocked(*entry).data(), entry->nameLen);
     }
 }

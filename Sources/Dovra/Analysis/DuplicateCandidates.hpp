@@ -22,7 +22,7 @@ std::vector<DuplicateFinder::Item> duplicateItemsLocked(const FileIndex& index, 
 /// of threads.
 class DuplicateCandidates {
 public:
-    /// Groups the items by size and takes the read lock to copy their paths.
+    /// Groups the items (by ascending identifier) by size and takes the read lock to copy their paths.
     DuplicateCandidates(const FileIndex& index, std::span<const DuplicateFinder::Item> items);
 
     /// Largest size first.
@@ -44,7 +44,7 @@ private:
         std::size_t nameLen;
     };
 
-    void copyPaths(const FileIndex& index, std::span<const DuplicateFinder::Item> members);
+    void copyPaths(const FileIndex& index, std::span<const DuplicateFinder::Item> items);
 
     std::vector<DuplicateFinder::SizeGroup> groups_;
     std::vector<File> files_;  ///< by identifier

@@ -13,9 +13,6 @@ namespace {
 
 using Finder = DuplicateFinder;
 
-/// Small enough for what was read to be hashed while the processor's cache holds it.
-constexpr std::size_t bufferBytes = std::size_t{128} * 1024;
-
 /// Splits every group by the digests of one range of its files, all in one batch.
 std::vector<Finder::IdGroup> split(std::span<const Finder::IdGroup> groups, std::uint64_t offset,
                                    std::uint64_t length, const Finder::DigestFunction& digestsOf) {
@@ -93,33 +90,6 @@ std::vector<Finder::IdGroup> Finder::refine(std::uint64_t size, IdGroup ids, con
         offset += length;
     }
     return groups;
-}
-
-std::optional<Digest> Finder::rangeDigest(const std::string& path, std::uint64_t offset,
-                                          std::int64_t length) {
-    if (length <= 0) return Sha256().finish();
-    const auto file = RegularFile::open(path, RegularFile::Links::refuse);
-    return file ? rangeDigest(*file, offset, length) : std::nullopt;
-}
-
-std::optional<Digest> Finder::rangeDigest(const RegularFile& file, std::uint64_t offset,
-                                          std::int64_t length) {
-    thread_local Sha256 hash;
-    thread_local std::vector<char> buffer(bufferBytes);
-    auto left = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
-    while (left > 0) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer.size()));
-        const auto count = file.readAt(offset, std::span(buffer).first(wanted));
-        if (!count) {
-            (void)hash.finish();
-            return std::nullopt;
-        }
-        if (*count == 0) break;
-        hash.update(std::span(buffer).first(*count));
-        offset += *count;
-        left -= *count;
-    }
-    return hash.finish();
 }
 
 std::uint64_t Finder::reclaimableBytes(std::span<const DuplicateGroup> groups) {

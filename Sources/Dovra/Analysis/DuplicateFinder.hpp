@@ -4,12 +4,10 @@
 #include <functional>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "Analysis/Sha256.hpp"
 #include "Index/FileRow.hpp"
-#include "Platform/RegularFile.hpp"
 
 namespace dovra {
 
@@ -20,7 +18,7 @@ struct DuplicateGroup {
 };
 
 /// How equal files are found: grouped by size, which costs nothing, and then told apart by the SHA-256 values
-/// of ever more of their bytes. These are the steps; none of them touches an index.
+/// of ever more of their bytes. These are the steps; none of them touches an index or a file.
 struct DuplicateFinder {
     /// A file that may have an equal.
     struct Item {
@@ -64,14 +62,6 @@ struct DuplicateFinder {
     /// by their first 4 KiB, then by their last, then by 4 MiB slices of what lies between; a file that
     /// differs from all others is not read further. Nothing is read of a lone file.
     static std::vector<IdGroup> refine(std::uint64_t size, IdGroup ids, const DigestFunction& digests);
-
-    /// The digest of a range of a file; of what there is of it, if the file ends within. Absent when the path
-    /// cannot be read or is not (or leads through a link to) a regular file. A length of 0 or less is no
-    /// bytes, and opens nothing. Any thread.
-    static std::optional<Digest> rangeDigest(const std::string& path, std::uint64_t offset,
-                                             std::int64_t length);
-    static std::optional<Digest> rangeDigest(const RegularFile& file, std::uint64_t offset,
-                                             std::int64_t length);
 
     /// The bytes that are freed by keeping one file of each group. More than 2^64 is fatal.
     static std::uint64_t reclaimableBytes(std::span<const DuplicateGroup> groups);

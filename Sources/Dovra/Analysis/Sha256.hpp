@@ -1,10 +1,8 @@
 #pragma once
 
 #include <array>
-#include <memory>
+#include <openssl/sha.h>
 #include <span>
-
-struct evp_md_ctx_st;  // of the cryptography library
 
 namespace dovra {
 
@@ -12,25 +10,18 @@ namespace dovra {
 /// together).
 using Digest = std::array<unsigned char, 32>;
 
-/// Computes SHA-256 values, one after another. Making one costs far more than reusing it: keep one a thread.
+/// Computes the SHA-256 value of bytes that come in pieces.
 class Sha256 {
 public:
     Sha256();
 
-    /// Takes the next bytes of the current value.
     void update(std::span<const char> bytes);
 
-    /// The value of the bytes since the last call; the next value starts.
+    /// The value of all bytes so far. Nothing may follow.
     Digest finish();
 
 private:
-    void start();
-
-    struct ContextDeleter {
-        void operator()(evp_md_ctx_st* context) const;
-    };
-
-    std::unique_ptr<evp_md_ctx_st, ContextDeleter> context_;
+    SHA256_CTX context_;
 };
 
 }  // namespace dovra
