@@ -92,9 +92,9 @@ void memory(benchmark::State& state) {
 /// Folders in an order that the processor cannot foresee.
 std::vector<DirIndex> shuffledFolders(const DirectoryTable& folders) {
     Random random(seed);
-    std::vector<DirIndex> order;
-    for (int i = 0; i < 100'000; ++i)
-        order.push_back(static_cast<DirIndex>(random.below(folders.count())));
+    std::vector<DirIndex> order(100'000);
+    for (DirIndex& folder : order)
+        folder = static_cast<DirIndex>(random.below(folders.count()));
     return order;
 }
 

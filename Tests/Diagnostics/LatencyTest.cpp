@@ -6,9 +6,9 @@ namespace dovra {
 namespace {
 
 TEST(LatencyTest, PercentilesAreTheNearestRanks) {
-    std::vector<double> shuffled;
+    std::vector<double> shuffled(200);
     for (int i = 0; i < 200; ++i)
-        shuffled.push_back(1 + i * 77 % 200);  // 1 to 200 in disorder
+        shuffled[static_cast<std::size_t>(i)] = 1 + i * 77 % 200;  // 1 to 200 in disorder
     const Latency latency(shuffled);
     EXPECT_EQ(latency.minimum(), 1);
     EXPECT_EQ(latency.median(), 100);

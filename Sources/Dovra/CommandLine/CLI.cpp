@@ -34,7 +34,7 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
          [&](const std::string& value) { options.root = standardizedPath(value); }},
         {{"--limit", "-n"},
          "number",
-         "print at most so many paths; below 1: all (default: 100)",
+         "print at most this many paths; 0 prints all (default: 100)",
          [&](const std::string& value) { options.limit = parseLimit(value).value_or(options.limit); }},
         {{"--sort", "-s"},
          "key",
@@ -44,9 +44,12 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
          }},
         {{"--desc", "-d"},
          {},
-         "the other way around",
+         "reverse the order",
          [&](const std::string&) { options.sort.ascending = false; }},
-        {{"--asc"}, {}, "the usual way around", [&](const std::string&) { options.sort.ascending = true; }},
+        {{"--asc"},
+         {},
+         "do not reverse it (default)",
+         [&](const std::string&) { options.sort.ascending = true; }},
         {{"--trigram"},
          {},
          "build a trigram index first (for measuring)",
@@ -58,9 +61,16 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
     };
 }
 
+constexpr std::string_view searchUsage = R"(usage: dovra --search [options] [--] <query>
+
+Prints one full path a line, then the number of matches on standard error. Put the query in single quotes:
+characters such as < > | ! * ? ; mean something to the shell.
+
+Options:
+)";
+
 int printSearchHelp(std::span<const Option> table) {
-    fmt::print("usage: dovra --search [options] [--] <query>\n\nOptions:\n{}\n{}", optionsHelp(table),
-               queryLanguageHelp());
+    fmt::print("{}{}\n{}", searchUsage, optionsHelp(table), queryLanguageHelp());
     return 0;
 }
 

@@ -27,8 +27,8 @@ constexpr std::size_t shownFaults = 20;
 /// A file may change between two scans; a tree that does so this often cannot be compared.
 constexpr int scanAttempts = 3;
 
-/// Entries that one round of queries looks at, all queries together: about half a minute.
-constexpr std::size_t entriesPerRound = 40'000'000;
+/// Entries that one round of queries looks at, all queries together: about 20 seconds.
+constexpr std::size_t entriesPerRound = 25'000'000;
 constexpr std::size_t fewestQueries = 20;
 constexpr std::size_t mostQueries = 1500;
 

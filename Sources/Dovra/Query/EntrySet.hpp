@@ -27,6 +27,14 @@ public:
     void insert(EntryId id) { words_[wordOf(id)] |= bitOf(id); }
     void erase(EntryId id) { words_[wordOf(id)] &= ~bitOf(id); }
     void insert(EntryRange range);
+
+    /// Adds the entry `first` + i for each bit i of `bits`.
+    void insertBits(EntryId first, std::uint64_t bits) {
+        const unsigned shift = static_cast<unsigned>(first) % 64;
+        words_[wordOf(first)] |= bits << shift;
+        const std::uint64_t carried = shift == 0 ? 0 : bits >> (64 - shift);
+        if (carried != 0) words_[wordOf(first) + 1] |= carried;
+    }
     void erase(EntryRange range);
 
     std::int64_t count() const;

@@ -6,6 +6,7 @@
 
 #include "Base/AsciiFold.hpp"
 #include "Base/ConcurrentPerform.hpp"
+#include "Base/ConcurrentSort.hpp"
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"
 
@@ -103,7 +104,7 @@ std::vector<EntryId> firstByKey(std::vector<Keyed> keyed, bool ascending, std::i
         std::ranges::nth_element(keyed, keyed.begin() + wanted, comesBefore);
         keyed.resize(static_cast<std::size_t>(wanted));
     }
-    std::ranges::sort(keyed, comesBefore);
+    concurrentSort(keyed, comesBefore);
     std::vector<EntryId> sorted(keyed.size());
     std::ranges::transform(keyed, sorted.begin(), &Keyed::id);
     return sorted;

@@ -9,7 +9,7 @@
 
 namespace dovra {
 
-/// The first `limit` of the matches (ascending identifiers) in the order of the specification; equal keys
+/// The first `limit` of the matches (ascending identifiers) in the order of `spec`; equal keys
 /// keep the index's order in both directions. Only these are sorted, the others are told apart from them.
 /// `query` says what relevance means. The index's read lock is held.
 std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<EntryId> matches, SortSpec spec,

@@ -104,10 +104,12 @@ private:
         bool carry = __builtin_add_overflow(starts, inside, &sum);
         carry = __builtin_add_overflow(sum, static_cast<std::uint64_t>(carry_), &sum) || carry;
         carry_ = carry;
+        std::uint64_t names = 0;
         for (std::uint64_t found = (sum | hits) & ends; found != 0; found &= found - 1) {
-            const auto bit = static_cast<std::size_t>(std::countr_zero(found));
-            hits_.insert(nextName_ + std::popcount(ends & below(bit)));
+            const std::uint64_t endsBefore = ends & ((found & -found) - 1);
+            names |= std::uint64_t{1} << std::popcount(endsBefore);
         }
+        if (names != 0) hits_.insertBits(nextName_, names);
         nextName_ += std::popcount(ends);
     }
 

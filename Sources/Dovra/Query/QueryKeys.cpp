@@ -37,47 +37,52 @@ constexpr Words duplicateWords[] = {"dupe", "dupes", "duplicate", "duplicates"};
 constexpr Words emptyWords[] = {"empty", "emptyfolder", "emptyfolders", "emptydir", "emptydirs"};
 
 constexpr std::array table = {
-    QueryKeyInfo{QueryKey::file, fileWords, false, "file:", "files only (whatever is not a folder)"},
+    QueryKeyInfo{QueryKey::file, fileWords, false, "file:", "files only: whatever is not a folder"},
     QueryKeyInfo{QueryKey::folder, folderWords, false, "folder:", "folders only"},
     QueryKeyInfo{QueryKey::extension, extensionWords, false, "ext:md;txt", "one of these extensions"},
     QueryKeyInfo{QueryKey::size, sizeWords, false, "size:>1mb",
-                 "size of a file: > < >= <= =, with b kb mb gb tb in powers of 1024"},
+                 "size of a file, exact or behind > < >= <=; b kb mb gb tb are powers of 1024"},
     QueryKeyInfo{QueryKey::dateModified, modifiedWords, false, "dm:thisweek",
-                 "modified: today, yesterday, this or last week, month or year, or a date with > < >= <="},
-    QueryKeyInfo{QueryKey::dateCreated, createdWords, false, "dc:>=2024-03", "created: the same"},
+                 "modified: today, yesterday, thisweek, lastweek (month, year), or a date as for dc:"},
+    QueryKeyInfo{QueryKey::dateCreated, createdWords, false, "dc:>=2024-03",
+                 "created: the same words, or 2024, 2024-03, 2024-03-15, also behind > < >= <="},
     QueryKeyInfo{QueryKey::path, pathWords, true, "path:src",
-                 "text in the whole path; without text, plain terms look at paths"},
-    QueryKeyInfo{QueryKey::noPath, noPathWords, true, "nopath:", "plain terms look at names (the usual)"},
-    QueryKeyInfo{QueryKey::name, nameWords, false, "name:a/b", "text in the name, whatever the context says"},
+                 "text in the full path; without text, every plain term looks there"},
+    QueryKeyInfo{QueryKey::noPath, noPathWords, true, "nopath:", "plain terms look at names (the default)"},
+    QueryKeyInfo{QueryKey::name, nameWords, false, "name:main", "text in the name, also when path: is set"},
     QueryKeyInfo{QueryKey::stem, stemWords, false, "stem:report", "text in the name without its extension"},
     QueryKeyInfo{QueryKey::caseSensitive, caseWords, true, "case:README",
-                 "with its case; without text, the whole query"},
-    QueryKeyInfo{QueryKey::caseInsensitive, noCaseWords, true, "nocase:readme", "the reverse"},
+                 "text in this case; without text, case counts in the whole query"},
+    QueryKeyInfo{QueryKey::caseInsensitive, noCaseWords, true, "nocase:readme",
+                 "text in any case; without text, the whole query (the default)"},
     QueryKeyInfo{QueryKey::wholeWord, wholeWordWords, true, "ww:log",
-                 "as a whole word; without text, all plain terms"},
-    QueryKeyInfo{QueryKey::noWholeWord, noWholeWordWords, true, "noww:", "parts of words too (the usual)"},
-    QueryKeyInfo{QueryKey::regex, regexWords, false, "regex:^v\\d+$", "a regular expression on the name"},
+                 "text as a whole word; without text, all text is"},
+    QueryKeyInfo{QueryKey::noWholeWord, noWholeWordWords, true,
+                 "noww:", "text in parts of words too (the default)"},
+    QueryKeyInfo{QueryKey::regex, regexWords, false, "regex:^v\\d+$",
+                 "a regular expression on the name; on the full path when path: is set"},
     QueryKeyInfo{QueryKey::fuzzy, fuzzyWords, false, "fuzzy:fbar",
-                 "the letters in this order, best match first; a capital makes it case-sensitive"},
+                 "names with these letters in this order, best first; a capital makes case count"},
     QueryKeyInfo{QueryKey::similar, similarWords, false, "similar:invoice.pdf",
-                 "names that look alike, best first"},
-    QueryKeyInfo{QueryKey::content, contentWords, false, "content:TODO", "text inside regular files"},
+                 "names that look like this one, best first"},
+    QueryKeyInfo{QueryKey::content, contentWords, false, "content:TODO",
+                 "text inside regular files, which are read for it"},
     QueryKeyInfo{QueryKey::tag, tagWords, false, "tag:red",
-                 "files with such a tag; without text, with any tag"},
+                 "what has a tag that contains the text; without text, any tag"},
     QueryKeyInfo{QueryKey::duplicates, duplicateWords, true,
-                 "dupe:", "names that occur more than once; dupe:content for equal contents"},
+                 "dupe:", "names that occur more than once among the results; dupe:content: equal contents"},
     QueryKeyInfo{QueryKey::emptyFolders, emptyWords, true, "empty:", "folders with nothing in them"},
 };
 
 constexpr std::string_view operatorsHelp =
-    R"(  report            names that contain the text, in any case
-  report 2024       both (AND)
-  jpg|png           either (OR, binds tighter than AND)
-  !draft            not
-  <a b>|c           grouping
-  "exact phrase"    text with spaces or operators
-  *.pdf  a?c        wildcards over the whole name: any text, any one byte
-  src/main          a "/" makes the term look at the whole path
+    R"(  report              names that contain the text, in any case
+  report 2024         both (AND)
+  jpg|png             either (OR, binds tighter than AND)
+  !draft              not
+  <a b>|c             grouping
+  "exact phrase"      text with spaces or operators
+  *.pdf  a?c          wildcards over the whole name: any text, any one byte
+  src/main            a "/" makes the term look at the full path
 )";
 
 std::string joined(std::span<const std::string_view> words) {

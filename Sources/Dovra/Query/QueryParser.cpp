@@ -117,6 +117,8 @@ private:
     NodeIndex addLeaf(const std::string& term) {
         const auto [known, isNew] = leaves_.try_emplace(term, 0);
         if (isNew) known->second = makeNewLeaf(term);
+        // A term that was negated before may not be so here.
+        notePlainTerm(query_.tree[known->second]);
         return known->second;
     }
 
@@ -128,7 +130,6 @@ private:
         if (const auto* similar = std::get_if<SimilarMatcher>(&leaf); similar && !query_.primarySimilar) {
             query_.primarySimilar = *similar;
         }
-        notePlainTerm(leaf);
         return query_.tree.add(std::move(leaf));
     }
 

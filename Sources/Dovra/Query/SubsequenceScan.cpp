@@ -82,12 +82,12 @@ std::uint32_t lowestBits(std::size_t count) {
 /// The entries of a block whose signatures have all the required bits, and where their names are.
 struct Block {
     struct Name {
-        const std::uint8_t* bytes;
-        std::size_t length;
+        const std::uint8_t* bytes = nullptr;
+        std::size_t length = 0;
     };
 
-    std::array<EntryId, entriesPerBlock> ids;
-    std::array<Name, entriesPerBlock> names;
+    std::array<EntryId, entriesPerBlock> ids{};
+    std::array<Name, entriesPerBlock> names{};
     std::size_t count = 0;
 
     void gather(std::span<const NameSignature> signatures, NameSignature required, EntryRange range) {
