@@ -8,8 +8,8 @@
 
 namespace dovra {
 
-void PrintTo(const DirUsage& usage, std::ostream* out) {
-    *out << usage.path << " " << usage.totalBytes << " " << usage.fileCount;
+std::ostream& operator<<(std::ostream& out, const DirUsage& usage) {
+    return out << usage.path << " " << usage.totalBytes << " " << usage.fileCount;
 }
 
 namespace {
@@ -117,6 +117,7 @@ TEST(DiskUsage, IsWhatTheDefinitionSays) {
 
 TEST(DiskUsage, SumsInPiecesAsInOne) {
     std::vector<IndexItem> items;
+    items.reserve(200'000);
     for (int i = 0; i < 200'000; ++i)
         items.emplace_back(fmt::format("/{}/{}", i % 7, i), i);
     const auto index = test::makeIndex(items);

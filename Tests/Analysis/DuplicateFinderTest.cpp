@@ -14,8 +14,8 @@ bool operator==(const DuplicateFinder::SizeGroup& a, const DuplicateFinder::Size
     return a.size == b.size && a.ids == b.ids;
 }
 
-void PrintTo(const DuplicateFinder::DigestRequest& request, std::ostream* out) {
-    *out << "{" << request.id << ", " << request.offset << ", " << request.length << "}";
+std::ostream& operator<<(std::ostream& out, const DuplicateFinder::DigestRequest& request) {
+    return out << "{" << request.id << ", " << request.offset << ", " << request.length << "}";
 }
 
 namespace {

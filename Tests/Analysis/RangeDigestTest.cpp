@@ -50,15 +50,15 @@ TEST(Sha256Pair, HasTheValuesOfEach) {
 TEST(RangeDigest, IsOfTheBytesThatExist) {
     const test::TemporaryTree tree;
     const std::string bytes = randomBytes(300'000);
-    const std::string path = tree.write("file", bytes);
-    EXPECT_EQ(rangeDigest(path, 0, 300'000), digestOf(bytes));
-    EXPECT_EQ(rangeDigest(path, 5, 200'000), digestOf(bytes.substr(5, 200'000)));
-    EXPECT_EQ(rangeDigest(path, 299'990, 4096), digestOf(bytes.substr(299'990)));
-    EXPECT_EQ(rangeDigest(path, 300'001, 4096), digestOf(""));
-    EXPECT_EQ(rangeDigest(path, ~std::uint64_t{0}, 1), std::nullopt);
-    EXPECT_EQ(rangeDigest(tree.path("absent"), 0, 1), std::nullopt);
-    EXPECT_EQ(rangeDigest(tree.path("absent"), 0, 0), digestOf(""));
-    EXPECT_EQ(rangeDigest(tree.path("absent"), 0, -1), digestOf(""));
+    const auto file = RegularFile::open(tree.write("file", bytes));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(rangeDigest(*file, 0, 300'000), digestOf(bytes));
+    EXPECT_EQ(rangeDigest(*file, 5, 200'000), digestOf(bytes.substr(5, 200'000)));
+    EXPECT_EQ(rangeDigest(*file, 299'990, 4096), digestOf(bytes.substr(299'990)));
+    EXPECT_EQ(rangeDigest(*file, 300'001, 4096), digestOf(""));
+    EXPECT_EQ(rangeDigest(*file, 0, 0), digestOf(""));
+    EXPECT_EQ(rangeDigest(*file, 0, -1), digestOf(""));
+    EXPECT_EQ(rangeDigest(*file, ~std::uint64_t{0}, 1), std::nullopt);
 }
 
 TEST(RangeDigest, OfTwoFilesIsThatOfEach) {

@@ -35,9 +35,8 @@ protected:
     }
 
     static std::vector<std::string> namesOf(const std::vector<FileRow>& rows) {
-        std::vector<std::string> names;
-        for (const FileRow& row : rows)
-            names.push_back(row.name);
+        std::vector<std::string> names(rows.size());
+        std::ranges::transform(rows, names.begin(), &FileRow::name);
         return names;
     }
 

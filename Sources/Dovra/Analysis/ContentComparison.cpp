@@ -204,17 +204,15 @@ private:
         FilePair files{};
         for (std::size_t i = 0; i < requests.size(); ++i) {
             const Member& member = *std::ranges::lower_bound(members_, requests[i].id, {}, &Member::id);
-            if (requests[i].offset == 0 && member.head) {
-                digests[i] = member.head;
-            } else if (member.file) {
-                files[i] = &*member.file;
-            } else if ((reopened[i] = reopen(member))) {
-                files[i] = &*reopened[i];
-            }
+            if (requests[i].offset == 0) digests[i] = member.head;
+            if (digests[i]) continue;
+            if (!member.file) reopened[i] = reopen(member);
+            const auto& file = member.file ? member.file : reopened[i];
+            if (file) files[i] = &*file;
         }
         const auto read = rangeDigests(files, requests[0].offset, requests[0].length);
         for (std::size_t i = 0; i < requests.size(); ++i) {
-            if (files[i] != nullptr) digests[i] = read[i];
+            if (!digests[i]) digests[i] = read[i];
         }
     }
 

@@ -3,17 +3,15 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 #include "Analysis/Sha256.hpp"
 #include "Platform/RegularFile.hpp"
 
 namespace dovra {
 
-/// The digest of a range of a file; of what there is of it, if the file ends within. Absent when the path
-/// cannot be read or is not (or leads through a link at its end to) a regular file. A length of 0 or less is
-/// no bytes, and opens nothing. Any thread.
-std::optional<Digest> rangeDigest(const std::string& path, std::uint64_t offset, std::int64_t length);
+/// The digest of a range of a file; of what there is of it, if the file ends within. A length of 0 or less is
+/// no bytes. Absent when reading fails. Any thread.
+std::optional<Digest> rangeDigest(const RegularFile& file, std::uint64_t offset, std::int64_t length);
 
 /// The same range of one or two files at once, which takes less time than one after the other. Absent for
 /// a null file, and where reading fails. Any thread.

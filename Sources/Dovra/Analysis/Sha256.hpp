@@ -21,7 +21,7 @@ public:
     Digest finish();
 
 private:
-    SHA256_CTX context_;
+    SHA256_CTX context_{};
 };
 
 }  // namespace dovra
