@@ -56,8 +56,8 @@ constexpr std::array modes = {
     Mode{"--http", nullptr, "[options]", "serve a search page"},
     Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
-    Mode{"--duplicates", nullptr, "[options] [query]", "list files with equal contents"},
-    Mode{"--du", nullptr, "[folder] [options]", "list the largest folders"},
+    Mode{"--duplicates", CLI::runDuplicates, "[options] [query]", "list files with equal contents", true},
+    Mode{"--du", CLI::runDiskUsage, "[folder] [options]", "list the largest folders", true},
     Mode{"--saved", CLI::runSaved, "[name]", "list, add, remove or run saved searches", true},
 };
 

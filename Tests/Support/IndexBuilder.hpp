@@ -21,7 +21,9 @@ struct IndexItem {
     std::uint64_t size = 0;
     double modTime = 0;
 
-    IndexItem(const char* itemPath) : path(itemPath) {}
+    // Implicit, so that a list of paths is a list of items.
+    IndexItem(const char* itemPath) : path(itemPath) {}  // NOLINT(google-explicit-constructor)
+    // NOLINTNEXTLINE(google-explicit-constructor)
     IndexItem(std::string itemPath, std::uint64_t itemSize = 0, double itemModTime = 0)
         : path(std::move(itemPath)), size(itemSize), modTime(itemModTime) {}
 };

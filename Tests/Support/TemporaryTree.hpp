@@ -30,7 +30,7 @@ public:
 
     /// Writes a file, with the folders on its way; returns its absolute path.
     std::string write(std::string_view relativePath, std::string_view bytes = {}) const {
-        const std::string file = path(relativePath);
+        std::string file = path(relativePath);
         std::filesystem::create_directories(std::filesystem::path(file).parent_path());
         std::ofstream stream(file, std::ios::binary);
         stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -5,6 +5,7 @@
 #include <exception>
 #include <mutex>
 #include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
 #include <thread>
 #include <vector>
 
@@ -39,7 +40,9 @@ void performOnNewThreads(std::size_t iterations, const Body& body) {
 }
 
 /// Calls `body(i)` for every i below `iterations`, spread over the processors on a pool that stays warm, and
-/// returns when all are done. Iterations must not depend on each other. An exception of one is rethrown here.
+/// returns when all are done. Iterations must not depend on each other; they may call this again. While it
+/// waits, the calling thread runs nothing but iterations of this call, so what it holds (locks, its own
+/// buffers) is safe. An exception of one iteration is rethrown here.
 template <typename Body>
 void concurrentPerform(std::size_t iterations, const Body& body) {
     if (iterations == 1) {
@@ -49,7 +52,8 @@ void concurrentPerform(std::size_t iterations, const Body& body) {
 #ifdef DOVRA_THREAD_SANITIZER
     performOnNewThreads(iterations, body);
 #else
-    oneapi::tbb::parallel_for(std::size_t{0}, iterations, body);
+    oneapi::tbb::this_task_arena::isolate(
+        [&] { oneapi::tbb::parallel_for(std::size_t{0}, iterations, body); });
 #endif
 }
 

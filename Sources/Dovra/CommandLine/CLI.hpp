@@ -14,6 +14,15 @@ struct CLI {
     /// matches on standard error. 0, or 1 when standard output could not be written.
     static int runSearch(Arguments args);
 
+    /// "--duplicates": scans a folder tree and prints the sets of files with equal contents, then their
+    /// number and what they waste on standard error. While it reads, a terminal there shows how far it is.
+    /// 0, or 1 when standard output could not be written.
+    static int runDuplicates(Arguments args);
+
+    /// "--du": scans a folder tree and prints the folders that hold the most bytes. 0, or 1 when standard
+    /// output could not be written.
+    static int runDiskUsage(Arguments args);
+
     /// "--saved": lists, adds, removes and runs saved searches. 0; 1 when a name is not there, or something
     /// could not be saved or printed; 2 for wrong usage.
     static int runSaved(Arguments args);

@@ -1,6 +1,7 @@
 #include "CommandLine/Options.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <fmt/format.h>
 
 namespace dovra {
@@ -44,6 +45,15 @@ std::string optionsHelp(std::span<const Option> options) {
         help += fmt::format("  {:<24} {}\n", words, option.help);
     }
     return help;
+}
+
+std::optional<std::int64_t> parseLimit(std::string_view text) {
+    if (text.starts_with("+-")) return std::nullopt;
+    if (text.starts_with('+')) text.remove_prefix(1);
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return number < 1 ? noLimit : number;
 }
 
 bool asksForHelp(Arguments arguments) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <limits>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +29,11 @@ std::vector<std::string> parseOptions(Arguments arguments, std::span<const Optio
 
 /// A line or two for each option.
 std::string optionsHelp(std::span<const Option> options);
+
+inline constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
+
+/// A decimal integer with an optional sign, below 1 meaning `noLimit`; absent when the text is none.
+std::optional<std::int64_t> parseLimit(std::string_view text);
 
 /// The only argument is "--help".
 bool asksForHelp(Arguments arguments);

@@ -21,13 +21,17 @@ PathOutput::PathOutput(PathTerminator terminator)
       isForPerson_(terminator == PathTerminator::newline && isTerminal(StandardStream::output)) {}
 
 void PathOutput::writePath(std::string_view path) {
-    if (isForPerson_) {
-        buffer_ += visibleText(path);
-    } else {
-        buffer_ += path;
-    }
-    buffer_ += terminator_;
+    writeText(shown(path));
+    writeText({&terminator_, 1});
+}
+
+void PathOutput::writeText(std::string_view text) {
+    buffer_ += text;
     if (buffer_.size() >= flushBytes) flush();
+}
+
+std::string PathOutput::shown(std::string_view path) const {
+    return isForPerson_ ? visibleText(path) : std::string(path);
 }
 
 void PathOutput::flush() {

@@ -17,6 +17,15 @@ public:
 
     void writePath(std::string_view path);
 
+    /// Text that is not a path, as it is; styling and terminators are the caller's.
+    void writeText(std::string_view text);
+
+    /// A record without a path: an empty line, or a second terminator.
+    void endSet() { writePath({}); }
+
+    /// The path as it is printed, for what stands in the middle of a line.
+    std::string shown(std::string_view path) const;
+
     /// Writes out what is left. False when anything could not be written: the reason has been reported on
     /// standard error, unless it is that nobody reads any more.
     [[nodiscard]] bool finish();

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <fmt/core.h>
-#include <limits>
 #include <memory>
 
 #include "Base/UnicodeFold.hpp"
@@ -17,22 +15,6 @@
 #include "Query/SearchEngine.hpp"
 
 namespace dovra {
-
-namespace {
-
-constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
-
-/// A decimal integer with an optional sign; below 1 means no limit.
-std::optional<std::int64_t> parseLimit(std::string_view text) {
-    if (text.starts_with("+-")) return std::nullopt;
-    if (text.starts_with('+')) text.remove_prefix(1);
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-    return number < 1 ? noLimit : number;
-}
-
-}  // namespace
 
 std::vector<Option> searchOptionTable(SearchOptions& options) {
     return {
@@ -118,9 +100,6 @@ int CLI::runSearch(Arguments args) {
 
 int printSearch(std::string_view query, const SearchOptions& options) {
     const QueryNeeds needs = queryNeeds(query, options.sort);
-    if (needs.contentDuplicates) {
-        fmt::print(stderr, "dovra: dupe:content is not available yet, the matches are not compared\n");
-    }
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
     crawl(index, {options.root}, {.detail = needs.detail});

@@ -24,4 +24,12 @@ std::string TerminalStyle::bold(std::string_view text) const {
     return styled("\x1b[1m", text);
 }
 
+std::string TerminalStyle::accent(std::string_view text) const {
+    return styled("\x1b[38;2;207;58;78m", text);
+}
+
+std::string TerminalStyle::dim(std::string_view text) const {
+    return styled("\x1b[2m", text);
+}
+
 }  // namespace dovra

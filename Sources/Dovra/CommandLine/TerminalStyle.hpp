@@ -14,6 +14,9 @@ public:
     explicit TerminalStyle(StandardStream stream);
 
     std::string bold(std::string_view text) const;
+    /// In the colour that marks what matters.
+    std::string accent(std::string_view text) const;
+    std::string dim(std::string_view text) const;
 
 private:
     std::string styled(std::string_view escape, std::string_view text) const;

@@ -32,6 +32,8 @@ public:
     /// Device and inode number together identify the file among all names it may have.
     std::uint64_t device() const { return device_; }
     std::uint64_t inode() const { return inode_; }
+    /// How many names the file has on its file system.
+    std::uint64_t linkCount() const { return linkCount_; }
 
 private:
     explicit RegularFile(int descriptor) : descriptor_(descriptor) {}
@@ -42,6 +44,10 @@ private:
     std::uint64_t size_ = 0;
     std::uint64_t device_ = 0;
     std::uint64_t inode_ = 0;
+    std::uint64_t linkCount_ = 0;
 };
+
+/// How many files and folders this process may have open at once.
+std::size_t openFileLimit();
 
 }  // namespace dovra

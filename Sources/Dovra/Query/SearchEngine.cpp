@@ -5,6 +5,7 @@
 
 #include "Base/ConcurrentPerform.hpp"
 #include "Query/CandidateSource.hpp"
+#include "Query/ContentDuplicates.hpp"
 #include "Query/EntrySet.hpp"
 #include "Query/EntryTest.hpp"
 #include "Query/MatchOrder.hpp"
@@ -108,15 +109,6 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     return matches;
 }
 
-void applyFlagsLocked(const FileIndex& index, const CompiledQuery& query, EntrySet& matches) {
-    if (query.wantsEmptyFolders) {
-        matches.forEach(allEntries(index), [&](EntryId id) {
-            if (!isEmptyFolderLocked(index, id)) matches.erase(id);
-        });
-    }
-    if (query.wantsDuplicates) filterDuplicatesLocked(index, matches);
-}
-
 std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuery& query,
                                       const EntrySet& matches, std::int64_t total, SortSpec sort,
                                       std::int64_t limit) {
@@ -128,15 +120,25 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
 
 }  // namespace
 
+EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
+    EntrySet matches = selectMatchesLocked(index, query);
+    if (query.wantsEmptyFolders) {
+        matches.forEach(allEntries(index), [&](EntryId id) {
+            if (!isEmptyFolderLocked(index, id)) matches.erase(id);
+        });
+    }
+    return matches;
+}
+
 QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort) {
     const CompiledQuery query = QueryParser::parse(rawQuery);
-    bool usesAttributes = sort.key == SortSpec::Key::size || sort.key == SortSpec::Key::modified;
+    bool usesAttributes = query.wantsContentDuplicates || sort.key == SortSpec::Key::size ||
+                          sort.key == SortSpec::Key::modified;
     for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
         usesAttributes = usesAttributes || std::holds_alternative<SizeFilter>(query.tree[node]) ||
                          std::holds_alternative<DateNode>(query.tree[node]);
     }
-    return {.detail = usesAttributes ? ListingDetail::attributes : ListingDetail::namesAndTypes,
-            .contentDuplicates = query.wantsContentDuplicates};
+    return {.detail = usesAttributes ? ListingDetail::attributes : ListingDetail::namesAndTypes};
 }
 
 std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree) {
@@ -165,9 +167,10 @@ bool isEmptyFolderLocked(const FileIndex& index, EntryId id) {
 
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit) {
     const CompiledQuery query = QueryParser::parse(rawQuery);
+    if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
     const ReadGuard guard(index.rwlock);
-    EntrySet matches = selectMatchesLocked(index, query);
-    applyFlagsLocked(index, query, matches);
+    EntrySet matches = matchesLocked(index, query);
+    if (query.wantsDuplicates) filterDuplicatesLocked(index, matches);
     SearchResult result;
     result.total = matches.count();
     result.rows = rowsLocked(index, orderedIdsLocked(index, query, matches, result.total, sort, limit));

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
+#include "Query/EntrySet.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchResult.hpp"
 
@@ -13,17 +14,21 @@ namespace dovra {
 
 /// Answers a query: the one way by which every front end searches. Takes the index's read lock for its whole
 /// duration. More than `FileIndex::sortCap` matches come unsorted, in the index's order; fuzzy and similarity
-/// queries come by score whatever `sort` asks for. Only `limit` rows are built.
+/// queries come by score whatever `sort` asks for. Only `limit` rows are built. Duplicates by content come in
+/// their sets; the lock is not held while contents are read.
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
 /// What a query asks of the index that is to answer it.
 struct QueryNeeds {
     ListingDetail detail = ListingDetail::namesAndTypes;
-    bool contentDuplicates = false;
 };
 
 /// So that whoever scans only to answer one query reads no more than that.
 QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort);
+
+/// The live entries that match the query's terms and, if it asks for them, are empty folders. What it says of
+/// duplicates is the caller's business. The index's read lock is held.
+EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query);
 
 /// The entries to which the attached trigram index narrows the query; absent when there is none or it cannot
 /// narrow. The index's read lock is held.

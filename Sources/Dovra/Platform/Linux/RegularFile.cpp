@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -41,13 +42,15 @@ RegularFile::RegularFile(RegularFile&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)),
       size_(other.size_),
       device_(other.device_),
-      inode_(other.inode_) {}
+      inode_(other.inode_),
+      linkCount_(other.linkCount_) {}
 
 RegularFile& RegularFile::operator=(RegularFile&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
     std::swap(size_, other.size_);
     std::swap(device_, other.device_);
     std::swap(inode_, other.inode_);
+    std::swap(linkCount_, other.linkCount_);
     return *this;
 }
 
@@ -57,6 +60,7 @@ bool RegularFile::identify() {
     size_ = static_cast<std::uint64_t>(status.st_size);
     device_ = status.st_dev;
     inode_ = status.st_ino;
+    linkCount_ = status.st_nlink;
     return true;
 }
 
@@ -67,6 +71,11 @@ std::optional<std::size_t> RegularFile::readAt(std::uint64_t offset, std::span<c
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR) return std::nullopt;
     }
+}
+
+std::size_t openFileLimit() {
+    struct rlimit limit {};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
 }
 
 }  // namespace dovra

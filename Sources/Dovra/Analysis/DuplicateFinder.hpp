@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Analysis/Sha256.hpp"
+#include "Index/FileRow.hpp"
+
+namespace dovra {
+
+/// A set of at least two files with equal contents.
+struct DuplicateGroup {
+    std::uint64_t sizeBytes = 0;  ///< of each file
+    std::vector<FileRow> rows;    ///< by ascending identifier
+};
+
+/// How equal files are found: grouped by size, which costs nothing, and then told apart by the SHA-256 values
+/// of ever more of their bytes. These are the steps; none of them touches an index or a file.
+struct DuplicateFinder {
+    /// A file that may have an equal.
+    struct Item {
+        EntryId id;
+        std::uint64_t size;
+    };
+
+    /// A range of bytes of one file.
+    struct DigestRequest {
+        EntryId id;
+        std::uint64_t offset;
+        std::int64_t length;
+        bool operator==(const DigestRequest&) const = default;
+    };
+
+    using IdGroup = std::vector<EntryId>;
+
+    struct SizeGroup {
+        std::uint64_t size;
+        IdGroup ids;  ///< ascending
+    };
+
+    /// One for each identifier or request, in their order; absent where the file could not be read.
+    using Digests = std::vector<std::optional<Digest>>;
+    using DigestFunction = std::function<Digests(std::span<const DigestRequest>)>;
+
+    /// How much of a file's start, and of its end, is looked at before anything between.
+    static constexpr std::uint64_t edgeBytes = 4096;
+    /// How much of the middle is looked at before files that differ there are dropped.
+    static constexpr std::uint64_t sliceBytes = std::uint64_t{4} * 1024 * 1024;
+
+    /// The sizes that at least two items share, largest first. Empty files are left out.
+    static std::vector<SizeGroup> sizeGroups(std::span<const Item> items);
+
+    /// The groups of at least two identifiers with the same digest, in the order of their first members, each
+    /// ascending. Identifiers without a digest are dropped. `digests[i]` belongs to `ids[i]`.
+    static std::vector<IdGroup> partition(std::span<const EntryId> ids,
+                                          std::span<const std::optional<Digest>> digests);
+
+    /// The groups of files, out of those of one size, whose every byte has been compared. Files are compared
+    /// by their first 4 KiB, then by their last, then by 4 MiB slices of what lies between; a file that
+    /// differs from all others is not read further. Nothing is read of a lone file.
+    static std::vector<IdGroup> refine(std::uint64_t size, IdGroup ids, const DigestFunction& digests);
+
+    /// The bytes that are freed by keeping one file of each group. More than 2^64 is fatal.
+    static std::uint64_t reclaimableBytes(std::span<const DuplicateGroup> groups);
+};
+
+}  // namespace dovra

@@ -1,0 +1,159 @@
+#!/usr/bin/env python3
+"""The mode that lists equal files: its sets, its options, what is printed where, and names of any bytes."""
+
+import os
+import re
+import unittest
+from pathlib import Path
+
+from harness import Outcome, ProgramTest, Stream
+
+ACCENT, RESET = b"\x1b[38;2;207;58;78m", b"\x1b[0m"
+
+
+class DuplicatesTest(ProgramTest):
+    def duplicates(self, *arguments: str | bytes | Path, **how: object) -> Outcome:
+        return self.run_program("--duplicates", "--in", self.root, *arguments, **how)  # type: ignore[arg-type]
+
+    def write_copies(self, content: bytes, *names: str | bytes) -> list[bytes]:
+        return sorted(os.fsencode(self.write(name, content)) for name in names)
+
+    def sets_of(self, outcome: Outcome) -> list[tuple[bytes, list[bytes]]]:
+        """Header and sorted paths of each set."""
+        self.assertEqual(outcome.status, 0, outcome)
+        blocks = outcome.out.split(b"\n\n")
+        self.assertEqual(blocks.pop(), b"")
+        return [(lines[0], sorted(lines[1:])) for lines in (block.split(b"\n") for block in blocks)]
+
+
+class Sets(DuplicatesTest):
+    def setUp(self) -> None:
+        super().setUp()
+        self.large = self.write_copies(b"x" * 1_500_000, "large.iso", "folder/large.txt")
+        self.small = self.write_copies(b"small", "a.txt", "folder/b.txt", "c.log")
+        self.write("other", b"Small")
+        self.write("empty1")
+        self.write("empty2")
+
+    def test_largest_first_each_with_a_header(self) -> None:
+        outcome = self.duplicates()
+        self.assertEqual(
+            self.sets_of(outcome),
+            [(b"2 copies, 1.5 MB each ---", self.large), (b"3 copies, 5 bytes each ---", self.small)],
+        )
+        self.assertEqual(outcome.err, b"2 duplicate set(s); 1.5 MB reclaimable\n")
+
+    def test_a_query_narrows_the_candidates(self) -> None:
+        for words in [(".txt", "!large"), ("--", ".txt", "!large"), ("dupe:content", "ext:txt", "!large")]:
+            with self.subTest(words=words):
+                outcome = self.duplicates(*words)
+                copies = [path for path in self.small if path.endswith(b".txt")]
+                self.assertEqual(self.sets_of(outcome), [(b"2 copies, 5 bytes each ---", copies)])
+                self.assertEqual(outcome.err, b"1 duplicate set(s); 5 bytes reclaimable\n")
+
+    def test_limit(self) -> None:
+        for value, count in [("1", 1), ("+1", 1), ("2", 2), ("9", 2), ("0", 2), ("-3", 2), ("x", 2)]:
+            for option in ["--limit", "-n"]:
+                with self.subTest(option=option, value=value):
+                    outcome = self.duplicates(option, value)
+                    self.assertEqual(len(self.sets_of(outcome)), count)
+                    self.assertIn(b"%d duplicate set(s); 1.5 MB reclaimable\n" % count, outcome.err)
+
+    def test_nothing_found(self) -> None:
+        outcome = self.duplicates("other")
+        self.assertEqual(outcome, Outcome(0, b"", b"0 duplicate set(s); Zero KB reclaimable\n"))
+
+    def test_a_search_sets_them_side_by_side(self) -> None:
+        outcome = self.run_program("--search", "-i", self.root, "dupe:content", "--sort", "path")
+        lines = outcome.out.splitlines()
+        self.assertEqual([sorted(lines[:2]), sorted(lines[2:])], [self.large, self.small])
+        self.assertEqual(outcome.err, b"5 result(s)\n")
+
+    def test_help(self) -> None:
+        outcome = self.run_program("--duplicates", "--help")
+        self.assertEqual((outcome.status, outcome.err), (0, b""))
+        for word in [b"--in", b"--limit", b"--print0", b"usage"]:
+            self.assertIn(word, outcome.out)
+
+
+class Files(DuplicatesTest):
+    def test_hard_links_count_and_symbolic_links_do_not(self) -> None:
+        paths = self.write_copies(b"content", "a", "b")
+        (self.root / "hard").hardlink_to(self.root / "a")
+        (self.root / "soft").symlink_to("a")
+        (self.root / "seven77").symlink_to("1234567")
+        paths = sorted([*paths, os.fsencode(self.root / "hard")])
+        self.assertEqual(self.sets_of(self.duplicates()), [(b"3 copies, 7 bytes each ---", paths)])
+
+    def test_a_pipe_does_not_block(self) -> None:
+        paths = self.write_copies(b"content", "a", "b")
+        os.mkfifo(self.root / "pipe")
+        self.assertEqual(self.sets_of(self.duplicates())[0][1], paths)
+
+    def test_what_may_not_be_read_is_left_out(self) -> None:
+        paths = self.write_copies(b"content", "a", "b", "c")
+        (self.root / "c").chmod(0)
+        self.assertEqual(self.sets_of(self.duplicates(unprivileged=True))[0][1], paths[:2])
+
+    def test_one_byte_makes_a_difference_wherever_it_is(self) -> None:
+        for size in [1, 4095, 4096, 4097, 8191, 8192, 8193, 4194304 + 8192, 4194304 + 8193]:
+            base = b"x" * size
+            paths = self.write_copies(base, "base", "copy")
+            for position in {0, size - 1, size // 2, min(4096, size - 1), max(0, size - 4097)}:
+                self.write(f"changed {position}", base[:position] + b"y" + base[position + 1 :])
+            with self.subTest(size=size):
+                self.assertEqual([copies for _, copies in self.sets_of(self.duplicates())], [paths])
+            for path in self.root.iterdir():
+                path.unlink()
+
+
+class Output(DuplicatesTest):
+    NAMES = [b"new\nline", b"\x1b[31mred", b'"quoted"', b"invalid \xff"]
+    SHOWN = [rb"new\nline", rb"\x1B[31mred", b'"quoted"', b"invalid \xef\xbf\xbd"]
+
+    def test_a_pipe_gets_the_bytes_as_they_are(self) -> None:
+        paths = self.write_copies(b"content", *self.NAMES)
+        out = self.duplicates().out
+        for path in paths:
+            self.assertIn(b"\n" + path + b"\n", out)
+        self.assertNotIn(ACCENT, out)
+
+    def test_a_terminal_gets_colour_and_text_that_cannot_act_on_it(self) -> None:
+        self.write_copies(b"content", *self.NAMES)
+        expected = sorted(os.fsencode(self.root) + b"/" + name for name in self.SHOWN)
+        header = b"4 copies, 7 bytes each ---"
+        outcome = self.duplicates(out=Stream.TERMINAL)
+        self.assertEqual(self.sets_of(outcome), [(ACCENT + header + RESET, expected)])
+        outcome = self.duplicates(out=Stream.TERMINAL, variables={"NO_COLOR": "1"})
+        self.assertEqual(self.sets_of(outcome), [(header, expected)])
+
+    def test_print0_has_paths_only_and_an_empty_one_behind_each_set(self) -> None:
+        first = self.write_copies(b"content", *self.NAMES)
+        second = self.write_copies(b"more", "a", "b")
+        for option in ["--print0", "-0"]:
+            for stream in [Stream.PIPE, Stream.TERMINAL]:
+                sets = self.duplicates(option, out=stream).out.split(b"\0\0")
+                self.assertEqual([sorted(part.split(b"\0")) for part in sets], [first, second, [b""]])
+
+    def test_progress_is_gone_when_it_ends(self) -> None:
+        self.write_copies(b"content", "a", "b")
+        outcome = self.duplicates(err=Stream.TERMINAL)
+        *rewritten, last = re.split(rb"\r\x1b\[K", outcome.err)
+        self.assertEqual(last, b"\x1b[1m1\x1b[0m duplicate set(s); 7 bytes reclaimable\n")
+        self.assertGreaterEqual(len(rewritten), 2)
+        for line in rewritten[1:]:
+            self.assertRegex(line, rb"\A\d+ of \d+ files, [^\n]+ of [^\n]+ compared\Z")
+
+    def test_a_failed_write_is_reported(self) -> None:
+        self.write_copies(b"content", "a", "b")
+        outcome = self.duplicates(out=Stream.FULL_DISK)
+        self.assertEqual(outcome.status, 1)
+        self.assertRegex(outcome.err, rb"No space left on device")
+
+    def test_a_closed_pipe_ends_the_program_silently(self) -> None:
+        self.write_copies(b"content", *(f"{'long name ' * 8}{number}" for number in range(2000)))
+        self.assertEqual(self.duplicates(out=Stream.CLOSED_PIPE).err, b"")
+
+
+if __name__ == "__main__":
+    unittest.main()
