@@ -23,7 +23,7 @@ using Paths = std::vector<std::string>;
 /// Sorted, and each set sorted.
 using Sets = std::vector<Paths>;
 
-constexpr std::size_t slice = DuplicateFinder::sliceBytes;
+constexpr std::size_t sliceBytes = DuplicateFinder::sliceBytes;
 
 std::vector<EntryId> allIds(const FileIndex& index) {
     const ReadGuard guard(index.rwlock);
@@ -108,7 +108,7 @@ TEST_F(ContentComparison, FindsWhatComparingEveryByteFinds) {
 }
 
 TEST_F(ContentComparison, StopsReadingAtTheFirstDifference) {
-    const std::string base(6 * slice, 'x');
+    const std::string base(6 * sliceBytes, 'x');
     const auto nearlyBase = [&](std::size_t position) {
         std::string bytes = base;
         bytes[position] = 'y';
@@ -120,8 +120,8 @@ TEST_F(ContentComparison, StopsReadingAtTheFirstDifference) {
     };
     const Case cases[] = {{0, 2 * 4096},
                           {base.size() - 1, 4 * 4096},
-                          {4096, 4 * 4096 + 2 * slice},
-                          {4096 + 2 * slice, 4 * 4096 + 6 * slice}};
+                          {4096, 4 * 4096 + 2 * sliceBytes},
+                          {4096 + 2 * sliceBytes, 4 * 4096 + 6 * sliceBytes}};
     tree_.write("base", base);
     for (const auto& [position, bytes] : cases) {
         tree_.write("other", nearlyBase(position));
@@ -147,7 +147,7 @@ TEST_F(ContentComparison, ReadsNothingOfALoneSizeOrAnEmptyFile) {
 }
 
 TEST_F(ContentComparison, ReadsAFileOnceForAllItsNames) {
-    const std::string bytes(slice, 'x');
+    const std::string bytes(sliceBytes, 'x');
     const std::string file = tree_.write("a", bytes);
     for (int number = 0; number < 50; ++number)
         fs::create_hard_link(file, tree_.path(fmt::format("link{}", number)));
@@ -158,13 +158,13 @@ TEST_F(ContentComparison, ReadsAFileOnceForAllItsNames) {
 
     tree_.write("copy", bytes);
     std::string other = bytes;
-    other[slice / 2] = 'y';
+    other[sliceBytes / 2] = 'y';
     fs::create_hard_link(tree_.write("other", other), tree_.path("other's link"));
     index_.reset();
     scan();
     before = bytesRead();
     const Sets sets = equalFiles();
-    EXPECT_LE(bytesRead() - before, 3 * slice + readElsewhere);
+    EXPECT_LE(bytesRead() - before, 3 * sliceBytes + readElsewhere);
     ASSERT_EQ(sets.size(), 2);
     EXPECT_EQ(sets[0].size(), 52);
     EXPECT_EQ(sets[1], (Paths{"other", "other's link"}));

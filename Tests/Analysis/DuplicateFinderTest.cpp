@@ -5,6 +5,7 @@
 #include <random>
 
 #include "Analysis/DuplicateFinder.hpp"
+#include "Support/DigestOf.hpp"
 #include "Support/RandomText.hpp"
 #include "Support/TemporaryTree.hpp"
 
@@ -23,16 +24,11 @@ namespace {
 using Finder = DuplicateFinder;
 using Groups = std::vector<Finder::IdGroup>;
 using Request = Finder::DigestRequest;
+using test::digestOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::uint64_t slice = Finder::sliceBytes;
-
-Digest digestOf(std::string_view bytes) {
-    Sha256 hash;
-    hash.update(bytes);
-    return hash.finish();
-}
 
 /// Files that exist in memory only, identified by their position, and what is read of them.
 class Contents {

@@ -5,17 +5,14 @@
 
 #include "Analysis/RangeDigest.hpp"
 #include "Analysis/Sha256Pair.hpp"
+#include "Support/DigestOf.hpp"
 #include "Support/RandomText.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {
 namespace {
 
-Digest digestOf(std::string_view bytes) {
-    Sha256 hash;
-    hash.update(bytes);
-    return hash.finish();
-}
+using test::digestOf;
 
 std::string randomBytes(std::size_t size) {
     static std::mt19937 random(1);

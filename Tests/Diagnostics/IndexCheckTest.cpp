@@ -24,7 +24,7 @@ TEST(IndexCheck, FindsNothingWrongWithASoundIndex) {
 }
 
 /// Adds one entry to a folder whose list holds nothing else.
-void appendListed(FileIndex& index, const RawDirent& entry) {
+void appendListed(FileIndex& index, const RawDirent& entry) DOVRA_REQUIRES(index.rwlock) {
     const DirIndex folder = index.internDirLocked("/empty");
     DirectoryListing listing;
     listing.add(entry);
@@ -38,19 +38,27 @@ TEST(IndexCheck, TellsWhatIsWrong) {
     };
     const Case cases[] = {
         {"listed entries",
-         [](FileIndex& index) {
+         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
              index.appendEntryLocked({.name = "lost"}, index.internDirLocked("/empty"));
          }},
-        {"folders of entries", [](FileIndex& index) { index.appendEntryLocked({.name = "lost"}, 1000); }},
-        {"names", [](FileIndex& index) { appendListed(index, {.name = "a/b"}); }},
-        {"folder sizes",
-         [](FileIndex& index) { appendListed(index, {.name = "f", .isDir = true, .size = 1}); }},
+        {"folders of entries", [](FileIndex& index) DOVRA_REQUIRES(
+                                   index.rwlock) { index.appendEntryLocked({.name = "lost"}, 1000); }},
+        {"names",
+         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) { appendListed(index, {.name = "a/b"}); }},
+        {"folder sizes", [](FileIndex& index) DOVRA_REQUIRES(
+                             index.rwlock) { appendListed(index, {.name = "f", .isDir = true, .size = 1}); }},
         {"types",
-         [](FileIndex& index) { appendListed(index, {.name = "f", .isDir = true, .isSymlink = true}); }},
-        {"whole seconds", [](FileIndex& index) { appendListed(index, {.name = "f", .modTime = 0.5}); }},
+         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
+             appendListed(index, {.name = "f", .isDir = true, .isSymlink = true});
+         }},
+        {"whole seconds", [](FileIndex& index) DOVRA_REQUIRES(
+                              index.rwlock) { appendListed(index, {.name = "f", .modTime = 0.5}); }},
         {"entries of folders",
-         [](FileIndex& index) { index.storeListingLocked(index.internDirLocked("/unknown"), {}); }},
-        {"listed entries", [](FileIndex& index) { index.storeListingLocked(0, {}); }},
+         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
+             index.storeListingLocked(index.internDirLocked("/unknown"), {});
+         }},
+        {"listed entries",
+         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) { index.storeListingLocked(0, {}); }},
     };
     for (const Case& example : cases) {
         const auto index = soundIndex();

@@ -13,7 +13,7 @@ namespace {
 using Links = RegularFile::Links;
 
 std::string contents(const RegularFile& file) {
-    std::array<char, 64> buffer;
+    std::array<char, 64> buffer{};
     const auto count = file.readAt(0, buffer);
     return count ? std::string(buffer.data(), *count) : "unreadable";
 }
@@ -23,7 +23,7 @@ TEST(RegularFile, ReadsFromAnyOffset) {
     const auto file = RegularFile::open(tree.write("a", "0123456789"));
     ASSERT_TRUE(file);
     EXPECT_EQ(file->size(), 10);
-    std::array<char, 4> buffer;
+    std::array<char, 4> buffer{};
     EXPECT_EQ(file->readAt(8, buffer), 2);
     EXPECT_EQ(std::string(buffer.data(), 2), "89");
     EXPECT_EQ(file->readAt(10, buffer), 0);

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -44,7 +45,8 @@ void expectAcrossBlocks(std::size_t block, const std::string& filler, const std:
         fillers += filler;
     for (std::size_t place = block - 60; place < block + 140; ++place) {
         const std::size_t at = place / filler.size() * filler.size();
-        const std::string file = tree.write("file", fillers.substr(0, at) + text + fillers);
+        const std::string content = fmt::format("{}{}{}", fillers.substr(0, at), text, fillers);
+        const std::string file = tree.write("file", content);
         ASSERT_EQ(matcher.matchesFile(file), expected) << at;
         // Some file systems write a file out at once when it is truncated and written again.
         std::filesystem::remove(file);

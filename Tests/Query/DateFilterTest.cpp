@@ -14,7 +14,7 @@ constexpr double day = 24 * hour;
 
 /// Runs a test in a time zone and a locale and puts the former ones back.
 class DateFilterTest : public testing::Test {
-protected:
+public:
     DateFilterTest() : zone_(icu::TimeZone::createDefault()), locale_(icu::Locale::getDefault()) {
         use("UTC", "en_GB");
     }

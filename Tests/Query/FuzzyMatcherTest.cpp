@@ -34,9 +34,8 @@ std::optional<int> slowScore(std::string pattern, const std::string& name, bool 
                     boundary = 9;
                 } else if (!std::isalnum(before)) {
                     boundary = 8;
-                } else if (std::islower(before) && c < 128 && (std::isupper(c) || std::isdigit(c))) {
-                    boundary = 7;
-                } else if (std::isdigit(before) && !(c < 128 && std::isdigit(c))) {
+                } else if ((std::islower(before) && c < 128 && (std::isupper(c) || std::isdigit(c))) ||
+                           (std::isdigit(before) && (c >= 128 || !std::isdigit(c)))) {
                     boundary = 7;
                 }
             }

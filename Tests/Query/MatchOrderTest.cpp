@@ -22,7 +22,7 @@ using Key = SortSpec::Key;
 using Compare = std::function<int(EntryId a, EntryId b)>;
 
 int sign(std::partial_ordering order) {
-    return order < 0 ? -1 : order > 0 ? 1 : 0;
+    return int{std::is_gt(order)} - int{std::is_lt(order)};
 }
 
 class MatchOrderTest : public testing::Test {

@@ -140,27 +140,27 @@ TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
 /// Random queries over the texts of an index.
 class RandomQueries {
 public:
-    RandomQueries(const std::vector<std::string>& paths, unsigned seed) : paths_(paths), random(seed) {}
+    RandomQueries(const std::vector<std::string>& paths, unsigned seed) : paths_(paths), random_(seed) {}
 
     std::string query(int depth = 2) {
         std::string text;
-        for (std::size_t operands = 1 + random() % 3; operands > 0; --operands) {
-            if (!text.empty()) text += random() % 2 == 0 ? " " : "|";
-            if (random() % 5 == 0) text += "!";
-            text += depth > 0 && random() % 4 == 0 ? fmt::format("<{}>", query(depth - 1)) : term();
+        for (std::size_t operands = 1 + random_() % 3; operands > 0; --operands) {
+            if (!text.empty()) text += random_() % 2 == 0 ? " " : "|";
+            if (random_() % 5 == 0) text += "!";
+            text += depth > 0 && random_() % 4 == 0 ? fmt::format("<{}>", query(depth - 1)) : term();
         }
         return text;
     }
 
 private:
     std::string piece(std::size_t most) {
-        const std::string& path = paths_[random() % paths_.size()];
-        const std::size_t from = random() % 2 == 0 ? path.rfind('/') + 1 : random() % path.size();
-        return path.substr(from, 1 + random() % most);
+        const std::string& path = paths_[random_() % paths_.size()];
+        const std::size_t from = random_() % 2 == 0 ? path.rfind('/') + 1 : random_() % path.size();
+        return path.substr(from, 1 + random_() % most);
     }
 
     std::string regex(const std::string& text) {
-        switch (random() % 4) {
+        switch (random_() % 4) {
             case 0:
                 return fmt::format("{}?{}", text, piece(3));
             case 1:
@@ -176,16 +176,17 @@ private:
         constexpr std::string_view keys[] = {
             "",      "",       "",      "path:",  "stem:",   "ww:",      "case:", "ext:",
             "name:", "fuzzy:", "like:", "regex:", "regex:^", "regex:.*", "size:>"};
-        const std::string_view key = keys[random() % std::size(keys)];
+        const std::string_view key = keys[random_() % std::size(keys)];
         std::string value = piece(5);
         if (key.starts_with("regex")) value = regex(value);
-        if (key == "size:>") value = std::to_string(random() % 9);
-        if (random() % 6 == 0) value.insert(random() % (value.size() + 1), 1, random() % 2 == 0 ? '*' : '?');
+        if (key == "size:>") value = std::to_string(random_() % 9);
+        if (random_() % 6 == 0)
+            value.insert(random_() % (value.size() + 1), 1, random_() % 2 == 0 ? '*' : '?');
         return fmt::format("{}\"{}\"", key, value);
     }
 
     const std::vector<std::string>& paths_;
-    std::mt19937 random;
+    std::mt19937 random_;
 };
 
 std::vector<test::IndexItem> randomItems(std::size_t count, unsigned seed) {

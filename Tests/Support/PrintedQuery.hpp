@@ -60,7 +60,7 @@ private:
         return fmt::format("{}({})", name, inner);
     }
 
-    static std::string marked(std::string text, bool caseSensitive) {
+    static std::string marked(const std::string& text, bool caseSensitive) {
         return caseSensitive ? text + "^" : text;
     }
 

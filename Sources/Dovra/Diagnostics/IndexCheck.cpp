@@ -70,8 +70,8 @@ private:
         for (std::size_t id = 0; id < entries_.size(); ++id) {
             const FileEntry& entry = entryAt(id);
             const std::string_view name = index_.nameLocked(entry);
-            violations_.require(name.find('/') == name.npos && name.find('\0') == name.npos, "names",
-                                "entry {}: \"{}\"", id, name);
+            violations_.require(name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos,
+                                "names", "entry {}: \"{}\"", id, name);
             violations_.require((entry.flags & ~known) == 0, "flags", "entry {}: {}", id, entry.flags);
             violations_.require(!entry.isFolder() || !entry.isSymbolicLink(), "types",
                                 "entry {} is a folder and a link", id);

@@ -170,8 +170,8 @@ std::string QueryGenerator::extensionTerm() {
     for (std::size_t i = sampler_.below(6) + 1; i > 0; --i) {
         const std::string name = sampler_.name();
         const std::size_t dot = name.rfind('.');
-        list +=
-            dot == name.npos ? sampler_.pieceOf(name, 4) : name.substr(dot + (sampler_.chance(5) ? 0 : 1));
+        list += dot == std::string::npos ? sampler_.pieceOf(name, 4)
+                                         : name.substr(dot + (sampler_.chance(5) ? 0 : 1));
         list += sampler_.oneOf({";", ",", ";;"});
     }
     return joined({sampler_.oneOf({"ext:", "extension:", "Ext:"}), asTerm(sampler_.changedCase(list))});
@@ -195,8 +195,8 @@ std::string QueryGenerator::sizeTerm() {
 }
 
 std::string QueryGenerator::dateTerm() {
-    const std::string start = joined({sampler_.oneOf({"dm:", "dc:", "modified:", "DateCreated:"}),
-                                      sampler_.oneOf({"", ">", "<", ">=", "<=", "="})});
+    std::string start = joined({sampler_.oneOf({"dm:", "dc:", "modified:", "DateCreated:"}),
+                                sampler_.oneOf({"", ">", "<", ">=", "<=", "="})});
     if (sampler_.chance(25)) {
         return joined(
             {start, sampler_.oneOf({"today", "yesterday", "thisweek", "lastweek", "ThisMonth", "lastmonth",

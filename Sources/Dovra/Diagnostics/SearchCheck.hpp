@@ -18,7 +18,7 @@ public:
 
     /// In what the answers to the search differ from the slow one's, a sentence for each difference and
     /// the ways of searching that show it; empty when all agree.
-    std::vector<std::string> differences(const GeneratedSearch& search);
+    std::vector<std::string> differences(const GeneratedSearch& generated);
 
     /// How many of the searches so far had a match.
     std::size_t matchedSearches() const { return matched_; }
@@ -30,6 +30,6 @@ private:
 };
 
 /// The command line that repeats a search below `root`, for a shell that knows $'…'.
-std::string repeatingCommand(const std::string& root, const GeneratedSearch& search);
+std::string repeatingCommand(const std::string& root, const GeneratedSearch& generated);
 
 }  // namespace dovra

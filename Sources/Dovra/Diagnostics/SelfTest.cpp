@@ -165,7 +165,7 @@ private:
         fmt::print("{} of {} entries deleted\n", index_->tombstoneCountLocked(), entries.size());
     }
 
-    void deleteSubtreeLocked(EntryId id) {
+    void deleteSubtreeLocked(EntryId id) DOVRA_REQUIRES(index_->rwlock) {
         const FileEntry entry = index_->entriesLocked()[static_cast<std::size_t>(id)];
         const std::string folder = index_->directoriesLocked().path(entry.dirIndex);
         if (entry.isFolder()) index_->tombstoneSubtreeLocked(joinPath(folder, index_->nameLocked(entry)));

@@ -144,7 +144,7 @@ std::optional<std::uint64_t> byteCount(const std::string& text) {
 }
 
 std::string takeOperator(std::string& value) {
-    for (const std::string sign : {">=", "<=", ">", "<", "="}) {
+    for (std::string sign : {">=", "<=", ">", "<", "="}) {
         if (!value.starts_with(sign)) continue;
         value.erase(0, sign.size());
         return sign;

@@ -108,7 +108,7 @@ private:
         const Token& token = tokens_[position_++];
         if (token.kind == 't') return parseTerm(token.term, isNegated);
         if (token.kind != '<') return matchAll();
-        const Test group = parseAnd(isNegated);
+        Test group = parseAnd(isNegated);
         if (!atEnd() && next() == '>') ++position_;
         return group;
     }

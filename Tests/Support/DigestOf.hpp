@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+#include "Analysis/Sha256.hpp"
+
+namespace dovra::test {
+
+inline Digest digestOf(std::string_view bytes) {
+    Sha256 hash;
+    hash.update(bytes);
+    return hash.finish();
+}
+
+}  // namespace dovra::test
