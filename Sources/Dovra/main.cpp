@@ -10,6 +10,7 @@
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
+#include "Platform/OpenFileLimit.hpp"
 #include "Platform/Paths.hpp"
 
 using namespace dovra;
@@ -110,6 +111,7 @@ int dispatch(Arguments arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    raiseOpenFileLimit();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     return dispatch(arguments);
 }

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "Base/JoinPath.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/LookAheadWalk.hpp"
 #include "Support/DeepFile.hpp"
@@ -168,9 +169,26 @@ TEST(LookAheadWalk, EntersOnlyAllowedDevicesButAnyRoot) {
         lookAheadWalk({tree.path()}, options, [&](const WalkedFolder&) { return count++; });
         return count;
     };
-    const DeviceId device = OpenFolder::deviceAt(nullptr, tree.path()).value();
+    const DeviceId device = OpenFolder::open("/").value().deviceBelow(tree.path().substr(1)).value();
     EXPECT_EQ(visits(device), 2);
     EXPECT_EQ(visits(device + 1), 1);
+}
+
+TEST(LookAheadWalk, DoesNotFollowALinkThatTakesAFoldersPlace) {
+    const TemporaryTree tree;
+    const std::string folder = tree.makeFolder("root/folder");
+    tree.makeFolder("root/folder/inner");
+    tree.write("elsewhere/inner/secret");
+    std::vector<std::string> visited;
+    lookAheadWalk({tree.path("root")}, {}, [&](const WalkedFolder& walked) {
+        visited.emplace_back(walked.name);
+        if (walked.name == "folder") {
+            std::filesystem::rename(folder, tree.path("moved"));
+            std::filesystem::create_directory_symlink("../elsewhere", folder);
+        }
+        return 0;
+    });
+    EXPECT_THAT(visited, ElementsAre(tree.path("root"), "folder"));
 }
 
 TEST(Crawl, NeverFollowsLinksBelowARoot) {

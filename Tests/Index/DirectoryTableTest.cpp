@@ -3,6 +3,7 @@
 #include <random>
 #include <string>
 
+#include "Base/JoinPath.hpp"
 #include "Index/DirectoryTable.hpp"
 #include "Index/FileIndex.hpp"
 #include "Support/RandomText.hpp"

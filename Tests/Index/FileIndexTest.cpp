@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/JoinPath.hpp"
 #include "Index/FileIndex.hpp"
 #include "Support/IndexBuilder.hpp"
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Base/JoinPath.hpp"
 #include "Index/Crawl.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/SearchEngine.hpp"

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/JoinPath.hpp"
 #include "Query/FrecencyLift.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/FixedBoost.hpp"

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/JoinPath.hpp"
 #include "Query/MatchOrder.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/RandomText.hpp"

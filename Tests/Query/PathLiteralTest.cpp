@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/JoinPath.hpp"
 #include "Query/PathLiteral.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/RandomText.hpp"

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/JoinPath.hpp"
 #include "Query/EntryTest.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Base/JoinPath.hpp"
 #include "Index/FileIndex.hpp"
 
 namespace dovra::test {

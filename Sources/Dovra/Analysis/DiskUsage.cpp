@@ -7,6 +7,7 @@
 
 #include "Base/ConcurrentPerform.hpp"
 #include "Base/FatalError.hpp"
+#include "Base/JoinPath.hpp"
 #include "Base/PodVector.hpp"
 
 namespace dovra {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Base/JoinPath.hpp"
+
 namespace dovra {
 
 namespace {

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Base/ByteCount.hpp"
+#include "Base/JoinPath.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"

@@ -21,7 +21,11 @@ PathOutput::PathOutput(PathTerminator terminator)
       isForPerson_(terminator == PathTerminator::newline && isTerminal(StandardStream::output)) {}
 
 void PathOutput::writePath(std::string_view path) {
-    writeText(shown(path));
+    if (isForPerson_) {
+        writeText(visibleText(path));
+    } else {
+        writeText(path);
+    }
     writeText({&terminator_, 1});
 }
 

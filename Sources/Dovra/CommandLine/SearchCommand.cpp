@@ -8,6 +8,7 @@
 
 #include "Base/UnicodeFold.hpp"
 #include "CommandLine/CLI.hpp"
+#include "CommandLine/PathOutput.hpp"
 #include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
@@ -66,13 +67,6 @@ int printSearchHelp(std::span<const Option> table) {
     return 0;
 }
 
-bool printRows(const SearchResult& result, PathTerminator terminator) {
-    PathOutput output(terminator);
-    for (const FileRow& row : result.rows)
-        output.writePath(joinPath(row.path, row.name));
-    return output.finish();
-}
-
 }  // namespace
 
 std::optional<SortSpec::Key> parseSortKey(std::string_view word) {
@@ -103,10 +97,11 @@ int printSearch(std::string_view query, const SearchOptions& options) {
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
     crawl(index, {options.root}, {.detail = needs.detail});
-    const SearchResult result = search(index, query, options.sort, options.limit);
-    if (!printRows(result, options.terminator)) return 1;
-    fmt::print(stderr, "{} result(s)\n",
-               TerminalStyle(StandardStream::error).bold(std::to_string(result.total)));
+    PathOutput output(options.terminator);
+    const std::int64_t total = searchPaths(index, query, options.sort, options.limit,
+                                           [&](std::string_view path) { output.writePath(path); });
+    if (!output.finish()) return 1;
+    fmt::print(stderr, "{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(total)));
     return 0;
 }
 

@@ -150,7 +150,7 @@ void printQueries(Report& report, const FileIndex& index) {
 
 int Benchmark::run(std::string_view root, bool trigram) {
     const std::string path = standardizedPath(root);
-    if (!OpenFolder::open(nullptr, path, OpenFolder::Links::follow)) {
+    if (!OpenFolder::open(path)) {
         fmt::print(stderr, "dovra: cannot read the folder {}\n", visibleText(root));
         return 1;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/JoinPath.hpp"
 
 namespace dovra {
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "Base/JoinPath.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/SlowSearch.hpp"
 #include "Query/SearchEngine.hpp"

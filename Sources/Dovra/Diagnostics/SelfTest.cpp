@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Base/JoinPath.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
@@ -202,7 +203,7 @@ private:
 
 int SelfTest::run(const std::string& path, std::uint64_t seed) {
     const std::string root = standardizedPath(path);
-    if (!OpenFolder::open(nullptr, root, OpenFolder::Links::follow)) {
+    if (!OpenFolder::open(root)) {
         fmt::print(stderr, "dovra: cannot read the folder {}\n", visibleText(path));
         return 1;
     }

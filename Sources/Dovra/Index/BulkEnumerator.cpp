@@ -3,7 +3,7 @@
 namespace dovra {
 
 std::optional<DirectoryListing> BulkEnumerator::listDirectory(const std::string& path) {
-    const auto folder = OpenFolder::open(nullptr, path, OpenFolder::Links::follow);
+    const auto folder = OpenFolder::open(path);
     if (!folder) return std::nullopt;
     DirectoryListing listing;
     folder->list(ListingDetail::attributes, listing);

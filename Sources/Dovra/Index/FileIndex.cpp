@@ -1,6 +1,7 @@
 #include "Index/FileIndex.hpp"
 
 #include "Base/FatalError.hpp"
+#include "Base/JoinPath.hpp"
 
 namespace dovra {
 
@@ -17,15 +18,6 @@ const std::set<std::string, std::less<>> FileIndex::skipDirs = {
     "/private/var/vm",
     "/private/var/folders",
 };
-
-std::string joinPath(std::string_view folderPath, std::string_view name) {
-    std::string path;
-    path.reserve(folderPath.size() + 1 + name.size());
-    path += folderPath;
-    if (folderPath != "/") path += '/';
-    path += name;
-    return path;
-}
 
 void FileIndex::reset() {
     const WriteGuard guard(rwlock);

@@ -151,7 +151,4 @@ private:
     std::atomic<std::uint64_t> generation_{0};
 };
 
-/// The path of `name` in the folder at `folderPath`: one slash between them, also under "/".
-std::string joinPath(std::string_view folderPath, std::string_view name);
-
 }  // namespace dovra

@@ -9,6 +9,8 @@
 #include <stop_token>
 #include <thread>
 
+#include "Base/JoinPath.hpp"
+
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
 // depend on which thread was faster could not be compared from one scan to the next.
 //
@@ -38,13 +40,19 @@ constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
 /// process may keep a thousand files open, often fewer.
 constexpr std::size_t maxOpenAhead = 32;
 
+/// An open folder below which others are opened by relative paths, so that no link that takes a folder's
+/// place meanwhile is followed.
+struct Base {
+    OpenFolder folder;
+    std::string fullPath;  ///< empty where it is too long to be asked about
+};
+
 struct Folder {
     enum class State : std::uint8_t { pending, beingListed, done };
 
-    std::shared_ptr<const OpenFolder> base;  ///< where `path` starts; null for an absolute path
+    std::shared_ptr<const Base> base;  ///< where `path` starts; null for a root
     std::string path;
     std::size_t nameOffset = 0;  ///< the folder's own name is the rest of `path` from here
-    bool isRoot = false;
     DeviceId parentDevice = 0;
     std::optional<DirIndex> parent;  ///< known once the parent was visited
 
@@ -64,11 +72,10 @@ public:
     /// Fills the folder's listing and children, or leaves it as not listed.
     void list(Folder& folder) const {
         if (!isOnAllowedDevice(folder)) return;
-        const auto links = folder.isRoot ? OpenFolder::Links::follow : OpenFolder::Links::refuse;
-        auto open = OpenFolder::open(folder.base.get(), folder.path, links);
+        auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
         if (!open) return;
         const DeviceId device = open->device();
-        if (!folder.isRoot && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
+        if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
         open->list(options_.detail, folder.listing);
         folder.isListed = true;
         addChildren(folder, *std::move(open), device);
@@ -76,27 +83,22 @@ public:
 
 private:
     bool isOnAllowedDevice(const Folder& folder) const {
-        if (options_.allowedDevices.empty() || folder.isRoot) return true;
-        const auto device = OpenFolder::deviceAt(folder.base.get(), folder.path);
+        if (options_.allowedDevices.empty() || !folder.base) return true;
+        const auto device = folder.base->folder.deviceBelow(folder.path);
         return !device ||
                std::ranges::find(options_.allowedDevices, *device) != options_.allowedDevices.end();
     }
 
     void addChildren(Folder& folder, OpenFolder&& open, DeviceId device) const {
-        std::shared_ptr<const OpenFolder> base = folder.base;
-        std::string prefix = folder.path;
-        if (prefix.size() >= longPathBytes) {
-            base = std::make_shared<const OpenFolder>(std::move(open));
-            prefix.clear();
-        } else if (!prefix.ends_with('/')) {
-            prefix += '/';
-        }
+        const bool becomesBase = !folder.base || folder.path.size() >= longPathBytes;
+        std::shared_ptr<const Base> base = folder.base;
+        if (becomesBase) base = std::make_shared<const Base>(std::move(open), folder.base ? "" : folder.path);
+        const std::string prefix = becomesBase ? "" : folder.path + "/";
         for (std::size_t i = 0; i < folder.listing.count(); ++i) {
             const RawDirent entry = folder.listing[i];
             if (!entry.isDir || entry.isSymlink) continue;
             std::string path = prefix + std::string(entry.name);
-            if (!base && path.size() <= WalkOptions::maxAskedPathBytes && !options_.entersChild(path))
-                continue;
+            if (!mayEnter(*base, path)) continue;
             auto child = std::make_unique<Folder>();
             child->base = base;
             child->path = std::move(path);
@@ -104,7 +106,13 @@ private:
             child->parentDevice = device;
             folder.children.push_back(std::move(child));
         }
-        folder.isKeptOpen = base != folder.base && !folder.children.empty();
+        folder.isKeptOpen = becomesBase && !folder.children.empty();
+    }
+
+    bool mayEnter(const Base& base, const std::string& path) const {
+        if (base.fullPath.size() + path.size() >= WalkOptions::maxAskedPathBytes || base.fullPath.empty())
+            return true;
+        return options_.entersChild(joinPath(base.fullPath, path));
     }
 
     const WalkOptions& options_;
@@ -142,7 +150,6 @@ private:
         for (const std::string& root : roots) {
             auto folder = std::make_unique<Folder>();
             folder->path = root;
-            folder->isRoot = true;
             folder->place = frontier_.insert(frontier_.begin(), folder.get());
             stack_.push_back(std::move(folder));
         }

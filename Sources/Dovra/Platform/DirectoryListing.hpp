@@ -60,15 +60,16 @@ private:
 };
 
 /// An open folder: the one handle through which it is listed and its device is asked. Closed with the object.
-/// Threads may share it for `open`ing what lies below; listing is for one thread at a time.
+/// Threads may share it to open what lies below; listing is for one thread at a time.
 class OpenFolder {
 public:
-    enum class Links : std::uint8_t { follow, refuse };
+    /// Opens the folder at `path`, or where a link at `path` leads to. Absent when that is not a folder or
+    /// cannot be opened. Paths may be longer than the system takes in one call.
+    static std::optional<OpenFolder> open(const std::string& path);
 
-    /// Opens the folder at `path`; a relative path starts at `base`, or at the current directory without one.
-    /// `links` rules the last component only. Absent when it is not a folder or cannot be opened. Paths may
-    /// be longer than the system takes in one call.
-    static std::optional<OpenFolder> open(const OpenFolder* base, const std::string& path, Links links);
+    /// Opens the folder at `path` below this one. Absent as above, when there is a link anywhere on the way,
+    /// and when the path is longer than the system takes in one call.
+    std::optional<OpenFolder> openBelow(const std::string& path) const;
 
     OpenFolder(OpenFolder&& other) noexcept;
     OpenFolder& operator=(OpenFolder&& other) noexcept;
@@ -80,9 +81,9 @@ public:
 
     DeviceId device() const;
 
-    /// The device of what lies at `path` (a link itself, not its target), without triggering an automount;
-    /// `base` as in `open`. Absent when it cannot be asked.
-    static std::optional<DeviceId> deviceAt(const OpenFolder* base, const std::string& path);
+    /// The device of what lies at `path` below this folder (a link itself, not its target), without
+    /// triggering an automount. Absent when it cannot be asked.
+    std::optional<DeviceId> deviceBelow(const std::string& path) const;
 
     /// Whether the folder lies on a file system of the kernel's own (process table, device nodes, controls):
     /// it holds no files of the user's.

@@ -47,7 +47,4 @@ private:
     std::uint64_t linkCount_ = 0;
 };
 
-/// How many files and folders this process may have open at once.
-std::size_t openFileLimit();
-
 }  // namespace dovra

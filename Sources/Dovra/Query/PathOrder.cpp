@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/JoinPath.hpp"
 
 // Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at
 // all: only the first `limit` are asked for. The order of paths is the order of a walk that takes, in each
@@ -93,10 +94,8 @@ private:
     Level enter(const std::vector<DirIndex>& folders) const {
         Level level;
         for (const DirIndex folder : folders) {
-            // Not `equal_range`: Clang 14, which builds the fuzz targets, cannot read its result.
-            auto entry = std::ranges::lower_bound(entries_, folder, {}, &InFolder::first);
-            for (; entry != entries_.end() && entry->first == folder; ++entry)
-                level.items.push_back({index_.nameLocked(entry->second), false, entry->second});
+            for (const auto& [parent, id] : std::ranges::equal_range(entries_, folder, {}, &InFolder::first))
+                level.items.push_back({index_.nameLocked(id), false, id});
             DirIndex child = firstSubfolder_[static_cast<std::size_t>(folder)];
             for (; child != none; child = nextSubfolder_[static_cast<std::size_t>(child)])
                 level.items.push_back({directories_.name(child), true, child});

@@ -4,6 +4,8 @@
 #include <limits>
 
 #include "Base/ConcurrentPerform.hpp"
+#include "Base/JoinPath.hpp"
+#include "Index/FolderPaths.hpp"
 #include "Query/CandidateSource.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/EntrySet.hpp"
@@ -118,6 +120,18 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
     return sortMatchesLocked(index, std::move(ids), sort, query, limit);
 }
 
+struct Answer {
+    std::int64_t total;
+    std::vector<EntryId> first;  ///< in order
+};
+
+Answer answerLocked(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit) {
+    EntrySet matches = matchesLocked(index, query);
+    if (query.wantsDuplicates) filterDuplicatesLocked(index, matches);
+    const std::int64_t total = matches.count();
+    return {total, orderedIdsLocked(index, query, matches, total, sort, limit)};
+}
+
 }  // namespace
 
 EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
@@ -169,12 +183,30 @@ SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec 
     const CompiledQuery query = QueryParser::parse(rawQuery);
     if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
     const ReadGuard guard(index.rwlock);
-    EntrySet matches = matchesLocked(index, query);
-    if (query.wantsDuplicates) filterDuplicatesLocked(index, matches);
-    SearchResult result;
-    result.total = matches.count();
-    result.rows = rowsLocked(index, orderedIdsLocked(index, query, matches, result.total, sort, limit));
-    return result;
+    const Answer answer = answerLocked(index, query, sort, limit);
+    return {.rows = rowsLocked(index, answer.first), .total = answer.total};
+}
+
+std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit,
+                         const std::function<void(std::string_view path)>& visit) {
+    const CompiledQuery query = QueryParser::parse(rawQuery);
+    if (query.wantsContentDuplicates) {
+        const SearchResult result = searchContentDuplicates(index, query, limit);
+        for (const FileRow& row : result.rows)
+            visit(joinPath(row.path, row.name));
+        return result.total;
+    }
+    const ReadGuard guard(index.rwlock);
+    const Answer answer = answerLocked(index, query, sort, limit);
+    FolderPaths folders(index.directoriesLocked());
+    std::string path;
+    for (const EntryId id : answer.first) {
+        const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
+        path = folders.of(entry.dirIndex);
+        if (!path.ends_with('/')) path += '/';
+        visit(path += index.nameLocked(entry));
+    }
+    return answer.total;
 }
 
 }  // namespace dovra

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,12 @@ namespace dovra {
 /// queries come by score whatever `sort` asks for. Only `limit` rows are built. Duplicates by content come in
 /// their sets; the lock is not held while contents are read.
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
+
+/// As `search`, for whoever wants nothing but the full paths: visits each, which is valid during that visit,
+/// and returns the number of all matches. The visits are made under the index's read lock, if the query asks
+/// for no duplicates by content.
+std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit,
+                         const std::function<void(std::string_view path)>& visit);
 
 /// What a query asks of the index that is to answer it.
 struct QueryNeeds {

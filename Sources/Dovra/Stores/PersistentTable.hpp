@@ -25,9 +25,8 @@ namespace dovra {
 ///   Changes                         what can be done to it: `isEmpty()`, `apply(later)`
 ///   apply(changes)
 ///   encode()                        the file's text
-///   decode(text)                    absent when the text is no table at all, else `table` and `isWhole`:
-///   whether
-///                                   everything in the text is in the table
+///   decode(text)                    absent when the text is no table at all, else `table` and `isWhole`,
+///                                   whether everything in the text is in the table
 ///
 /// Any thread may call it. The mutex is never held during file access. Held by a shared pointer: a save that
 /// is due holds it weakly. When the object goes with a save still due, it saves.

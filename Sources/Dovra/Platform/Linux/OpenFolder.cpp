@@ -5,14 +5,17 @@
 #include <fcntl.h>
 #include <iterator>
 #include <linux/magic.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include "Platform/DirectoryListing.hpp"
+#include "Platform/Linux/Descriptor.hpp"
 #include "Platform/Linux/LongPath.hpp"
 
 namespace dovra {
@@ -62,6 +65,19 @@ void addEntry(int folder, const dirent64& raw, ListingDetail detail, DirectoryLi
     listing.add(entry);
 }
 
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+/// Opens a folder below another unless there is a link on the way. Retries what a signal interrupted: opening
+/// on a network file system may wait.
+int openWithoutLinks(int start, const char* path) {
+    open_how how{.flags = folderFlags, .mode = 0, .resolve = RESOLVE_NO_SYMLINKS};
+    long descriptor = -1;
+    do {
+        descriptor = ::syscall(SYS_openat2, start, path, &how, sizeof how);
+    } while (descriptor < 0 && errno == EINTR);
+    return static_cast<int>(descriptor);
+}
+
 constexpr std::uint32_t kernelFileSystems[] = {
     PROC_SUPER_MAGIC,
     SYSFS_MAGIC,
@@ -87,12 +103,18 @@ constexpr std::uint32_t kernelFileSystems[] = {
 
 }  // namespace
 
-std::optional<OpenFolder> OpenFolder::open(const OpenFolder* base, const std::string& path, Links links) {
-    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (links == Links::refuse ? O_NOFOLLOW : 0);
-    const int start = base != nullptr ? base->descriptor_ : AT_FDCWD;
-    const int descriptor = openLongPath(start, path, flags);
-    if (descriptor < 0) return std::nullopt;
-    return OpenFolder(descriptor);
+std::optional<OpenFolder> OpenFolder::open(const std::string& path) {
+    const int descriptor = openLongPath(AT_FDCWD, path, folderFlags);
+    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(descriptor));
+}
+
+std::optional<OpenFolder> OpenFolder::openBelow(const std::string& path) const {
+    // Kernels before 5.6, and some sandboxes, do not know the call: there, only the last component is
+    // refused as a link.
+    static const bool canRefuseLinks = static_cast<bool>(Descriptor(openWithoutLinks(AT_FDCWD, "/")));
+    const int descriptor = canRefuseLinks ? openWithoutLinks(descriptor_, path.c_str())
+                                          : openLongPath(descriptor_, path, folderFlags | O_NOFOLLOW);
+    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(descriptor));
 }
 
 OpenFolder::OpenFolder(OpenFolder&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
@@ -131,10 +153,9 @@ bool OpenFolder::isOnKernelFileSystem() const {
            std::end(kernelFileSystems);
 }
 
-std::optional<DeviceId> OpenFolder::deviceAt(const OpenFolder* base, const std::string& path) {
-    const int start = base != nullptr ? base->descriptor_ : AT_FDCWD;
+std::optional<DeviceId> OpenFolder::deviceBelow(const std::string& path) const {
     struct statx attributes {};
-    if (::statx(start, path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0) return std::nullopt;
+    if (::statx(descriptor_, path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0) return std::nullopt;
     return makedev(attributes.stx_dev_major, attributes.stx_dev_minor);
 }
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -71,11 +70,6 @@ std::optional<std::size_t> RegularFile::readAt(std::uint64_t offset, std::span<c
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR) return std::nullopt;
     }
-}
-
-std::size_t openFileLimit() {
-    struct rlimit limit {};
-    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
 }
 
 }  // namespace dovra

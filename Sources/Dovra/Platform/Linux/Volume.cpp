@@ -54,7 +54,7 @@ bool isBlockDevice(const std::string& source) {
 std::vector<DeviceId> startupVolumeDevices() {
     std::vector<DeviceId> devices;
     for (const char* path : {"/", "/home"}) {
-        if (const auto device = OpenFolder::deviceAt(nullptr, path)) devices.push_back(*device);
+        if (const auto folder = OpenFolder::open(path)) devices.push_back(folder->device());
     }
     const std::vector<Mount> mounts = readMounts();
     const auto holds = [&](DeviceId device) { return std::ranges::find(devices, device) != devices.end(); };

@@ -1,0 +1,20 @@
+#include "Platform/OpenFileLimit.hpp"
+
+#include <sys/resource.h>
+
+namespace dovra {
+
+std::size_t openFileLimit() {
+    struct rlimit limit {};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
+}
+
+void raiseOpenFileLimit() {
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    // A refusal leaves the limit as it is, which is what the process was given.
+    (void)::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace dovra
