@@ -23,7 +23,7 @@ DirIndex store(FileIndex& index, const WalkedFolder& folder) {
     const WriteGuard guard(index.rwlock);
     const DirIndex dirIndex = folder.parent ? index.internChildDirLocked(*folder.parent, folder.name)
                                             : index.internDirLocked(folder.name);
-    index.storeListingLocked(dirIndex, folder.listing);
+    index.storeListingLocked(dirIndex, folder.listing, folder.stamp);
     return dirIndex;
 }
 

@@ -1,6 +1,7 @@
 #include "Index/DirectoryTable.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <limits>
 
@@ -104,7 +105,7 @@ DirIndex DirectoryTable::add(DirIndex parent, std::string_view name) {
     names_.append(name.data(), name.size());
     if (parent == none) return folder;
     if (folders_.size() * 2 > slots_.size()) {
-        growSlots();
+        rebuildSlots(std::max<std::size_t>(16, slots_.size() * 2));
     } else {
         slots_[slotOf(parent, name)] = folder;
     }
@@ -128,8 +129,13 @@ std::optional<DirIndex> DirectoryTable::findSlot(DirIndex parent, std::string_vi
     return folder == none ? std::nullopt : std::optional(folder);
 }
 
-void DirectoryTable::growSlots() {
-    const std::size_t count = std::max<std::size_t>(16, slots_.size() * 2);
+void DirectoryTable::reserve(std::size_t count) {
+    folders_.reserve(count);
+    const std::size_t needed = std::bit_ceil(std::max<std::size_t>(8, count)) * 2;
+    if (needed > slots_.size()) rebuildSlots(needed);
+}
+
+void DirectoryTable::rebuildSlots(std::size_t count) {
     slots_.clear();
     std::fill_n(slots_.extend(count), count, none);
     for (std::size_t i = 0; i < folders_.size(); ++i) {

@@ -1,5 +1,7 @@
 #include "Index/EntryLists.hpp"
 
+#include <algorithm>
+
 namespace dovra {
 
 EntryLists::Run& EntryLists::slot(DirIndex folder) {
@@ -29,6 +31,13 @@ void EntryLists::append(DirIndex folder, EntryId id) {
         list.push_back(id);
         stored = {isScattered, 0};
     }
+}
+
+void EntryLists::assignAll(std::size_t folderCount, std::span<const FileEntry> entries) {
+    clear();
+    std::fill_n(runs_.extend(folderCount), folderCount, Run{0, 0});
+    for (std::size_t id = 0; id < entries.size(); ++id)
+        append(entries[id].dirIndex, static_cast<EntryId>(id));
 }
 
 bool EntryLists::contains(DirIndex folder) const {

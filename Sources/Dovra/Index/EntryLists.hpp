@@ -26,6 +26,10 @@ public:
 
     void append(DirIndex folder, EntryId id);
 
+    /// Replaces all lists: `folderCount` folders have one, with those of `entries` that lie in them. Their
+    /// positions are the identifiers.
+    void assignAll(std::size_t folderCount, std::span<const FileEntry> entries);
+
     /// Whether a list was ever stored for the folder, an empty one included: it has been listed.
     bool contains(DirIndex folder) const;
 

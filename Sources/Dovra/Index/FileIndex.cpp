@@ -26,9 +26,27 @@ void FileIndex::reset() {
     entriesByDir_.clear();
     names_.clear();
     signatures_.clear();
+    stamps_.clear();
     tombstones_ = 0;
     if (trigram_) trigram_->reset();
     raiseGenerationLocked();
+}
+
+void FileIndex::replaceContents(IndexContents contents) {
+    const WriteGuard guard(rwlock);
+    // The old contents go when the lock is free again.
+    std::swap(directories_, contents.directories);
+    std::swap(entries_, contents.entries);
+    std::swap(entriesByDir_, contents.entriesByDir);
+    std::swap(names_, contents.names);
+    std::swap(signatures_, contents.signatures);
+    std::swap(stamps_, contents.stamps);
+    tombstones_ = contents.tombstones;
+    raiseGenerationLocked();
+    if (!trigram_) return;
+    trigram_->reset();
+    for (std::size_t id = 0; id < entries_.size(); ++id)
+        trigram_->add(static_cast<EntryId>(id), nameLocked(entries_[id]));
 }
 
 std::int64_t FileIndex::itemCount() const {
@@ -62,7 +80,7 @@ std::unordered_map<EntryId, std::string> FileIndex::resolvePathsLocking(std::spa
 std::size_t FileIndex::memoryBytes() const {
     const ReadGuard guard(rwlock);
     return directories_.memoryBytes() + entries_.capacityBytes() + entriesByDir_.memoryBytes() +
-           names_.memoryBytes() + signatures_.capacityBytes();
+           names_.memoryBytes() + signatures_.capacityBytes() + stamps_.capacityBytes();
 }
 
 void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
@@ -115,12 +133,20 @@ EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     return id;
 }
 
-void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing) {
+void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing,
+                                   const FolderStamp& stamp) {
     const auto first = static_cast<EntryId>(entries_.size());
     for (std::size_t i = 0; i < listing.count(); ++i)
         appendEntryLocked(listing[i], folder);
     entriesByDir_.assignRun(folder, {first, static_cast<std::int32_t>(listing.count())});
+    setStampLocked(folder, stamp);
     raiseGenerationLocked();
+}
+
+void FileIndex::setStampLocked(DirIndex folder, const FolderStamp& stamp) {
+    const auto position = static_cast<std::size_t>(folder);
+    if (position >= stamps_.size()) stamps_.resizeZeroed(position + 1);
+    stamps_[position] = stamp;
 }
 
 void FileIndex::tombstoneLocked(EntryId id) {

@@ -16,6 +16,7 @@
 #include "Index/DirectoryTable.hpp"
 #include "Index/EntryLists.hpp"
 #include "Index/FileEntry.hpp"
+#include "Index/IndexContents.hpp"
 #include "Index/NamePool.hpp"
 #include "Index/NameSignature.hpp"
 #include "Index/RankingBoost.hpp"
@@ -60,7 +61,11 @@ public:
     /// Empties the index; an attached trigram index is emptied with it.
     void reset() DOVRA_EXCLUDES(rwlock);
 
-    /// Rises by one on `reset` and on every stored or changed folder. Any thread, without the lock.
+    /// Takes over what was made elsewhere; an attached trigram index is filled anew.
+    void replaceContents(IndexContents contents) DOVRA_EXCLUDES(rwlock);
+
+    /// Rises by one on `reset`, on `replaceContents` and on every stored or changed folder. Any thread,
+    /// without the lock.
     std::uint64_t generation() const { return generation_.load(std::memory_order_acquire); }
 
     /// The number of entries that are not tombstones.
@@ -101,6 +106,11 @@ public:
     std::optional<ScanMode> scanModeOverrideLocked() const DOVRA_UNCHECKED_LOCKING {
         return scanModeOverride_;
     }
+    /// The stamp of the folder when it was last listed as a whole; not known by default.
+    FolderStamp stampLocked(DirIndex folder) const DOVRA_UNCHECKED_LOCKING {
+        const auto position = static_cast<std::size_t>(folder);
+        return position < stamps_.size() ? stamps_[position] : FolderStamp{};
+    }
     std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return tombstones_; }
 
     std::string_view nameLocked(const FileEntry& entry) const DOVRA_UNCHECKED_LOCKING {
@@ -121,8 +131,13 @@ public:
     /// caller's to store. Fatal above 2147483647 entries, or when the name pool exceeds its limits.
     EntryId appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
 
-    /// Appends a whole listing as the contents of the folder and raises the generation.
-    void storeListingLocked(DirIndex folder, const DirectoryListing& listing) DOVRA_REQUIRES(rwlock);
+    /// Appends a whole listing as the contents of the folder and raises the generation. `stamp` was taken
+    /// before the folder was listed; without one nothing tells later whether the listing still holds.
+    void storeListingLocked(DirIndex folder, const DirectoryListing& listing, const FolderStamp& stamp = {})
+        DOVRA_REQUIRES(rwlock);
+
+    /// Replaces what is known of the disk's state when the folder's contents were stored.
+    void setStampLocked(DirIndex folder, const FolderStamp& stamp) DOVRA_REQUIRES(rwlock);
 
     /// Marks one entry deleted; the entry's subtree is the caller's business.
     void tombstoneLocked(EntryId id) DOVRA_REQUIRES(rwlock);
@@ -144,6 +159,7 @@ private:
     EntryLists entriesByDir_ DOVRA_GUARDED_BY(rwlock);
     NamePool names_ DOVRA_GUARDED_BY(rwlock);
     PodVector<NameSignature> signatures_ DOVRA_GUARDED_BY(rwlock);
+    PodVector<FolderStamp> stamps_ DOVRA_GUARDED_BY(rwlock);  ///< by folder; the last ones may be missing
     std::int64_t tombstones_ DOVRA_GUARDED_BY(rwlock) = 0;
     std::shared_ptr<TrigramIndex> trigram_ DOVRA_GUARDED_BY(rwlock);
     std::shared_ptr<const RankingBoost> frecency_ DOVRA_GUARDED_BY(rwlock);

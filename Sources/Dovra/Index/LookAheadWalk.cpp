@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Base/JoinPath.hpp"
+#include "Index/StampClock.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
 // depend on which thread was faster could not be compared from one scan to the next.
@@ -59,6 +60,7 @@ struct Folder {
     State state = State::pending;
     bool isListed = false;
     DirectoryListing listing;
+    FolderStamp stamp;
     std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
     bool isKeptOpen = false;                        ///< as the base of the children
     std::list<Folder*>::iterator place;             ///< in the frontier, until done
@@ -74,9 +76,12 @@ public:
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
         if (!open) return;
-        const DeviceId device = open->device();
+        const FolderStamp stamp = open->stamp();
+        const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
-        open->list(options_.detail, folder.listing);
+        const FolderStamp trusted = clock_.trusted(stamp);
+        const bool isWhole = open->list(options_.detail, folder.listing);
+        folder.stamp = isWhole ? trusted : FolderStamp{};
         folder.isListed = true;
         addChildren(folder, *std::move(open), device);
     }
@@ -116,6 +121,7 @@ private:
     }
 
     const WalkOptions& options_;
+    const StampClock clock_;
 };
 
 class Walk {
@@ -135,8 +141,8 @@ public:
             finish(*folder);
             if (!folder->isListed) continue;
             const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
-            const DirIndex index =
-                visit({.parent = folder->parent, .name = name, .listing = folder->listing});
+            const DirIndex index = visit(
+                {.parent = folder->parent, .name = name, .listing = folder->listing, .stamp = folder->stamp});
             for (std::unique_ptr<Folder>& child : folder->children) {
                 child->parent = index;
                 stack_.push_back(std::move(child));

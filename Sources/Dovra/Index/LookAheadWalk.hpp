@@ -32,6 +32,7 @@ struct WalkedFolder {
     std::optional<DirIndex> parent;  ///< what the visit of its parent returned; absent for a root
     std::string_view name;           ///< its own name; for a root the path as it was given
     const DirectoryListing& listing;
+    FolderStamp stamp = {};  ///< taken before it was listed; not known where it proves nothing
 };
 
 /// Walks the trees below `roots` depth first, the last root and the last-listed child first, and calls

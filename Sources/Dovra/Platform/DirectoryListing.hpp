@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Base/PodVector.hpp"
+#include "Platform/FolderStamp.hpp"
 
 namespace dovra {
 
@@ -76,10 +77,14 @@ public:
     ~OpenFolder();
 
     /// Appends every entry but "." and ".." to `listing`. An error midway ends the listing with what was
-    /// read.
-    void list(ListingDetail detail, DirectoryListing& listing) const;
+    /// read, and gives false.
+    bool list(ListingDetail detail, DirectoryListing& listing) const;
 
     DeviceId device() const;
+
+    /// Device, inode and times in one call. Not known (but for the device) when it cannot be asked or a time
+    /// lies outside the years 1678 to 2262, which nanoseconds can tell.
+    FolderStamp stamp() const;
 
     /// The device of what lies at `path` below this folder (a link itself, not its target), without
     /// triggering an automount. Absent when it cannot be asked.

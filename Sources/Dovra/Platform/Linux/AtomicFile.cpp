@@ -43,10 +43,9 @@ std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, s
     return bytes;
 }
 
-bool writeAll(const Descriptor& file, std::string_view bytes) {
+bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t count =
-            uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
+        const ssize_t count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
         if (count < 0) return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -88,20 +87,38 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
     return {std::move(bytes), {}};
 }
 
-std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
-    const std::string target = fileToReplace(path);
-    std::string temporary = target + ".XXXXXX";
+AtomicFile::AtomicFile(const std::string& path)
+    : target_(fileToReplace(path)), temporary_(target_ + ".XXXXXX") {
     // Made with mode 0600.
-    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!file) return fileError("write beside", target);
-    if (writeAll(file, bytes) && uninterrupted([&] { return ::fsync(file.number()); }) == 0 &&
-        ::rename(temporary.c_str(), target.c_str()) == 0) {
-        syncFolderOf(target);
-        return std::nullopt;
-    }
-    FileError error = fileError("write", target);
-    ::unlink(temporary.c_str());
-    return error;
+    descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
+    if (descriptor_ >= 0) return;
+    error_ = fileError("write beside", target_);
+    temporary_.clear();
+}
+
+AtomicFile::~AtomicFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void AtomicFile::write(std::string_view bytes) {
+    if (!error_ && !writeAll(descriptor_, bytes)) error_ = fileError("write", target_);
+}
+
+std::optional<FileError> AtomicFile::commit() {
+    if (error_) return error_;
+    if (uninterrupted([&] { return ::fsync(descriptor_); }) != 0 ||
+        ::rename(temporary_.c_str(), target_.c_str()) != 0)
+        return error_ = fileError("write", target_);
+    temporary_.clear();
+    syncFolderOf(target_);
+    return std::nullopt;
+}
+
+std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
+    AtomicFile file(path);
+    file.write(bytes);
+    return file.commit();
 }
 
 }  // namespace dovra

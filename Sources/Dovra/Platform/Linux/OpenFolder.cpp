@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
+#include <limits>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -78,6 +79,13 @@ int openWithoutLinks(int start, const char* path) {
     return static_cast<int>(descriptor);
 }
 
+std::optional<std::int64_t> nanoseconds(const timespec& time) {
+    constexpr std::int64_t perSecond = 1'000'000'000;
+    constexpr std::int64_t longest = std::numeric_limits<std::int64_t>::max() / perSecond - 1;
+    if (time.tv_sec < -longest || time.tv_sec > longest) return std::nullopt;
+    return time.tv_sec * perSecond + time.tv_nsec;
+}
+
 constexpr std::uint32_t kernelFileSystems[] = {
     PROC_SUPER_MAGIC,
     SYSFS_MAGIC,
@@ -128,11 +136,11 @@ OpenFolder::~OpenFolder() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
+bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
-        if (length <= 0) return;
+        if (length <= 0) return length == 0;
         for (ssize_t offset = 0; offset < length;) {
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
             addEntry(descriptor_, *raw, detail, listing);
@@ -142,8 +150,16 @@ void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
 }
 
 DeviceId OpenFolder::device() const {
+    return stamp().device;
+}
+
+FolderStamp OpenFolder::stamp() const {
     struct stat status {};
-    return ::fstat(descriptor_, &status) == 0 ? status.st_dev : 0;
+    if (::fstat(descriptor_, &status) != 0) return {};
+    const auto modified = nanoseconds(status.st_mtim);
+    const auto changed = nanoseconds(status.st_ctim);
+    if (!modified || !changed) return {.device = status.st_dev};
+    return {.device = status.st_dev, .inode = status.st_ino, .modified = *modified, .changed = *changed};
 }
 
 bool OpenFolder::isOnKernelFileSystem() const {

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "Index/FileIndex.hpp"
+#include "Index/StampClock.hpp"
+#include "Platform/DirectoryListing.hpp"
+#include "Platform/RegularFile.hpp"
+
+namespace dovra {
+
+/// Takes a snapshot's next bytes.
+using SnapshotSink = std::function<void(std::string_view)>;
+
+/// Hands the whole index to `sink`, piece by piece, in the format of the cache file. `volumeDev` is the
+/// device of the volume that was scanned, `lastEventId` what the changes after this snapshot come after.
+/// Holds the index's read lock meanwhile: searches go on, changes wait. Returns why the format cannot hold
+/// this index, in which case the sink got nothing.
+[[nodiscard]] std::optional<std::string> encodeSnapshot(const FileIndex& index, DeviceId volumeDev,
+                                                        std::uint64_t lastEventId, const SnapshotSink& sink);
+
+/// Where a snapshot is read from.
+struct SnapshotSource {
+    std::uint64_t size = 0;
+    /// Fills the span with the bytes from `offset` on, which lie within the size; false when they cannot be
+    /// read. Called from several threads at once.
+    std::function<bool(std::uint64_t offset, std::span<char>)> read;
+
+    /// Both refer to what they are made from.
+    static SnapshotSource fromBytes(std::string_view bytes);
+    static SnapshotSource fromFile(const RegularFile& file);
+};
+
+/// What a snapshot must be of to be believed.
+struct SnapshotSubject {
+    DeviceId volumeDev = 0;
+    /// Where the scan began; when absent any root will do.
+    std::optional<std::string> root;
+    std::int64_t now = wallClockNow();
+};
+
+struct LoadedSnapshot {
+    std::uint64_t lastEventId;
+    std::int64_t count;  ///< entries, tombstones included
+};
+
+/// Replaces the contents of the index by the snapshot, and fills an attached trigram index anew. The write
+/// lock is taken at the end, when everything has been read, checked and built. Absent, with the index as it
+/// was, unless the snapshot is of that subject and every record in it is sound. Stamps that are missing,
+/// damaged or from the future are no fault: the folders then have none.
+[[nodiscard]] std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
+                                                         const SnapshotSubject& subject);
+
+}  // namespace dovra
