@@ -20,6 +20,7 @@
 #include "Index/LookAheadWalk.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/DeepTree.hpp"
+#include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/RandomText.hpp"
@@ -30,6 +31,7 @@ namespace {
 
 using test::allPaths;
 using test::idOf;
+using test::InMemory;
 using test::TemporaryTree;
 using testing::Contains;
 using testing::ElementsAre;
@@ -37,15 +39,6 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
-
-/// While it lives, temporary trees are made in memory where the system has a folder for that.
-class InMemory {
-public:
-    InMemory() {
-        if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
-    }
-    ~InMemory() { ::unsetenv("TMPDIR"); }
-};
 
 /// While it lives, the process may keep no more files open than this.
 class FewDescriptors {

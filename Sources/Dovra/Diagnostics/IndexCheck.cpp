@@ -134,7 +134,7 @@ private:
                             index_.tombstoneCountLocked(), count);
     }
 
-    /// Every entry stands once, in the list of its own folder, and the lists ascend.
+    /// Every live entry stands once, in the list of its own folder, and the lists ascend.
     void checkLists() {
         std::vector<std::uint8_t> listed(entries_.size());
         for (std::size_t i = 0; i < directories_.count(); ++i) {
@@ -154,8 +154,8 @@ private:
             });
         }
         for (std::size_t id = 0; id < listed.size(); ++id) {
-            violations_.require(listed[id] == 1, "listed entries", "entry {} is listed {} times", id,
-                                listed[id]);
+            const bool isListed = listed[id] == 1 || (listed[id] == 0 && entryAt(id).isTombstone());
+            violations_.require(isListed, "listed entries", "entry {} is listed {} times", id, listed[id]);
         }
     }
 

@@ -16,6 +16,20 @@ void EntryLists::assignRun(DirIndex folder, Run run) {
     stored = run;
 }
 
+void EntryLists::assign(DirIndex folder, std::span<const EntryId> ids) {
+    const auto isNotNext = [](EntryId a, EntryId b) { return b != a + 1; };
+    if (std::ranges::adjacent_find(ids, isNotNext) == ids.end()) {
+        assignRun(folder, {ids.empty() ? 0 : ids.front(), static_cast<std::int32_t>(ids.size())});
+    } else {
+        slot(folder) = {isScattered, 0};
+        scattered_[folder].assign(ids.begin(), ids.end());
+    }
+}
+
+void EntryLists::forget(DirIndex folder) {
+    if (contains(folder)) assignRun(folder, {notListed, 0});
+}
+
 void EntryLists::append(DirIndex folder, EntryId id) {
     Run& stored = slot(folder);
     if (stored.first == isScattered) {

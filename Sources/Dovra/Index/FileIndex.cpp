@@ -157,20 +157,41 @@ void FileIndex::tombstoneLocked(EntryId id) {
 }
 
 void FileIndex::tombstoneSubtreeLocked(std::string_view path) {
-    const auto top = directories_.find(path);
-    // A folder that was interned with its whole path can lie below `path` without being its descendant in the
-    // table, so those are compared as text; all others follow their parent, which stands before them.
+    std::vector<DirIndex> tops;
+    if (const auto top = directories_.find(path)) tops.push_back(*top);
+    // A folder that a scan began at can lie below `path` without a chain of entries that leads to it.
     const std::string below = joinPath(path, "");
-    std::vector<bool> inside(directories_.count());
-    for (std::size_t i = 0; i < inside.size(); ++i) {
-        const auto folder = static_cast<DirIndex>(i);
-        const auto parent = directories_.parent(folder);
-        inside[i] = folder == top || (parent ? inside[static_cast<std::size_t>(*parent)]
-                                             : directories_.path(folder).starts_with(below));
-        if (!inside[i]) continue;
-        for (const EntryId id : entriesByDir_.ids(folder))
-            tombstoneLocked(id);
+    for (const DirIndex root : directories_.roots()) {
+        if (directories_.path(root).starts_with(below)) tops.push_back(root);
     }
+    for (const DirIndex top : tops) {
+        if (!entriesByDir_.contains(top)) continue;
+        forgetContentsLocked(top);
+        assignListLocked(top, {});
+    }
+}
+
+void FileIndex::forgetContentsLocked(DirIndex folder) {
+    std::vector<DirIndex> pending = {folder};
+    while (!pending.empty()) {
+        const DirIndex next = pending.back();
+        pending.pop_back();
+        for (const EntryId id : entriesByDir_.ids(next)) {
+            const FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+            if (const auto contents = entry.isFolder() ? contentsOfLocked(entry) : std::nullopt)
+                pending.push_back(*contents);
+            tombstoneLocked(id);
+        }
+        entriesByDir_.forget(next);
+        setStampLocked(next, {});
+    }
+}
+
+void FileIndex::refreshEntryLocked(EntryId id, const RawDirent& raw) {
+    FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+    entry.size = raw.size;
+    entry.modTime = raw.modTime;
+    entry.crTime = raw.crTime;
 }
 
 }  // namespace dovra

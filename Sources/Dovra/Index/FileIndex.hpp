@@ -38,6 +38,8 @@ namespace dovra {
 /// skips it;
 /// - names lie in the pool in the order of the identifiers, without gaps; the pool only grows until `reset`;
 /// - every `dirIndex` is a position in `directories()`; a folder's own entry stands in its parent's list;
+/// - a live entry stands in its folder's list, once; a folder that has a list lies in one that has one, up to
+/// the folder where the scan began;
 /// - `generation()` rises with every change.
 ///
 /// Locking: one reader-writer lock guards everything but `generation()`. An operation whose name ends in
@@ -142,9 +144,21 @@ public:
     /// Marks one entry deleted; the entry's subtree is the caller's business.
     void tombstoneLocked(EntryId id) DOVRA_REQUIRES(rwlock);
 
-    /// Marks everything listed in `path` and in the folders below it deleted. The folder's own entry in its
-    /// parent is not touched, and the paths stay interned.
+    /// Marks everything listed in `path` and in the folders below it deleted: the folder is empty then. Its
+    /// own entry in its parent is not touched, and the paths stay interned.
     void tombstoneSubtreeLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
+
+    /// Marks everything listed in the folder and below it deleted, and drops their lists: the folder counts
+    /// as never listed. Costs what is deleted.
+    void forgetContentsLocked(DirIndex folder) DOVRA_REQUIRES(rwlock);
+
+    /// Takes over the attributes of an entry that is what it was: name and kind stay.
+    void refreshEntryLocked(EntryId id, const RawDirent& raw) DOVRA_REQUIRES(rwlock);
+
+    /// Replaces the folder's list; all of `ids` lie in it and ascend.
+    void assignListLocked(DirIndex folder, std::span<const EntryId> ids) DOVRA_REQUIRES(rwlock) {
+        entriesByDir_.assign(folder, ids);
+    }
 
     void raiseGenerationLocked() DOVRA_REQUIRES(rwlock) {
         generation_.fetch_add(1, std::memory_order_acq_rel);

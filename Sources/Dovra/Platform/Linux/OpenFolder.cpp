@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <iterator>
 #include <limits>
+#include <limits.h>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -86,6 +87,28 @@ std::optional<std::int64_t> nanoseconds(const timespec& time) {
     return time.tv_sec * perSecond + time.tv_nsec;
 }
 
+OpenFolder::Refusal refusal(int error) {
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+        case ELOOP:
+        case ENAMETOOLONG:
+            return OpenFolder::Refusal::missing;
+        case EACCES:
+        case EPERM:
+            return OpenFolder::Refusal::forbidden;
+        default:
+            return OpenFolder::Refusal::failed;
+    }
+}
+
+/// Where the part of a relative path ends that is opened in one call: at a slash, or at the path's end.
+std::size_t endOfStep(const std::string& path, std::size_t position) {
+    if (path.size() - position < PATH_MAX) return path.size();
+    const std::size_t slash = path.rfind('/', position + PATH_MAX - 2);
+    return slash == std::string::npos || slash <= position ? path.size() : slash;
+}
+
 constexpr std::uint32_t kernelFileSystems[] = {
     PROC_SUPER_MAGIC,
     SYSFS_MAGIC,
@@ -134,6 +157,36 @@ OpenFolder& OpenFolder::operator=(OpenFolder&& other) noexcept {
 
 OpenFolder::~OpenFolder() {
     if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpen(const std::string& path) {
+    auto folder = open(path);
+    if (!folder) return refusal(errno);
+    return *std::move(folder);
+}
+
+std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpenBelow(const std::string& path) const {
+    std::optional<OpenFolder> reached;
+    std::size_t position = 0;
+    do {
+        const std::size_t end = endOfStep(path, position);
+        const std::string step = path.substr(position, end - position);
+        const OpenFolder& start = reached ? *reached : *this;
+        auto next = start.openBelow(step.empty() ? "." : step);
+        if (!next) return refusal(errno);
+        reached = std::move(next);
+        position = std::min(end + 1, path.size());
+    } while (position < path.size());
+    return *std::move(reached);
+}
+
+std::optional<RawDirent> OpenFolder::attributes() const {
+    RawDirent entry;
+    struct statx attributes {};
+    if (::statx(descriptor_, "", attributeFlags | AT_EMPTY_PATH, attributeMask, &attributes) != 0)
+        return std::nullopt;
+    setAttributes(entry, attributes);
+    return entry;
 }
 
 bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {

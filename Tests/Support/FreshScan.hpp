@@ -1,0 +1,55 @@
+#pragma once
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <string>
+#include <vector>
+
+#include "Base/JoinPath.hpp"
+#include "Base/Utf8.hpp"
+#include "Diagnostics/IndexCheck.hpp"
+#include "Index/Crawl.hpp"
+
+namespace dovra::test {
+
+/// Every live entry with its attributes and every folder that was listed, in order; identifiers and what was
+/// deleted do not show.
+inline std::vector<std::string> contentsOf(const FileIndex& index) {
+    const ReadGuard guard(index.rwlock);
+    const DirectoryTable& directories = index.directoriesLocked();
+    std::vector<std::string> contents;
+    for (const FileEntry& entry : index.entriesLocked()) {
+        if (entry.isTombstone()) continue;
+        const std::string path = joinPath(directories.path(entry.dirIndex), index.nameLocked(entry));
+        contents.push_back(fmt::format("{} kind {} size {} times {} {}", visibleText(path), entry.flags,
+                                       entry.size, entry.modTime, entry.crTime));
+    }
+    for (std::size_t i = 0; i < directories.count(); ++i) {
+        const auto folder = static_cast<DirIndex>(i);
+        if (index.entriesByDirLocked().contains(folder))
+            contents.push_back(visibleText(directories.path(folder)) + " is listed");
+    }
+    std::ranges::sort(contents);
+    return contents;
+}
+
+/// What tells the index from a fresh scan of `root`, the first few lines; and the invariants that it
+/// violates. Empty when it is as good as the fresh one.
+inline std::vector<std::string> differencesFromFreshScan(const FileIndex& index, const std::string& root) {
+    std::vector<std::string> differences = indexViolations(index);
+    FileIndex fresh;
+    crawl(fresh, {root}, {});
+    const std::vector<std::string> expected = contentsOf(fresh);
+    const std::vector<std::string> found = contentsOf(index);
+    const auto addMissing = [&](const char* what, const auto& from, const auto& in) {
+        std::vector<std::string> missing;
+        std::ranges::set_difference(from, in, std::back_inserter(missing));
+        for (std::size_t i = 0; i < std::min<std::size_t>(missing.size(), 5); ++i)
+            differences.push_back(fmt::format("{}: {} (of {})", what, missing[i], missing.size()));
+    };
+    addMissing("missing", expected, found);
+    addMissing("too much", found, expected);
+    return differences;
+}
+
+}  // namespace dovra::test
