@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -75,9 +76,9 @@ public:
     OpenFolder& operator=(OpenFolder&& other) noexcept;
     ~OpenFolder();
 
-    /// Appends every entry but "." and ".." to `listing`. An error midway ends the listing with what was
-    /// read.
-    void list(ListingDetail detail, DirectoryListing& listing) const;
+    /// Appends every entry but "." and ".." to `listing`. An error midway, or a request to stop, ends the
+    /// listing with what was read.
+    void list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop = {}) const;
 
     DeviceId device() const;
 

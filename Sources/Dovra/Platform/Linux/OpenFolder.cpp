@@ -128,12 +128,12 @@ OpenFolder::~OpenFolder() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
+void OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop) const {
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
-        if (length <= 0) return;
-        for (ssize_t offset = 0; offset < length;) {
+        if (length <= 0 || stop.stop_requested()) return;
+        for (ssize_t offset = 0; offset < length && !stop.stop_requested();) {
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
             addEntry(descriptor_, *raw, detail, listing);
             offset += raw->d_reclen;

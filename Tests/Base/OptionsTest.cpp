@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandLine/Options.hpp"
+#include "Base/Options.hpp"
 
 namespace dovra {
 namespace {
