@@ -50,6 +50,17 @@ TEST(Options, EndBehindTwoDashes) {
     EXPECT_THAT(result.others, ElementsAre("-f", "--", "-v"));
 }
 
+TEST(Options, KnowWhatIsWrongWithArguments) {
+    const std::vector<Option> table = {{{"--flag", "-f"}, {}, "", {}}, {{"--value", "-v"}, "text", "", {}}};
+    const auto fault = [&](std::vector<std::string> arguments) {
+        return misuse(arguments, table).value_or("none");
+    };
+    EXPECT_EQ(fault({"-f", "--value", "-x", "-v", "--flag"}), "none");
+    EXPECT_EQ(fault({"-f", "-x"}), "there is no option \"-x\"");
+    EXPECT_EQ(fault({"-v", "1", "2"}), "there is no option \"2\"");
+    EXPECT_EQ(fault({"-f", "-v"}), "-v needs a text behind it");
+}
+
 TEST(Options, AskForHelpOnlyAlone) {
     EXPECT_TRUE(asksForHelp(std::vector<std::string>{"--help"}));
     EXPECT_FALSE(asksForHelp(std::vector<std::string>{"--help", "x"}));
