@@ -12,6 +12,7 @@
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/OpenFileLimit.hpp"
 #include "Platform/Paths.hpp"
+#include "Servers/MCPServer.hpp"
 
 using namespace dovra;
 
@@ -55,7 +56,7 @@ constexpr std::array modes = {
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
-    Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
+    Mode{"--mcp", MCPCLI::run, "[options]", "serve tools to AI clients on standard input and output", true},
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", CLI::runDuplicates, "[options] [query]", "list files with equal contents", true},
     Mode{"--du", CLI::runDiskUsage, "[folder] [options]", "list the largest folders", true},

@@ -347,6 +347,24 @@ TEST(Crawl, ListsAFolderOfManyEntriesAndReports) {
     EXPECT_THAT(reports, ElementsAre(std::pair(count + 1, true), std::pair(count + 1, false)));
 }
 
+TEST(Walk, EndsWhenItIsAskedToStop) {
+    const TemporaryTree tree;
+    for (int i = 0; i < 100; ++i)
+        tree.makeFolder(fmt::format("{}/{}", i % 10, i));
+    for (const std::size_t threads : {1U, 2U, 4U}) {
+        for (const int visitsBefore : {1, 2, 50, 110}) {
+            std::stop_source source;
+            int visits = 0;
+            lookAheadWalk({tree.path()}, {.threads = threads, .stop = source.get_token()},
+                          [&](const WalkedFolder&) {
+                              if (++visits == visitsBefore) source.request_stop();
+                              return DirIndex{};
+                          });
+            EXPECT_EQ(visits, visitsBefore);
+        }
+    }
+}
+
 /// Makes and removes folders that hold files named after them, until told to stop.
 void keepChanging(const TemporaryTree& tree, const std::stop_token& stop) {
     std::mt19937 random(3);

@@ -7,9 +7,9 @@
 #include "Base/ByteCount.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 
 namespace dovra {
 

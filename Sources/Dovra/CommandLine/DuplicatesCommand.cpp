@@ -7,9 +7,9 @@
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/QueryKeys.hpp"
 

@@ -9,9 +9,9 @@
 #include "Base/UnicodeFold.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 

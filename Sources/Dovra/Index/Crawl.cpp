@@ -14,6 +14,7 @@ WalkOptions walkOptions(const CrawlOptions& options) {
     WalkOptions walk;
     walk.detail = options.detail;
     walk.threads = options.threads == 0 ? activeProcessorCount() : options.threads;
+    walk.stop = options.stop;
     walk.entersChild = [](std::string_view fullPath) { return !FileIndex::skipDirs.contains(fullPath); };
     if (options.restrictToStartupVolume) walk.allowedDevices = startupVolumeDevices();
     return walk;

@@ -80,7 +80,7 @@ public:
         const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
         const FolderStamp trusted = clock_.trusted(stamp);
-        const bool isWhole = open->list(options_.detail, folder.listing);
+        const bool isWhole = open->list(options_.detail, folder.listing, options_.stop);
         folder.stamp = isWhole ? trusted : FolderStamp{};
         folder.isListed = true;
         addChildren(folder, *std::move(open), device);
@@ -126,7 +126,7 @@ private:
 
 class Walk {
 public:
-    explicit Walk(const WalkOptions& options) : lister_(options) {
+    explicit Walk(const WalkOptions& options) : options_(options), lister_(options) {
         for (std::size_t i = 1; i < options.threads; ++i) {
             helpers_.emplace_back([this](const std::stop_token& stop) { help(stop); });
         }
@@ -139,6 +139,8 @@ public:
             const std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();
             finish(*folder);
+            // What was listed after a request to stop may be incomplete.
+            if (options_.stop.stop_requested()) return;
             if (!folder->isListed) continue;
             const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
             const DirIndex index = visit(
@@ -166,7 +168,7 @@ private:
         std::unique_lock lock(mutex_);
         Folder* folder = nullptr;
         const auto takesOne = [&] { return (folder = takeFirstPending()) != nullptr; };
-        while (changed_.wait(lock, stop, takesOne))
+        while (!options_.stop.stop_requested() && changed_.wait(lock, stop, takesOne))
             listUnlocked(*folder, lock);
     }
 
@@ -216,6 +218,7 @@ private:
         changed_.notify_all();
     }
 
+    const WalkOptions& options_;
     const Lister lister_;
     std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
 

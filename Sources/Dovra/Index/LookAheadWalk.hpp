@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ struct WalkOptions {
 
     /// Threads that list folders, the caller's included; at least 1.
     std::size_t threads = 1;
+
+    /// A request to stop ends the walk at once, after one more system call on each thread.
+    std::stop_token stop = {};
 };
 
 /// A folder that the walk has reached and could list.

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -90,9 +91,9 @@ public:
     OpenFolder& operator=(OpenFolder&& other) noexcept;
     ~OpenFolder();
 
-    /// Appends every entry but "." and ".." to `listing`. An error midway ends the listing with what was
-    /// read; returns whether there was none.
-    bool list(ListingDetail detail, DirectoryListing& listing) const;
+    /// Appends every entry but "." and ".." to `listing`. An error midway, or a request to stop, ends the
+    /// listing with what was read; returns whether there was none.
+    bool list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop = {}) const;
 
     /// The folder's own attributes, as a listing of its parent would tell them, without a name. Absent when
     /// they cannot be asked.

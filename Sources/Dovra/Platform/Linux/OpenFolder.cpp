@@ -189,12 +189,13 @@ std::optional<RawDirent> OpenFolder::attributes() const {
     return entry;
 }
 
-bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
+bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop) const {
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
         if (length <= 0) return length == 0;
         for (ssize_t offset = 0; offset < length;) {
+            if (stop.stop_requested()) return false;
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
             addEntry(descriptor_, *raw, detail, listing);
             offset += raw->d_reclen;

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+namespace dovra {
+
+/// Waits for bytes on standard input and reads what is there, up to the size of `destination`. Returns how
+/// many came; 0 at the end of input, and when it cannot be read.
+std::size_t readStandardInput(std::span<char> destination);
+
+/// Writes to standard output, unbuffered and in one piece as far as the system lets it. False when nobody
+/// reads any more or writing fails otherwise. (Where a closed pipe raises a signal, that ends the program.)
+bool writeStandardOutput(std::string_view bytes);
+
+}  // namespace dovra

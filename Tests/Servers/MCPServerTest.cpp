@@ -1,0 +1,140 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+
+#include "Servers/MCPServer.hpp"
+#include "Support/ToolCaller.hpp"
+
+namespace dovra {
+namespace {
+
+using testing::HasSubstr;
+
+class MCPServer : public testing::Test {
+protected:
+    std::string reply(std::string line) const {
+        return mcp::replyText(caller_.handler(), {.text = std::move(line)}).value_or("none");
+    }
+
+    test::TemporaryTree tree_;
+    test::ToolCaller caller_{tree_};
+};
+
+TEST_F(MCPServer, AnswersFaultsOfTheProtocol) {
+    const auto error = [](const std::string& id, int code, const std::string& message) {
+        return fmt::format(R"({{"jsonrpc":"2.0","id":{},"error":{{"code":{},"message":"{}"}}}})", id, code,
+                           message);
+    };
+    const struct {
+        std::string line;
+        std::string reply;
+    } examples[] = {
+        {"", "none"},
+        {"\r", "none"},
+        {" ", error("null", -32700, "Parse error")},
+        {"{", error("null", -32700, "Parse error")},
+        {R"({"id":1,"method":"ping"} x)", error("null", -32700, "Parse error")},
+        {"{\"id\":1,\"method\":\"\xFF\"}", error("null", -32700, "Parse error")},
+        {std::string(100'000, '['), error("null", -32700, "Parse error")},
+        {"[]", error("null", -32600, "Invalid Request: not an object")},
+        {R"([{"id":1,"method":"ping"}])", error("null", -32600, "Invalid Request: not an object")},
+        {"7", error("null", -32600, "Invalid Request: not an object")},
+        {"{}", error("null", -32600, "Invalid Request: missing method")},
+        {R"({"id":[1,{"a":2.5}]})", error(R"([1,{"a":2.5}])", -32600, "Invalid Request: missing method")},
+        {R"({"id":"x","method":7})", error(R"("x")", -32600, "Invalid Request: missing method")},
+        {R"({"id":1.5,"method":"no"})", error("1.5", -32601, "Method not found: no")},
+        {R"({"method":""})", error("null", -32601, "Method not found: ")},
+        {R"({"id":18446744073709551616,"method":"PING"})",
+         error("1.8446744073709552e+19", -32601, "Method not found: PING")},
+        {R"({"id":1,"method":"tools/call"})", error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":["x"]})",
+         error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":{"name":null}})",
+         error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":{"name":"rm"}})", error("1", -32602, "Unknown tool: rm")},
+        {R"({"id":1,"id":2,"method":"no","method":"ping"})", R"({"jsonrpc":"2.0","id":2,"result":{}})"},
+        {R"({"id":-9223372036854775808,"method":"ping","params":7})",
+         R"({"jsonrpc":"2.0","id":-9223372036854775808,"result":{}})"},
+        {"{\"method\":\"ping\"}\r", R"({"jsonrpc":"2.0","id":null,"result":{}})"},
+        {R"({"id":1,"method":"notifications/initialized"})", "none"},
+        {R"({"method":"notifications/"})", "none"},
+        {R"({"id":1,"method":"notifications"})", error("1", -32601, "Method not found: notifications")},
+    };
+    for (const auto& [line, expected] : examples)
+        EXPECT_EQ(reply(line), expected) << line.substr(0, 100);
+}
+
+TEST_F(MCPServer, GreetsInTheClientsVersion) {
+    const auto greeting = [&](const std::string& params) {
+        return *JSONValue::parse(reply(R"({"id":1,"method":"initialize","params":)" + params + "}"));
+    };
+    using test::at;
+    const auto version = [&](const std::string& params) {
+        return at(at(greeting(params), "result"), "protocolVersion");
+    };
+    EXPECT_EQ(version(R"({"protocolVersion":"2025-06-18"})"), "2025-06-18");
+    EXPECT_EQ(version(R"({"protocolVersion":"any"})"), "any");
+    for (const char* params : {"{}", R"({"protocolVersion":""})", R"({"protocolVersion":1})", "null", "[1]"})
+        EXPECT_EQ(version(params), "2024-11-05") << params;
+    const JSONValue result = at(greeting("{}"), "result");
+    EXPECT_EQ(at(result, "capabilities"), *JSONValue::parse(R"({"tools":{"listChanged":false}})"));
+    EXPECT_EQ(at(result, "serverInfo"), *JSONValue::parse(R"({"name":"dovra","version":"1.0.0"})"));
+    EXPECT_THAT(*at(result, "instructions").string(), HasSubstr("read-only"));
+}
+
+TEST_F(MCPServer, ListsItsTools) {
+    using test::at;
+    const JSONValue list =
+        at(at(*JSONValue::parse(reply(R"({"id":1,"method":"tools/list"})")), "result"), "tools");
+    EXPECT_EQ(test::each(list, "name"),
+              (JSONValue::Array{"search_files", "search_content", "find_duplicate_files", "disk_usage",
+                                "index_stats"}));
+    for (const JSONValue& schema : test::each(list, "inputSchema"))
+        EXPECT_EQ(at(schema, "type"), "object");
+}
+
+TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
+    EXPECT_THAT(*mcp::replyText(caller_.handler(), {.text = {}, .isTooLong = true}),
+                HasSubstr(R"("id":null,"error":{"code":-32600)"));
+    const std::string large(9'000'000, 'x');
+    for (const std::string& line :
+         {R"({"id":1,"method":")" + large + "\"}", R"({"method":"ping","id":")" + large + "\"}",
+          R"({"method":"tools/call","params":{"name":"index_stats"},"id":")" + large + "\"}"})
+        EXPECT_THAT(reply(line), HasSubstr(R"("id":null,"error":{"code":-32600)"));
+
+    // Twenty names of 255 bytes that are written with six bytes each, in a result that is quoted once more.
+    const std::string name(250, '\x01');
+    for (int folder = 0; folder < 8; ++folder) {
+        for (int i = 0; i < 120; ++i)
+            tree_.write(fmt::format("{}/{}/{}/{}{}", folder, name, name, name, i));
+    }
+    const test::ToolCaller filled(tree_);
+    const std::string call =
+        R"({"id":7,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"*","limit":1000}}})";
+    const std::string answer = *mcp::replyText(filled.handler(), {.text = call});
+    EXPECT_LT(answer.size(), 1000U);
+    EXPECT_THAT(answer, HasSubstr(R"("id":7,"result":{"content")"));
+    EXPECT_THAT(answer, HasSubstr("too long"));
+    EXPECT_THAT(answer, HasSubstr(R"("isError":true)"));
+}
+
+TEST_F(MCPServer, PreparesTheIndexForTheTool) {
+    std::vector<std::string> prepared;
+    FileIndex index;
+    const MCPRequestHandler handler({index, "", "", [] { return IndexStats(); }}, [&](const Tool& tool) {
+        prepared.push_back(tool.name);
+        if (tool.needsWholeIndex) throw std::runtime_error("made up");
+    });
+    const auto call = [&](const std::string& tool) {
+        const std::string line = R"({"id":1,"method":"tools/call","params":{"name":")" + tool + R"("}})";
+        return *mcp::replyText(handler, {.text = line});
+    };
+    EXPECT_EQ(call("disk_usage"), R"({"jsonrpc":"2.0","id":1,"result":{"content":[{"type":"text",)"
+                                  R"("text":"Internal error"}],"isError":true}})");
+    EXPECT_THAT(call("index_stats"), HasSubstr(R"("isError":false)"));
+    EXPECT_THAT(prepared, testing::ElementsAre("disk_usage", "index_stats"));
+}
+
+}  // namespace
+}  // namespace dovra
