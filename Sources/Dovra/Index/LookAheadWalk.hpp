@@ -17,7 +17,7 @@ struct WalkOptions {
 
     /// Folders on other devices are not entered. When empty every device is, except that a file system of the
     /// kernel's own is not entered from outside.
-    std::vector<DeviceId> allowedDevices;
+    std::vector<DeviceId> allowedDevices = {};
 
     /// Whether to enter the child folder with this full path; asked only for paths of at most
     /// `maxAskedPathBytes`. Called on any thread.

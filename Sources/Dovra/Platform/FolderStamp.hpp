@@ -18,6 +18,10 @@ struct FolderStamp {
     bool operator==(const FolderStamp&) const = default;
 };
 
+/// The stamp of the folder at this path, or where a link at the path leads to; one that is not known when it
+/// cannot be asked.
+FolderStamp folderStamp(const std::string& path);
+
 static_assert(std::is_trivially_copyable_v<FolderStamp> && sizeof(FolderStamp) == 32);
 
 }  // namespace dovra

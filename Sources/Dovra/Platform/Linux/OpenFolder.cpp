@@ -109,6 +109,13 @@ std::size_t endOfStep(const std::string& path, std::size_t position) {
     return slash == std::string::npos || slash <= position ? path.size() : slash;
 }
 
+FolderStamp stampOf(const struct stat& status) {
+    const auto modified = nanoseconds(status.st_mtim);
+    const auto changed = nanoseconds(status.st_ctim);
+    if (!modified || !changed) return {.device = status.st_dev};
+    return {.device = status.st_dev, .inode = status.st_ino, .modified = *modified, .changed = *changed};
+}
+
 constexpr std::uint32_t kernelFileSystems[] = {
     PROC_SUPER_MAGIC,
     SYSFS_MAGIC,
@@ -209,11 +216,12 @@ DeviceId OpenFolder::device() const {
 
 FolderStamp OpenFolder::stamp() const {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0) return {};
-    const auto modified = nanoseconds(status.st_mtim);
-    const auto changed = nanoseconds(status.st_ctim);
-    if (!modified || !changed) return {.device = status.st_dev};
-    return {.device = status.st_dev, .inode = status.st_ino, .modified = *modified, .changed = *changed};
+    return ::fstat(descriptor_, &status) == 0 ? stampOf(status) : FolderStamp{};
+}
+
+FolderStamp folderStamp(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? stampOf(status) : FolderStamp{};
 }
 
 bool OpenFolder::isOnKernelFileSystem() const {

@@ -1,0 +1,292 @@
+#include "Services/AppServices.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+#include <utility>
+
+#include "Index/ChangeApplication.hpp"
+#include "Index/EventId.hpp"
+#include "Index/FolderReplay.hpp"
+#include "Platform/Volume.hpp"
+
+namespace dovra {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// Folders that could not be read, and a root that is gone, are looked at again after this.
+constexpr auto retryDelay = 5s;
+
+/// Comparing what may have changed in place is never urgent: so many folders at a time, and a pause three times
+/// as long as they take, about.
+constexpr std::size_t comparedAtOnce = 64;
+constexpr auto comparisonPause = 6ms;
+
+std::chrono::milliseconds until(Clock::time_point end) {
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()), 0ms);
+}
+
+}  // namespace
+
+std::shared_ptr<AppServices> AppServices::make(Options options) {
+    return std::shared_ptr<AppServices>(new AppServices(std::move(options)));
+}
+
+AppServices::AppServices(Options options)
+    : options_(std::move(options)),
+      frecency_(std::make_shared<FrecencyStore>(FrecencyStore::defaultURL())),
+      savedSearches_(SavedSearchStore::defaultURL()),
+      cache_(cacheFileName(options_.root)) {
+    if (options_.usesTrigram) index_.attachTrigramIndex(std::make_shared<TrigramIndex>());
+    index_.setFrecency(frecency_);
+}
+
+AppServices::~AppServices() {
+    stop_.request_stop();
+}
+
+std::function<void()> AppServices::job(void (AppServices::*run)()) {
+    return [weak = weak_from_this(), run] {
+        const auto self = weak.lock();
+        if (self && !self->stop_.stop_requested()) (*self.*run)();
+    };
+}
+
+void AppServices::start(std::function<void()> onReady) {
+    onReady_ = std::move(onReady);
+    buildQueue_.async(job(&AppServices::bringUp));
+}
+
+void AppServices::rebuild() {
+    // A second report of lost changes before the scan begins asks for nothing more.
+    if (!isRebuildQueued_.exchange(true)) buildQueue_.async(job(&AppServices::rebuildNow));
+}
+
+bool AppServices::toggleTrigram() {
+    const bool attaches = !index_.hasTrigramIndex();
+    index_.attachTrigramIndex(attaches ? std::make_shared<TrigramIndex>() : nullptr);
+    rebuild();
+    return attaches;
+}
+
+void AppServices::close() {
+    stop_.request_stop();
+    setWatcher(nullptr);
+    buildQueue_.sync([this] {
+        if (isWhole_ && isChanged_) saveCache();
+    });
+    if (const auto error = frecency_->flush()) options_.report(error->message);
+}
+
+bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {
+    return isReady_.wait_for(deadline) == std::future_status::ready;
+}
+
+bool AppServices::flush(std::chrono::milliseconds deadline) {
+    const auto end = Clock::now() + deadline;
+    if (!drainBuildQueue(end)) return false;
+    if (const auto watcher = this->watcher(); watcher && !watcher->flush(until(end))) return false;
+    return drainBuildQueue(end);
+}
+
+bool AppServices::drainBuildQueue(Clock::time_point end) {
+    const auto done = std::make_shared<std::promise<void>>();
+    buildQueue_.async([done] { done->set_value(); });
+    return done->get_future().wait_until(end) == std::future_status::ready;
+}
+
+std::string AppServices::coverage() const {
+    const auto watcher = this->watcher();
+    return watcher ? watcher->coverage() : "not watched";
+}
+
+std::shared_ptr<FSEventsWatcher> AppServices::watcher() const {
+    const std::scoped_lock lock(watcherMutex_);
+    return watcher_;
+}
+
+void AppServices::setWatcher(std::shared_ptr<FSEventsWatcher> watcher) {
+    {
+        const std::scoped_lock lock(watcherMutex_);
+        std::swap(watcher_, watcher);
+    }
+    // The former one ends here, without the lock: that waits for a delivery.
+}
+
+CrawlOptions AppServices::crawlOptions() const {
+    return {.restrictToStartupVolume = options_.root == "/", .stop = stop_.get_token()};
+}
+
+void AppServices::bringUp() {
+    if (loadCache()) {
+        announceReady();
+        armWatcher();
+        replayHistory();
+        // What changed in place since the cache was written shows in no folder.
+        uncompared_ = listedFolders(index_);
+        compareSome();
+    } else {
+        armWatcher();
+        scan();
+        if (!isWhole_) return;
+        announceReady();
+    }
+    if (const auto watcher = this->watcher()) watcher->start();
+}
+
+bool AppServices::loadCache() {
+    const auto root = OpenFolder::open(options_.root);
+    if (!root) return false;
+    const auto loaded = cache_.load(index_, {.volumeDev = root->device(), .root = options_.root});
+    if (!loaded) return false;
+    lastEventId_ = loaded->lastEventId;
+    isWhole_ = true;
+    postProgress(false);
+    return true;
+}
+
+void AppServices::replayHistory() {
+    std::vector<std::string> changed = changedFolders(index_, stop_.get_token());
+    if (!changed.empty()) apply({.paths = std::move(changed)});
+}
+
+void AppServices::armWatcher() {
+    const auto weak = weak_from_this();
+    WatchOptions options{.root = options_.root};
+    if (options_.root == "/") options.allowedDevices = startupVolumeDevices();
+    options.entersFolder = [root = options_.root](std::string_view path) {
+        return !isBelowSkippedFolder(path, root);
+    };
+    options.report = options_.report;
+    auto source = options_.openSource(options);
+    if (!source) {
+        setWatcher(nullptr);
+        options_.report(fmt::format("changes below {} are not seen", options_.root));
+        return;
+    }
+    setWatcher(std::make_shared<FSEventsWatcher>(
+        std::move(source),
+        [weak](ChangeBatch batch) {
+            if (const auto self = weak.lock()) self->scheduleApply(std::move(batch));
+        },
+        [weak] {
+            if (const auto self = weak.lock()) self->rebuild();
+        }));
+}
+
+void AppServices::scan() {
+    isWhole_ = false;
+    crawl(index_, {options_.root}, crawlOptions(), [this](std::int64_t, bool stillScanning) {
+        if (stillScanning) postProgress(true);
+    });
+    if (stop_.stop_requested()) return;
+    isWhole_ = true;
+    saveCache();
+    postProgress(false);
+}
+
+void AppServices::rebuildNow() {
+    isRebuildQueued_ = false;
+    index_.reset();
+    cache_.remove();
+    uncompared_.clear();
+    scan();
+}
+
+void AppServices::scheduleApply(ChangeBatch batch) {
+    buildQueue_.async([weak = weak_from_this(), batch = std::move(batch)]() mutable {
+        const auto self = weak.lock();
+        if (self && !self->stop_.stop_requested()) self->apply(std::move(batch));
+    });
+}
+
+void AppServices::apply(ChangeBatch batch) {
+    std::ranges::move(unread_, std::back_inserter(batch.paths));
+    unread_ = applyChanges(index_, batch, crawlOptions());
+    // A stop in the middle may leave a folder without its contents, which no stamp would tell later.
+    if (stop_.stop_requested()) isWhole_ = false;
+    if (!unread_.empty() && !isRetryScheduled_) {
+        isRetryScheduled_ = true;
+        buildQueue_.asyncAfter(retryDelay, job(&AppServices::retryUnread));
+    }
+    isChanged_ = true;
+    scheduleSave();
+    checkRoot();
+    options_.postToMain([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->onIndexUpdated) self->onIndexUpdated();
+    });
+}
+
+void AppServices::retryUnread() {
+    isRetryScheduled_ = false;
+    if (!unread_.empty()) apply({});
+}
+
+void AppServices::compareSome() {
+    const std::size_t count = std::min(comparedAtOnce, uncompared_.size());
+    if (count == 0) return;
+    ChangeBatch batch;
+    std::move(uncompared_.end() - static_cast<std::ptrdiff_t>(count), uncompared_.end(),
+              std::back_inserter(batch.paths));
+    uncompared_.resize(uncompared_.size() - count);
+    apply(std::move(batch));
+    buildQueue_.asyncAfter(comparisonPause, job(&AppServices::compareSome));
+}
+
+void AppServices::checkRoot() {
+    const bool isGone = !OpenFolder::open(options_.root);
+    if (isGone && !isRootGone_) {
+        options_.report(fmt::format("{} is gone: there is nothing to find until it is back", options_.root));
+        buildQueue_.asyncAfter(retryDelay, job(&AppServices::awaitRoot));
+    }
+    isRootGone_ = isGone;
+}
+
+void AppServices::awaitRoot() {
+    if (!OpenFolder::open(options_.root)) {
+        buildQueue_.asyncAfter(retryDelay, job(&AppServices::awaitRoot));
+        return;
+    }
+    isRootGone_ = false;
+    options_.report(fmt::format("{} is back", options_.root));
+    // Whatever watched the former folder does not watch this one.
+    armWatcher();
+    rebuildNow();
+    if (const auto watcher = this->watcher()) watcher->start();
+}
+
+void AppServices::scheduleSave() {
+    if (std::exchange(isSaveScheduled_, true)) return;
+    buildQueue_.asyncAfter(options_.saveInterval, job(&AppServices::saveScheduled));
+}
+
+void AppServices::saveScheduled() {
+    isSaveScheduled_ = false;
+    if (isWhole_ && isChanged_) saveCache();
+}
+
+void AppServices::saveCache() {
+    const auto root = OpenFolder::open(options_.root);
+    if (!root) return;
+    lastEventId_ = nextEventId(lastEventId_);
+    // A cache that cannot be written costs the next start a scan, and nothing else.
+    if (!cache_.save(index_, root->device(), lastEventId_)) isChanged_ = false;
+}
+
+void AppServices::announceReady() {
+    promise_.set_value();
+    if (onReady_) onReady_();
+}
+
+void AppServices::postProgress(bool stillScanning) {
+    options_.postToMain([weak = weak_from_this(), stillScanning, count = index_.itemCount()] {
+        const auto self = weak.lock();
+        if (self && self->onProgress) self->onProgress(count, stillScanning);
+    });
+}
+
+}  // namespace dovra
