@@ -27,11 +27,6 @@ namespace {
 /// each by its whole path.
 constexpr std::size_t maxComparedPathBytes = 4096;
 
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    if (folder == "/") return path.starts_with('/');
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 std::string parentPath(std::string_view path) {
     const std::size_t slash = path.rfind('/');
     return std::string(slash == 0 ? "/" : path.substr(0, slash));
@@ -115,11 +110,7 @@ public:
         return std::get<OpenFolder>(folder_).tryOpenBelow(below(path));
     }
 
-    bool isSkipped(std::string_view path) const {
-        return std::ranges::any_of(FileIndex::skipDirs, [&](const std::string& skipped) {
-            return skipped != path_ && isAtOrBelow(skipped, path_) && isAtOrBelow(path, skipped);
-        });
-    }
+    bool isSkipped(std::string_view path) const { return isBelowSkippedFolder(path, path_); }
 
     /// Whether a scan enters the folder; asked of one that was entered once, and may have been mounted over.
     bool isStillEntered(const std::string& path, const OpenFolder& folder) const {

@@ -1,6 +1,9 @@
 #include "Index/Crawl.hpp"
 
+#include <algorithm>
+
 #include "Base/ConcurrentPerform.hpp"
+#include "Base/JoinPath.hpp"
 #include "Index/LookAheadWalk.hpp"
 #include "Platform/Volume.hpp"
 
@@ -48,6 +51,12 @@ void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlO
         return dirIndex;
     });
     if (progress) progress(entryCount(index), false);
+}
+
+bool isBelowSkippedFolder(std::string_view path, std::string_view root) {
+    return std::ranges::any_of(FileIndex::skipDirs, [&](const std::string& skipped) {
+        return skipped != root && isAtOrBelow(skipped, root) && isAtOrBelow(path, skipped);
+    });
 }
 
 }  // namespace dovra

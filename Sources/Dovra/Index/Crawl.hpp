@@ -32,4 +32,7 @@ using CrawlProgress = std::function<void(std::int64_t entryCount, bool stillScan
 void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlOptions& options,
            const CrawlProgress& progress = {});
 
+/// Whether `path` is one of the folders that a scan from `root` does not enter, or lies in one.
+bool isBelowSkippedFolder(std::string_view path, std::string_view root);
+
 }  // namespace dovra

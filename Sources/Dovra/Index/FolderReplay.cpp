@@ -50,7 +50,8 @@ std::vector<std::string> listedFolders(const FileIndex& index) {
     std::vector<std::string> paths;
     for (std::size_t i = 0; i < index.directoriesLocked().count(); ++i) {
         const auto folder = static_cast<DirIndex>(i);
-        if (index.entriesByDirLocked().contains(folder)) paths.push_back(index.directoriesLocked().path(folder));
+        if (index.entriesByDirLocked().contains(folder))
+            paths.push_back(index.directoriesLocked().path(folder));
     }
     return paths;
 }

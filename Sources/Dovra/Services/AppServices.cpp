@@ -20,8 +20,8 @@ using Clock = std::chrono::steady_clock;
 /// Folders that could not be read, and a root that is gone, are looked at again after this.
 constexpr auto retryDelay = 5s;
 
-/// Comparing what may have changed in place is never urgent: so many folders at a time, and a pause three times
-/// as long as they take, about.
+/// Comparing what may have changed in place is never urgent: so many folders at a time, and a pause three
+/// times as long as they take, about.
 constexpr std::size_t comparedAtOnce = 64;
 constexpr auto comparisonPause = 6ms;
 
@@ -66,10 +66,15 @@ void AppServices::rebuild() {
 }
 
 bool AppServices::toggleTrigram() {
-    const bool attaches = !index_.hasTrigramIndex();
+    const bool attaches = !hasTrigramIndex();
     index_.attachTrigramIndex(attaches ? std::make_shared<TrigramIndex>() : nullptr);
     rebuild();
     return attaches;
+}
+
+bool AppServices::hasTrigramIndex() const {
+    const ReadGuard guard(index_.rwlock);
+    return index_.trigramLocked() != nullptr;
 }
 
 void AppServices::close() {
@@ -154,27 +159,33 @@ void AppServices::replayHistory() {
 }
 
 void AppServices::armWatcher() {
-    const auto weak = weak_from_this();
-    WatchOptions options{.root = options_.root};
-    if (options_.root == "/") options.allowedDevices = startupVolumeDevices();
-    options.entersFolder = [root = options_.root](std::string_view path) {
+    auto watcher = std::make_shared<FSEventsWatcher>(
+        [open = options_.openSource, watched = watchOptions()] { return open(watched); },
+        FSEventsWatcher::Callbacks{.callback =
+                                       [weak = weak_from_this()](ChangeBatch batch) {
+                                           if (const auto self = weak.lock())
+                                               self->scheduleApply(std::move(batch));
+                                       },
+                                   .onMustRescan =
+                                       [weak = weak_from_this()] {
+                                           if (const auto self = weak.lock()) self->rebuild();
+                                       }});
+    if (!watcher->arm()) {
+        options_.report(fmt::format("changes below {} are not seen", options_.root));
+        watcher = nullptr;
+    }
+    setWatcher(std::move(watcher));
+}
+
+WatchOptions AppServices::watchOptions() const {
+    WatchOptions watched;
+    watched.root = options_.root;
+    if (options_.root == "/") watched.allowedDevices = startupVolumeDevices();
+    watched.entersFolder = [root = options_.root](std::string_view path) {
         return !isBelowSkippedFolder(path, root);
     };
-    options.report = options_.report;
-    auto source = options_.openSource(options);
-    if (!source) {
-        setWatcher(nullptr);
-        options_.report(fmt::format("changes below {} are not seen", options_.root));
-        return;
-    }
-    setWatcher(std::make_shared<FSEventsWatcher>(
-        std::move(source),
-        [weak](ChangeBatch batch) {
-            if (const auto self = weak.lock()) self->scheduleApply(std::move(batch));
-        },
-        [weak] {
-            if (const auto self = weak.lock()) self->rebuild();
-        }));
+    watched.report = options_.report;
+    return watched;
 }
 
 void AppServices::scan() {

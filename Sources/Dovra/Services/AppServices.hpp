@@ -24,9 +24,9 @@
 namespace dovra {
 
 /// What lives as long as a front end does: the index of one root, its cache file, what keeps it current, and
-/// the user's stores. Everything that changes the index or writes its cache runs on one serial queue, so builds,
-/// loads, saves and batches of changes never overlap. Held by a shared pointer: queued work holds it weakly and
-/// does nothing once it is gone.
+/// the user's stores. Everything that changes the index or writes its cache runs on one serial queue, so
+/// builds, loads, saves and batches of changes never overlap. Held by a shared pointer: queued work holds it
+/// weakly and does nothing once it is gone.
 ///
 /// Any thread may call its operations. The callbacks are set before `start`.
 class AppServices final : public IndexService, public std::enable_shared_from_this<AppServices> {
@@ -38,7 +38,7 @@ public:
         std::function<void(DispatchQueue::Work)> postToMain = [](const DispatchQueue::Work& work) { work(); };
         /// Takes a message for the user, such as that the root is gone.
         std::function<void(const std::string&)> report = [](const std::string&) {};
-        /// Where changes come from.
+        /// Where changes come from; a test has a source of its own.
         std::function<std::unique_ptr<EventSource>(const WatchOptions&)> openSource = openEventSource;
         /// The cache is saved no more often than this because of changes.
         std::chrono::milliseconds saveInterval = std::chrono::minutes(5);
@@ -68,7 +68,8 @@ public:
     /// Scans anew, as when changes were lost. The index is empty at first.
     void rebuild();
 
-    /// Attaches an empty trigram index, or detaches the one there is, and rebuilds; whether it is attached now.
+    /// Attaches an empty trigram index, or detaches the one there is, and rebuilds; whether it is attached
+    /// now.
     bool toggleTrigram();
 
     /// An orderly end: stops watching and what is being built, and saves what changed since the last save.
@@ -114,6 +115,8 @@ private:
     // Anywhere:
     void scheduleApply(ChangeBatch batch);
     CrawlOptions crawlOptions() const;
+    WatchOptions watchOptions() const;
+    bool hasTrigramIndex() const;
     void postProgress(bool stillScanning);
 
     const Options options_;

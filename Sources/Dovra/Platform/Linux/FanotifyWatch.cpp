@@ -1,0 +1,198 @@
+#include "Platform/Linux/FanotifyWatch.hpp"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/fanotify.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
+#include "Base/JoinPath.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr unsigned queueFlags =
+    FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_NONBLOCK | FAN_CLOEXEC;
+
+constexpr std::uint64_t watchedEvents = FAN_CREATE | FAN_DELETE | FAN_MOVED_FROM | FAN_MOVED_TO | FAN_MODIFY |
+                                        FAN_CLOSE_WRITE | FAN_ATTRIB | FAN_ONDIR;
+
+/// Handles and names that wait to be taken, before we give up and ask for a scan.
+constexpr std::size_t maxBytes = std::size_t{64} << 20;
+
+constexpr std::size_t systemIdBytes = sizeof(fsid_t);
+
+/// What identifies a file system in events; the kernel's two forms of it have the same bytes.
+std::optional<std::string> systemIdOf(const std::string& place) {
+    struct statfs status {};
+    if (::statfs(place.c_str(), &status) != 0) return std::nullopt;
+    std::string id(systemIdBytes, '\0');
+    std::memcpy(id.data(), &status.f_fsid, systemIdBytes);
+    return id;
+}
+
+/// Room for the largest handle.
+union Handle {
+    file_handle head;
+    std::array<char, sizeof(file_handle) + MAX_HANDLE_SZ> room;
+};
+
+int openByHandle(int mountFolder, std::string_view handle) {
+    Handle copy{};
+    std::memcpy(copy.room.data(), handle.data(), std::min(handle.size(), copy.room.size()));
+    return ::open_by_handle_at(mountFolder, &copy.head, O_PATH | O_CLOEXEC);
+}
+
+Descriptor openPlace(const std::string& place) {
+    return Descriptor(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// Whether folders of the mount can be opened by their handles.
+bool opensByHandle(const std::string& place) {
+    const Descriptor folder = openPlace(place);
+    Handle handle{};
+    handle.head.handle_bytes = MAX_HANDLE_SZ;
+    int mountId = 0;
+    if (!folder || ::name_to_handle_at(folder.number(), "", &handle.head, &mountId, AT_EMPTY_PATH) != 0)
+        return false;
+    return static_cast<bool>(
+        Descriptor(openByHandle(folder.number(), {handle.room.data(), handle.room.size()})));
+}
+
+/// The path that the kernel says for an open folder; absent when it is longer than it says.
+std::optional<std::string> saidPath(int folder) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length =
+        ::readlink(fmt::format("/proc/self/fd/{}", folder).c_str(), path.data(), path.size());
+    if (length <= 0 || static_cast<std::size_t>(length) == path.size()) return std::nullopt;
+    return std::string(path.data(), static_cast<std::size_t>(length));
+}
+
+bool leadsTo(const std::string& path, int folder) {
+    struct stat there {};
+    struct stat here {};
+    return ::lstat(path.c_str(), &there) == 0 && ::fstat(folder, &here) == 0 && there.st_dev == here.st_dev &&
+           there.st_ino == here.st_ino;
+}
+
+/// The nearest folder above, the folder itself included, whose path the kernel says.
+struct FoundFolder {
+    std::string path;
+    bool isItself;
+};
+
+std::optional<FoundFolder> findFolder(Descriptor folder) {
+    bool isItself = true;
+    for (;;) {
+        if (auto path = saidPath(folder.number())) {
+            if (!leadsTo(*path, folder.number())) return std::nullopt;
+            return FoundFolder{*std::move(path), isItself};
+        }
+        Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
+        if (!above) return std::nullopt;
+        folder = std::move(above);
+        isItself = false;
+    }
+}
+
+}  // namespace
+
+std::optional<FanotifyWatch> FanotifyWatch::open() {
+    Descriptor queue(::fanotify_init(queueFlags, O_RDONLY | O_CLOEXEC));
+    if (!queue) return std::nullopt;
+    return FanotifyWatch(std::move(queue));
+}
+
+bool FanotifyWatch::addMount(const Mount& mount) {
+    return opensByHandle(mount.place) && ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM,
+                                                         watchedEvents, AT_FDCWD, mount.place.c_str()) == 0;
+}
+
+void FanotifyWatch::drain() {
+    alignas(fanotify_event_metadata) static thread_local char buffer[256 * 1024];
+    for (;;) {
+        const ssize_t length = ::read(queue_.number(), buffer, sizeof buffer);
+        if (length < 0 && errno == EINTR) continue;
+        if (length < 0 && errno != EAGAIN) hasLost_ = true;
+        if (length <= 0) return;
+        takeEvents(buffer, static_cast<std::size_t>(length));
+    }
+}
+
+void FanotifyWatch::takeEvents(const char* events, std::size_t length) {
+    for (std::size_t offset = 0; offset < length;) {
+        fanotify_event_metadata event{};
+        std::memcpy(&event, events + offset, sizeof event);
+        if (event.event_len < sizeof event) return;
+        if ((event.mask & FAN_Q_OVERFLOW) != 0) hasLost_ = true;
+        const std::size_t records = offset + event.metadata_len;
+        takeRecord(event.mask, {events + records, event.event_len - event.metadata_len});
+        offset += event.event_len;
+    }
+}
+
+/// An event's record: a header, the file system, the handle of the folder, and a name with a NUL behind it.
+void FanotifyWatch::takeRecord(std::uint64_t mask, std::string_view record) {
+    constexpr std::size_t handleAt = sizeof(fanotify_event_info_header) + systemIdBytes;
+    if (record.size() < handleAt + sizeof(file_handle) || hasLost_) return;
+    fanotify_event_info_header header{};
+    std::memcpy(&header, record.data(), sizeof header);
+    file_handle handle{};
+    std::memcpy(static_cast<void*>(&handle), record.data() + handleAt, sizeof handle);
+    const std::size_t keyBytes = systemIdBytes + sizeof handle + handle.handle_bytes;
+    auto [folder, isNew] =
+        folders_.try_emplace(std::string(record.substr(sizeof(fanotify_event_info_header), keyBytes)));
+    if (isNew) bytes_ += keyBytes;
+    const bool arrives = (mask & FAN_ONDIR) != 0 && (mask & (FAN_CREATE | FAN_MOVED_TO)) != 0;
+    if (arrives && header.info_type == FAN_EVENT_INFO_TYPE_DFID_NAME) {
+        const char* name = record.data() + handleAt + sizeof handle + handle.handle_bytes;
+        bytes_ += std::strlen(name);
+        folder->second.arrivals.emplace(name);
+    }
+    if (bytes_ > maxBytes) hasLost_ = true;
+}
+
+void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {
+    const auto folders = std::exchange(folders_, {});
+    bytes_ = 0;
+    if (std::exchange(hasLost_, false)) {
+        changes.loseTrack();
+        return;
+    }
+    for (const Mount& mount : mounts) {
+        // Opened only now: an open folder would keep the file system from being unmounted.
+        const auto systemId = systemIdOf(mount.place);
+        const Descriptor place = openPlace(mount.place);
+        if (!systemId || !place) continue;
+        for (const auto& [key, folder] : folders) {
+            if (key.starts_with(*systemId))
+                tell(place.number(), std::string_view(key).substr(systemIdBytes), folder, changes);
+        }
+    }
+}
+
+void FanotifyWatch::tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes) {
+    Descriptor opened(openByHandle(mountFolder, handle));
+    if (!opened) {
+        // A folder that was deleted; its parent has an event of its own.
+        if (errno != ESTALE && errno != ENOENT) changes.loseTrack();
+        return;
+    }
+    const auto found = findFolder(std::move(opened));
+    if (!found) return;
+    if (!found->isItself) {
+        changes.addSubtree(found->path);
+        return;
+    }
+    changes.addPath(found->path);
+    for (const std::string& name : folder.arrivals)
+        changes.addSubtree(joinPath(found->path, name));
+}
+
+}  // namespace dovra

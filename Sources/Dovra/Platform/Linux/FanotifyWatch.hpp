@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Platform/ChangeSet.hpp"
+#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Linux/MountTable.hpp"
+
+namespace dovra {
+
+/// Changes anywhere on whole file systems, from one mark on each. Needs privileges.
+///
+/// The kernel names a folder by a handle that outlives renames and is given to no other folder. Handles are
+/// kept as they come, each once, and turned into paths when the changes are taken: the folder is opened by
+/// its handle through each mount of its file system, the kernel says the path, and what is there must prove
+/// to be the same folder. For folders that were deleted, that lie outside the mount or below another mount,
+/// it says paths that are wrong but look right.
+///
+/// For one thread.
+class FanotifyWatch {
+public:
+    /// Absent without the privileges, and where the kernel does not know it.
+    static std::optional<FanotifyWatch> open();
+
+    int descriptor() const { return queue_.number(); }
+
+    /// Watches the whole file system of the mount. False when it cannot be watched, or its folders cannot be
+    /// found again by their handles.
+    bool addMount(const Mount& mount);
+
+    /// Takes over what the kernel has queued.
+    void drain();
+
+    bool hasChanges() const { return hasLost_ || !folders_.empty(); }
+
+    /// Tells the places of what changed, as far as they are seen through one of `mounts`.
+    void take(const std::vector<Mount>& mounts, ChangeSet& changes);
+
+private:
+    /// A folder's file system and its handle there, as bytes.
+    using Key = std::string;
+
+    struct Folder {
+        std::set<std::string> arrivals;  ///< names that folders were made at or moved to
+    };
+
+    explicit FanotifyWatch(Descriptor queue) : queue_(std::move(queue)) {}
+
+    void takeEvents(const char* events, std::size_t length);
+    void takeRecord(std::uint64_t mask, std::string_view record);
+    void tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes);
+
+    Descriptor queue_;
+    std::unordered_map<Key, Folder> folders_;
+    std::size_t bytes_ = 0;
+    bool hasLost_ = false;
+};
+
+}  // namespace dovra

@@ -1,0 +1,94 @@
+#include "Platform/PollingWatch.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <string_view>
+
+#include "Base/JoinPath.hpp"
+#include "Platform/DirectoryListing.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr std::chrono::seconds shortestInterval{2};
+constexpr int restForEachPoll = 20;
+
+void mix(std::uint64_t& hash, std::uint64_t value) {
+    // FNV-1a over words (Fowler, Noll, Vo), with a shift so that high bits reach low ones.
+    hash = (hash ^ value) * 0x100000001B3U;
+    hash ^= hash >> 29;
+}
+
+/// A number that differs between listings that differ.
+std::uint64_t fingerprint(const DirectoryListing& listing) {
+    std::uint64_t hash = 0xCBF29CE484222325U;
+    for (std::size_t i = 0; i < listing.count(); ++i) {
+        const RawDirent entry = listing[i];
+        mix(hash, std::hash<std::string_view>{}(entry.name));
+        mix(hash, entry.size);
+        mix(hash, static_cast<std::uint64_t>(entry.modTime));
+        mix(hash, static_cast<std::uint64_t>(entry.crTime));
+        mix(hash, static_cast<std::uint64_t>(entry.isDir ? 1 : 0) + (entry.isSymlink ? 2 : 0));
+    }
+    return hash;
+}
+
+}  // namespace
+
+void PollingWatch::setTrees(std::vector<std::string> trees) {
+    std::ranges::sort(trees);
+    if (trees == trees_) return;
+    trees_ = std::move(trees);
+    std::erase_if(known_, [&](const auto& tree) { return !std::ranges::binary_search(trees_, tree.first); });
+    for (const std::string& tree : trees_) {
+        const auto [known, isNew] = known_.try_emplace(tree);
+        if (isNew) look(tree, known->second);
+    }
+    nextTime_ = trees_.empty() ? Clock::time_point::max() : Clock::now() + shortestInterval;
+}
+
+void PollingWatch::poll() {
+    const auto start = Clock::now();
+    for (auto& [tree, known] : known_) {
+        Fingerprints found;
+        look(tree, found);
+        for (const auto& [path, value] : found) {
+            const auto before = known.find(path);
+            if (before == known.end() || before->second != value) changes_.addPath(path);
+        }
+        for (const auto& [path, value] : known) {
+            if (!found.contains(path)) changes_.addPath(path);
+        }
+        known = std::move(found);
+    }
+    const auto taken = Clock::now() - start;
+    nextTime_ = Clock::now() + std::max<Clock::duration>(shortestInterval, taken * restForEachPoll);
+}
+
+void PollingWatch::look(const std::string& tree, Fingerprints& found) const {
+    std::vector<std::string> pending = {tree};
+    while (!pending.empty()) {
+        const std::string path = std::move(pending.back());
+        pending.pop_back();
+        const auto folder = OpenFolder::open(path);
+        if (!folder) continue;
+        DirectoryListing listing;
+        folder->list(ListingDetail::attributes, listing);
+        found[path] = fingerprint(listing);
+        for (std::size_t i = 0; i < listing.count(); ++i) {
+            if (!listing[i].isDir) continue;
+            std::string child = joinPath(path, listing[i].name);
+            if (enters_(child)) pending.push_back(std::move(child));
+        }
+    }
+}
+
+void PollingWatch::take(ChangeSet& changes) {
+    ChangeBatch batch = changes_.take();
+    if (batch.mustRescan) changes.loseTrack();
+    for (std::string& path : batch.paths)
+        changes.addPath(std::move(path));
+}
+
+}  // namespace dovra

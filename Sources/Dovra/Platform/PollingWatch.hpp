@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Platform/ChangeSet.hpp"
+
+namespace dovra {
+
+/// Changes below some folders where the system does not tell of any: all folders are listed again and again,
+/// and each whose listing differs from the last is told. Looking takes at most a twentieth of the time. For
+/// one thread.
+class PollingWatch {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// `enters` tells whether the folder with a full path is to be looked into.
+    explicit PollingWatch(std::function<bool(const std::string& path)> enters) : enters_(std::move(enters)) {}
+
+    /// Sets which trees are looked at. Those that were not before count as known as they are now.
+    void setTrees(std::vector<std::string> trees);
+    bool isIdle() const { return trees_.empty(); }
+    std::size_t treeCount() const { return trees_.size(); }
+
+    Clock::time_point nextTime() const { return nextTime_; }
+
+    /// Looks at all trees and gathers what changed.
+    void poll();
+
+    bool hasChanges() const { return !changes_.empty(); }
+    void take(ChangeSet& changes);
+
+private:
+    using Fingerprints = std::map<std::string, std::uint64_t>;
+
+    void look(const std::string& tree, Fingerprints& found) const;
+
+    std::function<bool(const std::string& path)> enters_;
+    std::vector<std::string> trees_;
+    std::map<std::string, Fingerprints> known_;  ///< for each tree
+    Clock::time_point nextTime_ = Clock::time_point::max();
+    ChangeSet changes_;
+};
+
+}  // namespace dovra

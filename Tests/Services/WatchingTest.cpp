@@ -1,0 +1,255 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "Index/ChangeApplication.hpp"
+#include "Services/FSEventsWatcher.hpp"
+#include "Support/DeepFile.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/InMemory.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
+#include "Support/TreeStorm.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+/// A tree on the disk with an index of it that a watcher keeps current, as the services do.
+class WatchedTree {
+public:
+    explicit WatchedTree(WatchMechanism mechanism, std::chrono::milliseconds latency = 50ms)
+        : watcher_(options(mechanism),
+                   {.callback = [this](const ChangeBatch& batch) { apply(batch); },
+                    .onMustRescan = [this] { rescan(); }},
+                   latency) {}
+
+    /// Arms, scans while `meanwhile` runs, and starts.
+    bool start(const std::function<void()>& meanwhile = [] {}) {
+        if (!watcher_.arm()) return false;
+        meanwhile();
+        crawl(index, {tree.path()}, {});
+        return watcher_.start();
+    }
+
+    std::vector<std::string> differencesAfterFlush() {
+        if (!watcher_.flush(20s)) return {"the flush took too long"};
+        return test::differencesFromFreshScan(index, tree.path());
+    }
+
+    FSEventsWatcher& watcher() { return watcher_; }
+    int rescans() const { return rescans_; }
+    std::string path(const std::string& name) const { return tree.path(name); }
+
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    FileIndex index;
+    std::vector<std::string> reports;
+
+private:
+    WatchOptions options(WatchMechanism mechanism) {
+        WatchOptions watch;
+        watch.root = tree.path();
+        watch.mechanism = mechanism;
+        watch.report = [this](const std::string& message) { reports.push_back(message); };
+        return watch;
+    }
+
+    void apply(const ChangeBatch& batch) {
+        ChangeBatch all = batch;
+        all.paths.insert(all.paths.end(), unread_.begin(), unread_.end());
+        unread_ = applyChanges(index, all);
+    }
+
+    void rescan() {
+        ++rescans_;
+        index.reset();
+        crawl(index, {tree.path()}, {});
+    }
+
+    std::vector<std::string> unread_;
+    std::atomic<int> rescans_{0};
+    FSEventsWatcher watcher_;
+};
+
+class Watching : public testing::TestWithParam<WatchMechanism> {
+protected:
+    void SetUp() override {
+        const bool started = watched.start();
+        ASSERT_TRUE(started);
+        const std::string coverage = watched.watcher().coverage();
+        if (GetParam() == WatchMechanism::best && coverage.find("fanotify") == std::string::npos)
+            GTEST_SKIP() << "whole file systems cannot be watched here; " << coverage;
+    }
+
+    WatchedTree watched{GetParam()};
+    const test::TemporaryTree& tree = watched.tree;
+};
+
+std::string nameOf(const testing::TestParamInfo<WatchMechanism>& info) {
+    const std::vector<std::string> names = {"fanotify", "inotify", "polling"};
+    return names[static_cast<std::size_t>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(, Watching,
+                         testing::Values(WatchMechanism::best, WatchMechanism::watches,
+                                         WatchMechanism::polling),
+                         nameOf);
+
+TEST_P(Watching, StormsFromThreeSidesLeaveNoDifference) {
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        std::vector<std::thread> storms;
+        for (unsigned side = 0; side < 3; ++side) {
+            storms.emplace_back([&, side] {
+                test::TreeStorm storm(tree.path(), seed * 10 + side);
+                for (int i = 0; i < 300; ++i)
+                    storm.step();
+            });
+        }
+        for (std::thread& storm : storms)
+            storm.join();
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+    }
+}
+
+TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
+    fs::create_directories(watched.path("a/b/c"));
+    tree.write("a/b/c/file", "1");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::rename(watched.path("a"), watched.path("moved"));
+    tree.write("moved/b/c/file", "22");
+    tree.write("moved/b/new/deep/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    tree.write("moved/b/new/deep/later");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::remove_all(watched.path("moved"));
+    tree.write("moved", "a file now");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::remove(watched.path("moved"));
+    tree.write("moved/b/c/file", "a folder again");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    tree.write("moved/b/c/file", "longer than before");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(watched.rescans(), 0);
+}
+
+TEST_P(Watching, FollowsWhatComesFromOutsideAndGoesThere) {
+    const test::TemporaryTree outside;
+    outside.write("in/a/b/file");
+    fs::rename(outside.path("in"), watched.path("in"));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    tree.write("in/a/b/more");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::rename(watched.path("in/a"), outside.path("out"));
+    outside.write("out/b/not ours");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::rename(outside.path("out"), watched.path("back"));
+    tree.write("back/b/ours");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+}
+
+TEST_P(Watching, FollowsThousandsOfFilesUnpackedAndDeleted) {
+    for (int folder = 0; folder < 60; ++folder) {
+        for (int file = 0; file < 50; ++file)
+            tree.write(fmt::format("pack/{}/{}/{}", folder % 7, folder, file), "x");
+    }
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::remove_all(watched.path("pack"));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(watched.index.itemCount(), 0);
+    EXPECT_EQ(watched.rescans(), 0);
+}
+
+TEST_P(Watching, FollowsAtomicSavesBesideALogThatGrows) {
+    std::ofstream log(watched.path("log"));
+    for (int i = 0; i < 200; ++i) {
+        log << "line " << i << '\n' << std::flush;
+        tree.write("new", std::string(static_cast<std::size_t>(i), 'x'));
+        fs::rename(watched.path("new"), watched.path("document"));
+        if (i % 50 == 0) ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    }
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(watched.rescans(), 0);
+}
+
+TEST_P(Watching, ComesBackWhenTheWatchedFolderDoes) {
+    tree.write("a/file");
+    fs::remove_all(tree.path());
+    ASSERT_TRUE(watched.watcher().flush(20s));
+    EXPECT_EQ(watched.index.itemCount(), 0);
+    tree.write("b/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    tree.write("b/more");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+}
+
+TEST_P(Watching, FollowsNamesOfAnyBytesAndPathsOfAnyLength) {
+    tree.write("line\nend (deleted)/\xFF\xFE/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    const test::DeepFile deep(tree.path(), "x");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::write(deep.descriptor, "more", 4), 4);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(watched.rescans(), 0);
+}
+
+TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
+    WatchedTree scanned(GetParam());
+    scanned.tree.write("before/file");
+    std::atomic<bool> isOver = false;
+    std::thread storm([&] {
+        test::TreeStorm changes(scanned.tree.path(), 7);
+        while (!isOver)
+            changes.step();
+    });
+    for (int i = 0; i < 3; ++i)
+        scanned.tree.write(fmt::format("more/{}", i));
+    ASSERT_TRUE(scanned.start([&] { scanned.tree.write("meanwhile/file"); }));
+    isOver = true;
+    storm.join();
+    EXPECT_THAT(scanned.differencesAfterFlush(), IsEmpty());
+}
+
+TEST_P(Watching, FollowsMountsThatComeAndGo) {
+    fs::create_directories(watched.path("mount/hidden"));
+    // Unsharing the mounts is the thread's own, so the watched tree is started by it too.
+    std::thread mounting([&] {
+        WatchedTree own(GetParam());
+        fs::create_directories(own.path("mount/hidden"));
+        tree.write("unused");
+        {
+            const test::MountedFolder first("tmpfs", own.path("mount"));
+            if (!first.isMounted()) return;
+        }
+        ASSERT_TRUE(own.start());
+        {
+            const test::MountedFolder mounted("tmpfs", own.path("mount"));
+            own.tree.write("mount/inside/file");
+            ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
+            own.tree.write("mount/inside/later");
+            ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
+        }
+        ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
+        own.tree.write("mount/hidden/file");
+        ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
+    });
+    mounting.join();
+}
+
+}  // namespace
+}  // namespace dovra
