@@ -12,6 +12,8 @@ build_packages=(
 )
 # What building and running the tests needs beside them.
 test_packages=(libgtest-dev libgmock-dev attr python3)
+# Node comes with its package manager, or not, depending on whose package it is.
+command -v npm >/dev/null || test_packages+=(nodejs npm)
 # What ./lint runs.
 lint_packages=(clang-format clang-tidy-16 shellcheck)
 

@@ -354,12 +354,14 @@ TEST(Walk, EndsWhenItIsAskedToStop) {
     for (const std::size_t threads : {1U, 2U, 4U}) {
         for (const int visitsBefore : {1, 2, 50, 110}) {
             std::stop_source source;
+            WalkOptions options;
+            options.threads = threads;
+            options.stop = source.get_token();
             int visits = 0;
-            lookAheadWalk({tree.path()}, {.threads = threads, .stop = source.get_token()},
-                          [&](const WalkedFolder&) {
-                              if (++visits == visitsBefore) source.request_stop();
-                              return DirIndex{};
-                          });
+            lookAheadWalk({tree.path()}, options, [&](const WalkedFolder&) {
+                if (++visits == visitsBefore) source.request_stop();
+                return DirIndex{};
+            });
             EXPECT_EQ(visits, visitsBefore);
         }
     }

@@ -1,12 +1,22 @@
 #pragma once
 
 #include <fmt/format.h>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
 #include "Index/Crawl.hpp"
 #include "Servers/MCPRequestHandler.hpp"
 #include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+
+/// How a failed test shows a value.
+inline void PrintTo(const JSONValue& value, std::ostream* stream) {
+    *stream << value.serializedString();
+}
+
+}  // namespace dovra
 
 namespace dovra::test {
 
