@@ -10,6 +10,7 @@
 #include "Index/IndexContents.hpp"
 #include "Index/Snapshot.hpp"
 #include "Index/SnapshotFormat.hpp"
+#include "Platform/ProcessMemory.hpp"
 
 // Reading a snapshot is bound by memory: the bytes go from the system's cache straight to where the index
 // keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in
@@ -148,6 +149,7 @@ private:
     bool readPool() {
         pool_.reserve(header_.poolBytes + NamePool::readableSlack);
         auto* bytes = reinterpret_cast<char*>(pool_.extend(header_.poolBytes));
+        preferLargePages(bytes, header_.poolBytes);
         return performPieces(header_.poolBytes, poolPieceBytes, [&](std::size_t first, std::size_t count) {
             if (!source_.read(poolOffset_ + first, {bytes + first, count})) return false;
             const std::string_view piece(bytes + first, count);
@@ -156,7 +158,8 @@ private:
     }
 
     bool readEntries() {
-        contents_.entries.extend(header_.entryCount);
+        FileEntry* entries = contents_.entries.extend(header_.entryCount);
+        preferLargePages(entries, entrySectionBytes());
         contents_.signatures.extend(header_.entryCount);
         folderHasEntry_.resizeZeroed(header_.directoryCount);
         const bool piecesAreSound = performPieces(
@@ -223,9 +226,14 @@ private:
 
     bool buildFromEntries() {
         const auto entries = contents_.entries.span();
-        contents_.names.assign(std::move(pool_), entries);
-        contents_.entriesByDir.assignAll(header_.directoryCount, entries);
-        contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+        concurrentPerform(2, [&](std::size_t part) {
+            if (part == 0) {
+                contents_.names.assign(std::move(pool_), entries);
+            } else {
+                contents_.entriesByDir.assignAll(header_.directoryCount, entries);
+                contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+            }
+        });
         return true;
     }
 
