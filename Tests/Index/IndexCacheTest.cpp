@@ -25,8 +25,8 @@ const SnapshotSubject subject{.volumeDev = 7, .root = "/", .now = wallClockNow()
 /// The application-support folder lies in a temporary tree.
 class IndexCacheTest : public testing::Test {
 protected:
-    IndexCacheTest() { ::setenv("XDG_DATA_HOME", home.path().c_str(), 1); }
-    ~IndexCacheTest() override { ::unsetenv("XDG_DATA_HOME"); }
+    void SetUp() override { ::setenv("XDG_DATA_HOME", home.path().c_str(), 1); }
+    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
 
     std::vector<std::string> files() const { return test::namesIn(home.path("Dovra")); }
 
