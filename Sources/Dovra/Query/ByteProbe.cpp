@@ -1,5 +1,8 @@
 #include "Query/ByteProbe.hpp"
 
+#include <algorithm>
+#include <array>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -51,30 +54,43 @@ private:
 #endif
 
 /// The mask of 64 positions.
-std::uint64_t probeWord(const std::uint8_t* bytes, const VectorProbe& first, const VectorProbe& second) {
+template <std::size_t count>
+std::uint64_t probeWord(const std::uint8_t* bytes, const std::array<VectorProbe, count>& probes) {
     std::uint64_t word = 0;
 #if defined(__SSE2__)
     for (unsigned i = 0; i < 64; i += 16) {
-        const __m128i both = _mm_and_si128(first.matches(bytes + i), second.matches(bytes + i));
-        word |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(both))) << i;
+        __m128i all = probes[0].matches(bytes + i);
+        for (std::size_t p = 1; p < count; ++p)
+            all = _mm_and_si128(all, probes[p].matches(bytes + i));
+        word |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(all))) << i;
     }
 #else
     for (unsigned i = 0; i < 64; ++i) {
-        const bool both = first.matches(bytes + i) && second.matches(bytes + i);
-        word |= static_cast<std::uint64_t>(both) << i;
+        const bool all =
+            std::ranges::all_of(probes, [&](const VectorProbe& probe) { return probe.matches(bytes + i); });
+        word |= static_cast<std::uint64_t>(all) << i;
     }
 #endif
     return word;
 }
 
+template <std::size_t count>
+void probeWords(const std::uint8_t* bytes, std::size_t wordCount,
+                const std::array<VectorProbe, count>& probes, std::uint64_t* masks) {
+    for (std::size_t word = 0; word < wordCount; ++word)
+        masks[word] = probeWord(bytes + word * 64, probes);
+}
+
 }  // namespace
 
-void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, const ScanNeedle::Probe& first,
-                const ScanNeedle::Probe& second, std::uint64_t* masks) {
-    const VectorProbe firstVector(first);
-    const VectorProbe secondVector(second);
-    for (std::size_t word = 0; word < wordCount; ++word) {
-        masks[word] = probeWord(bytes + word * 64, firstVector, secondVector);
+void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<const ScanNeedle::Probe> probes,
+                std::uint64_t* masks) {
+    const VectorProbe first(probes[0]);
+    const VectorProbe second(probes[1]);
+    if (probes.size() == 2) {
+        probeWords<2>(bytes, wordCount, {first, second}, masks);
+    } else {
+        probeWords<3>(bytes, wordCount, {first, second, VectorProbe(probes[2])}, masks);
     }
 }
 

@@ -2,15 +2,17 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
+#include <vector>
 
 #include "Base/AsciiFold.hpp"
 #include "Query/ByteProbe.hpp"
 
 // The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions
 // find the positions where two bytes of the needle stand at their distance; choosing the two that are rarest
-// in this pool leaves few positions to compare in full. Two things keep names apart although nothing stands
-// between them: a hit must not reach over the end of a name, which the pool's end bits tell, and the entry of
-// a hit is the number of end bits before it.
+// in this pool, and a third where these are common, leaves few positions to compare in full. Two things keep
+// names apart although nothing stands between them: a hit must not reach over the end of a name, which the
+// pool's end bits tell, and the entry of a hit is the number of end bits before it.
 //
 // Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and the question
 // "which names hold a hit" is answered for 64 bytes at a time by one addition: with N the positions that are
@@ -29,10 +31,16 @@ constexpr std::size_t wordsPerBlock = 64;
 constexpr std::size_t maxProbeDistance = 63;
 static_assert(maxProbeDistance + 64 <= NamePool::readableSlack);
 
+constexpr std::size_t pieces = 32;
+constexpr std::size_t pieceBytes = 128;
+constexpr double sampledBytes = pieces * pieceBytes;
+
+/// The share of positions that two probes may let pass, if their bytes were independent. To compare the
+/// needle at a position costs about what a third probe costs for a thousand.
+constexpr double mostPassing = 1e-3;
+
 /// How often each byte (folded) occurs in evenly spaced pieces of the pool.
 std::array<std::uint32_t, 256> sampleBytes(const NamePool& pool) {
-    constexpr std::size_t pieces = 32;
-    constexpr std::size_t pieceBytes = 128;
     std::array<std::uint32_t, 256> counts{};
     for (std::size_t piece = 0; piece < pieces; ++piece) {
         const std::size_t start = pool.size() / pieces * piece;
@@ -64,8 +72,7 @@ public:
         if (needle_.isCoveredByProbes()) nextName_ = pool_.nameAt(begin_);
         for (std::size_t word = begin_ / 64; word < lastWord; word += wordsPerBlock) {
             const std::size_t count = std::min(wordsPerBlock, lastWord - word);
-            const auto& probes = needle_.probes();
-            probeBytes(pool_.bytes() + word * 64, count, probes[0], probes[1], masks_.data());
+            probeBytes(pool_.bytes() + word * 64, count, needle_.probes(), masks_.data());
             for (std::size_t i = 0; i < count; ++i)
                 takeWord(word + i, masks_[i] & withinRange(word + i));
         }
@@ -128,20 +135,17 @@ private:
 ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool)
     : literal_(fold ? asciiFolded(literal) : std::string(literal)), fold_(fold) {
     const auto counts = sampleBytes(pool);
-    const std::size_t probed = std::min(literal_.size(), maxProbeDistance + 1);
-    std::size_t rarest = 0;
-    std::size_t second = probed - 1;
     const auto countAt = [&](std::size_t i) {
         return counts[asciiFold(static_cast<std::uint8_t>(literal_[i]))];
     };
-    for (std::size_t i = 1; i < probed; ++i) {
-        if (countAt(i) < countAt(rarest)) rarest = i;
-    }
-    if (second == rarest) second = 0;
-    for (std::size_t i = 0; i < probed; ++i) {
-        if (i != rarest && countAt(i) < countAt(second)) second = i;
-    }
-    probes_ = {probeAt(literal_, rarest, fold), probeAt(literal_, second, fold)};
+    std::vector<std::size_t> rarestFirst(std::min(literal_.size(), maxProbeDistance + 1));
+    std::iota(rarestFirst.begin(), rarestFirst.end(), 0);
+    std::ranges::stable_sort(rarestFirst, {}, countAt);
+    if (rarestFirst.size() == 1) rarestFirst.push_back(0);
+    const double passing = countAt(rarestFirst[0]) * countAt(rarestFirst[1]);
+    if (rarestFirst.size() > 2 && passing > mostPassing * sampledBytes * sampledBytes) probeCount_ = 3;
+    for (std::size_t i = 0; i < probeCount_; ++i)
+        probes_[i] = probeAt(literal_, rarestFirst[i], fold);
 }
 
 bool ScanNeedle::standsAt(const std::uint8_t* text) const {

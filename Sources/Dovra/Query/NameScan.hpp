@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,7 @@
 
 namespace dovra {
 
-/// A byte string prepared for scanning the whole name pool: the needle, and the two of its bytes that are
+/// A byte string prepared for scanning the whole name pool: the needle, and those of its bytes that are
 /// rarest in this pool, at which the scan looks first.
 class ScanNeedle {
 public:
@@ -26,9 +27,11 @@ public:
     };
 
     std::size_t size() const { return literal_.size(); }
-    const std::array<Probe, 2>& probes() const { return probes_; }
+    /// Two, of which both look at the only byte of a needle of one; or three, when two would let too much
+    /// pass.
+    std::span<const Probe> probes() const { return std::span(probes_).first(probeCount_); }
 
-    /// Whether the two probes cover the whole needle, so that nothing is left to compare.
+    /// Whether two probes cover the whole needle, so that nothing is left to compare.
     bool isCoveredByProbes() const { return literal_.size() <= 2; }
 
     /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
@@ -37,7 +40,8 @@ public:
 private:
     std::string literal_;
     bool fold_;
-    std::array<Probe, 2> probes_;
+    std::array<Probe, 3> probes_;
+    std::size_t probeCount_ = 2;
 };
 
 /// Adds to `hits` every entry of the range whose name contains the needle, tombstones included. The range
