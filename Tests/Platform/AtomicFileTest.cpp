@@ -109,6 +109,33 @@ TEST(WriteFileAtomically, LeavesTheOldFileWhenItFails) {
     EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file", "folder"));
 }
 
+TEST(AtomicFile, IsNothingUntilItIsCommitted) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.write("file", "old");
+    {
+        AtomicFile file(path);
+        file.write("new");
+        EXPECT_EQ(bytesOf(path), "old");
+    }
+    EXPECT_EQ(bytesOf(path), "old");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+    AtomicFile file(path);
+    for (const char* piece : {"new", "", "er"})
+        file.write(piece);
+    EXPECT_FALSE(file.commit());
+    EXPECT_EQ(bytesOf(path), "newer");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+}
+
+TEST(AtomicFile, ReportsTheFirstFailure) {
+    const test::TemporaryTree tree;
+    const test::FullDisk full(100);
+    AtomicFile file(tree.path("file"));
+    file.write(std::string(101, 'x'));
+    file.write("y");
+    EXPECT_EQ(file.commit().value().code, EFBIG);
+}
+
 TEST(WriteFileAtomically, ReportsAFolderThatMayNotBeWritten) {
     const test::TemporaryTree tree;
     std::filesystem::permissions(tree.path(), std::filesystem::perms(0555));

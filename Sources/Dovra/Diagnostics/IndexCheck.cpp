@@ -262,12 +262,12 @@ std::optional<std::string> folderDifference(const FileIndex& a, const FileIndex&
     const std::size_t shared = std::min(left.count(), right.count());
     for (std::size_t i = 0; i < shared; ++i) {
         const auto folder = static_cast<DirIndex>(i);
-        const auto leftRun = a.entriesByDirLocked().run(folder);
-        const auto rightRun = b.entriesByDirLocked().run(folder);
-        const bool equalRuns =
-            leftRun && rightRun && leftRun->first == rightRun->first && leftRun->count == rightRun->count;
+        const EntryLists& leftLists = a.entriesByDirLocked();
+        const EntryLists& rightLists = b.entriesByDirLocked();
+        const bool equalLists = leftLists.contains(folder) == rightLists.contains(folder) &&
+                                leftLists.ids(folder) == rightLists.ids(folder);
         if (left.parent(folder) != right.parent(folder) || left.name(folder) != right.name(folder) ||
-            !equalRuns)
+            !equalLists)
             return fmt::format("folder {} ({})", i, visibleText(left.path(folder)));
     }
     if (left.count() != right.count()) return fmt::format("{} or {} folders", left.count(), right.count());

@@ -27,7 +27,8 @@ bool isPlainPath(std::string_view path) {
 
 bool DirectoryPathReader::add(std::string_view path) {
     const std::size_t slash = path.rfind('/');
-    if (slash == std::string_view::npos) return false;
+    // The directory table takes one more slash behind the parent's path for nothing.
+    if (slash == std::string_view::npos || (slash > 0 && path[slash - 1] == '/')) return false;
     if (path == "/") return addRoot(path);
     const auto parent = parentOf(path, slash);
     if (!parent) return addRoot(path);
@@ -50,16 +51,16 @@ bool DirectoryPathReader::addRoot(std::string_view path) {
 }
 
 std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std::size_t parentLength) {
-    const auto differs = std::ranges::mismatch(lastPath_, path);
-    const auto shared = static_cast<std::size_t>(differs.in1 - lastPath_.begin());
-    const std::size_t longest = std::min(shared, parentLength);
-    const auto isAbove = [&](const Ancestor& ancestor) {
-        return ancestor.length <= longest && path[ancestor.length] == '/';
-    };
-    while (!ancestors_.empty() && !isAbove(ancestors_.back()))
+    while (!ancestors_.empty() && ancestors_.back().length > parentLength)
         ancestors_.pop_back();
-    if (!ancestors_.empty() && ancestors_.back().length == parentLength) return ancestors_.back().folder;
-    return directories_.find(parentLength == 0 ? "/" : path.substr(0, parentLength));
+    const std::string_view parentPath = path.substr(0, parentLength);
+    const bool isAtHand = !ancestors_.empty() && ancestors_.back().length == parentLength &&
+                          std::string_view(lastPath_).starts_with(parentPath);
+    if (isAtHand) return ancestors_.back().folder;
+    const auto parent = directories_.find(parentLength == 0 ? "/" : parentPath);
+    ancestors_.clear();
+    if (parent) ancestors_.push_back({parentLength, *parent});
+    return parent;
 }
 
 }  // namespace dovra

@@ -58,7 +58,9 @@ private:
         std::size_t nameOffset;
     };
 
-    DirIndex add(DirIndex parent, std::string_view name);
+    DirIndex addRecord(DirIndex parent, std::string_view name);
+    DirIndex addBelow(DirIndex parent, std::string_view name);
+    std::optional<DirIndex> findRootBelow(DirIndex parent, std::string_view name) const;
     std::size_t slotOf(DirIndex parent, std::string_view name) const;
     void rebuildSlots(std::size_t count);
     std::optional<DirIndex> descend(DirIndex from, std::string_view relativePath) const;

@@ -3,14 +3,13 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
 #include "Index/FileIndex.hpp"
+#include "Index/SnapshotSource.hpp"
 #include "Index/StampClock.hpp"
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/RegularFile.hpp"
 
 namespace dovra {
 
@@ -23,18 +22,6 @@ using SnapshotSink = std::function<void(std::string_view)>;
 /// this index, in which case the sink got nothing.
 [[nodiscard]] std::optional<std::string> encodeSnapshot(const FileIndex& index, DeviceId volumeDev,
                                                         std::uint64_t lastEventId, const SnapshotSink& sink);
-
-/// Where a snapshot is read from.
-struct SnapshotSource {
-    std::uint64_t size = 0;
-    /// Fills the span with the bytes from `offset` on, which lie within the size; false when they cannot be
-    /// read. Called from several threads at once.
-    std::function<bool(std::uint64_t offset, std::span<char>)> read;
-
-    /// Both refer to what they are made from.
-    static SnapshotSource fromBytes(std::string_view bytes);
-    static SnapshotSource fromFile(const RegularFile& file);
-};
 
 /// What a snapshot must be of to be believed.
 struct SnapshotSubject {

@@ -10,6 +10,7 @@
 #include "Index/IndexContents.hpp"
 #include "Index/Snapshot.hpp"
 #include "Index/SnapshotFormat.hpp"
+#include "Platform/ProcessMemory.hpp"
 
 // Reading a snapshot is bound by memory: the bytes go from the system's cache straight to where the index
 // keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in
@@ -23,46 +24,6 @@ namespace {
 constexpr std::size_t poolPieceBytes = std::size_t{1} << 20;
 constexpr std::size_t entriesPerPiece = 16384;
 
-/// Reads one section from its start to its end. A view is valid until the next call.
-class SequentialReader {
-public:
-    SequentialReader(const SnapshotSource& source, std::uint64_t offset) : source_(source), next_(offset) {}
-
-    /// The next `count` bytes; absent when there are fewer or they cannot be read.
-    std::optional<std::string_view> take(std::size_t count) {
-        if (available() < count && !fill(count)) return std::nullopt;
-        const std::string_view bytes(buffer_.data() + start_, count);
-        start_ += count;
-        return bytes;
-    }
-
-    /// The offset behind the last bytes taken.
-    std::uint64_t offset() const { return next_ - available(); }
-
-private:
-    static constexpr std::size_t bufferBytes = std::size_t{256} * 1024;
-
-    std::size_t available() const { return buffer_.size() - start_; }
-
-    bool fill(std::size_t count) {
-        const std::size_t kept = available();
-        if (count - kept > source_.size - next_) return false;
-        std::copy(buffer_.begin() + start_, buffer_.end(), buffer_.begin());
-        const std::size_t wanted = std::max(count, bufferBytes) - kept;
-        const std::size_t added = std::min<std::uint64_t>(wanted, source_.size - next_);
-        buffer_.truncate(kept);
-        start_ = 0;
-        if (!source_.read(next_, {buffer_.extend(added), added})) return false;
-        next_ += added;
-        return true;
-    }
-
-    const SnapshotSource& source_;
-    std::uint64_t next_;  ///< of the first byte not yet in the buffer
-    PodVector<char> buffer_;
-    std::size_t start_ = 0;
-};
-
 template <typename Record>
 std::optional<Record> readRecord(const SnapshotSource& source, std::uint64_t offset,
                                  std::size_t bytes = sizeof(Record)) {
@@ -75,8 +36,9 @@ std::optional<Record> readRecord(const SnapshotSource& source, std::uint64_t off
 /// A whole number of seconds that a file system can tell.
 bool isTime(double seconds) {
     constexpr double limit = 0x1p63;
-    if (!(std::abs(seconds) < limit)) return std::abs(seconds) == limit;
-    return static_cast<double>(static_cast<std::int64_t>(seconds)) == seconds;
+    const double distance = std::abs(seconds);
+    if (distance < limit) return static_cast<double>(static_cast<std::int64_t>(seconds)) == seconds;
+    return distance == limit;
 }
 
 bool isEntryName(std::string_view name) {
@@ -148,6 +110,7 @@ private:
     bool readPool() {
         pool_.reserve(header_.poolBytes + NamePool::readableSlack);
         auto* bytes = reinterpret_cast<char*>(pool_.extend(header_.poolBytes));
+        preferLargePages(bytes, header_.poolBytes);
         return performPieces(header_.poolBytes, poolPieceBytes, [&](std::size_t first, std::size_t count) {
             if (!source_.read(poolOffset_ + first, {bytes + first, count})) return false;
             const std::string_view piece(bytes + first, count);
@@ -156,7 +119,8 @@ private:
     }
 
     bool readEntries() {
-        contents_.entries.extend(header_.entryCount);
+        FileEntry* entries = contents_.entries.extend(header_.entryCount);
+        preferLargePages(entries, entrySectionBytes());
         contents_.signatures.extend(header_.entryCount);
         folderHasEntry_.resizeZeroed(header_.directoryCount);
         const bool piecesAreSound = performPieces(
@@ -223,9 +187,14 @@ private:
 
     bool buildFromEntries() {
         const auto entries = contents_.entries.span();
-        contents_.names.assign(std::move(pool_), entries);
-        contents_.entriesByDir.assignAll(header_.directoryCount, entries);
-        contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+        concurrentPerform(2, [&](std::size_t part) {
+            if (part == 0) {
+                contents_.names.assign(std::move(pool_), entries);
+            } else {
+                contents_.entriesByDir.assignAll(header_.directoryCount, entries);
+                contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+            }
+        });
         return true;
     }
 
@@ -265,26 +234,6 @@ private:
 };
 
 }  // namespace
-
-SnapshotSource SnapshotSource::fromBytes(std::string_view bytes) {
-    return {bytes.size(), [bytes](std::uint64_t offset, std::span<char> destination) {
-                if (!destination.empty())
-                    std::memcpy(destination.data(), bytes.data() + offset, destination.size());
-                return true;
-            }};
-}
-
-SnapshotSource SnapshotSource::fromFile(const RegularFile& file) {
-    return {file.size(), [&file](std::uint64_t offset, std::span<char> destination) {
-                while (!destination.empty()) {
-                    const auto count = file.readAt(offset, destination);
-                    if (!count || *count == 0) return false;
-                    offset += *count;
-                    destination = destination.subspan(*count);
-                }
-                return true;
-            }};
-}
 
 std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
                                            const SnapshotSubject& subject) {
