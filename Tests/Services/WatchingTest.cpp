@@ -181,7 +181,9 @@ TEST_P(Watching, FollowsAtomicSavesBesideALogThatGrows) {
         log << "line " << i << '\n' << std::flush;
         tree.write("new", std::string(static_cast<std::size_t>(i), 'x'));
         fs::rename(watched.path("new"), watched.path("document"));
-        if (i % 50 == 0) ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        if (i % 50 == 0) {
+            ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        }
     }
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_EQ(watched.rescans(), 0);

@@ -122,7 +122,7 @@ private:
         FileEntry* entries = contents_.entries.extend(header_.entryCount);
         preferLargePages(entries, entrySectionBytes());
         contents_.signatures.extend(header_.entryCount);
-        folderHasEntry_.resizeZeroed(header_.directoryCount);
+        folderEntries_.resizeZeroed(header_.directoryCount);
         const bool piecesAreSound = performPieces(
             header_.entryCount, entriesPerPiece,
             [&](std::size_t first, std::size_t count) { return readPiece(first, first + count); });
@@ -159,8 +159,9 @@ private:
     void noteFolder(const FileEntry& entry, std::string_view name) {
         const auto contents = contents_.directories.findChild(entry.dirIndex, name);
         if (!contents) return;
-        std::atomic_ref<std::uint8_t> hasEntry(folderHasEntry_[static_cast<std::size_t>(*contents)]);
-        hasEntry.store(1, std::memory_order_relaxed);
+        const std::uint8_t found = hasEntry | (entry.isTombstone() ? 0 : hasLiveEntry);
+        std::atomic_ref<std::uint8_t> all(folderEntries_[static_cast<std::size_t>(*contents)]);
+        all.fetch_or(found, std::memory_order_relaxed);
     }
 
     /// Within a piece names follow each other without gaps; so must they from piece to piece, and from the
@@ -178,9 +179,9 @@ private:
     /// Whether each folder but the roots stands as an entry in its parent's list: what removes or renames a
     /// folder starts from there.
     bool everyFolderIsListed() const {
-        for (std::size_t i = 0; i < folderHasEntry_.size(); ++i) {
+        for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
             const bool isRoot = !contents_.directories.parent(static_cast<DirIndex>(i));
-            if (folderHasEntry_[i] == 0 && !isRoot) return false;
+            if (folderEntries_[i] == 0 && !isRoot) return false;
         }
         return true;
     }
@@ -192,10 +193,20 @@ private:
                 contents_.names.assign(std::move(pool_), entries);
             } else {
                 contents_.entriesByDir.assignAll(header_.directoryCount, entries);
+                forgetDeletedFolders();
                 contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
             }
         });
         return true;
+    }
+
+    /// What lay in a deleted folder is not what a new one of its path holds.
+    void forgetDeletedFolders() {
+        for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
+            const auto folder = static_cast<DirIndex>(i);
+            const bool isDeleted = (folderEntries_[i] & hasLiveEntry) == 0;
+            if (isDeleted && contents_.directories.parent(folder)) contents_.entriesByDir.forget(folder);
+        }
     }
 
     /// Never fails: without stamps every folder counts as changed.
@@ -229,7 +240,10 @@ private:
     SnapshotHeader header_{};
     std::uint64_t poolOffset_ = 0;
     PodVector<std::uint8_t> pool_;
-    PodVector<std::uint8_t> folderHasEntry_;
+    /// By folder, what stands for it among the entries.
+    static constexpr std::uint8_t hasEntry = 1;
+    static constexpr std::uint8_t hasLiveEntry = 2;
+    PodVector<std::uint8_t> folderEntries_;
     IndexContents contents_;
 };
 

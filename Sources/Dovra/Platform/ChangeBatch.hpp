@@ -9,10 +9,10 @@ namespace dovra {
 /// Absolute paths, raw bytes, each once.
 struct ChangeBatch {
     /// Something changed at this path, or directly in the folder that is there.
-    std::vector<std::string> paths;
+    std::vector<std::string> paths = {};
     /// The folder at this path may hold anything else than before, at any depth: it was made, moved there or
     /// mounted there.
-    std::vector<std::string> subtrees;
+    std::vector<std::string> subtrees = {};
     /// Changes were lost; only a scan can tell what there is now.
     bool mustRescan = false;
 

@@ -12,7 +12,8 @@
 #include "Platform/StandardStreams.hpp"
 #include "Platform/Terminal.hpp"
 #include "Platform/TerminalStyle.hpp"
-#include "Services/ScannedIndex.hpp"
+#include "Platform/TerminationHandler.hpp"
+#include "Services/AppServices.hpp"
 
 namespace dovra {
 
@@ -107,6 +108,14 @@ std::vector<Option> serverOptionTable(ServerOptions& options) {
     };
 }
 
+AppServices::Options serviceOptions(const ServerOptions& options) {
+    AppServices::Options service;
+    service.root = options.root;
+    service.usesTrigram = options.usesTrigram;
+    service.report = [](const std::string& message) { fmt::print(stderr, "dovra: {}\n", message); };
+    return service;
+}
+
 int printServerHelp(std::span<const Option> table) {
     fmt::print(
         "usage: dovra --mcp [options]\n\n"
@@ -159,10 +168,12 @@ int MCPCLI::run(Arguments args) {
     if (!OpenFolder::open(options.root))
         fmt::print(stderr, "dovra: {} is not a folder that can be read: there is nothing to find\n",
                    options.root);
-    ScannedIndex service(options.root, options.usesTrigram);
-    service.start([&] { printBanner(service); });
+    const auto services = AppServices::make(serviceOptions(options));
+    const TerminationHandler termination([&] { services->close(); });
+    services->start([service = services.get()] { printBanner(*service); });
     LineReader input(readStandardInput, mcp::mostRequestBytes);
-    mcp::serve(service, input, writeStandardOutput);
+    mcp::serve(*services, input, writeStandardOutput);
+    services->close();
     return 0;
 }
 

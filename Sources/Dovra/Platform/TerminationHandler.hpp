@@ -1,0 +1,27 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+namespace dovra {
+
+/// While it lives, a signal that asks the process to end (hang-up, interrupt, termination) first runs `finish`
+/// on a thread of this object; then the process ends by that signal. Made before the process has other threads,
+/// which inherit that they are not interrupted. One at a time.
+class TerminationHandler {
+public:
+    explicit TerminationHandler(std::function<void()> finish);
+    ~TerminationHandler();
+    TerminationHandler(const TerminationHandler&) = delete;
+    TerminationHandler& operator=(const TerminationHandler&) = delete;
+
+private:
+    void waitForSignal();
+
+    std::function<void()> finish_;
+    std::atomic<bool> isReleased_ = false;
+    std::thread thread_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,160 @@
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <future>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Services/AppServices.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/TemporaryTree.hpp"
+#include "Support/WaitUntil.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+/// A served tree, with a folder of its own for the program's files.
+class AppServicesTest : public testing::Test {
+protected:
+    AppServicesTest() { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
+    ~AppServicesTest() override { ::unsetenv("XDG_DATA_HOME"); }
+
+    std::shared_ptr<AppServices> make() {
+        AppServices::Options options;
+        options.root = root_;
+        options.report = [this](const std::string& message) {
+            const std::scoped_lock lock(mutex_);
+            reports_.push_back(message);
+        };
+        auto services = AppServices::make(std::move(options));
+        services->onProgress = [this](std::int64_t, bool) { ++progressReports_; };
+        return services;
+    }
+
+    std::shared_ptr<AppServices> started() {
+        auto services = make();
+        services->start();
+        EXPECT_TRUE(services->waitUntilReady(1min));
+        return services;
+    }
+
+    std::vector<std::string> differences(AppServices& services) const {
+        if (!services.flush(1min)) return {"the flush took too long"};
+        return test::differencesFromFreshScan(services.index(), root_);
+    }
+
+    std::string cachePath() const { return data_.path("Dovra/" + cacheFileName(root_)); }
+
+    std::vector<std::string> reports() {
+        const std::scoped_lock lock(mutex_);
+        return reports_;
+    }
+
+    const test::TemporaryTree data_;
+    const test::TemporaryTree tree_;
+    const std::string root_ = tree_.makeFolder("root");
+    std::atomic<int> progressReports_ = 0;
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> reports_;
+};
+
+TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
+    tree_.write("root/a/file");
+    const auto services = started();
+    EXPECT_TRUE(fs::exists(cachePath()));
+    tree_.write("root/b/c/new");
+    fs::remove(root_ + "/a/file");
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_GT(progressReports_, 0);
+    EXPECT_THAT(services->coverage(), testing::Not(IsEmpty()));
+}
+
+TEST_F(AppServicesTest, RestartsFromTheCacheWithWhatChangedMeanwhile) {
+    for (const char* path : {"root/kept/a", "root/kept/b", "root/gone/c", "root/changed", "root/again/d"})
+        tree_.write(path, "text");
+    EntryId keptId = 0;
+    {
+        const auto services = started();
+        fs::remove_all(root_ + "/again");
+        ASSERT_TRUE(services->flush(1min));
+        services->close();
+        const ReadGuard guard(services->index().rwlock);
+        keptId = test::idOf(services->index(), root_ + "/kept/a");
+    }
+    fs::remove_all(root_ + "/gone");
+    tree_.write("root/kept/new");
+    tree_.write("root/again/e");
+    tree_.write("root/changed", "a longer text");
+    fs::last_write_time(root_ + "/changed", fs::file_time_type::clock::now() - 1h);
+    const auto services = started();
+    EXPECT_EQ(test::idOf(services->index(), root_ + "/kept/a"), keptId);
+    // Names are right after a flush, what changed in place some moments later.
+    EXPECT_TRUE(test::waitUntil([&] { return differences(*services).empty(); }));
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, ScansWhenTheCacheIsOfNoUse) {
+    tree_.write("root/a");
+    started()->close();
+    fs::resize_file(cachePath(), 50);
+    tree_.write("root/b");
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_GT(fs::file_size(cachePath()), 50U);
+}
+
+TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
+    tree_.write("root/some name");
+    const auto services = started();
+    EXPECT_TRUE(services->toggleTrigram());
+    services->rebuild();
+    services->rebuild();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_FALSE(services->toggleTrigram());
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, TellsThatTheRootIsGone) {
+    tree_.write("root/a");
+    const auto services = started();
+    fs::remove_all(root_);
+    EXPECT_TRUE(test::waitUntil([&] {
+        (void)services->flush(1s);
+        return services->index().itemCount() == 0;
+    }));
+    EXPECT_THAT(reports(), Contains(HasSubstr("is gone")));
+}
+
+TEST_F(AppServicesTest, EndsInTheMiddleOfAScanAndKeepsNoPartOfIt) {
+    for (int i = 0; i < 300; ++i)
+        tree_.makeFolder(fmt::format("root/{}/{}/{}", i % 7, i % 31, i));
+    for (int round = 0; round < 50; ++round) {
+        const auto services = make();
+        services->start();
+        while (services->index().itemCount() < round)
+            std::this_thread::yield();
+        services->close();
+    }
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+}  // namespace
+}  // namespace dovra
