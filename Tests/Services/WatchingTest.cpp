@@ -33,8 +33,9 @@ namespace fs = std::filesystem;
 /// A tree on the disk with an index of it that a watcher keeps current, as the services do.
 class WatchedTree {
 public:
-    explicit WatchedTree(WatchMechanism mechanism, std::chrono::milliseconds latency = 50ms)
-        : watcher_(options(mechanism),
+    explicit WatchedTree(WatchMechanism mechanism, std::size_t maxWatches = SIZE_MAX,
+                         std::chrono::milliseconds latency = 50ms)
+        : watcher_(options(mechanism, maxWatches),
                    {.callback = [this](const ChangeBatch& batch) { apply(batch); },
                     .onMustRescan = [this] { rescan(); }},
                    latency) {}
@@ -62,8 +63,9 @@ public:
     std::vector<std::string> reports;
 
 private:
-    WatchOptions options(WatchMechanism mechanism) {
+    WatchOptions options(WatchMechanism mechanism, std::size_t maxWatches) {
         WatchOptions watch;
+        watch.maxWatches = maxWatches;
         watch.root = tree.path();
         watch.mechanism = mechanism;
         watch.report = [this](const std::string& message) { reports.push_back(message); };
@@ -111,18 +113,20 @@ INSTANTIATE_TEST_SUITE_P(, Watching,
                                          WatchMechanism::polling),
                          nameOf);
 
+void makeStorms(const std::string& root, unsigned seed, int steps) {
+    std::vector<std::jthread> storms;
+    for (unsigned side = 0; side < 3; ++side) {
+        storms.emplace_back([&root, seed, side, steps] {
+            test::TreeStorm storm(root, seed * 10 + side);
+            for (int i = 0; i < steps; ++i)
+                storm.step();
+        });
+    }
+}
+
 TEST_P(Watching, StormsFromThreeSidesLeaveNoDifference) {
     for (unsigned seed = 1; seed <= 6; ++seed) {
-        std::vector<std::thread> storms;
-        for (unsigned side = 0; side < 3; ++side) {
-            storms.emplace_back([&, side] {
-                test::TreeStorm storm(tree.path(), seed * 10 + side);
-                for (int i = 0; i < 300; ++i)
-                    storm.step();
-            });
-        }
-        for (std::thread& storm : storms)
-            storm.join();
+        makeStorms(tree.path(), seed, 600);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
     }
 }
@@ -225,6 +229,43 @@ TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
     isOver = true;
     storm.join();
     EXPECT_THAT(scanned.differencesAfterFlush(), IsEmpty());
+}
+
+TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
+    WatchedTree watched(WatchMechanism::watches, 20);
+    ASSERT_TRUE(watched.start());
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        makeStorms(watched.tree.path(), seed, 300);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+    }
+    EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
+    EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
+}
+
+TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    std::ifstream setting("/proc/sys/fs/inotify/max_queued_events");
+    int limit = 0;
+    setting >> limit;
+    if (limit <= 0 || limit > 200'000) GTEST_SKIP() << "a queue of " << limit << " events is not filled";
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = WatchMechanism::watches;
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    // Two names in turn, because equal events that follow each other are merged.
+    const std::string names[] = {tree.write("a"), tree.write("b")};
+    for (int i = 0; i <= limit; ++i)
+        ASSERT_EQ(::truncate(names[i % 2].c_str(), i), 0);
+    tree.makeFolder("unheard of/deeper");
+    source->drain(true);
+    EXPECT_TRUE(source->take().mustRescan);
+    source->drain(true);
+    EXPECT_FALSE(source->hasChanges());
+    tree.write("unheard of/deeper/file");
+    source->drain(true);
+    EXPECT_THAT(source->take().paths, testing::ElementsAre(tree.path("unheard of/deeper")));
 }
 
 }  // namespace

@@ -111,9 +111,9 @@ public:
 
 private:
     void openInotify() {
-        inotify_ =
-            InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
-                                .reportLimit = [this] { options_.report(std::string(limitMessage)); }});
+        inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
+                                       .reportLimit = [this] { options_.report(std::string(limitMessage)); },
+                                       .maxWatches = options_.maxWatches});
     }
 
     /// Adds a path that begins with the root, as the root was written.
