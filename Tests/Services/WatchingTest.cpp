@@ -113,22 +113,44 @@ INSTANTIATE_TEST_SUITE_P(, Watching,
                                          WatchMechanism::polling),
                          nameOf);
 
-void makeStorms(const std::string& root, unsigned seed, int steps) {
-    std::vector<std::jthread> storms;
-    for (unsigned side = 0; side < 3; ++side) {
-        storms.emplace_back([&root, seed, side, steps] {
-            test::TreeStorm storm(root, seed * 10 + side);
-            for (int i = 0; i < steps; ++i)
-                storm.step();
-        });
+using Step = std::function<void(test::TreeStorm&)>;
+
+const Step anyStep = [](test::TreeStorm& storm) { storm.step(); };
+const Step folderStep = [](test::TreeStorm& storm) { storm.stepOfFolders(); };
+
+/// Storms from three sides at once, and a fourth that has the events taken as they come, a few at a time.
+void makeStorms(WatchedTree& watched, unsigned seed, int steps, const Step& step = anyStep) {
+    std::atomic<bool> isOver = false;
+    std::jthread flushing([&] {
+        while (!isOver)
+            watched.watcher().flush(20s);
+    });
+    {
+        std::vector<std::jthread> storms;
+        for (unsigned side = 0; side < 3; ++side) {
+            storms.emplace_back([&, side] {
+                test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
+                for (int i = 0; i < steps; ++i)
+                    step(storm);
+            });
+        }
     }
+    isOver = true;
 }
 
 TEST_P(Watching, StormsFromThreeSidesLeaveNoDifference) {
     for (unsigned seed = 1; seed <= 6; ++seed) {
-        makeStorms(tree.path(), seed, 600);
+        makeStorms(watched, seed, 600);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
     }
+}
+
+TEST_P(Watching, StormsOfFoldersLeaveNoDifference) {
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        makeStorms(watched, seed, 500, folderStep);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+    }
+    EXPECT_EQ(watched.rescans(), 0);
 }
 
 TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
@@ -235,7 +257,7 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     WatchedTree watched(WatchMechanism::watches, 20);
     ASSERT_TRUE(watched.start());
     for (unsigned seed = 1; seed <= 4; ++seed) {
-        makeStorms(watched.tree.path(), seed, 300);
+        makeStorms(watched, seed, 300);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
     }
     EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
