@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -93,6 +94,15 @@ TEST_F(ChangeApplication, WhatDidNotChangeKeepsItsIdentifier) {
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed"))), std::nullopt);
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("turned"))), std::nullopt) << "the folder, not the file";
     EXPECT_EQ(index.itemCount(), 4);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(ChangeApplication, TakesOverTheTimesOfTheFolderItself) {
+    tree.write("a/b/file");
+    scan();
+    const timespec longAgo[] = {{.tv_sec = 1'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000, .tv_nsec = 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, tree.path("a/b").c_str(), longAgo, 0), 0);
+    apply({"a/b"});
     EXPECT_THAT(differences(), IsEmpty());
 }
 

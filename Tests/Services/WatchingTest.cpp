@@ -33,8 +33,9 @@ namespace fs = std::filesystem;
 /// A tree on the disk with an index of it that a watcher keeps current, as the services do.
 class WatchedTree {
 public:
-    explicit WatchedTree(WatchMechanism mechanism, std::chrono::milliseconds latency = 50ms)
-        : watcher_(options(mechanism),
+    explicit WatchedTree(WatchMechanism mechanism, std::size_t maxWatches = SIZE_MAX,
+                         std::chrono::milliseconds latency = 50ms)
+        : watcher_(options(mechanism, maxWatches),
                    {.callback = [this](const ChangeBatch& batch) { apply(batch); },
                     .onMustRescan = [this] { rescan(); }},
                    latency) {}
@@ -62,8 +63,9 @@ public:
     std::vector<std::string> reports;
 
 private:
-    WatchOptions options(WatchMechanism mechanism) {
+    WatchOptions options(WatchMechanism mechanism, std::size_t maxWatches) {
         WatchOptions watch;
+        watch.maxWatches = maxWatches;
         watch.root = tree.path();
         watch.mechanism = mechanism;
         watch.report = [this](const std::string& message) { reports.push_back(message); };
@@ -111,20 +113,58 @@ INSTANTIATE_TEST_SUITE_P(, Watching,
                                          WatchMechanism::polling),
                          nameOf);
 
-TEST_P(Watching, StormsFromThreeSidesLeaveNoDifference) {
-    for (unsigned seed = 1; seed <= 6; ++seed) {
-        std::vector<std::thread> storms;
+using Step = std::function<void(test::TreeStorm&)>;
+
+const Step anyStep = [](test::TreeStorm& storm) { storm.step(); };
+const Step folderStep = [](test::TreeStorm& storm) { storm.stepOfFolders(); };
+
+/// Storms from three sides at once, and a fourth that has the events taken as they come, a few at a time.
+void makeStorms(WatchedTree& watched, unsigned seed, int steps, const Step& step = anyStep) {
+    std::atomic<bool> isOver = false;
+    std::jthread flushing([&] {
+        while (!isOver)
+            watched.watcher().flush(20s);
+    });
+    {
+        std::vector<std::jthread> storms;
         for (unsigned side = 0; side < 3; ++side) {
             storms.emplace_back([&, side] {
-                test::TreeStorm storm(tree.path(), seed * 10 + side);
-                for (int i = 0; i < 300; ++i)
-                    storm.step();
+                test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
+                for (int i = 0; i < steps; ++i)
+                    step(storm);
             });
         }
-        for (std::thread& storm : storms)
-            storm.join();
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
     }
+    isOver = true;
+}
+
+/// Changes something in every folder, and nothing else: whether each is still known by its path.
+void touchEveryFolder(const test::TemporaryTree& tree) {
+    std::vector<fs::path> folders;
+    for (const auto& entry : fs::recursive_directory_iterator(tree.path())) {
+        if (entry.is_directory() && !entry.is_symlink()) folders.push_back(entry.path());
+    }
+    for (const fs::path& folder : folders)
+        std::ofstream(folder / "touched", std::ios::app) << "once more";
+}
+
+TEST_P(Watching, StormsFromThreeSidesLeaveNoDifference) {
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        makeStorms(watched, seed, 600);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+        touchEveryFolder(watched.tree);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed << ", afterwards";
+    }
+}
+
+TEST_P(Watching, StormsOfFoldersLeaveNoDifference) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        makeStorms(watched, seed, 250, folderStep);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+        touchEveryFolder(watched.tree);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed << ", afterwards";
+    }
+    EXPECT_EQ(watched.rescans(), 0);
 }
 
 TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
@@ -227,30 +267,43 @@ TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
     EXPECT_THAT(scanned.differencesAfterFlush(), IsEmpty());
 }
 
-TEST_P(Watching, FollowsMountsThatComeAndGo) {
-    fs::create_directories(watched.path("mount/hidden"));
-    // Unsharing the mounts is the thread's own, so the watched tree is started by it too.
-    std::thread mounting([&] {
-        WatchedTree own(GetParam());
-        fs::create_directories(own.path("mount/hidden"));
-        tree.write("unused");
-        {
-            const test::MountedFolder first("tmpfs", own.path("mount"));
-            if (!first.isMounted()) return;
-        }
-        ASSERT_TRUE(own.start());
-        {
-            const test::MountedFolder mounted("tmpfs", own.path("mount"));
-            own.tree.write("mount/inside/file");
-            ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
-            own.tree.write("mount/inside/later");
-            ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
-        }
-        ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
-        own.tree.write("mount/hidden/file");
-        ASSERT_THAT(own.differencesAfterFlush(), IsEmpty());
-    });
-    mounting.join();
+TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
+    WatchedTree watched(WatchMechanism::watches, 20);
+    ASSERT_TRUE(watched.start());
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        makeStorms(watched, seed, 300);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
+        touchEveryFolder(watched.tree);
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed << ", afterwards";
+    }
+    EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
+    EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
+}
+
+TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    std::ifstream setting("/proc/sys/fs/inotify/max_queued_events");
+    int limit = 0;
+    setting >> limit;
+    if (limit <= 0 || limit > 200'000) GTEST_SKIP() << "a queue of " << limit << " events is not filled";
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = WatchMechanism::watches;
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    // Two names in turn, because equal events that follow each other are merged.
+    const std::string names[] = {tree.write("a"), tree.write("b")};
+    for (int i = 0; i <= limit; ++i)
+        ASSERT_EQ(::truncate(names[i % 2].c_str(), i), 0);
+    tree.makeFolder("unheard of/deeper");
+    source->drain(true);
+    EXPECT_TRUE(source->take().mustRescan);
+    source->drain(true);
+    EXPECT_FALSE(source->hasChanges());
+    tree.write("unheard of/deeper/file");
+    source->drain(true);
+    EXPECT_THAT(source->take().paths, testing::ElementsAre(tree.path("unheard of/deeper")));
 }
 
 }  // namespace

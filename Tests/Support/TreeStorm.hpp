@@ -20,6 +20,18 @@ class TreeStorm {
 public:
     TreeStorm(std::string root, unsigned seed) : root_(std::move(root)), random_(seed) {}
 
+    /// Mostly folders that move about with what they hold.
+    void stepOfFolders() {
+        const std::size_t kind = random_() % 10;
+        if (kind < 7) {
+            ::rename(anyPath().c_str(), anyPath().c_str());
+        } else if (kind < 9) {
+            makeFolders(anyPath());
+        } else {
+            write(anyPath() + "/file", O_CREAT | O_WRONLY | O_TRUNC);
+        }
+    }
+
     /// One change; returns the hints that an event service would give of it.
     ChangeBatch step() {
         switch (random_() % 10) {

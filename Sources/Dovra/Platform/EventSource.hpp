@@ -24,6 +24,9 @@ struct WatchOptions {
     std::string root;  ///< absolute; watched with all below it that the two rules let in
     WatchMechanism mechanism = WatchMechanism::best;
 
+    /// How many folders may have a watch of their own, within the system's limit. The others are polled.
+    std::size_t maxWatches = SIZE_MAX;
+
     /// Folders on other devices need not be watched; empty for all devices.
     std::vector<DeviceId> allowedDevices;
     /// Whether changes in the folder with this full path matter. Called on any thread.

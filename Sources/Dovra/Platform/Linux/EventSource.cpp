@@ -111,9 +111,9 @@ public:
 
 private:
     void openInotify() {
-        inotify_ =
-            InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
-                                .reportLimit = [this] { options_.report(std::string(limitMessage)); }});
+        inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
+                                       .reportLimit = [this] { options_.report(std::string(limitMessage)); },
+                                       .maxWatches = options_.maxWatches});
     }
 
     /// Adds a path that begins with the root, as the root was written.
@@ -130,9 +130,10 @@ private:
         return !mountPlaces_.contains(path) && options_.entersFolder(path);
     }
 
+    /// Whether a scan would enter the mount.
     bool matters(const Mount& mount) const {
-        if (isAtOrBelow(root_, mount.place)) return true;
-        if (!isAtOrBelow(mount.place, root_) || mount.type == "autofs") return false;
+        if (mount.place == root_) return true;
+        if (mount.type == "autofs") return false;
         for (std::size_t end = mount.place.find('/', root_ == "/" ? 1 : root_.size() + 1);;) {
             if (!options_.entersFolder(mount.place.substr(0, end))) return false;
             if (end == std::string::npos) break;
@@ -146,13 +147,13 @@ private:
 
     /// The mount that holds the root, with the root as its place, and those below the root. Of mounts at one
     /// place only the last is seen.
-    std::vector<Mount> mountsThatMatter() const {
+    std::vector<Mount> servedMounts() const {
         std::vector<Mount> mounts;
         std::optional<Mount> holder;
         for (Mount& mount : readMounts()) {
             if (isAtOrBelow(root_, mount.place)) {
                 if (!holder || mount.place.size() >= holder->place.size()) holder = std::move(mount);
-            } else if (matters(mount)) {
+            } else if (isAtOrBelow(mount.place, root_)) {
                 std::erase_if(mounts,
                               [&](const Mount& other) { return isAtOrBelow(other.place, mount.place); });
                 mounts.push_back(std::move(mount));
@@ -166,7 +167,7 @@ private:
 
     /// Follows mounts that came and went: what lies below their places is another than before.
     void updateMounts() {
-        std::vector<Mount> mounts = mountsThatMatter();
+        std::vector<Mount> mounts = servedMounts();
         if (mounts == mounts_) return;
         const auto isIn = [](const std::vector<Mount>& list, const Mount& mount) {
             return std::ranges::find(list, mount) != list.end();
@@ -203,6 +204,7 @@ private:
         std::vector<std::string> viaInotify;
         polledMounts_.clear();
         for (const Mount& mount : mounts_) {
+            if (!matters(mount)) continue;
             const bool isShared =
                 std::ranges::find(sharedFileSystems, mount.type) != std::end(sharedFileSystems);
             if (!isShared && fanotify_ && fanotify_->addMount(mount)) {

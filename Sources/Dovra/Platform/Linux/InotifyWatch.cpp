@@ -228,7 +228,11 @@ bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const st
 std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(int folderDescriptor, const Place& place) {
     const std::string path = descriptorPath(folderDescriptor);
     const WatchNumber number = ::inotify_add_watch(queue_.number(), path.c_str(), watchedEvents);
-    if (number >= 0) {
+    const bool isTooMany = number >= 0 && !nodes_.contains(number) && nodes_.size() >= rules_.maxWatches;
+    if (isTooMany) {
+        ::inotify_rm_watch(queue_.number(), number);
+        errno = ENOSPC;
+    } else if (number >= 0) {
         unwatched_.erase(place);
         return number;
     }

@@ -37,6 +37,7 @@ public:
         std::function<bool(const std::string& path)> enters;
         /// Called once, when the system grants no more watches.
         std::function<void()> reportLimit;
+        std::size_t maxWatches;
     };
 
     /// Absent when the system grants no instance.

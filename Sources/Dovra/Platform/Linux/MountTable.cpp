@@ -10,7 +10,8 @@ namespace dovra {
 
 namespace {
 
-constexpr const char* tablePath = "/proc/self/mountinfo";
+// Threads can have mounts of their own.
+constexpr const char* tablePath = "/proc/thread-self/mountinfo";
 
 /// The table writes spaces, tabs, line ends and backslashes as a backslash and three octal digits.
 std::string unescaped(const std::string& text) {

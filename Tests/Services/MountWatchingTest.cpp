@@ -1,0 +1,127 @@
+#include <filesystem>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <string>
+#include <sys/mount.h>
+#include <thread>
+#include <vector>
+
+#include "Index/ChangeApplication.hpp"
+#include "Platform/EventStream.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+/// Gives the calling thread, and those that it starts, mounts of their own.
+bool enterOwnMounts() {
+    return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+/// A tree with an index that a stream keeps current. All threads are started by the caller's and see its
+/// mounts.
+class StreamedTree {
+public:
+    explicit StreamedTree(WatchMechanism mechanism) : stream_(open(mechanism), 10ms) {
+        crawl(index, {tree.path()}, {});
+        stream_.goLive([this](const ChangeBatch& batch) { applyChanges(index, batch); });
+    }
+
+    std::vector<std::string> differencesAfterFlush() {
+        if (!stream_.flush(20s)) return {"the flush took too long"};
+        return test::differencesFromFreshScan(index, tree.path());
+    }
+
+    const test::TemporaryTree tree;
+    FileIndex index;
+
+private:
+    std::unique_ptr<EventSource> open(WatchMechanism mechanism) const {
+        fs::create_directories(tree.path("place/hidden"));
+        WatchOptions options;
+        options.root = tree.path();
+        options.mechanism = mechanism;
+        return openEventSource(options);
+    }
+
+    EventStream stream_;
+};
+
+void followMounts(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    const std::string place = watched.tree.path("place");
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(::mount("tmpfs", place.c_str(), "tmpfs", 0, nullptr), 0);
+        watched.tree.write("place/inside/file");
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        watched.tree.write("place/inside/later");
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        ASSERT_EQ(::umount(place.c_str()), 0) << "what is watched can be unmounted";
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        watched.tree.write("place/hidden/file");
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    }
+}
+
+void followBindMounts(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    watched.tree.write("origin/folder/file");
+    const std::string place = watched.tree.path("place");
+    ASSERT_EQ(::mount(watched.tree.path("origin").c_str(), place.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    watched.tree.write("origin/folder/more/seen twice");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    watched.tree.write("place/folder/more/again", "both");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+}
+
+void forgetWhatAKernelFileSystemHides(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    const std::string place = watched.tree.path("place");
+    ASSERT_EQ(::mount("proc", place.c_str(), "proc", 0, nullptr), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+}
+
+class MountWatching : public testing::TestWithParam<WatchMechanism> {
+protected:
+    /// Runs on a thread of its own, so that the mounts of the other tests stay as they are.
+    static void run(void (*body)(WatchMechanism)) {
+        bool hasMounts = false;
+        std::thread([&] {
+            hasMounts = enterOwnMounts();
+            if (hasMounts) body(GetParam());
+        }).join();
+        if (!hasMounts) GTEST_SKIP() << "this user may not mount";
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, MountWatching,
+                         testing::Values(WatchMechanism::best, WatchMechanism::watches,
+                                         WatchMechanism::polling));
+
+TEST_P(MountWatching, FollowsMountsThatComeAndGo) {
+    run(followMounts);
+}
+
+TEST_P(MountWatching, FollowsOneFolderAtTwoPlaces) {
+    run(followBindMounts);
+}
+
+TEST_P(MountWatching, ForgetsWhatAKernelFileSystemHides) {
+    run(forgetWhatAKernelFileSystemHides);
+}
+
+}  // namespace
+}  // namespace dovra
