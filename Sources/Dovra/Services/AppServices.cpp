@@ -17,7 +17,8 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// Folders that could not be read, and a root that is gone, are looked at again after this.
+/// Folders that could not be read, and the root, are looked at again after this: no event tells everything
+/// that can become of the root.
 constexpr auto retryDelay = 5s;
 
 /// Comparing what may have changed in place is never urgent: so many folders at a time, and a pause three
@@ -92,6 +93,7 @@ bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {
 
 bool AppServices::flush(std::chrono::milliseconds deadline) {
     const auto end = Clock::now() + deadline;
+    buildQueue_.async(job(&AppServices::checkRoot));
     if (!drainBuildQueue(end)) return false;
     if (const auto watcher = this->watcher(); watcher && !watcher->flush(until(end))) return false;
     return drainBuildQueue(end);
@@ -126,6 +128,7 @@ CrawlOptions AppServices::crawlOptions() const {
 }
 
 void AppServices::bringUp() {
+    rootNow_ = folderStamp(options_.root);
     if (loadCache()) {
         announceReady();
         armWatcher();
@@ -140,12 +143,12 @@ void AppServices::bringUp() {
         announceReady();
     }
     if (const auto watcher = this->watcher()) watcher->start();
+    checkRootRepeatedly();
 }
 
 bool AppServices::loadCache() {
-    const auto root = OpenFolder::open(options_.root);
-    if (!root) return false;
-    const auto loaded = cache_.load(index_, {.volumeDev = root->device(), .root = options_.root});
+    if (!rootNow_.isKnown()) return false;
+    const auto loaded = cache_.load(index_, {.volumeDev = rootNow_.device, .root = options_.root});
     if (!loaded) return false;
     lastEventId_ = loaded->lastEventId;
     isWhole_ = true;
@@ -225,7 +228,6 @@ void AppServices::apply(ChangeBatch batch) {
     }
     isChanged_ = true;
     scheduleSave();
-    checkRoot();
     options_.postToMain([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (self && self->onIndexUpdated) self->onIndexUpdated();
@@ -249,25 +251,24 @@ void AppServices::compareSome() {
 }
 
 void AppServices::checkRoot() {
-    const bool isGone = !OpenFolder::open(options_.root);
-    if (isGone && !isRootGone_) {
+    const FolderStamp now = folderStamp(options_.root);
+    if (now.device == rootNow_.device && now.inode == rootNow_.inode) return;
+    const bool wasGone = !std::exchange(rootNow_, now).isKnown();
+    if (!now.isKnown()) {
         options_.report(fmt::format("{} is gone: there is nothing to find until it is back", options_.root));
-        buildQueue_.asyncAfter(retryDelay, job(&AppServices::awaitRoot));
-    }
-    isRootGone_ = isGone;
-}
-
-void AppServices::awaitRoot() {
-    if (!OpenFolder::open(options_.root)) {
-        buildQueue_.asyncAfter(retryDelay, job(&AppServices::awaitRoot));
+        apply({.paths = {options_.root}});
         return;
     }
-    isRootGone_ = false;
-    options_.report(fmt::format("{} is back", options_.root));
+    if (wasGone) options_.report(fmt::format("{} is back", options_.root));
     // Whatever watched the former folder does not watch this one.
     armWatcher();
     rebuildNow();
     if (const auto watcher = this->watcher()) watcher->start();
+}
+
+void AppServices::checkRootRepeatedly() {
+    checkRoot();
+    buildQueue_.asyncAfter(retryDelay, job(&AppServices::checkRootRepeatedly));
 }
 
 void AppServices::scheduleSave() {
@@ -281,11 +282,10 @@ void AppServices::saveScheduled() {
 }
 
 void AppServices::saveCache() {
-    const auto root = OpenFolder::open(options_.root);
-    if (!root) return;
+    if (!rootNow_.isKnown()) return;
     lastEventId_ = nextEventId(lastEventId_);
     // A cache that cannot be written costs the next start a scan, and nothing else.
-    if (!cache_.save(index_, root->device(), lastEventId_)) isChanged_ = false;
+    if (!cache_.save(index_, rootNow_.device, lastEventId_)) isChanged_ = false;
 }
 
 void AppServices::announceReady() {

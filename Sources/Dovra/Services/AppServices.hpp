@@ -106,7 +106,7 @@ private:
     void retryUnread();
     void compareSome();
     void checkRoot();
-    void awaitRoot();
+    void checkRootRepeatedly();
     void scheduleSave();
     void saveScheduled();
     void saveCache();
@@ -142,7 +142,7 @@ private:
     bool isChanged_ = false;  ///< since the last save
     bool isSaveScheduled_ = false;
     bool isRetryScheduled_ = false;
-    bool isRootGone_ = false;
+    FolderStamp rootNow_;                  ///< not known while there is no root
     std::vector<std::string> unread_;      ///< folders to look at again
     std::vector<std::string> uncompared_;  ///< folders whose files may have changed in place while away
 };
