@@ -70,7 +70,7 @@ TEST(CleanLine, CutsLongLinesBetweenCharacters) {
     for (int i = 0; i < 241; ++i)
         accents += "\xF0\x9F\x98\x80";
     EXPECT_EQ(cleanLine(accents), accents.substr(0, 960) + "…");
-    EXPECT_EQ(cleanLine(std::string(10'000'000, '\xFF')).size(), 240U * 3 + 3);
+    EXPECT_EQ(cleanLine(std::string(1'000'000, '\xFF')).size(), 240U * 3 + 3);
     EXPECT_EQ(cleanLine(" \r\t"), "");
 }
 

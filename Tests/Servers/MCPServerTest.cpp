@@ -97,7 +97,8 @@ TEST_F(MCPServer, ListsItsTools) {
 TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
     EXPECT_THAT(*mcp::replyText(caller_.handler(), {.text = {}, .isTooLong = true}),
                 HasSubstr(R"("id":null,"error":{"code":-32600)"));
-    const std::string large(9'000'000, 'x');
+    std::string large;
+    large.resize(mcp::mostReplyBytes, 'x');
     for (const std::string& line :
          {R"({"id":1,"method":")" + large + "\"}", R"({"method":"ping","id":")" + large + "\"}",
           R"({"method":"tools/call","params":{"name":"index_stats"},"id":")" + large + "\"}"})

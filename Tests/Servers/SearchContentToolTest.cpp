@@ -9,7 +9,6 @@ namespace dovra {
 namespace {
 
 using test::at;
-using test::each;
 using Values = JSONValue::Array;
 
 TEST(SearchContent, NeedsAQueryAndAScope) {
@@ -17,12 +16,12 @@ TEST(SearchContent, NeedsAQueryAndAScope) {
     const test::ToolCaller caller(tree);
     EXPECT_EQ(caller.failure("search_content", R"({"ext":"txt"})"),
               "`query` is required (the text to find inside files).");
+    const std::string message =
+        "Scope the search with `ext` (e.g. \"swift\") and/or `within` (a folder or path substring). "
+        "Content search reads files on demand, so it must be bounded.";
     for (const char* arguments : {R"({"query":"a"})", R"({"query":"a","match_case":true})",
                                   R"({"query":"a","ext":" , .;","within":" "})", R"({"query":"a","ext":1})"})
-        EXPECT_EQ(
-            caller.failure("search_content", arguments),
-            "Scope the search with `ext` (e.g. \"swift\") and/or `within` (a folder or path substring). "
-            "Content search reads files on demand, so it must be bounded.");
+        EXPECT_EQ(caller.failure("search_content", arguments), message);
 }
 
 TEST(SearchContent, ReportsLinesOfTheFilesInScope) {

@@ -12,6 +12,7 @@
 namespace dovra {
 
 /// How a failed test shows a value.
+// NOLINTNEXTLINE(readability-identifier-naming): the name that the test library looks for
 inline void PrintTo(const JSONValue& value, std::ostream* stream) {
     *stream << value.serializedString();
 }

@@ -35,7 +35,7 @@ void narrow(std::vector<DuplicateGroup>& sets, const TextNeedle& within) {
 JSONValue setJSON(const DuplicateGroup& set) {
     JSONValue::Array files;
     for (const FileRow& row : set.rows)
-        files.push_back(joinPath(row.path, row.name));
+        files.emplace_back(joinPath(row.path, row.name));
     return JSONObject{{"copies", set.rows.size()},
                       {"bytesEach", set.sizeBytes},
                       {"size", byteCountText(set.sizeBytes)},

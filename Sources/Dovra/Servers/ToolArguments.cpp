@@ -14,7 +14,8 @@ std::optional<std::int64_t> wholeNumber(const JSONValue& value) {
     if (const std::int64_t* integer = value.integer()) return *integer;
     constexpr double end = 0x1p63;
     const double* floating = value.floating();
-    if (floating == nullptr || !(*floating >= -end && *floating < end)) return std::nullopt;
+    const bool fits = floating != nullptr && *floating >= -end && *floating < end;
+    if (!fits) return std::nullopt;
     return static_cast<std::int64_t>(*floating);
 }
 
