@@ -97,7 +97,9 @@ DirIndex DirectoryTable::intern(std::string_view path) {
 }
 
 DirIndex DirectoryTable::internChild(DirIndex parent, std::string_view name) {
-    if (const auto root = findRootBelow(parent, name)) return *root;
+    if (roots_.size() > 1) {
+        if (const auto found = findChild(parent, name)) return *found;
+    }
     return addBelow(parent, name);
 }
 

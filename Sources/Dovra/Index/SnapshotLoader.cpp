@@ -47,8 +47,9 @@ bool isEntryName(std::string_view name) {
 
 bool hasSoundFields(const FileEntry& entry) {
     constexpr unsigned known = FileEntry::folder | FileEntry::symbolicLink | FileEntry::tombstone;
-    return (entry.flags & ~known) == 0 && !(entry.isFolder() && entry.isSymbolicLink()) &&
-           !(entry.isFolder() && entry.size != 0) && isTime(entry.modTime) && isTime(entry.crTime);
+    if ((entry.flags & ~known) != 0) return false;
+    if (entry.isFolder() && (entry.isSymbolicLink() || entry.size != 0)) return false;
+    return isTime(entry.modTime) && isTime(entry.crTime);
 }
 
 class SnapshotReader {
