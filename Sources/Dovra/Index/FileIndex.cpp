@@ -135,6 +135,8 @@ EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
 
 void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing,
                                    const FolderStamp& stamp) {
+    // A folder that is renamed while its parent is read can be listed twice, and is then walked twice.
+    if (entriesByDir_.contains(folder)) forgetContentsLocked(folder);
     const auto first = static_cast<EntryId>(entries_.size());
     for (std::size_t i = 0; i < listing.count(); ++i)
         appendEntryLocked(listing[i], folder);

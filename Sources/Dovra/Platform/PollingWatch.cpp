@@ -1,6 +1,7 @@
 #include "Platform/PollingWatch.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <string_view>
 
@@ -20,9 +21,23 @@ void mix(std::uint64_t& hash, std::uint64_t value) {
     hash ^= hash >> 29;
 }
 
-/// A number that differs between listings that differ.
-std::uint64_t fingerprint(const DirectoryListing& listing) {
+/// Whether the folder changed so lately that its times might be the same after one more change: they advance
+/// in the steps of a coarse clock.
+bool isUnsettled(const FolderStamp& stamp) {
+    constexpr std::chrono::milliseconds settled{50};
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::nanoseconds(std::max(stamp.modified, stamp.changed)) + settled > now;
+}
+
+/// A number that differs between folders that differ, and between two states of one folder even if the listing
+/// is the same again: whoever was told of a change may have looked between the two.
+std::uint64_t fingerprint(const FolderStamp& stamp, const DirectoryListing& listing) {
+    static std::atomic<std::uint64_t> unique{0};
     std::uint64_t hash = 0xCBF29CE484222325U;
+    mix(hash, isUnsettled(stamp) ? ++unique : 0);
+    mix(hash, stamp.inode);
+    mix(hash, static_cast<std::uint64_t>(stamp.modified));
+    mix(hash, static_cast<std::uint64_t>(stamp.changed));
     for (std::size_t i = 0; i < listing.count(); ++i) {
         const RawDirent entry = listing[i];
         mix(hash, std::hash<std::string_view>{}(entry.name));
@@ -73,9 +88,10 @@ void PollingWatch::look(const std::string& tree, Fingerprints& found) const {
         pending.pop_back();
         const auto folder = OpenFolder::open(path);
         if (!folder) continue;
+        const FolderStamp stamp = folder->stamp();
         DirectoryListing listing;
         folder->list(ListingDetail::attributes, listing);
-        found[path] = fingerprint(listing);
+        found[path] = fingerprint(stamp, listing);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (!listing[i].isDir) continue;
             std::string child = joinPath(path, listing[i].name);
