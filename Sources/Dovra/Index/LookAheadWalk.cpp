@@ -130,11 +130,12 @@ public:
              const std::function<DirIndex(const WalkedFolder&)>& visit) {
         addRoots(roots);
         while (!stack_.empty()) {
+            finish(*stack_.back());
+            // What was listed after a request to stop may be incomplete; helpers may still be at what lies
+            // below.
+            if (options_.stop.stop_requested()) return;
             const std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();
-            finish(*folder);
-            // What was listed after a request to stop may be incomplete.
-            if (options_.stop.stop_requested()) return;
             if (!folder->isListed) continue;
             const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
             const DirIndex index =
