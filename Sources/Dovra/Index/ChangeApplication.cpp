@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "Base/IsAtOrBelow.hpp"
 #include "Base/JoinPath.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Platform/Volume.hpp"
@@ -25,11 +26,6 @@ namespace {
 /// A moved folder with a longer path is walked anew instead of compared folder by folder, which would open
 /// each by its whole path.
 constexpr std::size_t maxComparedPathBytes = 4096;
-
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    if (folder == "/") return path.starts_with('/');
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
 
 std::string parentPath(std::string_view path) {
     const std::size_t slash = path.rfind('/');

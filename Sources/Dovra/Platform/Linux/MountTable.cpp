@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fstream>
+#include <optional>
 #include <poll.h>
 #include <sstream>
 #include <sys/sysmacros.h>
@@ -55,11 +56,6 @@ std::vector<Mount> readMounts() {
         if (auto mount = parseMount(line)) mounts.push_back(*std::move(mount));
     }
     return mounts;
-}
-
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    if (folder == "/") return path.starts_with('/');
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 MountWatch::MountWatch() : table_(::open(tablePath, O_RDONLY | O_CLOEXEC)) {}

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Platform/DirectoryListing.hpp"
@@ -23,9 +21,6 @@ struct Mount {
 
 /// The mounts that this process sees, in the order in which they were made.
 std::vector<Mount> readMounts();
-
-/// Whether `path` is `folder` or lies below it. Both absolute, without a slash at the end.
-bool isAtOrBelow(std::string_view path, std::string_view folder);
 
 /// Tells when the table of mounts changes.
 class MountWatch {
