@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "Base/IsAtOrBelow.hpp"
 #include "Base/JoinPath.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Index/StampClock.hpp"

@@ -17,14 +17,14 @@ namespace dovra {
 
 namespace {
 
-constexpr unsigned queueFlags =
+constexpr unsigned fanotifyFlags =
     FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_NONBLOCK | FAN_CLOEXEC;
 
-constexpr std::uint64_t watchedEvents = FAN_CREATE | FAN_DELETE | FAN_MOVED_FROM | FAN_MOVED_TO | FAN_MODIFY |
-                                        FAN_CLOSE_WRITE | FAN_ATTRIB | FAN_ONDIR;
+constexpr std::uint64_t fanotifyEvents = FAN_CREATE | FAN_DELETE | FAN_MOVED_FROM | FAN_MOVED_TO |
+                                         FAN_MODIFY | FAN_CLOSE_WRITE | FAN_ATTRIB | FAN_ONDIR;
 
 /// Handles and names that wait to be taken, before we give up and ask for a scan.
-constexpr std::size_t maxBytes = std::size_t{64} << 20;
+constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 
 constexpr std::size_t systemIdBytes = sizeof(fsid_t);
 
@@ -104,14 +104,14 @@ std::optional<FoundFolder> findFolder(Descriptor folder) {
 }  // namespace
 
 std::optional<FanotifyWatch> FanotifyWatch::open() {
-    Descriptor queue(::fanotify_init(queueFlags, O_RDONLY | O_CLOEXEC));
+    Descriptor queue(::fanotify_init(fanotifyFlags, O_RDONLY | O_CLOEXEC));
     if (!queue) return std::nullopt;
     return FanotifyWatch(std::move(queue));
 }
 
 bool FanotifyWatch::addMount(const Mount& mount) {
     return opensByHandle(mount.place) && ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM,
-                                                         watchedEvents, AT_FDCWD, mount.place.c_str()) == 0;
+                                                         fanotifyEvents, AT_FDCWD, mount.place.c_str()) == 0;
 }
 
 void FanotifyWatch::drain() {
@@ -155,7 +155,7 @@ void FanotifyWatch::takeRecord(std::uint64_t mask, std::string_view record) {
         bytes_ += std::strlen(name);
         folder->second.arrivals.emplace(name);
     }
-    if (bytes_ > maxBytes) hasLost_ = true;
+    if (bytes_ > maxWaitingBytes) hasLost_ = true;
 }
 
 void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {

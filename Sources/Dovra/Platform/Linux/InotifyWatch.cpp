@@ -15,16 +15,16 @@ namespace dovra {
 
 namespace {
 
-constexpr unsigned watchedEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
+constexpr unsigned inotifyEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
                                    IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR;
 
-constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int nodeFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 std::string descriptorPath(int descriptor) {
     return fmt::format("/proc/self/fd/{}", descriptor);
 }
 
-Descriptor openQueue() {
+Descriptor openInotifyQueue() {
     return Descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
 }
 
@@ -37,7 +37,7 @@ bool isOrdinary(int error) {
 }  // namespace
 
 std::optional<InotifyWatch> InotifyWatch::open(Rules rules) {
-    Descriptor queue = openQueue();
+    Descriptor queue = openInotifyQueue();
     if (!queue) return std::nullopt;
     return InotifyWatch(std::move(queue), std::move(rules));
 }
@@ -50,7 +50,7 @@ void InotifyWatch::addTree(const std::string& path) {
 }
 
 bool InotifyWatch::openTop(const std::string& path) {
-    const Descriptor folder(openLongPath(AT_FDCWD, path, folderFlags));
+    const Descriptor folder(openLongPath(AT_FDCWD, path, nodeFlags));
     if (!folder) return false;
     const auto number = watch(folder.number(), {none, path});
     if (!number) return false;
@@ -134,7 +134,7 @@ void InotifyWatch::take(WatchNumber number, unsigned mask, std::string_view name
 /// Begins anew with a new queue: after lost events nothing that is known can be relied on.
 void InotifyWatch::restart() {
     hasLost_ = true;
-    Descriptor queue = openQueue();
+    Descriptor queue = openInotifyQueue();
     if (!queue) {
         mustRestart_ = true;
         return;
@@ -167,13 +167,13 @@ void InotifyWatch::workOff() {
 bool InotifyWatch::lookInto(WatchNumber folder, Outstanding& outstanding) {
     const auto path = pathOf(folder);
     if (!path) return false;
-    const Descriptor opened(openLongPath(AT_FDCWD, *path, folderFlags));
+    const Descriptor opened(openLongPath(AT_FDCWD, *path, nodeFlags));
     if (!opened) {
         if (!isOrdinary(errno)) mustRestart_ = true;
         return false;
     }
     const std::string anyPath = descriptorPath(opened.number());
-    const WatchNumber found = ::inotify_add_watch(queue_.number(), anyPath.c_str(), watchedEvents);
+    const WatchNumber found = ::inotify_add_watch(queue_.number(), anyPath.c_str(), inotifyEvents);
     if (found != folder) {
         if (found >= 0 && !nodes_.contains(found)) ::inotify_rm_watch(queue_.number(), found);
         return false;
@@ -207,7 +207,7 @@ bool InotifyWatch::isBelow(WatchNumber folder, WatchNumber above) const {
 bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
                               const std::string& name) {
     if (!rules_.enters(joinPath(parentPath, name))) return true;
-    const Descriptor folder(::openat(parentDescriptor, name.c_str(), folderFlags | O_NOFOLLOW));
+    const Descriptor folder(::openat(parentDescriptor, name.c_str(), nodeFlags | O_NOFOLLOW));
     if (!folder) {
         if (!isOrdinary(errno)) mustRestart_ = true;
         return true;
@@ -227,7 +227,7 @@ bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const st
 
 std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(int folderDescriptor, const Place& place) {
     const std::string path = descriptorPath(folderDescriptor);
-    const WatchNumber number = ::inotify_add_watch(queue_.number(), path.c_str(), watchedEvents);
+    const WatchNumber number = ::inotify_add_watch(queue_.number(), path.c_str(), inotifyEvents);
     const bool isTooMany = number >= 0 && !nodes_.contains(number) && nodes_.size() >= rules_.maxWatches;
     if (isTooMany) {
         ::inotify_rm_watch(queue_.number(), number);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fstream>
+#include <optional>
 #include <poll.h>
 #include <sstream>
 #include <sys/sysmacros.h>
