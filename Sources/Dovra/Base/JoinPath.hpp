@@ -15,10 +15,4 @@ inline std::string joinPath(std::string_view folderPath, std::string_view name) 
     return path;
 }
 
-/// Whether `path` is that of `folder`, or of something below it; both absolute.
-inline bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    if (folder == "/") return path.starts_with('/');
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 }  // namespace dovra

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Base/ConcurrentPerform.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/IsAtOrBelow.hpp"
 #include "Index/LookAheadWalk.hpp"
 #include "Platform/Volume.hpp"
 

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Linux/Descriptor.hpp"
 
