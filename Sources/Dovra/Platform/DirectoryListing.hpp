@@ -99,6 +99,10 @@ public:
 
     DeviceId device() const;
 
+    /// A number that is another for another folder, and after every change in this one that the system's
+    /// clock for files can tell apart from the last. 0 when it cannot be asked.
+    std::uint64_t stateNumber() const;
+
     /// The device of what lies at `path` below this folder (a link itself, not its target), without
     /// triggering an automount. Absent when it cannot be asked.
     std::optional<DeviceId> deviceBelow(const std::string& path) const;

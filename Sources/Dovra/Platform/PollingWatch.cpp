@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "Base/JoinPath.hpp"
 #include "Platform/DirectoryListing.hpp"
@@ -20,9 +21,10 @@ void mix(std::uint64_t& hash, std::uint64_t value) {
     hash ^= hash >> 29;
 }
 
-/// A number that differs between listings that differ.
-std::uint64_t fingerprint(const DirectoryListing& listing) {
+/// A number that differs between listings that differ, and between a folder and what took its place.
+std::uint64_t fingerprint(const DirectoryListing& listing, std::uint64_t state) {
     std::uint64_t hash = 0xCBF29CE484222325U;
+    mix(hash, state);
     for (std::size_t i = 0; i < listing.count(); ++i) {
         const RawDirent entry = listing[i];
         mix(hash, std::hash<std::string_view>{}(entry.name));
@@ -50,18 +52,24 @@ void PollingWatch::setTrees(std::vector<std::string> trees) {
 
 void PollingWatch::poll() {
     const auto start = Clock::now();
+    // Between this look and the last, whoever was told may have seen something that is past already.
+    const std::vector<std::string> toldBefore = std::exchange(told_, {});
     for (auto& [tree, known] : known_) {
         Fingerprints found;
         look(tree, found);
         for (const auto& [path, value] : found) {
             const auto before = known.find(path);
-            if (before == known.end() || before->second != value) changes_.addPath(path);
+            if (before == known.end() || before->second != value) told_.push_back(path);
         }
         for (const auto& [path, value] : known) {
-            if (!found.contains(path)) changes_.addPath(path);
+            if (!found.contains(path)) told_.push_back(path);
         }
         known = std::move(found);
     }
+    for (const std::string& path : toldBefore)
+        changes_.addPath(path);
+    for (const std::string& path : told_)
+        changes_.addPath(path);
     const auto taken = Clock::now() - start;
     nextTime_ = Clock::now() + std::max<Clock::duration>(shortestInterval, taken * restForEachPoll);
 }
@@ -73,9 +81,10 @@ void PollingWatch::look(const std::string& tree, Fingerprints& found) const {
         pending.pop_back();
         const auto folder = OpenFolder::open(path);
         if (!folder) continue;
+        const std::uint64_t state = folder->stateNumber();
         DirectoryListing listing;
         folder->list(ListingDetail::attributes, listing);
-        found[path] = fingerprint(listing);
+        found[path] = fingerprint(listing, state);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (!listing[i].isDir) continue;
             std::string child = joinPath(path, listing[i].name);

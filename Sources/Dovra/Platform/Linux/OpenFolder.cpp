@@ -199,6 +199,23 @@ DeviceId OpenFolder::device() const {
     return ::fstat(descriptor_, &status) == 0 ? status.st_dev : 0;
 }
 
+std::uint64_t OpenFolder::stateNumber() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0) return 0;
+    std::uint64_t number = 0;
+    for (const auto part :
+         {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+          static_cast<std::uint64_t>(status.st_mtim.tv_sec),
+          static_cast<std::uint64_t>(status.st_mtim.tv_nsec),
+          static_cast<std::uint64_t>(status.st_ctim.tv_sec),
+          static_cast<std::uint64_t>(status.st_ctim.tv_nsec)}) {
+        // Multiplying by the golden ratio spreads the parts over all bits (Knuth, TAOCP 6.4).
+        number = (number ^ part) * 0x9E3779B97F4A7C15U;
+        number ^= number >> 32;
+    }
+    return number;
+}
+
 bool OpenFolder::isOnKernelFileSystem() const {
     struct statfs status {};
     if (::fstatfs(descriptor_, &status) != 0) return false;
