@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <optional>
-#include <set>
 #include <unordered_map>
 #include <utility>
 #include <variant>
@@ -160,7 +159,7 @@ public:
             places[path] = true;
         for (const auto& [path, withSubtree] : places)
             applyAt(path, withSubtree);
-        if (!appeared_.empty()) crawl(index_, {appeared_.begin(), appeared_.end()}, options_);
+        walkAppeared();
         ownEntries_.storeIn(index_);
         return std::move(unread_);
     }
@@ -226,23 +225,36 @@ private:
         const DirIndex folder = known ? *known : intern(path);
         if (attributes) ownEntries_.add(folder, *attributes);
         const MergedFolder merged = mergeListing(index_, folder, listing, stamp);
-        for (const std::string& name : merged.unlistedChildren) {
-            if (tree.entersChild(path, open, name)) appeared_.insert(joinPath(path, name));
+        for (const auto& [name, id] : merged.unlistedChildren) {
+            if (tree.entersChild(path, open, name)) appeared_[joinPath(path, name)] = id;
         }
         if (deeper != nullptr) goDeeper(path, merged.listedChildren, *deeper);
     }
 
-    void goDeeper(const std::string& path, const std::vector<std::string>& children,
+    void goDeeper(const std::string& path, const std::vector<MergedFolder::Child>& children,
                   std::vector<std::string>& deeper) {
-        for (const std::string& name : children) {
+        for (const auto& [name, id] : children) {
             std::string child = joinPath(path, name);
             if (child.size() <= maxComparedPathBytes) {
                 deeper.push_back(std::move(child));
             } else if (const auto folder = listedFolder(index_, child)) {
                 forget(*folder);
-                appeared_.insert(std::move(child));
+                appeared_[std::move(child)] = id;
             }
         }
+    }
+
+    /// Walks the folders that appeared, but for those that have gone again meanwhile with a folder above.
+    void walkAppeared() {
+        std::vector<std::string> paths;
+        {
+            const ReadGuard guard(index_.rwlock);
+            for (const auto& [path, id] : appeared_) {
+                if (!index_.entriesLocked()[static_cast<std::size_t>(id)].isTombstone())
+                    paths.push_back(path);
+            }
+        }
+        if (!paths.empty()) crawl(index_, paths, options_);
     }
 
     void forget(DirIndex folder) {
@@ -260,7 +272,7 @@ private:
     const CrawlOptions& options_;
     std::vector<ServedTree> trees_;
     std::unordered_map<std::string, bool> done_;  ///< reconciled folders, and whether with all below them
-    std::set<std::string> appeared_;
+    std::map<std::string, EntryId> appeared_;     ///< folders to be walked, and their own entries
     std::vector<std::string> unread_;
     OwnEntries ownEntries_;
     const StampClock clock_;

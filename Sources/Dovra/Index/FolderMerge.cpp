@@ -62,7 +62,6 @@ private:
         if (name.id != Name::noEntry && isSameKind(entryAt(name.id), raw)) return;
         name.id = Name::noEntry;
         difference_.appeared.push_back(position);
-        if (raw.isDir) difference_.folders.unlistedChildren.emplace_back(raw.name);
     }
 
     void addKnown(EntryId id) {
@@ -79,7 +78,7 @@ private:
         if (!entry.isFolder()) return;
         MergedFolder& folders = difference_.folders;
         (index_.contentsOfLocked(entry) ? folders.listedChildren : folders.unlistedChildren)
-            .emplace_back(raw.name);
+            .push_back({std::string(raw.name), id});
     }
 
     const FileIndex& index_;
@@ -101,6 +100,13 @@ void deleteLocked(FileIndex& index, EntryId id) DOVRA_REQUIRES(index.rwlock) {
     index.tombstoneLocked(id);
 }
 
+void append(FileIndex& index, DirIndex folder, const RawDirent& raw, Difference& difference)
+    DOVRA_REQUIRES(index.rwlock) {
+    const EntryId id = index.appendEntryLocked(raw, folder);
+    difference.kept.push_back(id);
+    if (raw.isDir) difference.folders.unlistedChildren.push_back({std::string(raw.name), id});
+}
+
 void apply(FileIndex& index, DirIndex folder, const DirectoryListing& listing, const FolderStamp& stamp,
            Difference& difference) {
     const WriteGuard guard(index.rwlock);
@@ -109,7 +115,7 @@ void apply(FileIndex& index, DirIndex folder, const DirectoryListing& listing, c
     for (const EntryId id : difference.gone)
         deleteLocked(index, id);
     for (const std::size_t position : difference.appeared)
-        difference.kept.push_back(index.appendEntryLocked(listing[position], folder));
+        append(index, folder, listing[position], difference);
     if (!difference.gone.empty() || !difference.appeared.empty())
         index.assignListLocked(folder, difference.kept);
     index.setStampLocked(folder, stamp);

@@ -9,11 +9,16 @@ namespace dovra {
 
 /// What a folder holds after a merge, as far as the caller has to look further.
 struct MergedFolder {
+    struct Child {
+        std::string name;
+        EntryId id;  ///< its entry in this folder
+    };
+
     /// Child folders (not links) whose contents the index does not hold: those that appeared, and those that
     /// no scan could or would enter.
-    std::vector<std::string> unlistedChildren;
+    std::vector<Child> unlistedChildren;
     /// Child folders whose contents the index holds.
-    std::vector<std::string> listedChildren;
+    std::vector<Child> listedChildren;
 };
 
 /// Makes the index's list of `folder` equal to what was just listed on the disk. An entry of the same name

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "Base/JoinPath.hpp"
 #include "Platform/DirectoryListing.hpp"
@@ -65,18 +66,24 @@ void PollingWatch::setTrees(std::vector<std::string> trees) {
 
 void PollingWatch::poll() {
     const auto start = Clock::now();
+    // Between this look and the last, whoever was told may have seen something that is past already.
+    const std::vector<std::string> toldBefore = std::exchange(told_, {});
     for (auto& [tree, known] : known_) {
         Fingerprints found;
         look(tree, found);
         for (const auto& [path, value] : found) {
             const auto before = known.find(path);
-            if (before == known.end() || before->second != value) changes_.addPath(path);
+            if (before == known.end() || before->second != value) told_.push_back(path);
         }
         for (const auto& [path, value] : known) {
-            if (!found.contains(path)) changes_.addPath(path);
+            if (!found.contains(path)) told_.push_back(path);
         }
         known = std::move(found);
     }
+    for (const std::string& path : toldBefore)
+        changes_.addPath(path);
+    for (const std::string& path : told_)
+        changes_.addPath(path);
     const auto taken = Clock::now() - start;
     nextTime_ = Clock::now() + std::max<Clock::duration>(shortestInterval, taken * restForEachPoll);
 }

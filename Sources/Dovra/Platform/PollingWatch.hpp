@@ -12,8 +12,8 @@
 namespace dovra {
 
 /// Changes below some folders where the system does not tell of any: all folders are listed again and again,
-/// and each whose listing differs from the last is told. Looking takes at most a twentieth of the time. For
-/// one thread.
+/// and each whose listing differs from the last is told, then and once more after the next look. Looking
+/// takes at most a twentieth of the time. For one thread.
 class PollingWatch {
 public:
     using Clock = std::chrono::steady_clock;
@@ -42,6 +42,7 @@ private:
     std::function<bool(const std::string& path)> enters_;
     std::vector<std::string> trees_;
     std::map<std::string, Fingerprints> known_;  ///< for each tree
+    std::vector<std::string> told_;              ///< after the last look
     Clock::time_point nextTime_ = Clock::time_point::max();
     ChangeSet changes_;
 };

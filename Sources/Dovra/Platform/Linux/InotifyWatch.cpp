@@ -152,15 +152,22 @@ void InotifyWatch::restart() {
         openTop(path);
 }
 
-/// Looks at all that is outstanding, and at what comes to light by that.
+/// Looks at all that is outstanding, and at what comes to light by that. A folder can only be found when
+/// those above it are in their places again, so what cannot be done is tried again as long as anything could.
 void InotifyWatch::workOff() {
     std::map<WatchNumber, Outstanding> postponed;
-    while (!outstanding_.empty()) {
-        auto next = outstanding_.extract(outstanding_.begin());
-        if (!nodes_.contains(next.key())) continue;
-        if (!lookInto(next.key(), next.mapped())) postponed.insert(std::move(next));
+    for (bool hasDoneAny = true; hasDoneAny; outstanding_ = std::exchange(postponed, {})) {
+        hasDoneAny = false;
+        while (!outstanding_.empty()) {
+            auto next = outstanding_.extract(outstanding_.begin());
+            if (!nodes_.contains(next.key())) continue;
+            if (lookInto(next.key(), next.mapped())) {
+                hasDoneAny = true;
+            } else {
+                postponed.insert(std::move(next));
+            }
+        }
     }
-    outstanding_ = std::move(postponed);
 }
 
 /// False when the folder is not where it was believed to be, so that nothing can be said yet.
