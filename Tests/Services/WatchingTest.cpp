@@ -276,6 +276,9 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
         touchEveryFolder(watched.tree);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed << ", afterwards";
     }
+    for (int i = 0; i < 20; ++i)
+        watched.tree.makeFolder(fmt::format("more/{}", i));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
 }

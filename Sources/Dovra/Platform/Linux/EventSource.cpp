@@ -53,7 +53,7 @@ public:
           root_(std::move(root)),
           wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
           polling_([this](const std::string& path) { return enters(path); }) {
-        if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open();
+        if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
         changes_.take();

@@ -1,5 +1,6 @@
 #include "Platform/Linux/FanotifyWatch.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -7,10 +8,12 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/fanotify.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
 
+#include "Base/IsAtOrBelow.hpp"
 #include "Base/JoinPath.hpp"
 
 namespace dovra {
@@ -87,11 +90,13 @@ struct FoundFolder {
     bool isItself;
 };
 
-std::optional<FoundFolder> findFolder(Descriptor folder) {
+std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root) {
     bool isItself = true;
     for (;;) {
         if (auto path = saidPath(folder.number())) {
-            if (!leadsTo(*path, folder.number())) return std::nullopt;
+            // Most of what happens on a file system happens elsewhere.
+            const bool concernsRoot = isAtOrBelow(*path, root) || isAtOrBelow(root, *path);
+            if (!concernsRoot || !leadsTo(*path, folder.number())) return std::nullopt;
             return FoundFolder{*std::move(path), isItself};
         }
         Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
@@ -103,10 +108,10 @@ std::optional<FoundFolder> findFolder(Descriptor folder) {
 
 }  // namespace
 
-std::optional<FanotifyWatch> FanotifyWatch::open() {
+std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
     Descriptor queue(::fanotify_init(fanotifyFlags, O_RDONLY | O_CLOEXEC));
     if (!queue) return std::nullopt;
-    return FanotifyWatch(std::move(queue));
+    return FanotifyWatch(std::move(queue), std::move(root));
 }
 
 bool FanotifyWatch::addMount(const Mount& mount) {
@@ -116,25 +121,32 @@ bool FanotifyWatch::addMount(const Mount& mount) {
 
 void FanotifyWatch::drain() {
     alignas(fanotify_event_metadata) static thread_local char buffer[256 * 1024];
-    for (;;) {
+    // No more than what is queued now: who writes without pause would keep us here.
+    int queued = 0;
+    if (::ioctl(queue_.number(), FIONREAD, &queued) != 0) return;
+    for (std::size_t left = static_cast<std::size_t>(queued) / FAN_EVENT_METADATA_LEN; left > 0;) {
         const ssize_t length = ::read(queue_.number(), buffer, sizeof buffer);
         if (length < 0 && errno == EINTR) continue;
         if (length < 0 && errno != EAGAIN) hasLost_ = true;
         if (length <= 0) return;
-        takeEvents(buffer, static_cast<std::size_t>(length));
+        left -= std::min(left, takeEvents(buffer, static_cast<std::size_t>(length)));
     }
 }
 
-void FanotifyWatch::takeEvents(const char* events, std::size_t length) {
+/// Returns how many events there were.
+std::size_t FanotifyWatch::takeEvents(const char* events, std::size_t length) {
+    std::size_t count = 0;
     for (std::size_t offset = 0; offset < length;) {
         fanotify_event_metadata event{};
         std::memcpy(&event, events + offset, sizeof event);
-        if (event.event_len < sizeof event) return;
+        if (event.event_len < sizeof event) break;
         if ((event.mask & FAN_Q_OVERFLOW) != 0) hasLost_ = true;
         const std::size_t records = offset + event.metadata_len;
         takeRecord(event.mask, {events + records, event.event_len - event.metadata_len});
         offset += event.event_len;
+        ++count;
     }
+    return count;
 }
 
 /// An event's record: a header, the file system, the handle of the folder, and a name with a NUL behind it.
@@ -184,7 +196,7 @@ void FanotifyWatch::tell(int mountFolder, std::string_view handle, const Folder&
         if (errno != ESTALE && errno != ENOENT) changes.loseTrack();
         return;
     }
-    const auto found = findFolder(std::move(opened));
+    const auto found = findFolder(std::move(opened), root_);
     if (!found) return;
     if (!found->isItself) {
         changes.addSubtree(found->path);

@@ -25,8 +25,9 @@ namespace dovra {
 /// For one thread.
 class FanotifyWatch {
 public:
-    /// Absent without the privileges, and where the kernel does not know it.
-    static std::optional<FanotifyWatch> open();
+    /// Tells of what lies at, above or below `root`, a path without links. Absent without the privileges, and
+    /// where the kernel does not know it.
+    static std::optional<FanotifyWatch> open(std::string root);
 
     int descriptor() const { return queue_.number(); }
 
@@ -50,13 +51,14 @@ private:
         std::set<std::string> arrivals;  ///< names that folders were made at or moved to
     };
 
-    explicit FanotifyWatch(Descriptor queue) : queue_(std::move(queue)) {}
+    FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
-    void takeEvents(const char* events, std::size_t length);
+    std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
     void tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes);
 
     Descriptor queue_;
+    std::string root_;
     std::unordered_map<Key, Folder> folders_;
     std::size_t bytes_ = 0;
     bool hasLost_ = false;

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "Base/JoinPath.hpp"
@@ -96,10 +97,14 @@ void InotifyWatch::drain() {
 
 void InotifyWatch::readQueue() {
     alignas(inotify_event) char buffer[64 * 1024];
-    for (;;) {
+    // No more than what is queued now: who writes without pause would keep us here.
+    int queued = 0;
+    if (::ioctl(queue_.number(), FIONREAD, &queued) != 0) return;
+    while (queued > 0) {
         const ssize_t length = ::read(queue_.number(), buffer, sizeof buffer);
         if (length < 0 && errno == EINTR) continue;
         if (length <= 0) return;
+        queued -= static_cast<int>(length);
         for (ssize_t offset = 0; offset < length;) {
             const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
             take(event->wd, event->mask, event->len == 0 ? "" : event->name);
