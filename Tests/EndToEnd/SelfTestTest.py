@@ -32,7 +32,7 @@ class SelfTest(ProgramTest):
 
     def test_deep_tree(self) -> None:
         folder = os.open(self.root, os.O_RDONLY)
-        for _ in range(200):
+        for _ in range(100):
             os.mkdir("level" * 20, dir_fd=folder)
             below = os.open("level" * 20, os.O_RDONLY, dir_fd=folder)
             os.close(folder)
