@@ -41,9 +41,9 @@ TEST(Snapshot, ForgetsTheStampOfAFolderThatIsStoredAgain) {
     FileIndex index;
     ASSERT_TRUE(loadBytes(index, soundSnapshot().bytes()));
     const WriteGuard guard(index.rwlock);
-    index.storeListingLocked(1, {});
-    EXPECT_FALSE(index.stampLocked(1).isKnown());
-    EXPECT_TRUE(index.stampLocked(2).isKnown());
+    index.storeListingLocked(2, {});
+    EXPECT_TRUE(index.stampLocked(1).isKnown());
+    EXPECT_FALSE(index.stampLocked(2).isKnown());
     EXPECT_FALSE(index.stampLocked(3).isKnown());
 }
 
@@ -92,7 +92,11 @@ std::unique_ptr<FileIndex> randomIndex(unsigned seed) {
     }
     const WriteGuard guard(index->rwlock);
     for (std::size_t id = 0; id < index->entriesLocked().size(); ++id) {
-        if (random() % 5 == 0) index->tombstoneLocked(static_cast<EntryId>(id));
+        if (random() % 5 != 0) continue;
+        const FileEntry& entry = index->entriesLocked()[id];
+        if (const auto contents = entry.isFolder() ? index->contentsOfLocked(entry) : std::nullopt)
+            index->forgetContentsLocked(*contents);
+        index->tombstoneLocked(static_cast<EntryId>(id));
     }
     return index;
 }

@@ -189,25 +189,34 @@ private:
 
     bool buildFromEntries() {
         const auto entries = contents_.entries.span();
+        bool isSound = false;
         concurrentPerform(2, [&](std::size_t part) {
             if (part == 0) {
                 contents_.names.assign(std::move(pool_), entries);
             } else {
                 contents_.entriesByDir.assignAll(header_.directoryCount, entries);
-                forgetDeletedFolders();
                 contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+                isSound = forgetDeletedFolders();
             }
         });
-        return true;
+        return isSound;
     }
 
-    /// What lay in a deleted folder is not what a new one of its path holds.
-    void forgetDeletedFolders() {
+    /// What lay in a deleted folder is not what a new one of its path holds. False when something in such a
+    /// folder is not deleted.
+    bool forgetDeletedFolders() {
         for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
-            const bool isDeleted = (folderEntries_[i] & hasLiveEntry) == 0;
-            if (isDeleted && contents_.directories.parent(folder)) contents_.entriesByDir.forget(folder);
+            const bool isRoot = !contents_.directories.parent(folder);
+            if (isRoot || (folderEntries_[i] & hasLiveEntry) != 0) continue;
+            bool isEmpty = true;
+            contents_.entriesByDir.forEach(folder, [&](EntryId id) {
+                isEmpty = isEmpty && contents_.entries[static_cast<std::size_t>(id)].isTombstone();
+            });
+            if (!isEmpty) return false;
+            contents_.entriesByDir.forget(folder);
         }
+        return true;
     }
 
     /// Never fails: without stamps every folder counts as changed.
