@@ -31,8 +31,8 @@ namespace fs = std::filesystem;
 /// A served tree, with a folder of its own for the program's files.
 class AppServicesTest : public testing::Test {
 protected:
-    AppServicesTest() { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
-    ~AppServicesTest() override { ::unsetenv("XDG_DATA_HOME"); }
+    void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
+    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
 
     std::shared_ptr<AppServices> make() {
         AppServices::Options options;

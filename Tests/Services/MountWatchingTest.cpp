@@ -12,6 +12,7 @@
 #include "Platform/EventStream.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/TemporaryTree.hpp"
+#include "Support/WatchMechanisms.hpp"
 
 namespace dovra {
 namespace {
@@ -107,9 +108,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, MountWatching,
-                         testing::Values(WatchMechanism::best, WatchMechanism::watches,
-                                         WatchMechanism::polling));
+INSTANTIATE_TEST_SUITE_P(, MountWatching, test::everyMechanism, test::mechanismName);
 
 TEST_P(MountWatching, FollowsMountsThatComeAndGo) {
     run(followMounts);

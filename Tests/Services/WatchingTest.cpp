@@ -20,6 +20,7 @@
 #include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/TreeStorm.hpp"
+#include "Support/WatchMechanisms.hpp"
 
 namespace dovra {
 namespace {
@@ -103,15 +104,7 @@ protected:
     const test::TemporaryTree& tree = watched.tree;
 };
 
-std::string nameOf(const testing::TestParamInfo<WatchMechanism>& info) {
-    const std::vector<std::string> names = {"fanotify", "inotify", "polling"};
-    return names[static_cast<std::size_t>(info.param)];
-}
-
-INSTANTIATE_TEST_SUITE_P(, Watching,
-                         testing::Values(WatchMechanism::best, WatchMechanism::watches,
-                                         WatchMechanism::polling),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(, Watching, test::everyMechanism, test::mechanismName);
 
 using Step = std::function<void(test::TreeStorm&)>;
 

@@ -137,8 +137,8 @@ public:
         addRoots(roots);
         while (!stack_.empty()) {
             finish(*stack_.back());
-            // What was listed after a request to stop may be incomplete. Helpers may still be at the children, so
-            // everything stays where it is until they have ended.
+            // What was listed after a request to stop may be incomplete. Helpers may still be at the
+            // children, so everything stays where it is until they have ended.
             if (options_.stop.stop_requested()) return;
             const std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();

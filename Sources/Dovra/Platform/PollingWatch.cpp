@@ -30,8 +30,8 @@ bool isUnsettled(const FolderStamp& stamp) {
     return std::chrono::nanoseconds(std::max(stamp.modified, stamp.changed)) + settled > now;
 }
 
-/// A number that differs between folders that differ, and between two states of one folder even if the listing
-/// is the same again: whoever was told of a change may have looked between the two.
+/// A number that differs between folders that differ, and between two states of one folder even if the
+/// listing is the same again: whoever was told of a change may have looked between the two.
 std::uint64_t fingerprint(const FolderStamp& stamp, const DirectoryListing& listing) {
     static std::atomic<std::uint64_t> unique{0};
     std::uint64_t hash = 0xCBF29CE484222325U;

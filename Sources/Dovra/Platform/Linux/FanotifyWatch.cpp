@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <sys/fanotify.h>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -32,9 +33,9 @@ constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 constexpr std::size_t systemIdBytes = sizeof(fsid_t);
 
 /// What identifies a file system in events; the kernel's two forms of it have the same bytes.
-std::optional<std::string> systemIdOf(const std::string& place) {
+std::optional<std::string> systemIdOf(int place) {
     struct statfs status {};
-    if (::statfs(place.c_str(), &status) != 0) return std::nullopt;
+    if (::fstatfs(place, &status) != 0) return std::nullopt;
     std::string id(systemIdBytes, '\0');
     std::memcpy(id.data(), &status.f_fsid, systemIdBytes);
     return id;
@@ -57,15 +58,26 @@ Descriptor openPlace(const std::string& place) {
 }
 
 /// Whether folders of the mount can be opened by their handles.
-bool opensByHandle(const std::string& place) {
-    const Descriptor folder = openPlace(place);
+bool opensByHandle(int place) {
     Handle handle{};
     handle.head.handle_bytes = MAX_HANDLE_SZ;
     int mountId = 0;
-    if (!folder || ::name_to_handle_at(folder.number(), "", &handle.head, &mountId, AT_EMPTY_PATH) != 0)
-        return false;
-    return static_cast<bool>(
-        Descriptor(openByHandle(folder.number(), {handle.room.data(), handle.room.size()})));
+    if (::name_to_handle_at(place, "", &handle.head, &mountId, AT_EMPTY_PATH) != 0) return false;
+    return static_cast<bool>(Descriptor(openByHandle(place, {handle.room.data(), handle.room.size()})));
+}
+
+/// Mounts the volume that holds all subvolumes of a btrfs, where nobody else sees it. As read-only, so that a
+/// file system that is mounted so stays so.
+Descriptor mountTopLevel(const Mount& mount) {
+    const Descriptor context(::fsopen("btrfs", FSOPEN_CLOEXEC));
+    const auto configure = [&](fsconfig_command command, const char* key, const char* value) {
+        return ::fsconfig(context.number(), command, key, value, 0) == 0;
+    };
+    const bool isConfigured = context && configure(FSCONFIG_SET_STRING, "source", mount.source.c_str()) &&
+                              configure(FSCONFIG_SET_STRING, "subvolid", "5") &&
+                              configure(FSCONFIG_SET_FLAG, "ro", nullptr) &&
+                              configure(FSCONFIG_CMD_CREATE, nullptr, nullptr);
+    return Descriptor(isConfigured ? ::fsmount(context.number(), FSMOUNT_CLOEXEC, 0) : -1);
 }
 
 /// The path that the kernel says for an open folder; absent when it is longer than it says.
@@ -115,8 +127,22 @@ std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
 }
 
 bool FanotifyWatch::addMount(const Mount& mount) {
-    return opensByHandle(mount.place) && ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM,
-                                                         fanotifyEvents, AT_FDCWD, mount.place.c_str()) == 0;
+    const Descriptor place = openPlace(mount.place);
+    if (!place || !opensByHandle(place.number())) return false;
+    if (mark(mount, place.number())) return true;
+    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
+    if (errno != EXDEV || mount.type != "btrfs") return false;
+    const Descriptor top = mountTopLevel(mount);
+    return top && mark(mount, top.number());
+}
+
+bool FanotifyWatch::mark(const Mount& mount, int folder) {
+    auto systemId = systemIdOf(folder);
+    if (!systemId || ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, fanotifyEvents,
+                                     folder, ".") != 0)
+        return false;
+    systemIds_[mount.id] = *std::move(systemId);
+    return true;
 }
 
 void FanotifyWatch::drain() {
@@ -179,11 +205,10 @@ void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {
     }
     for (const Mount& mount : mounts) {
         // Opened only now: an open folder would keep the file system from being unmounted.
-        const auto systemId = systemIdOf(mount.place);
         const Descriptor place = openPlace(mount.place);
-        if (!systemId || !place) continue;
+        if (!place) continue;
         for (const auto& [key, folder] : folders) {
-            if (key.starts_with(*systemId))
+            if (key.starts_with(systemIds_.at(mount.id)))
                 tell(place.number(), std::string_view(key).substr(systemIdBytes), folder, changes);
         }
     }

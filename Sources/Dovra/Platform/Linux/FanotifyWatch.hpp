@@ -40,7 +40,7 @@ public:
 
     bool hasChanges() const { return hasLost_ || !folders_.empty(); }
 
-    /// Tells the places of what changed, as far as they are seen through one of `mounts`.
+    /// Tells the places of what changed, as far as they are seen through one of `mounts`, which were added.
     void take(const std::vector<Mount>& mounts, ChangeSet& changes);
 
 private:
@@ -53,12 +53,14 @@ private:
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
+    bool mark(const Mount& mount, int folder);
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
     void tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes);
 
     Descriptor queue_;
     std::string root_;
+    std::unordered_map<int, std::string> systemIds_;  ///< by the mount's id, how events name its file system
     std::unordered_map<Key, Folder> folders_;
     std::size_t bytes_ = 0;
     bool hasLost_ = false;

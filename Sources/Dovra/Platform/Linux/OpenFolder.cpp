@@ -4,8 +4,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
-#include <limits>
 #include <limits.h>
+#include <limits>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>

@@ -33,7 +33,8 @@ TerminationHandler::TerminationHandler(std::function<void()> finish) : finish_(s
 
 TerminationHandler::~TerminationHandler() {
     isReleased_ = true;
-    ::pthread_kill(thread_.native_handle(), SIGTERM);
+    // Any of the signals that it waits for.
+    ::pthread_kill(thread_.native_handle(), SIGHUP);
     thread_.join();
     const sigset_t signals = endingSignals();
     ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
