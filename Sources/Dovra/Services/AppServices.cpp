@@ -259,7 +259,9 @@ void AppServices::checkRoot() {
         apply({.paths = {options_.root}});
         return;
     }
-    if (wasGone) options_.report(fmt::format("{} is back", options_.root));
+    options_.report(options_.root + (wasGone ? " is back: it is scanned"
+                                             : " is another folder than before (mounted, unmounted or "
+                                               "replaced): it is scanned"));
     // Whatever watched the former folder does not watch this one.
     armWatcher();
     rebuildNow();

@@ -44,6 +44,7 @@ std::optional<Mount> parseMount(const std::string& line) {
     if (!(fields >> mount.type >> mount.source)) return std::nullopt;
     mount.device = makedev(majorNumber, minorNumber);
     mount.place = unescaped(mount.place);
+    mount.source = unescaped(mount.source);
     return mount;
 }
 
