@@ -190,6 +190,20 @@ class ManyFiles(ToolServerTest):
             self.assert_ended(server)
 
 
+    def test_what_was_asked_before_the_end_of_input_is_answered(self) -> None:
+        self.write_many(1000)
+        for _ in range(10):
+            server = self.serve()
+            calls = [{"name": "search_files", "arguments": {"query": "x", "limit": 1}}, {"name": "index_stats"}]
+            for call in calls:
+                server.send(json.dumps({"id": 1, "method": "tools/call", "params": call}).encode())
+            server.input.close()
+            texts = [server.read()["result"]["content"][0]["text"] for _ in calls]
+            self.assertEqual(json.loads(texts[0])["total"], 1000)
+            self.assertTrue(json.loads(texts[1])["ready"])
+            self.assertEqual((server.output.read(), server.process.wait(60)), (b"", 0))
+
+
 class FirstScan(ToolServerTest):
     """On the whole machine, whose scan takes longer than what is done meanwhile."""
 
@@ -198,6 +212,17 @@ class FirstScan(ToolServerTest):
             server = self.serve("--in", "/")
             self.assertEqual(server.request("initialize")["protocolVersion"], "2024-11-05")
             self.assert_ended(server)
+
+    def test_a_client_that_dies_while_a_call_waits(self) -> None:
+        for _ in range(5):
+            server = self.serve("--in", "/")
+            server.send(b'{"id":1,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"x"}}}')
+            server.output.close()
+            assert server.process.stdout
+            server.process.stdout.close()
+            self.assertLess(server.end(), END_SECONDS + 0.1)
+            self.assertIn(server.process.returncode, (0, -signal.SIGPIPE))
+
 
 class Arguments(ToolServerTest):
     def test_wrong_ones_are_refused(self) -> None:

@@ -14,4 +14,8 @@ std::size_t readStandardInput(std::span<char> destination);
 /// reads any more or writing fails otherwise. (Where a closed pipe raises a signal, that ends the program.)
 bool writeStandardOutput(std::string_view bytes);
 
+/// Whether what is written to standard output can reach somebody: false as soon as the other end of its pipe,
+/// socket or terminal has been closed. Does not wait. A file or a device always counts as read.
+bool isStandardOutputRead();
+
 }  // namespace dovra

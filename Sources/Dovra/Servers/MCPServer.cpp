@@ -56,20 +56,27 @@ std::string sendableText(const JSONValue& reply) {
         .serializedString();
 }
 
+/// Waits for the first scan, as long as somebody waits for what the tool has to say.
+void waitForIndex(IndexService& service, const std::function<bool()>& isRead) {
+    constexpr auto patience = 50ms;
+    while (!service.waitUntilReady(patience)) {
+        if (!isRead()) throw ToolError{"Nobody reads the result any more."};
+    }
+}
+
 /// Before a tool runs: it sees every change that was made before it was called. One that only reports does
 /// not wait for the first scan, unless that is about to end.
-void prepare(IndexService& service, const Tool& tool) {
+void prepare(IndexService& service, const std::function<bool()>& isRead, const Tool& tool) {
     constexpr auto shortScan = 250ms;
     if (tool.needsWholeIndex) {
-        while (!service.waitUntilReady(1h)) {
-        }
+        waitForIndex(service, isRead);
     } else if (!service.waitUntilReady(shortScan)) {
         return;
     }
     (void)service.flush(2s);  // What is not in time is not in the answer.
 }
 
-MCPRequestHandler makeHandler(IndexService& service) {
+MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>& isRead) {
     return MCPRequestHandler({.index = service.index(),
                               .serverName = "dovra",
                               .serverVersion = "1.0.0",
@@ -79,7 +86,7 @@ MCPRequestHandler makeHandler(IndexService& service) {
                                                         .root = service.root(),
                                                         .isWhole = service.waitUntilReady(0ms)};
                                   }},
-                             [&service](const Tool& tool) { prepare(service, tool); });
+                             [&service, isRead](const Tool& tool) { prepare(service, isRead, tool); });
 }
 
 void printBanner(const IndexService& service) {
@@ -149,12 +156,11 @@ std::optional<std::string> mcp::replyText(const MCPRequestHandler& handler, cons
     return reply ? std::optional(sendableText(*reply)) : std::nullopt;
 }
 
-void mcp::serve(IndexService& service, LineReader& input,
-                const std::function<bool(std::string_view)>& write) {
-    const MCPRequestHandler handler = makeHandler(service);
+void mcp::serve(IndexService& service, LineReader& input, const Output& output) {
+    const MCPRequestHandler handler = makeHandler(service, output.isRead);
     while (const auto line = input.next()) {
         auto reply = replyText(handler, *line);
-        if (reply && !write(reply->append("\n"))) return;
+        if (reply && !output.write(reply->append("\n"))) return;
     }
 }
 
@@ -172,7 +178,7 @@ int MCPCLI::run(Arguments args) {
     const TerminationHandler termination([&] { services->close(); });
     services->start([service = services.get()] { printBanner(*service); });
     LineReader input(readStandardInput, mcp::mostRequestBytes);
-    mcp::serve(*services, input, writeStandardOutput);
+    mcp::serve(*services, input, {.write = writeStandardOutput, .isRead = isStandardOutputRead});
     services->close();
     return 0;
 }

@@ -39,4 +39,10 @@ bool writeStandardOutput(std::string_view bytes) {
     return true;
 }
 
+bool isStandardOutputRead() {
+    // Without any event asked for, only what ends a stream is reported.
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) <= 0;
+}
+
 }  // namespace dovra
