@@ -6,6 +6,7 @@
 
 #include "Base/ByteCount.hpp"
 #include "Base/GroupedNumber.hpp"
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"
@@ -92,7 +93,7 @@ MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>
 void printBanner(const IndexService& service) {
     const TerminalStyle style(StandardStream::error);
     const std::string& root = service.root();
-    fmt::print(stderr, "{} {}  ready · {} items · root {}\n", style.bold(style.accent("Dovra")),
+    printError("{} {}  ready · {} items · root {}\n", style.bold(style.accent("Dovra")),
                style.dim("MCP server"), groupedNumber(service.index().itemCount()),
                isTerminal(StandardStream::error) ? visibleText(root) : root);
 }
@@ -119,7 +120,7 @@ AppServices::Options serviceOptions(const ServerOptions& options) {
     AppServices::Options service;
     service.root = options.root;
     service.usesTrigram = options.usesTrigram;
-    service.report = [](const std::string& message) { fmt::print(stderr, "dovra: {}\n", message); };
+    service.report = [](const std::string& message) { printError("dovra: {}\n", message); };
     return service;
 }
 
@@ -135,7 +136,7 @@ int printServerHelp(std::span<const Option> table) {
 }
 
 int reportMisuse(std::string_view what) {
-    fmt::print(stderr, "dovra: {}; see dovra --mcp --help\n", what);
+    printError("dovra: {}; see dovra --mcp --help\n", what);
     return 2;
 }
 
@@ -172,8 +173,10 @@ int MCPCLI::run(Arguments args) {
     parseOptions(args, table);
     if (options.root.empty()) return reportMisuse("the folder has no name");
     if (!OpenFolder::open(options.root))
-        fmt::print(stderr, "dovra: {} is not a folder that can be read: there is nothing to find\n",
-                   options.root);
+        printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
+    // A client that reads no messages may close standard error; the end of standard output is found when a
+    // reply is written, and then what is to be saved is saved.
+    ignoreClosedPipes();
     const auto services = AppServices::make(serviceOptions(options));
     const TerminationHandler termination([&] { services->close(); });
     services->start([service = services.get()] { printBanner(*service); });
