@@ -27,16 +27,17 @@ before(() => {
 after(() => rmSync(home, { recursive: true }));
 
 /** Runs the inspector; its status and what it printed. It looks for its own name above the folder it runs in. */
-function inspect(...args) {
+function runInspector(args) {
     const options = { cwd: dirname(inspector), env: { ...process.env, HOME: home } };
     return new Promise((resolve) =>
-        execFile(
-            process.execPath,
-            [inspector, "--cli", program, "--mcp", "--in", folder, ...args],
-            options,
-            (error, output, errors) => resolve({ status: error?.code ?? 0, output, errors }),
+        execFile(process.execPath, [inspector, "--cli", ...args], options, (error, output, errors) =>
+            resolve({ status: error?.code ?? 0, output, errors }),
         ),
     );
+}
+
+function inspect(...args) {
+    return runInspector([program, "--mcp", "--in", folder, ...args]);
 }
 
 function inspectTool(name, args) {
@@ -63,6 +64,16 @@ describe("the inspector", { concurrency: 2 }, () => {
             tools.map((tool) => tool.name),
             ["search_files", "search_content", "find_duplicate_files", "disk_usage", "index_stats"],
         );
+    });
+
+    test("starts the server from a client's settings", async () => {
+        const settings = { mcpServers: { dovra: { command: program, args: ["--mcp", "--in", folder] } } };
+        const file = join(home, "settings.json");
+        writeFileSync(file, JSON.stringify(settings));
+        const call = ["--method", "tools/call", "--tool-name", "index_stats"];
+        const { status, output, errors } = await runInspector(["--config", file, "--server", "dovra", ...call]);
+        assert.equal(status, 0, errors);
+        assert.equal(JSON.parse(JSON.parse(output).content[0].text).root, folder);
     });
 
     test("calls search_files", async () => {
