@@ -7,11 +7,13 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/OpenFileLimit.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Servers/MCPServer.hpp"
 
 using namespace dovra;
@@ -34,7 +36,7 @@ int runSelfTest(Arguments arguments) {
         const std::string& text = arguments[1];
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
         if (error != std::errc{} || end != text.data() + text.size()) {
-            fmt::print(stderr, "dovra: the seed of the self test is a number, not \"{}\"\n", text);
+            printError("dovra: the seed of the self test is a number, not \"{}\"\n", text);
             return 2;
         }
     }
@@ -83,7 +85,7 @@ int printVersion() {
 }
 
 int reportMissing(std::string_view what) {
-    fmt::print(stderr, "dovra: {} not available yet; see dovra --help\n", what);
+    printError("dovra: {} not available yet; see dovra --help\n", what);
     return 2;
 }
 
@@ -112,6 +114,7 @@ int dispatch(Arguments arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardStreams();
     raiseOpenFileLimit();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     return dispatch(arguments);

@@ -59,6 +59,15 @@ TEST(JSONValue, RefusesWhatIsNoJson) {
     EXPECT_FALSE(JSONValue::parse(std::string(1'000'000, '[')));
 }
 
+TEST(JSONValue, HasOnlySoManyValues) {
+    std::string text = "[1";
+    for (std::size_t count = 2; count < maxJSONValues; ++count)
+        text += ",1";
+    EXPECT_TRUE(JSONValue::parse(text + "]"));
+    EXPECT_FALSE(JSONValue::parse(text + ",1]"));
+    EXPECT_FALSE(JSONValue::parse(text + ",{}]"));
+}
+
 TEST(JSONValue, WritesWhatJsonCannotHoldInItsNearestForm) {
     EXPECT_EQ(JSONValue("a\xFF\xC3z").serializedString(), "\"a\xEF\xBF\xBD\xEF\xBF\xBDz\"");
     EXPECT_EQ(JSONValue(std::nan("")).serializedString(), "null");

@@ -1,7 +1,13 @@
+#include <algorithm>
+#include <chrono>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Servers/MCPServer.hpp"
 #include "Support/ToolCaller.hpp"
@@ -120,6 +126,16 @@ TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
     EXPECT_THAT(answer, HasSubstr(R"("isError":true)"));
 }
 
+TEST_F(MCPServer, RefusesLongTextsForTools) {
+    const auto callWith = [&](std::size_t bytes) {
+        return reply(R"({"id":1,"method":"tools/call","params":{"name":"disk_usage","arguments":{"path":")" +
+                     std::string(bytes, 'x') + R"("}}})");
+    };
+    EXPECT_THAT(callWith(mostArgumentBytes), HasSubstr(R"("isError":false)"));
+    EXPECT_THAT(callWith(mostArgumentBytes + 1),
+                HasSubstr(R"("text":"`path` is longer than 1000000 bytes."}],"isError":true)"));
+}
+
 TEST_F(MCPServer, PreparesTheIndexForTheTool) {
     std::vector<std::string> prepared;
     FileIndex index;
@@ -135,6 +151,59 @@ TEST_F(MCPServer, PreparesTheIndexForTheTool) {
                                   R"("text":"Internal error"}],"isError":true}})");
     EXPECT_THAT(call("index_stats"), HasSubstr(R"("isError":false)"));
     EXPECT_THAT(prepared, testing::ElementsAre("disk_usage", "index_stats"));
+}
+
+/// One whose first scan ends only after it has been waited for so many times.
+class SlowIndex final : public IndexService {
+public:
+    explicit SlowIndex(int waits) : waits_(waits) {}
+
+    void start(std::function<void()>) override {}
+    bool waitUntilReady(std::chrono::milliseconds) override { return --waits_ < 0; }
+    bool flush(std::chrono::milliseconds) override { return true; }
+    const FileIndex& index() const override { return index_; }
+    const std::string& root() const override { return root_; }
+
+private:
+    int waits_;
+    FileIndex index_;
+    std::string root_ = "/";
+};
+
+/// What is written as replies to two calls; each time the reader is looked for, `readerStays` may answer that
+/// it has left.
+std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<bool()> readerStays) {
+    const std::string call = R"({"id":1,"method":"tools/call","params":{"name":"disk_usage"}})"
+                             "\n";
+    std::string unread = call + call;
+    LineReader input(
+        [&](std::span<char> destination) {
+            const std::size_t count = std::min(unread.size(), destination.size());
+            std::ranges::copy_n(unread.begin(), static_cast<std::ptrdiff_t>(count), destination.begin());
+            unread.erase(0, count);
+            return count;
+        },
+        mcp::mostRequestBytes);
+    std::vector<std::string> replies;
+    const auto write = [&](std::string_view reply) {
+        replies.emplace_back(reply);
+        return readerStays();
+    };
+    mcp::serve(service, input, {.write = write, .isRead = readerStays});
+    return replies;
+}
+
+TEST(MCPServerLoop, WaitsForTheFirstScanAfterTheEndOfInput) {
+    SlowIndex service(100);
+    const auto replies = repliesToTwoCalls(service, [] { return true; });
+    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr("directories"), HasSubstr("directories")));
+}
+
+TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReply) {
+    SlowIndex service(std::numeric_limits<int>::max());
+    int looks = 0;
+    const auto replies = repliesToTwoCalls(service, [&] { return ++looks < 5; });
+    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr(R"("isError":true)")));
 }
 
 }  // namespace

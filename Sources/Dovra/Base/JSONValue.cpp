@@ -87,6 +87,7 @@ private:
     }
 
     bool add(JSONValue value) {
+        if (++count_ > maxJSONValues) return false;
         if (open_.empty()) {
             root_ = std::move(value);
         } else if (Open& parent = open_.back(); parent.key) {
@@ -99,6 +100,7 @@ private:
 
     std::vector<Open> open_;
     std::optional<JSONValue> root_;
+    std::size_t count_ = 0;
 };
 
 void append(const JSONValue& value, std::string& text);

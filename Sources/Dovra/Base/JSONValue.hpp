@@ -43,6 +43,10 @@ private:
     std::vector<Member> members_;
 };
 
+/// Values that `JSONValue::parse` takes in one document: far more than any message of ours has. Each needs
+/// many times the memory of its text, which may be a single digit.
+inline constexpr std::size_t maxJSONValues = 1'000'000;
+
 /// An immutable JSON document: what the tool server reads and what it answers.
 ///
 /// Strings are bytes that need not be well-formed UTF-8: names of files become values as they are, and are
@@ -71,9 +75,9 @@ public:
     }
     // NOLINTEND(google-explicit-constructor)
 
-    /// Reads one value. Absent when the text is not JSON, not UTF-8, or nested deeper than `maxJsonDepth`. Of
-    /// several members with one key the last counts. A number without fraction and exponent is an integer if
-    /// 64 bits can hold it, every other number is floating.
+    /// Reads one value. Absent when the text is not JSON, not UTF-8, nested deeper than `maxJsonDepth`, or of
+    /// more than `maxJSONValues`. Of several members with one key the last counts. A number without fraction
+    /// and exponent is an integer if 64 bits can hold it, every other number is floating.
     static std::optional<JSONValue> parse(std::string_view text);
 
     /// The value as compact JSON text in one line, ill-formed UTF-8 repaired. A number that is not finite

@@ -4,6 +4,7 @@
 
 #include "Base/ByteCount.hpp"
 #include "Base/JoinPath.hpp"
+#include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"
@@ -87,7 +88,7 @@ int CLI::runDuplicates(Arguments args) {
     std::vector<DuplicateGroup> groups = findWithProgress(index, query);
     if (std::ssize(groups) > options.limit) groups.resize(static_cast<std::size_t>(options.limit));
     if (!printGroups(groups, options.terminator)) return 1;
-    fmt::print(stderr, "{} duplicate set(s); {} reclaimable\n",
+    printError("{} duplicate set(s); {} reclaimable\n",
                TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
                byteCountText(DuplicateFinder::reclaimableBytes(groups)));
     return 0;

@@ -10,6 +10,7 @@
 #include <string>
 #include <system_error>
 
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
 #include "Index/Crawl.hpp"
@@ -84,8 +85,7 @@ public:
     /// 0 when everything could be written; otherwise says why not.
     int finish() const {
         if (error_ == 0) return 0;
-        fmt::print(stderr, "dovra: cannot write to standard output: {}\n",
-                   std::generic_category().message(error_));
+        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error_));
         return 1;
     }
 
@@ -198,7 +198,7 @@ void printQueries(Report& report, const FileIndex& index) {
 int Benchmark::run(std::string_view root, bool trigram) {
     const std::string path = standardizedPath(root);
     if (!OpenFolder::open(path)) {
-        fmt::print(stderr, "dovra: cannot read the folder {}\n", visibleText(root));
+        printError("dovra: cannot read the folder {}\n", visibleText(root));
         return 1;
     }
     Report report;

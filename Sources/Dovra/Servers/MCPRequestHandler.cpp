@@ -33,6 +33,14 @@ const std::string* stringMember(const JSONObject& object, std::string_view key) 
     return value != nullptr ? value->string() : nullptr;
 }
 
+/// Working on a text takes up to a hundred times its own size.
+void refuseLongTexts(const JSONObject& arguments) {
+    for (const auto& [key, value] : arguments.members()) {
+        if (value.string() != nullptr && value.string()->size() > mostArgumentBytes)
+            throw ToolError{fmt::format("`{}` is longer than {} bytes.", key, mostArgumentBytes)};
+    }
+}
+
 JSONValue toolList() {
     JSONValue::Array list;
     for (const Tool& tool : tools())
@@ -102,6 +110,7 @@ JSONValue MCPRequestHandler::calledTool(const JSONValue& id, const JSONObject& p
 
 JSONValue MCPRequestHandler::contentOf(const Tool& tool, const JSONObject& arguments) const {
     try {
+        refuseLongTexts(arguments);
         if (prepare_) prepare_(tool);
         const JSONValue value = tool.run(context_, ToolArguments(arguments));
         const std::string* text = value.string();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -9,6 +10,9 @@
 #include "Servers/Tool.hpp"
 
 namespace dovra {
+
+/// A tool that is called with a longer text fails.
+inline constexpr std::size_t mostArgumentBytes = 1'000'000;
 
 /// Answers the requests of the Model Context Protocol (JSON-RPC 2.0), one at a time, on the caller's thread.
 /// A fault of the protocol is answered by an error; a tool that fails gives a result that is marked as one.

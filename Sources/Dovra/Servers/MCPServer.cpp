@@ -6,6 +6,7 @@
 
 #include "Base/ByteCount.hpp"
 #include "Base/GroupedNumber.hpp"
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"
@@ -56,20 +57,27 @@ std::string sendableText(const JSONValue& reply) {
         .serializedString();
 }
 
+/// Waits for the first scan, as long as somebody waits for what the tool has to say.
+void waitForIndex(IndexService& service, const std::function<bool()>& isRead) {
+    constexpr auto patience = 50ms;
+    while (!service.waitUntilReady(patience)) {
+        if (!isRead()) throw ToolError{"Nobody reads the result any more."};
+    }
+}
+
 /// Before a tool runs: it sees every change that was made before it was called. One that only reports does
 /// not wait for the first scan, unless that is about to end.
-void prepare(IndexService& service, const Tool& tool) {
+void prepare(IndexService& service, const std::function<bool()>& isRead, const Tool& tool) {
     constexpr auto shortScan = 250ms;
     if (tool.needsWholeIndex) {
-        while (!service.waitUntilReady(1h)) {
-        }
+        waitForIndex(service, isRead);
     } else if (!service.waitUntilReady(shortScan)) {
         return;
     }
     (void)service.flush(2s);  // What is not in time is not in the answer.
 }
 
-MCPRequestHandler makeHandler(IndexService& service) {
+MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>& isRead) {
     return MCPRequestHandler({.index = service.index(),
                               .serverName = "dovra",
                               .serverVersion = "1.0.0",
@@ -79,13 +87,13 @@ MCPRequestHandler makeHandler(IndexService& service) {
                                                         .root = service.root(),
                                                         .isWhole = service.waitUntilReady(0ms)};
                                   }},
-                             [&service](const Tool& tool) { prepare(service, tool); });
+                             [&service, isRead](const Tool& tool) { prepare(service, isRead, tool); });
 }
 
 void printBanner(const IndexService& service) {
     const TerminalStyle style(StandardStream::error);
     const std::string& root = service.root();
-    fmt::print(stderr, "{} {}  ready · {} items · root {}\n", style.bold(style.accent("Dovra")),
+    printError("{} {}  ready · {} items · root {}\n", style.bold(style.accent("Dovra")),
                style.dim("MCP server"), groupedNumber(service.index().itemCount()),
                isTerminal(StandardStream::error) ? visibleText(root) : root);
 }
@@ -112,7 +120,7 @@ AppServices::Options serviceOptions(const ServerOptions& options) {
     AppServices::Options service;
     service.root = options.root;
     service.usesTrigram = options.usesTrigram;
-    service.report = [](const std::string& message) { fmt::print(stderr, "dovra: {}\n", message); };
+    service.report = [](const std::string& message) { printError("dovra: {}\n", message); };
     return service;
 }
 
@@ -128,7 +136,7 @@ int printServerHelp(std::span<const Option> table) {
 }
 
 int reportMisuse(std::string_view what) {
-    fmt::print(stderr, "dovra: {}; see dovra --mcp --help\n", what);
+    printError("dovra: {}; see dovra --mcp --help\n", what);
     return 2;
 }
 
@@ -149,12 +157,11 @@ std::optional<std::string> mcp::replyText(const MCPRequestHandler& handler, cons
     return reply ? std::optional(sendableText(*reply)) : std::nullopt;
 }
 
-void mcp::serve(IndexService& service, LineReader& input,
-                const std::function<bool(std::string_view)>& write) {
-    const MCPRequestHandler handler = makeHandler(service);
+void mcp::serve(IndexService& service, LineReader& input, const Output& output) {
+    const MCPRequestHandler handler = makeHandler(service, output.isRead);
     while (const auto line = input.next()) {
         auto reply = replyText(handler, *line);
-        if (reply && !write(reply->append("\n"))) return;
+        if (reply && !output.write(reply->append("\n"))) return;
     }
 }
 
@@ -166,13 +173,15 @@ int MCPCLI::run(Arguments args) {
     parseOptions(args, table);
     if (options.root.empty()) return reportMisuse("the folder has no name");
     if (!OpenFolder::open(options.root))
-        fmt::print(stderr, "dovra: {} is not a folder that can be read: there is nothing to find\n",
-                   options.root);
+        printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
+    // A client that reads no messages may close standard error; the end of standard output is found when a
+    // reply is written, and then what is to be saved is saved.
+    ignoreClosedPipes();
     const auto services = AppServices::make(serviceOptions(options));
     const TerminationHandler termination([&] { services->close(); });
     services->start([service = services.get()] { printBanner(*service); });
     LineReader input(readStandardInput, mcp::mostRequestBytes);
-    mcp::serve(*services, input, writeStandardOutput);
+    mcp::serve(*services, input, {.write = writeStandardOutput, .isRead = isStandardOutputRead});
     services->close();
     return 0;
 }

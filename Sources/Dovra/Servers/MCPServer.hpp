@@ -30,8 +30,17 @@ inline constexpr std::size_t mostReplyBytes = std::size_t{8} * 1024 * 1024;
 /// The text of the reply to one line, without a line feed; absent when there is no reply to give.
 std::optional<std::string> replyText(const MCPRequestHandler& handler, const LineReader::Line& line);
 
-/// Answers line by line, each in one call of `write`, until the input ends or `write` returns false.
-void serve(IndexService& service, LineReader& input, const std::function<bool(std::string_view)>& write);
+/// Where replies go.
+struct Output {
+    /// Takes one reply; false when it could not be written.
+    std::function<bool(std::string_view)> write;
+    /// Whether somebody is there to read replies.
+    std::function<bool()> isRead;
+};
+
+/// Answers line by line until the input ends or a reply cannot be written. What is asked before the input
+/// ends is answered, however long that takes, unless nobody is left to read it.
+void serve(IndexService& service, LineReader& input, const Output& output);
 
 }  // namespace mcp
 

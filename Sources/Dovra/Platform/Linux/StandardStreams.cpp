@@ -1,6 +1,8 @@
 #include "Platform/StandardStreams.hpp"
 
 #include <cerrno>
+#include <csignal>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -18,6 +20,19 @@ bool mayRetry(int descriptor, short event) {
 }
 
 }  // namespace
+
+void occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) >= 0) continue;
+        // Takes the lowest number that is free, which is this one. Opened for the wrong direction, as the C
+        // library does it for programs that run with another user's rights, so that using it fails.
+        (void)::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+void ignoreClosedPipes() {
+    (void)std::signal(SIGPIPE, SIG_IGN);
+}
 
 std::size_t readStandardInput(std::span<char> destination) {
     for (;;) {
@@ -37,6 +52,12 @@ bool writeStandardOutput(std::string_view bytes) {
         }
     }
     return true;
+}
+
+bool isStandardOutputRead() {
+    // Without any event asked for, only what ends a stream is reported.
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) <= 0;
 }
 
 }  // namespace dovra
