@@ -1,69 +1,20 @@
 #!/usr/bin/env python3
-"""The tool server, as an AI client drives it: a line out, a line back."""
+"""The tool server, as an AI client drives it."""
 
 from __future__ import annotations
 
 import json
-import os
 import signal
-import subprocess
 import threading
-import time
 import unittest
 from pathlib import Path
 from typing import Any
 
 from harness import ProgramTest
+from toolServer import IS_SANITIZED, Server
 
-# Of the sanitizers each takes its time, at the end of the program too.
-IS_SANITIZED = any(os.environ.get(f"{name}SAN_OPTIONS") is not None for name in ("A", "T")) or any(
-    word in os.environ.get("DOVRA_PROGRAM", "") for word in ("/asan/", "/tsan/")
-)
 END_SECONDS = 5.0 if IS_SANITIZED else 0.05
 LINE_LIMIT = 100_000_000
-
-
-class Server:
-    """One running server; requests are sent and answered one by one."""
-
-    def __init__(self, process: subprocess.Popen[bytes]) -> None:
-        self.process = process
-        assert process.stdin and process.stdout and process.stderr
-        self.input, self.errors = process.stdin, process.stderr
-        self.output = os.fdopen(os.dup(process.stdout.fileno()), "rb")
-        self.last_id = 0
-
-    def send(self, line: bytes) -> None:
-        rest = memoryview(line + b"\n")
-        while rest:
-            rest = rest[self.input.write(rest) :]
-
-    def read(self) -> Any:
-        return json.loads(self.output.readline())
-
-    def exchange(self, line: bytes) -> Any:
-        self.send(line)
-        return self.read()
-
-    def request(self, method: str, params: Any = None) -> Any:
-        self.last_id += 1
-        message = {"jsonrpc": "2.0", "id": self.last_id, "method": method, "params": params or {}}
-        reply = self.exchange(json.dumps(message).encode())
-        assert (reply["jsonrpc"], reply["id"]) == ("2.0", self.last_id), reply
-        return reply.get("result", reply.get("error"))
-
-    def call(self, tool: str, **arguments: Any) -> Any:
-        """The tool's result, or the message of its failure."""
-        result = self.request("tools/call", {"name": tool, "arguments": arguments})
-        (content,) = result["content"]
-        return content["text"] if result["isError"] else json.loads(content["text"])
-
-    def end(self) -> float:
-        """Closes the input and returns the seconds until the program had ended."""
-        start = time.monotonic()
-        self.input.close()
-        self.process.wait(60)
-        return time.monotonic() - start
 
 
 class ToolServerTest(ProgramTest):
