@@ -77,6 +77,7 @@ class Day:
         self.work.done.append("start")
         process = self.test.start_program("--mcp", "--in", self.test.root)
         server = Server(process)
+        self.test.addCleanup(server.output.close)
         if self.random.random() < 0.6:
             return server
         threading.Timer(self.random.uniform(0, START_SECONDS), process.kill).start()
