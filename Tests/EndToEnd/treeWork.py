@@ -208,7 +208,7 @@ class TreeWork:
         if not self.origin.exists():
             self._make_origin()
         target = self._folder() / self._new_name()
-        if not target.exists():
+        if not os.path.lexists(target):
             self._git("clone", "--quiet", str(self.origin), str(target))
 
     def _make_origin(self) -> None:
