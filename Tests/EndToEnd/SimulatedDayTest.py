@@ -220,7 +220,7 @@ class SimulatedDayTest(ProgramTest):
             raise RuntimeError(f"DOVRA_CACHE_DIFFERENCES is not a program: {CACHE_DIFFERENCES!r}")
 
     def live(self, servers: int) -> None:
-        turns, most_entries = (300, 4000) if MINUTES else (20 if servers == 1 else 12, 1000)
+        turns, most_entries = (300, 8000) if MINUTES else (20 if servers == 1 else 12, 1000)
         with self.subTest(servers=servers, seed=SEED):
             day = Day(self, SEED, servers, most_entries)
             for _ in range(turns):

@@ -20,7 +20,7 @@ GIT = shutil.which("git")
 
 
 class TreeWork:
-    """Each step leaves at most `most_entries` in the tree, and about a fifth of that at most in folders.
+    """Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
 
     A file with several names is never changed in place: where its other names stand nothing happens then, and what
     is known of them may be old.
@@ -30,6 +30,7 @@ class TreeWork:
         self.root = root
         self.random = random
         self.most_entries = most_entries
+        self.most_folders = min(most_entries // 5, 900)
         self.origin = origin
         self.done: list[str] = []  # what a failure is told with
         self._number = 0
@@ -244,7 +245,7 @@ class TreeWork:
             entries = list(self.entries())
             folders = [entry for entry in entries if entry.is_dir(follow_symlinks=False)]
             deep = [entry.path for entry in folders if entry.path.count("/") > str(self.root).count("/") + 40]
-            if not deep and len(entries) <= self.most_entries and len(folders) <= self.most_entries // 5:
+            if not deep and len(entries) <= self.most_entries and len(folders) <= self.most_folders:
                 return
             self.done.append("bound")
             if deep or folders:
