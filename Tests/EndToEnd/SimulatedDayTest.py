@@ -28,6 +28,7 @@ from treeWork import TreeWork
 CACHE_DIFFERENCES = os.environ.get("DOVRA_CACHE_DIFFERENCES", "")
 SECONDS_UNTIL_RIGHT = 120.0
 START_SECONDS = 0.5 if IS_SANITIZED else 0.05
+SECONDS_UNTIL_STAMPS_COUNT = 3.1
 MOST_ROWS = 1000  # that the server gives for one call
 MINUTES = 0.0
 SEED = 1
@@ -61,6 +62,9 @@ class Day:
             self.work.step()
         if self.random.random() < 0.6:
             self.compare()
+        if self.random.random() < 0.1:
+            self.work.done.append("rest")
+            time.sleep(SECONDS_UNTIL_STAMPS_COUNT)
 
     def finish(self) -> None:
         for server in self.servers:
@@ -81,11 +85,13 @@ class Day:
         self.test.addCleanup(server.output.close)
         if self.random.random() < 0.6:
             return server
-        threading.Timer(self.random.uniform(0, START_SECONDS), process.kill).start()
-        self.work.done.append("killed at once")
+        end = self.random.choice([process.kill, process.terminate])
+        threading.Timer(self.random.uniform(0, START_SECONDS), end).start()
+        self.work.done.append(f"{end.__name__} at once")
         while process.poll() is None:
-            self.work.step()
-        self.check_killed(server)
+            if self.random.random() < 0.3:
+                self.work.step()
+        self.check_ended(server, -signal.SIGKILL, -signal.SIGTERM)
         return None
 
     def spoil_cache(self) -> None:
@@ -100,7 +106,7 @@ class Day:
 
     def kill(self, server: Server) -> None:
         server.process.kill()
-        self.check_killed(server)
+        self.check_ended(server, -signal.SIGKILL)
 
     def kill_in_a_save(self, server: Server) -> None:
         """At its end: as soon as there is a file beside the cache, or some moments later."""
@@ -113,18 +119,13 @@ class Day:
             pass
         time.sleep(self.random.choice([0, 0, 0.001, 0.003]))
         server.process.kill()
-        self.check_killed(server)
+        self.check_ended(server, 0, -signal.SIGKILL)
 
     def files(self) -> set[tuple[str, int]]:
         """What the servers keep: each file's name and number."""
         with contextlib.suppress(FileNotFoundError):
             return {(entry.name, entry.inode()) for entry in os.scandir(self.data)}
         return set()
-
-    def check_killed(self, server: Server) -> None:
-        status = server.process.wait(SECONDS_UNTIL_RIGHT)
-        self.test.assertIn(status, (0, -signal.SIGKILL), server.errors.read())
-        self.close(server)
 
     def end(self, server: Server) -> None:
         """An orderly end, whatever it is at."""
@@ -133,12 +134,7 @@ class Day:
             server.input.close()
         if is_terminated:
             server.process.terminate()
-        status = server.process.wait(SECONDS_UNTIL_RIGHT)
-        expected = {0} if is_ended else set()
-        if is_terminated:
-            expected.add(-signal.SIGTERM)
-        self.test.assertIn(status, expected, server.errors.read())
-        self.close(server)
+        self.check_ended(server, *[0] * is_ended, *[-signal.SIGTERM] * is_terminated)
 
     def end_when_right(self, server: Server | None) -> None:
         """An orderly end with nothing left to do: what it saved is the tree as it is."""
@@ -149,7 +145,8 @@ class Day:
         if len(self.servers) == 1:
             self.check_cache("now")
 
-    def close(self, server: Server) -> None:
+    def check_ended(self, server: Server, *statuses: int) -> None:
+        self.test.assertIn(server.process.wait(SECONDS_UNTIL_RIGHT), statuses, server.errors.read())
         server.output.close()
         server.process.__exit__(None, None, None)
         self.check_cache("after-replay")

@@ -42,6 +42,7 @@ class TreeWork:
             self.append,
             self.change_and_put_times_back,
             self.put_times_back,
+            self.change_names_and_put_times_back,
             self.rename_many,
             self.move,
             self.move,
@@ -134,6 +135,15 @@ class TreeWork:
         status = file.stat()
         file.write_bytes(self._bytes())
         os.utime(file, ns=(status.st_atime_ns, status.st_mtime_ns))
+
+    def change_names_and_put_times_back(self) -> None:
+        """As programs do that copy a folder with its times."""
+        folder = self._folder_below_root()
+        status = folder.stat()
+        (folder / self._new_name()).mkdir()
+        for path in self._listed(folder)[:2]:
+            path.rename(path.with_name(f"{path.name}+"[-40:]))
+        os.utime(folder, ns=(status.st_atime_ns, status.st_mtime_ns))
 
     def put_times_back(self) -> None:
         place = self._folder_below_root() if self.random.random() < 0.5 else self._file_of_one_name()
