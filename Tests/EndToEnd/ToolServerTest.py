@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The tool server, as an AI client drives it: a line out, a line back."""
+"""The tool server, as an AI client drives it."""
 
 from __future__ import annotations
 
@@ -7,68 +7,16 @@ import json
 import os
 import subprocess
 import threading
-import time
 import unittest
 from pathlib import Path
-from statistics import median
 from typing import Any
 
 from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
+from toolServer import IS_SANITIZED, Server
 
-# Of the sanitizers each takes its time, at the end of the program too.
-IS_SANITIZED = any(os.environ.get(f"{name}SAN_OPTIONS") is not None for name in ("A", "T")) or any(
-    word in os.environ.get("DOVRA_PROGRAM", "") for word in ("/asan/", "/tsan/")
-)
-END_SECONDS = 5.0 if IS_SANITIZED else 0.05
-# On a machine that does other work, too.
-LATE_END_SECONDS = 5.0
+# Much longer than it should take, because the machine may do other work: Benchmarks/toolServer measures.
+END_SECONDS = 5.0 if IS_SANITIZED else 1.0
 LINE_LIMIT = 100_000_000
-
-
-class Server:
-    """One running server; requests are sent and answered one by one."""
-
-    def __init__(self, process: subprocess.Popen[bytes]) -> None:
-        self.process = process
-        assert process.stdin and process.stdout and process.stderr
-        self.input, self.errors = process.stdin, process.stderr
-        self.output = os.fdopen(os.dup(process.stdout.fileno()), "rb")
-        self.last_id = 0
-
-    def send(self, line: bytes) -> None:
-        rest = memoryview(line + b"\n")
-        while rest:
-            rest = rest[self.input.write(rest) :]
-
-    def read(self) -> Any:
-        return json.loads(self.output.readline())
-
-    def exchange(self, line: bytes) -> Any:
-        self.send(line)
-        return self.read()
-
-    def request(self, method: str, params: Any = None) -> Any:
-        self.last_id += 1
-        message = {"jsonrpc": "2.0", "id": self.last_id, "method": method, "params": params or {}}
-        reply = self.exchange(json.dumps(message).encode())
-        assert (reply["jsonrpc"], reply["id"]) == ("2.0", self.last_id), reply
-        return reply.get("result", reply.get("error"))
-
-    def call(self, tool: str, **arguments: Any) -> Any:
-        """The tool's result, or the message of its failure."""
-        result = self.request("tools/call", {"name": tool, "arguments": arguments})
-        (content,) = result["content"]
-        return content["text"] if result["isError"] else json.loads(content["text"])
-
-    def end(self) -> float:
-        """Closes the input and returns the seconds until the program had ended."""
-        start = time.monotonic()
-        self.input.close()
-        killer = threading.Timer(60, self.process.kill)
-        killer.start()
-        self.process.wait()  # With a time-out it would look only now and then.
-        killer.cancel()
-        return time.monotonic() - start
 
 
 class ToolServerTest(ProgramTest):
@@ -77,12 +25,10 @@ class ToolServerTest(ProgramTest):
         self.addCleanup(server.output.close)
         return server
 
-    def assert_ended(self, server: Server) -> float:
-        """Checks that the program ended soon and well, and that every reply had been read; the seconds it took."""
-        seconds = server.end()
-        self.assertLess(seconds, LATE_END_SECONDS)
+    def assert_ended(self, server: Server) -> None:
+        """Checks that the program ended soon and well, and that every reply had been read."""
+        self.assertLess(server.end(), END_SECONDS)
         self.assertEqual((server.process.returncode, server.output.read()), (0, b""))
-        return seconds
 
 
 class Protocol(ToolServerTest):
@@ -196,7 +142,6 @@ class ManyFiles(ToolServerTest):
             self.assertTrue(server.call("index_stats")["ready"])
             self.assert_ended(server)
 
-
     def test_what_was_asked_before_the_end_of_input_is_answered(self) -> None:
         self.write_many(1000)
         for _ in range(10):
@@ -215,25 +160,20 @@ class FirstScan(ToolServerTest):
     """On the whole machine, whose scan takes longer than what is done meanwhile."""
 
     def test_the_end_of_input_during_the_first_scan(self) -> None:
-        seconds = []
         for _ in range(20):
             server = self.serve("--in", "/")
             self.assertEqual(server.request("initialize")["protocolVersion"], "2024-11-05")
-            seconds.append(self.assert_ended(server))
-        self.assertLess(median(seconds), END_SECONDS)
+            self.assert_ended(server)
 
     def test_a_client_that_dies_while_a_call_waits(self) -> None:
-        seconds = []
         for _ in range(5):
             server = self.serve("--in", "/")
             server.send(b'{"id":1,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"x"}}}')
             server.output.close()
             assert server.process.stdout
             server.process.stdout.close()
-            seconds.append(server.end())
+            self.assertLess(server.end(), END_SECONDS)
             self.assertEqual(server.process.returncode, 0)
-        # It looks for its reader twenty times a second.
-        self.assertLess(median(seconds), END_SECONDS + 0.1)
 
 
 class Streams(ToolServerTest):

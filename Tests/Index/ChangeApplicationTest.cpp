@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
+#include <stop_token>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 
 #include "Index/BulkEnumerator.hpp"
 #include "Index/ChangeApplication.hpp"
+#include "Index/FolderReplay.hpp"
 #include "Support/DeepTree.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
@@ -18,6 +20,7 @@
 #include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/TreeStorm.hpp"
+#include "Support/WaitUntil.hpp"
 
 namespace dovra {
 namespace {
@@ -94,6 +97,35 @@ TEST_F(ChangeApplication, WhatDidNotChangeKeepsItsIdentifier) {
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed"))), std::nullopt);
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("turned"))), std::nullopt) << "the folder, not the file";
     EXPECT_EQ(index.itemCount(), 4);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(ChangeApplication, ChangesNothingWhereNothingChanged) {
+    tree.write("folder/file");
+    tree.makeFolder("empty");
+    scan();
+    // Once the stamps are as old as is needed, they are taken over.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const std::uint64_t before = index.generation();
+        EXPECT_THAT(apply({"", "folder", "empty"}, {"folder"}), IsEmpty());
+        return index.generation() == before;
+    }));
+}
+
+TEST_F(ChangeApplication, LeavesTheRestToAReplayAfterAStop) {
+    tree.write("folder/file");
+    scan();
+    tree.write("new/a/b");
+    tree.write("folder/other");
+    const std::uint64_t before = index.generation();
+    std::stop_source stop;
+    const ChangeBatch changes{.paths = {tree.path(), tree.path("folder")}, .subtrees = {}};
+    CrawlOptions options;
+    options.stop = stop.get_token();
+    stop.request_stop();
+    EXPECT_THAT(applyChanges(index, changes, options), IsEmpty());
+    EXPECT_EQ(index.generation(), before);
+    EXPECT_THAT(applyChanges(index, {.paths = changedFolders(index), .subtrees = {}}), IsEmpty());
     EXPECT_THAT(differences(), IsEmpty());
 }
 

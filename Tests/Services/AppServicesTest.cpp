@@ -6,6 +6,7 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "Services/AppServices.hpp"
+#include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/TemporaryTree.hpp"
@@ -108,6 +110,51 @@ TEST_F(AppServicesTest, RestartsFromTheCacheWithWhatChangedMeanwhile) {
     // Names are right after a flush, what changed in place some moments later.
     EXPECT_TRUE(test::waitUntil([&] { return differences(*services).empty(); }));
     EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, LeavesTheCacheAloneWhenNothingChanged) {
+    tree_.write("root/a/file");
+    started()->close();
+    // Some seconds after a change the folder's stamp is proven, which is worth a save.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const auto before = test::statusOf(cachePath()).st_ino;
+        const auto services = started();
+        EXPECT_THAT(differences(*services), IsEmpty());
+        services->close();
+        return test::statusOf(cachePath()).st_ino == before;
+    }));
+}
+
+TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
+    for (int i = 0; i < 1000; ++i)
+        tree_.makeFolder(fmt::format("root/{}", i));
+    started()->close();
+    for (int round = 0; round < 10; ++round) {
+        const auto services = started();
+        tree_.write(fmt::format("root/{}/file", round));
+        EXPECT_THAT(differences(*services), IsEmpty());
+        services->close();
+        FileIndex saved;
+        ASSERT_TRUE(IndexCache(cacheFileName(root_))
+                        .load(saved, {.volumeDev = folderStamp(root_).device, .root = root_}));
+        ASSERT_THAT(test::differencesFromFreshScan(saved, root_), IsEmpty()) << "round " << round;
+    }
+}
+
+TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
+    tree_.write("root/a");
+    const IndexCache cache(cacheFileName(root_));
+    const DeviceId device = folderStamp(root_).device;
+    FileIndex index;
+    crawl(index, {root_}, {});
+    ASSERT_FALSE(cache.save(index, device, std::numeric_limits<std::uint64_t>::max()));
+    tree_.write("root/b");
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    services->close();
+    const auto loaded = cache.load(index, {.volumeDev = device, .root = root_});
+    ASSERT_TRUE(loaded);
+    EXPECT_LE(loaded->lastEventId, static_cast<std::uint64_t>(wallClockNow()));
 }
 
 TEST_F(AppServicesTest, ScansWhenTheCacheIsOfNoUse) {

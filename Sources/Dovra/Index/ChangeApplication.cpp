@@ -1,6 +1,7 @@
 #include "Index/ChangeApplication.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <unordered_map>
@@ -170,7 +171,7 @@ private:
             trees_, [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
         if (tree == trees_.end() || tree->isSkipped(path)) return;
         std::vector<std::string> pending = {std::string(path)};
-        while (!pending.empty()) {
+        while (!pending.empty() && !options_.stop.stop_requested()) {
             const std::string next = std::move(pending.back());
             pending.pop_back();
             reconcileNearest(*tree, next, withSubtree ? &pending : nullptr);
@@ -255,6 +256,7 @@ private:
             }
         }
         if (!paths.empty()) crawl(index_, paths, options_);
+        if (options_.stop.stop_requested()) std::ranges::move(paths, std::back_inserter(unread_));
     }
 
     void forget(DirIndex folder) {

@@ -19,7 +19,10 @@ namespace dovra {
 ///
 /// Only what is known to be gone is deleted. A folder that this user may not read any more keeps its
 /// contents; folders that could not be read for any other reason keep them too and are returned, to be handed
-/// in again with the next changes. The batch's `mustRescan` is the caller's to act on.
+/// in again with the next changes. A request to stop ends it soon: what it has not come to stays as it was,
+/// with stamps that tell so; folders that appeared and may not have been walked to their end, which no stamp
+/// would tell, are returned. The generation rises only if something changed. The batch's `mustRescan` is the
+/// caller's to act on.
 std::vector<std::string> applyChanges(FileIndex& index, const ChangeBatch& changes,
                                       const CrawlOptions& options = {});
 

@@ -12,7 +12,10 @@ struct Difference {
     std::vector<EntryId> gone;
     std::vector<std::pair<EntryId, std::size_t>> refreshed;  ///< entry, position in the listing
     std::vector<std::size_t> appeared;                       ///< positions in the listing
+    bool hasOtherStamp = false;
     MergedFolder folders;
+
+    bool isEmpty() const { return !hasOtherStamp && gone.empty() && refreshed.empty() && appeared.empty(); }
 };
 
 /// One name of the folder: its entry, and where the listing has it.
@@ -88,9 +91,12 @@ private:
     Difference difference_;
 };
 
-Difference differenceLocking(const FileIndex& index, DirIndex folder, const DirectoryListing& listing) {
+Difference differenceLocking(const FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+                             const FolderStamp& stamp) {
     const ReadGuard guard(index.rwlock);
-    return Comparison(index, folder, listing).run();
+    Difference difference = Comparison(index, folder, listing).run();
+    difference.hasOtherStamp = index.stampLocked(folder) != stamp;
+    return difference;
 }
 
 void deleteLocked(FileIndex& index, EntryId id) DOVRA_REQUIRES(index.rwlock) {
@@ -126,8 +132,8 @@ void apply(FileIndex& index, DirIndex folder, const DirectoryListing& listing, c
 
 MergedFolder mergeListing(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
                           const FolderStamp& stamp) {
-    Difference difference = differenceLocking(index, folder, listing);
-    apply(index, folder, listing, stamp, difference);
+    Difference difference = differenceLocking(index, folder, listing, stamp);
+    if (!difference.isEmpty()) apply(index, folder, listing, stamp, difference);
     return std::move(difference.folders);
 }
 

@@ -23,7 +23,8 @@ struct MergedFolder {
 
 /// Makes the index's list of `folder` equal to what was just listed on the disk. An entry of the same name
 /// and kind keeps its identifier and takes over size and times; one whose kind changed is deleted and
-/// appended anew; what is not listed any more is deleted, folders with all below them. Raises the generation.
+/// appended anew; what is not listed any more is deleted, folders with all below them. Raises the generation,
+/// unless the index holds this list and this stamp already: then nothing changes.
 ///
 /// The difference is worked out under the read lock, so searches go on meanwhile, and applied under the write
 /// lock. So nobody else may change the index during the call.

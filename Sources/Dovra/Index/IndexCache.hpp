@@ -25,7 +25,8 @@ public:
     /// Absent when there is no application-support folder.
     const std::optional<std::string>& filePath() const { return filePath_; }
 
-    /// Replaces the file by a snapshot of the index (see `encodeSnapshot`). On failure the old file stays.
+    /// Replaces the file by a snapshot of the index (see `encodeSnapshot`). On failure the old file stays; it
+    /// fails with the code EWOULDBLOCK while another process of this user saves.
     [[nodiscard]] std::optional<FileError> save(const FileIndex& index, DeviceId volumeDev,
                                                 std::uint64_t lastEventId) const;
 

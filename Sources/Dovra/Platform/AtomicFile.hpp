@@ -20,11 +20,13 @@ struct FileContents {
 FileContents readWholeFile(const std::string& path, std::size_t maxBytes);
 
 /// A file that is written piece by piece beside another and takes its place once it is whole, mode 0600:
-/// whoever reads it, after a crash too, finds the old contents or the new ones, never a mixture. A symbolic
-/// link to a file stays and its target is replaced. For one thread.
+/// whoever reads it, after a crash too, finds the old contents or the new ones, never a mixture. What a
+/// killed writer left beside goes when the same user writes the file again. A symbolic link to a file stays
+/// and its target is replaced. For one thread.
 class AtomicFile {
 public:
-    /// Begins the file that is to replace the one at `path`.
+    /// Begins the file that is to replace the one at `path`. While it lives no other object of the same user,
+    /// in whichever process, can do so: that fails at once with the code EWOULDBLOCK.
     explicit AtomicFile(const std::string& path);
 
     /// Leaves the old file as it is, and nothing beside it, unless the new one was committed.

@@ -150,7 +150,9 @@ bool AppServices::loadCache() {
     if (!rootNow_.isKnown()) return false;
     const auto loaded = cache_.load(index_, {.volumeDev = rootNow_.device, .root = options_.root});
     if (!loaded) return false;
-    lastEventId_ = loaded->lastEventId;
+    // One of the future would keep the next cache's stamps from being used too, and those will be of this
+    // clock.
+    lastEventId_ = isPastEvent(loaded->lastEventId, wallClockNow()) ? loaded->lastEventId : 0;
     isWhole_ = true;
     postProgress(false);
     return true;
@@ -198,6 +200,7 @@ void AppServices::scan() {
     });
     if (stop_.stop_requested()) return;
     isWhole_ = true;
+    isChanged_ = true;
     saveCache();
     postProgress(false);
 }
@@ -219,13 +222,15 @@ void AppServices::scheduleApply(ChangeBatch batch) {
 
 void AppServices::apply(ChangeBatch batch) {
     std::ranges::move(unread_, std::back_inserter(batch.paths));
+    const std::uint64_t generation = index_.generation();
     unread_ = applyChanges(index_, batch, crawlOptions());
     // A stop in the middle may leave a folder without its contents, which no stamp would tell later.
-    if (stop_.stop_requested()) isWhole_ = false;
+    if (stop_.stop_requested() && !unread_.empty()) isWhole_ = false;
     if (!unread_.empty() && !isRetryScheduled_) {
         isRetryScheduled_ = true;
         buildQueue_.asyncAfter(retryDelay, job(&AppServices::retryUnread));
     }
+    if (index_.generation() == generation) return;
     isChanged_ = true;
     scheduleSave();
     options_.postToMain([weak = weak_from_this()] {

@@ -58,7 +58,7 @@ public:
 
     /// Called on the main queue: how many entries there are, and whether a scan goes on.
     std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress;
-    /// Called on the main queue after a batch of changes has been applied.
+    /// Called on the main queue after a batch of changes has changed the index.
     std::function<void()> onIndexUpdated;
 
     /// Brings the index up from the cache or by a scan, and keeps it current from then on.

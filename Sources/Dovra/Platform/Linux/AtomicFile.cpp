@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +71,36 @@ void syncFolderOf(const std::string& path) {
     if (descriptor) (void)::fsync(descriptor.number());
 }
 
+/// Whether the open file is the one that stands at the path.
+bool standsAt(const struct stat& opened, const std::string& path) {
+    struct stat found {};
+    return ::lstat(path.c_str(), &found) == 0 && found.st_dev == opened.st_dev &&
+           found.st_ino == opened.st_ino;
+}
+
+/// Whether nothing is in the file yet, and nobody but this user has it.
+bool isUnused(const struct stat& file) {
+    return S_ISREG(file.st_mode) && file.st_size == 0 && file.st_nlink == 1 && file.st_uid == ::geteuid();
+}
+
+/// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
+/// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
+/// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
+/// another file stands there by then, and it is tried again.
+Descriptor makeLocked(const std::string& path) {
+    for (;;) {
+        constexpr mode_t forTheUserAlone = 0600;
+        Descriptor file(
+            ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, forTheUserAlone));
+        struct stat status {};
+        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 || ::fstat(file.number(), &status) != 0)
+            return Descriptor(-1);
+        if (!standsAt(status, path)) continue;
+        if (isUnused(status)) return file;
+        if (::unlink(path.c_str()) != 0) return Descriptor(-1);
+    }
+}
+
 }  // namespace
 
 FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
@@ -87,18 +118,22 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
     return {std::move(bytes), {}};
 }
 
+// One name for all processes of a user, so that whoever writes next finds what a killed one left; one for
+// each user, because another's could be neither opened nor told from what is being written.
 AtomicFile::AtomicFile(const std::string& path)
-    : target_(fileToReplace(path)), temporary_(target_ + ".XXXXXX") {
-    // Made with mode 0600.
-    descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
-    if (descriptor_ >= 0) return;
-    error_ = fileError("write beside", target_);
-    temporary_.clear();
+    : target_(fileToReplace(path)), temporary_(fmt::format("{}.new-{}", target_, ::geteuid())) {
+    Descriptor file = makeLocked(temporary_);
+    if (!file) {
+        error_ = fileError("write beside", target_);
+        temporary_.clear();
+    }
+    descriptor_ = file.release();
 }
 
 AtomicFile::~AtomicFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    // In this order: without the lock it may be another's.
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
+    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 void AtomicFile::write(std::string_view bytes) {
