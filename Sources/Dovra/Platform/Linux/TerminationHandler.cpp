@@ -1,6 +1,7 @@
 #include "Platform/TerminationHandler.hpp"
 
 #include <csignal>
+#include <initializer_list>
 #include <pthread.h>
 #include <utility>
 
@@ -8,18 +9,23 @@ namespace dovra {
 
 namespace {
 
-sigset_t endingSignals() {
-    sigset_t signals{};
-    ::sigemptyset(&signals);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-        ::sigaddset(&signals, signal);
-    return signals;
+sigset_t setOf(std::initializer_list<int> signals) {
+    sigset_t set{};
+    ::sigemptyset(&set);
+    for (const int signal : signals)
+        ::sigaddset(&set, signal);
+    return set;
 }
 
+sigset_t endingSignals() {
+    return setOf({SIGHUP, SIGINT, SIGTERM});
+}
+
+/// The others stay blocked: the one that is to wake this thread may have come meanwhile.
 void endBy(int signal) {
     ::signal(signal, SIG_DFL);
-    const sigset_t signals = endingSignals();
-    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    const sigset_t set = setOf({signal});
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     ::raise(signal);
 }
 
