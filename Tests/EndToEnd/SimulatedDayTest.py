@@ -198,8 +198,8 @@ class Day:
     def rows(self, server: Server, sizes: list[int]) -> Iterator[Any]:
         """All that the server knows, in as many calls as files of these sizes take."""
         bounds = [0, *sorted(set(sizes[:: MOST_ROWS // 2])), 1 << 40]
-        queries = ["folder:", *(f"file: size:>={low} size:<{high}" for low, high in zip(bounds, bounds[1:]) if low < high)]
-        for query in queries:
+        ranges = [f"file: size:>={low} size:<{high}" for low, high in zip(bounds, bounds[1:]) if low < high]
+        for query in ["folder:", *ranges]:
             found = server.call("search_files", query=query, limit=MOST_ROWS)
             if isinstance(found, str):
                 self.fail(found)
