@@ -78,27 +78,31 @@ bool standsAt(const struct stat& opened, const std::string& path) {
            found.st_ino == opened.st_ino;
 }
 
-/// Whether nothing is in the file yet, and nobody but this user has it.
-bool isUnused(const struct stat& file) {
-    return S_ISREG(file.st_mode) && file.st_size == 0 && file.st_nlink == 1 && file.st_uid == ::geteuid();
-}
-
 /// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
 /// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
 /// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
-/// another file stands there by then, and it is tried again.
+/// another file stands there by then, and it is tried again. What somebody else put there is never written.
 Descriptor makeLocked(const std::string& path) {
-    for (;;) {
-        constexpr mode_t forTheUserAlone = 0600;
-        Descriptor file(
-            ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, forTheUserAlone));
+    constexpr int attempts = 100;
+    constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    constexpr mode_t forTheUserAlone = 0600;
+    for (int i = 0; i < attempts; ++i) {
+        Descriptor file(::open(path.c_str(), flags | O_CREAT | O_EXCL, forTheUserAlone));
+        const bool isNew = static_cast<bool>(file);
+        if (!isNew) {
+            if (errno != EEXIST) return Descriptor(-1);
+            file = Descriptor(::open(path.c_str(), flags));
+            if (!file && errno == ENOENT) continue;
+        }
         struct stat status {};
         if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 || ::fstat(file.number(), &status) != 0)
             return Descriptor(-1);
         if (!standsAt(status, path)) continue;
-        if (isUnused(status)) return file;
+        if (isNew) return file;
         if (::unlink(path.c_str()) != 0) return Descriptor(-1);
     }
+    errno = EBUSY;
+    return Descriptor(-1);
 }
 
 }  // namespace
