@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
+#include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/WaitUntil.hpp"
 
@@ -36,9 +38,9 @@ protected:
     void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
     void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
 
-    std::shared_ptr<AppServices> make() {
-        AppServices::Options options;
-        options.root = root_;
+    std::shared_ptr<AppServices> make() { return make({.root = root_}); }
+
+    std::shared_ptr<AppServices> make(AppServices::Options options) {
         options.report = [this](const std::string& message) {
             const std::scoped_lock lock(mutex_);
             reports_.push_back(message);
@@ -48,8 +50,10 @@ protected:
         return services;
     }
 
-    std::shared_ptr<AppServices> started() {
-        auto services = make();
+    std::shared_ptr<AppServices> started() { return started({.root = root_}); }
+
+    std::shared_ptr<AppServices> started(AppServices::Options options) {
+        auto services = make(std::move(options));
         services->start();
         EXPECT_TRUE(services->waitUntilReady(1min));
         return services;
@@ -80,10 +84,10 @@ private:
 TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
     tree_.write("root/a/file");
     const auto services = started();
-    EXPECT_TRUE(fs::exists(cachePath()));
     tree_.write("root/b/c/new");
     fs::remove(root_ + "/a/file");
     EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_TRUE(fs::exists(cachePath()));
     EXPECT_GT(progressReports_, 0);
     EXPECT_THAT(services->coverage(), testing::Not(IsEmpty()));
 }
@@ -175,6 +179,60 @@ TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
     services->rebuild();
     EXPECT_THAT(differences(*services), IsEmpty());
     EXPECT_FALSE(services->toggleTrigram());
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, IsNotReadyWhileItIsBuiltAnew) {
+    for (int i = 0; i < 300; ++i)
+        tree_.makeFolder(fmt::format("root/{}/{}", i % 7, i));
+    const auto services = started();
+    const std::int64_t count = services->index().itemCount();
+    for (int round = 0; round < 30; ++round) {
+        services->rebuild();
+        ASSERT_TRUE(services->waitUntilReady(1min));
+        ASSERT_EQ(services->index().itemCount(), count);
+    }
+}
+
+TEST_F(AppServicesTest, DoesNotKeepWhatWasDeletedForEver) {
+    const auto services = started({.root = root_, .spareTombstones = 10});
+    for (int round = 0; round < 10; ++round) {
+        for (int i = 0; i < 20; ++i)
+            tree_.write(fmt::format("root/new/{}", i));
+        ASSERT_THAT(differences(*services), IsEmpty());
+        fs::remove_all(root_ + "/new");
+        ASSERT_THAT(differences(*services), IsEmpty());
+    }
+    EXPECT_TRUE(test::waitUntil([&] {
+        const ReadGuard guard(services->index().rwlock);
+        return services->index().tombstoneCountLocked() <= 10;
+    }));
+}
+
+TEST_F(AppServicesTest, DoesNotSaveBecauseItSaved) {
+    const auto services = started({.root = data_.path()});
+    ASSERT_TRUE(services->flush(1min));
+    const std::string cache = data_.path("Dovra/" + cacheFileName(data_.path()));
+    const auto before = test::statusOf(cache).st_ino;
+    EXPECT_TRUE(test::waitUntil([&] {
+        EXPECT_TRUE(services->flush(1min));
+        return test::idOf(services->index(), cache) >= 0;
+    }));
+    services->close();
+    EXPECT_EQ(test::statusOf(cache).st_ino, before);
+}
+
+TEST_F(AppServicesTest, ScansARootThatCouldNotBeReadAtFirst) {
+    tree_.write("root/a");
+    fs::permissions(tree_.path(), fs::perms::others_exec, fs::perm_options::add);
+    fs::permissions(root_, fs::perms::none);
+    std::optional<test::OrdinaryUser> user(std::in_place);
+    const auto services = started();
+    EXPECT_EQ(services->index().itemCount(), 0);
+    user.reset();
+    fs::permissions(root_, fs::perms::owner_all);
+    EXPECT_THAT(differences(*services), IsEmpty());
+    tree_.write("root/b");
     EXPECT_THAT(differences(*services), IsEmpty());
 }
 

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -75,6 +76,22 @@ TEST_F(FSEventsWatcherTest, CallsNobodyBackOnceItIsReleased) {
     DispatchQueue("dovra.fsevents", QualityOfService::userInitiated).sync();
     EXPECT_EQ(batches.size(), before);
     EXPECT_LE(before, 1U);
+}
+
+TEST(FSEventsWatcher, MayBeReleasedByItsCallback) {
+    const auto changes = std::make_shared<test::FakeChanges>();
+    std::unique_ptr<FSEventsWatcher> watcher;
+    std::promise<void> released;
+    const auto release = [&](const ChangeBatch&) {
+        watcher.reset();
+        released.set_value();
+    };
+    watcher = std::make_unique<FSEventsWatcher>(
+        [&] { return std::make_unique<test::FakeEventSource>(changes); },
+        FSEventsWatcher::Callbacks{.callback = release, .onMustRescan = [] {}});
+    watcher->start();
+    changes->add("/a");
+    EXPECT_EQ(released.get_future().wait_for(20s), std::future_status::ready);
 }
 
 TEST(FSEventsWatcher, DoesNotStartWhereThereIsNothingToWatch) {

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "Platform/ChangeBatch.hpp"
 
@@ -15,6 +16,14 @@ public:
 
     void addPath(std::string path) { add(paths_, std::move(path)); }
     void addSubtree(std::string path) { add(subtrees_, std::move(path)); }
+
+    void add(ChangeBatch batch) {
+        if (batch.mustRescan) loseTrack();
+        for (std::string& path : batch.paths)
+            addPath(std::move(path));
+        for (std::string& path : batch.subtrees)
+            addSubtree(std::move(path));
+    }
 
     /// Changes were lost, so what else is known does not matter.
     void loseTrack() {

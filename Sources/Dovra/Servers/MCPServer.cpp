@@ -75,6 +75,8 @@ void prepare(IndexService& service, const std::function<bool()>& isRead, const T
         return;
     }
     (void)service.flush(2s);  // What is not in time is not in the answer.
+    // An index that is being built anew would show a part.
+    if (tool.needsWholeIndex) waitForIndex(service, isRead);
 }
 
 MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>& isRead) {

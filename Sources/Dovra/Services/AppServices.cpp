@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <future>
 #include <iterator>
 #include <utility>
 
+#include "Base/IsAtOrBelow.hpp"
 #include "Index/ChangeApplication.hpp"
 #include "Index/EventId.hpp"
 #include "Index/FolderReplay.hpp"
+#include "Platform/DirectoryListing.hpp"
 #include "Platform/Volume.hpp"
 
 namespace dovra {
@@ -63,7 +66,9 @@ void AppServices::start(std::function<void()> onReady) {
 
 void AppServices::rebuild() {
     // A second report of lost changes before the scan begins asks for nothing more.
-    if (!isRebuildQueued_.exchange(true)) buildQueue_.async(job(&AppServices::rebuildNow));
+    if (isRebuildQueued_.exchange(true)) return;
+    setReady(false);
+    buildQueue_.async(job(&AppServices::rebuildNow));
 }
 
 bool AppServices::toggleTrigram() {
@@ -88,7 +93,14 @@ void AppServices::close() {
 }
 
 bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {
-    return isReady_.wait_for(deadline) == std::future_status::ready;
+    std::unique_lock lock(readyMutex_);
+    return readyChanged_.wait_for(lock, deadline, [&] { return isReady_; });
+}
+
+void AppServices::setReady(bool isReady) {
+    const std::scoped_lock lock(readyMutex_);
+    isReady_ = isReady;
+    readyChanged_.notify_all();
 }
 
 bool AppServices::flush(std::chrono::milliseconds deadline) {
@@ -96,7 +108,8 @@ bool AppServices::flush(std::chrono::milliseconds deadline) {
     buildQueue_.async(job(&AppServices::checkRoot));
     if (!drainBuildQueue(end)) return false;
     if (const auto watcher = this->watcher(); watcher && !watcher->flush(until(end))) return false;
-    return drainBuildQueue(end);
+    // Changes that were lost have it built anew.
+    return drainBuildQueue(end) && waitUntilReady(until(end));
 }
 
 bool AppServices::drainBuildQueue(Clock::time_point end) {
@@ -140,7 +153,6 @@ void AppServices::bringUp() {
         armWatcher();
         scan();
         if (!isWhole_) return;
-        announceReady();
     }
     if (const auto watcher = this->watcher()) watcher->start();
     checkRootRepeatedly();
@@ -201,12 +213,14 @@ void AppServices::scan() {
     if (stop_.stop_requested()) return;
     isWhole_ = true;
     isChanged_ = true;
+    announceReady();
     saveCache();
     postProgress(false);
 }
 
 void AppServices::rebuildNow() {
     isRebuildQueued_ = false;
+    setReady(false);
     index_.reset();
     cache_.remove();
     uncompared_.clear();
@@ -214,10 +228,26 @@ void AppServices::rebuildNow() {
 }
 
 void AppServices::scheduleApply(ChangeBatch batch) {
-    buildQueue_.async([weak = weak_from_this(), batch = std::move(batch)]() mutable {
-        const auto self = weak.lock();
-        if (self && !self->stop_.stop_requested()) self->apply(std::move(batch));
-    });
+    {
+        const std::scoped_lock lock(pendingMutex_);
+        pending_.add(std::move(batch));
+        if (std::exchange(isApplyQueued_, true)) return;
+    }
+    buildQueue_.async(job(&AppServices::applyPending));
+}
+
+void AppServices::applyPending() {
+    ChangeBatch batch;
+    {
+        const std::scoped_lock lock(pendingMutex_);
+        isApplyQueued_ = false;
+        batch = pending_.take();
+    }
+    if (batch.mustRescan) {
+        rebuild();
+    } else {
+        apply(std::move(batch));
+    }
 }
 
 void AppServices::apply(ChangeBatch batch) {
@@ -231,8 +261,12 @@ void AppServices::apply(ChangeBatch batch) {
         buildQueue_.asyncAfter(retryDelay, job(&AppServices::retryUnread));
     }
     if (index_.generation() == generation) return;
-    isChanged_ = true;
-    scheduleSave();
+    if (hasTooManyTombstones()) rebuild();
+    // Otherwise each save would be the reason for the next one.
+    if (!concernsOwnFilesOnly(batch)) {
+        isChanged_ = true;
+        scheduleSave();
+    }
     options_.postToMain([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (self && self->onIndexUpdated) self->onIndexUpdated();
@@ -257,16 +291,19 @@ void AppServices::compareSome() {
 
 void AppServices::checkRoot() {
     const FolderStamp now = folderStamp(options_.root);
-    if (now.device == rootNow_.device && now.inode == rootNow_.inode) return;
+    const bool isSame = now.device == rootNow_.device && now.inode == rootNow_.inode;
+    if (isSame && (!now.isKnown() || isRootListed() || !OpenFolder::open(options_.root))) return;
     const bool wasGone = !std::exchange(rootNow_, now).isKnown();
     if (!now.isKnown()) {
         options_.report(fmt::format("{} is gone: there is nothing to find until it is back", options_.root));
         apply({.paths = {options_.root}});
         return;
     }
-    options_.report(options_.root + (wasGone ? " is back: it is scanned"
-                                             : " is another folder than before (mounted, unmounted or "
-                                               "replaced): it is scanned"));
+    const std::string_view news = isSame ? "can be read now"
+                                  : wasGone
+                                      ? "is back"
+                                      : "is another folder than before (mounted, unmounted or replaced)";
+    options_.report(fmt::format("{} {}: it is scanned", options_.root, news));
     // Whatever watched the former folder does not watch this one.
     armWatcher();
     rebuildNow();
@@ -291,13 +328,36 @@ void AppServices::saveScheduled() {
 void AppServices::saveCache() {
     if (!rootNow_.isKnown()) return;
     lastEventId_ = nextEventId(lastEventId_);
-    // A cache that cannot be written costs the next start a scan, and nothing else.
-    if (!cache_.save(index_, rootNow_.device, lastEventId_)) isChanged_ = false;
+    // A cache that cannot be written costs the next start some time, and nothing else.
+    isChanged_ = cache_.save(index_, rootNow_.device, lastEventId_).has_value();
+    if (isChanged_) scheduleSave();
 }
 
+/// The index holds all there is, unless it is about to be built anew.
 void AppServices::announceReady() {
-    promise_.set_value();
-    if (onReady_) onReady_();
+    if (isRebuildQueued_) return;
+    setReady(true);
+    if (const auto onReady = std::exchange(onReady_, {})) onReady();
+}
+
+bool AppServices::isRootListed() const {
+    const ReadGuard guard(index_.rwlock);
+    const auto root = index_.directoriesLocked().find(options_.root);
+    return root && index_.entriesByDirLocked().contains(*root);
+}
+
+bool AppServices::hasTooManyTombstones() const {
+    const ReadGuard guard(index_.rwlock);
+    const std::int64_t deleted = index_.tombstoneCountLocked();
+    const std::int64_t alive = std::ssize(index_.entriesLocked()) - deleted;
+    return deleted > alive + options_.spareTombstones;
+}
+
+bool AppServices::concernsOwnFilesOnly(const ChangeBatch& batch) const {
+    if (!cache_.filePath() || !batch.subtrees.empty()) return false;
+    const std::string folder = cache_.filePath()->substr(0, cache_.filePath()->rfind('/'));
+    return std::ranges::all_of(batch.paths,
+                               [&](const std::string& path) { return isAtOrBelow(path, folder); });
 }
 
 void AppServices::postProgress(bool stillScanning) {

@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <stop_token>
@@ -15,6 +15,7 @@
 #include "Index/FileIndex.hpp"
 #include "Index/IndexCache.hpp"
 #include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeSet.hpp"
 #include "Platform/DispatchQueue.hpp"
 #include "Services/FSEventsWatcher.hpp"
 #include "Services/IndexService.hpp"
@@ -42,6 +43,9 @@ public:
         std::function<std::unique_ptr<EventSource>(const WatchOptions&)> openSource = openEventSource;
         /// The cache is saved no more often than this because of changes.
         std::chrono::milliseconds saveInterval = std::chrono::minutes(5);
+        /// How many more entries may be deleted than alive before the index is built anew: identifiers are
+        /// never used twice, so deleted ones keep their memory.
+        std::int64_t spareTombstones = 100'000;
     };
 
     static std::shared_ptr<AppServices> make(Options options);
@@ -65,7 +69,7 @@ public:
     void start(std::function<void()> onReady) override;
     void start() { start({}); }
 
-    /// Scans anew, as when changes were lost. The index is empty at first.
+    /// Scans anew, as when changes were lost. The index is empty at first, and not ready until all is in it.
     void rebuild();
 
     /// Attaches an empty trigram index, or detaches the one there is, and rebuilds; whether it is attached
@@ -102,6 +106,7 @@ private:
     void armWatcher();
     void scan();
     void rebuildNow();
+    void applyPending();
     void apply(ChangeBatch batch);
     void retryUnread();
     void compareSome();
@@ -111,9 +116,13 @@ private:
     void saveScheduled();
     void saveCache();
     void announceReady();
+    bool isRootListed() const;
+    bool hasTooManyTombstones() const;
+    bool concernsOwnFilesOnly(const ChangeBatch& batch) const;
 
     // Anywhere:
     void scheduleApply(ChangeBatch batch);
+    void setReady(bool isReady);
     CrawlOptions crawlOptions() const;
     WatchOptions watchOptions() const;
     bool hasTrigramIndex() const;
@@ -128,9 +137,15 @@ private:
     const IndexCache cache_;
 
     std::stop_source stop_;
-    std::promise<void> promise_;
-    std::shared_future<void> isReady_ = promise_.get_future().share();
     std::atomic<bool> isRebuildQueued_ = false;
+
+    std::mutex readyMutex_;
+    std::condition_variable readyChanged_;
+    bool isReady_ = false;
+
+    std::mutex pendingMutex_;
+    ChangeSet pending_;  ///< what the build queue has not yet come to
+    bool isApplyQueued_ = false;
 
     mutable std::mutex watcherMutex_;
     std::shared_ptr<FSEventsWatcher> watcher_;

@@ -18,7 +18,8 @@ struct FSEventsWatcher::Receiver {
         }
     }
 
-    std::mutex mutex;  ///< held while a callback runs
+    /// Held while a callback runs, which may release the watcher.
+    std::recursive_mutex mutex;
     bool isListening = true;
     const Callbacks callbacks;
 };

@@ -17,8 +17,8 @@ namespace dovra {
 /// what changed, to `onMustRescan` that changes were lost, once for a batch and without the rest of it.
 ///
 /// Armed before a scan and started after it, the watcher loses nothing that changes meanwhile. Its release
-/// ends the stream; a callback that runs by then is finished first, and none follows. The callbacks must not
-/// release the watcher. Any thread may use it.
+/// ends the stream; a callback that runs by then is finished first, and none follows. A callback may
+/// release it. Any thread may use it.
 class FSEventsWatcher {
 public:
     /// Opens what the stream gets its changes from; null when there is nothing to watch.

@@ -1,7 +1,6 @@
 #include "Platform/TerminationHandler.hpp"
 
 #include <csignal>
-#include <initializer_list>
 #include <pthread.h>
 #include <utility>
 
@@ -9,7 +8,7 @@ namespace dovra {
 
 namespace {
 
-sigset_t setOf(std::initializer_list<int> signals) {
+sigset_t setOf(const std::vector<int>& signals) {
     sigset_t set{};
     ::sigemptyset(&set);
     for (const int signal : signals)
@@ -17,13 +16,21 @@ sigset_t setOf(std::initializer_list<int> signals) {
     return set;
 }
 
-sigset_t endingSignals() {
-    return setOf({SIGHUP, SIGINT, SIGTERM});
+/// Those that would end the process now: "nohup" has one ignored, for example, and so it stays.
+std::vector<int> endingSignals() {
+    sigset_t blocked{};
+    ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    std::vector<int> signals;
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        ::sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_DFL && ::sigismember(&blocked, signal) == 0) signals.push_back(signal);
+    }
+    return signals;
 }
 
 /// The others stay blocked: the one that is to wake this thread may have come meanwhile.
 void endBy(int signal) {
-    ::signal(signal, SIG_DFL);
     const sigset_t set = setOf({signal});
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     ::raise(signal);
@@ -31,25 +38,27 @@ void endBy(int signal) {
 
 }  // namespace
 
-TerminationHandler::TerminationHandler(std::function<void()> finish) : finish_(std::move(finish)) {
-    const sigset_t signals = endingSignals();
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    thread_ = std::thread([this] { waitForSignal(); });
+TerminationHandler::TerminationHandler(std::function<void()> finish)
+    : finish_(std::move(finish)), signals_(endingSignals()) {
+    const sigset_t set = setOf(signals_);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    if (!signals_.empty()) thread_ = std::thread([this] { waitForSignal(); });
 }
 
 TerminationHandler::~TerminationHandler() {
+    if (!thread_.joinable()) return;
     isReleased_ = true;
     // Any of the signals that it waits for.
-    ::pthread_kill(thread_.native_handle(), SIGHUP);
+    ::pthread_kill(thread_.native_handle(), signals_.front());
     thread_.join();
-    const sigset_t signals = endingSignals();
-    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    const sigset_t set = setOf(signals_);
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 void TerminationHandler::waitForSignal() {
-    const sigset_t signals = endingSignals();
+    const sigset_t set = setOf(signals_);
     int signal = 0;
-    if (::sigwait(&signals, &signal) != 0 || isReleased_) return;
+    if (::sigwait(&set, &signal) != 0 || isReleased_) return;
     finish_();
     endBy(signal);
 }
