@@ -41,10 +41,11 @@ std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volum
     return file.commit();
 }
 
-std::optional<LoadedSnapshot> IndexCache::load(FileIndex& index, const SnapshotSubject& subject) const {
+std::optional<LoadedSnapshot> IndexCache::load(FileIndex& index, const SnapshotSubject& subject,
+                                               const std::stop_token& stop) const {
     if (!filePath_) return std::nullopt;
     const auto file = RegularFile::open(*filePath_);
-    return file ? loadSnapshot(index, SnapshotSource::fromFile(*file), subject) : std::nullopt;
+    return file ? loadSnapshot(index, SnapshotSource::fromFile(*file), subject, stop) : std::nullopt;
 }
 
 void IndexCache::remove() const {

@@ -32,7 +32,8 @@ public:
 
     /// Loads the file into the index (see `loadSnapshot`). Absent, with the index as it was, when there is no
     /// file, when it cannot be read, and when it is not a sound snapshot of that subject.
-    [[nodiscard]] std::optional<LoadedSnapshot> load(FileIndex& index, const SnapshotSubject& subject) const;
+    [[nodiscard]] std::optional<LoadedSnapshot> load(FileIndex& index, const SnapshotSubject& subject,
+                                                     const std::stop_token& stop = {}) const;
 
     /// Removes the file, if there is one.
     void remove() const;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -39,8 +40,10 @@ struct LoadedSnapshot {
 /// Replaces the contents of the index by the snapshot, and fills an attached trigram index anew. The write
 /// lock is taken at the end, when everything has been read, checked and built. Absent, with the index as it
 /// was, unless the snapshot is of that subject and every record in it is sound. Stamps that are missing,
-/// damaged or from the future are no fault: the folders then have none.
+/// damaged or from the future are no fault: the folders then have none. A request to stop makes it absent
+/// soon.
 [[nodiscard]] std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
-                                                         const SnapshotSubject& subject);
+                                                         const SnapshotSubject& subject,
+                                                         const std::stop_token& stop = {});
 
 }  // namespace dovra

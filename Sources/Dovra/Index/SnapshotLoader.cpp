@@ -54,12 +54,12 @@ bool hasSoundFields(const FileEntry& entry) {
 
 class SnapshotReader {
 public:
-    SnapshotReader(const SnapshotSource& source, const SnapshotSubject& subject)
-        : source_(source), subject_(subject) {}
+    SnapshotReader(const SnapshotSource& source, const SnapshotSubject& subject, const std::stop_token& stop)
+        : source_(source), subject_(subject), stop_(stop) {}
 
     bool read() {
         return readHeader() && readDirectories() && readPool() && readEntries() && everyFolderIsListed() &&
-               buildFromEntries() && readStamps();
+               !stop_.stop_requested() && buildFromEntries() && readStamps() && !stop_.stop_requested();
     }
 
     const SnapshotHeader& header() const { return header_; }
@@ -92,6 +92,7 @@ private:
         contents_.directories.reserve(header_.directoryCount);
         DirectoryPathReader paths(contents_.directories);
         for (std::uint32_t i = 0; i < header_.directoryCount; ++i) {
+            if (stop_.stop_requested()) return false;
             std::uint32_t length = 0;
             const auto lengthBytes = bytes.take(sizeof length);
             if (!lengthBytes) return false;
@@ -234,19 +235,22 @@ private:
         return true;
     }
 
-    /// Calls `work(first, count)` for pieces of `total`, on all processors; false when one of them was.
+    /// Calls `work(first, count)` for pieces of `total`, on all processors; false when one of them was, or
+    /// when it was to stop.
     template <typename Work>
-    static bool performPieces(std::size_t total, std::size_t pieceSize, const Work& work) {
+    bool performPieces(std::size_t total, std::size_t pieceSize, const Work& work) const {
         std::atomic<bool> isSound = true;
         concurrentPerform((total + pieceSize - 1) / pieceSize, [&](std::size_t piece) {
             const std::size_t first = piece * pieceSize;
-            if (isSound && !work(first, std::min(pieceSize, total - first))) isSound = false;
+            const bool goesOn = isSound && !stop_.stop_requested();
+            if (!goesOn || !work(first, std::min(pieceSize, total - first))) isSound = false;
         });
         return isSound;
     }
 
     const SnapshotSource& source_;
     const SnapshotSubject& subject_;
+    const std::stop_token& stop_;
     SnapshotHeader header_{};
     std::uint64_t poolOffset_ = 0;
     PodVector<std::uint8_t> pool_;
@@ -260,8 +264,8 @@ private:
 }  // namespace
 
 std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
-                                           const SnapshotSubject& subject) {
-    SnapshotReader reader(source, subject);
+                                           const SnapshotSubject& subject, const std::stop_token& stop) {
+    SnapshotReader reader(source, subject, stop);
     if (!reader.read()) return std::nullopt;
     index.replaceContents(std::move(reader.contents()));
     return LoadedSnapshot{.lastEventId = reader.header().lastEventId,

@@ -149,18 +149,19 @@ void AppServices::bringUp() {
         // What changed in place since the cache was written shows in no folder.
         uncompared_ = listedFolders(index_);
         compareSome();
-    } else {
+    } else if (!stop_.stop_requested()) {
         armWatcher();
         scan();
-        if (!isWhole_) return;
     }
+    if (stop_.stop_requested()) return;
     if (const auto watcher = this->watcher()) watcher->start();
     checkRootRepeatedly();
 }
 
 bool AppServices::loadCache() {
     if (!rootNow_.isKnown()) return false;
-    const auto loaded = cache_.load(index_, {.volumeDev = rootNow_.device, .root = options_.root});
+    const auto loaded =
+        cache_.load(index_, {.volumeDev = rootNow_.device, .root = options_.root}, stop_.get_token());
     if (!loaded) return false;
     // One of the future would keep the next cache's stamps from being used too, and those will be of this
     // clock.
