@@ -185,7 +185,7 @@ void AppServices::armWatcher() {
 WatchOptions AppServices::watchOptions() const {
     WatchOptions watched;
     watched.root = options_.root;
-    if (options_.root == "/") watched.allowedDevices = startupVolumeDevices();
+    if (options_.root == "/") watched.allowedDevices = startupVolumeDevices;
     watched.entersFolder = [root = options_.root](std::string_view path) {
         return !isBelowSkippedFolder(path, root);
     };

@@ -138,11 +138,27 @@ bool FanotifyWatch::addMount(const Mount& mount) {
 
 bool FanotifyWatch::mark(const Mount& mount, int folder) {
     auto systemId = systemIdOf(folder);
-    if (!systemId || ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, fanotifyEvents,
-                                     folder, ".") != 0)
-        return false;
+    if (!systemId || changeMark(FAN_MARK_ADD, fanotifyEvents, folder) != 0) return false;
     systemIds_[mount.id] = *std::move(systemId);
     return true;
+}
+
+bool FanotifyWatch::hasLost(const Mount& mount) const {
+    // To take away what the mark has not changes nothing, and fails where there is no mark.
+    const auto tryMark = [&](int folder) { return changeMark(FAN_MARK_REMOVE, FAN_OPEN, folder); };
+    const Descriptor place = openPlace(mount.place);
+    if (!place) return false;
+    int error = tryMark(place.number());
+    if (error == EXDEV && mount.type == "btrfs") {
+        if (const Descriptor top = mountTopLevel(mount)) error = tryMark(top.number());
+    }
+    return error == ENOENT;
+}
+
+int FanotifyWatch::changeMark(unsigned change, std::uint64_t events, int folder) const {
+    const bool isChanged =
+        ::fanotify_mark(queue_.number(), change | FAN_MARK_FILESYSTEM, events, folder, ".") == 0;
+    return isChanged ? 0 : errno;
 }
 
 void FanotifyWatch::drain() {

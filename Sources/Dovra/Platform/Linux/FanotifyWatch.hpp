@@ -35,6 +35,10 @@ public:
     /// found again by their handles.
     bool addMount(const Mount& mount);
 
+    /// Whether the file system of the mount is another one than that which was watched there: what is watched
+    /// goes with a file system that is unmounted, and the next one may look like it in all else.
+    bool hasLost(const Mount& mount) const;
+
     /// Takes over what the kernel has queued.
     void drain();
 
@@ -54,6 +58,8 @@ private:
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
     bool mark(const Mount& mount, int folder);
+    /// Returns the number of the error, 0 for none.
+    int changeMark(unsigned change, std::uint64_t events, int folder) const;
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
     void tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes);
