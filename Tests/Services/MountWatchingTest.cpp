@@ -18,6 +18,7 @@ namespace dovra {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::IsEmpty;
 
 namespace fs = std::filesystem;
@@ -155,6 +156,27 @@ void followAnExchangeOfOneOfTwo(WatchMechanism mechanism) {
     ASSERT_EQ(::umount(second.c_str()), 0);
 }
 
+/// The devices that are watched are those that a scan would enter now, not those of the start.
+void followAVolumeThatIsMountedLater(WatchMechanism mechanism) {
+    const test::TemporaryTree tree;
+    const std::string place = tree.makeFolder("place");
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = mechanism;
+    options.allowedDevices = [&] {
+        return std::vector<DeviceId>{folderStamp(tree.path()).device, folderStamp(place).device};
+    };
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    ASSERT_TRUE(mountMemory(place));
+    source->drain(true);
+    EXPECT_THAT(source->take().subtrees, Contains(place));
+    tree.write("place/file");
+    source->drain(true);
+    EXPECT_THAT(source->take().paths, Contains(place));
+    ASSERT_EQ(::umount(place.c_str()), 0);
+}
+
 class MountWatching : public testing::TestWithParam<WatchMechanism> {
 protected:
     /// Runs on a thread of its own, so that the mounts of the other tests stay as they are.
@@ -188,6 +210,10 @@ TEST_P(MountWatching, FollowsMountsOverMounts) {
 
 TEST_P(MountWatching, FollowsTheExchangeOfOneOfTwoMounts) {
     run(followAnExchangeOfOneOfTwo);
+}
+
+TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
+    run(followAVolumeThatIsMountedLater);
 }
 
 TEST_P(MountWatching, ForgetsWhatAKernelFileSystemHides) {
