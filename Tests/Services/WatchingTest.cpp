@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -274,6 +275,33 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
+}
+
+class WatchingStopped : public testing::TestWithParam<WatchMechanism> {};
+
+INSTANTIATE_TEST_SUITE_P(, WatchingStopped,
+                         testing::Values(WatchMechanism::watches, WatchMechanism::polling),
+                         test::mechanismName);
+
+TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 50; ++i)
+        tree.makeFolder(fmt::format("{}/deeper/deepest", i));
+    std::stop_source stop;
+    int folders = 0;
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = GetParam();
+    options.stop = stop.get_token();
+    options.entersFolder = [&](std::string_view) {
+        stop.request_stop();
+        ++folders;
+        return true;
+    };
+    const auto source = openEventSource(options);
+    EXPECT_LE(folders, 50) << "no folder after the one at which the stop came";
+    source->drain(true);
+    EXPECT_LE(folders, 50);
 }
 
 TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {

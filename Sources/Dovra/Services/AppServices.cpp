@@ -190,6 +190,7 @@ WatchOptions AppServices::watchOptions() const {
         return !isBelowSkippedFolder(path, root);
     };
     watched.report = options_.report;
+    watched.stop = stop_.get_token();
     return watched;
 }
 

@@ -60,7 +60,7 @@ public:
         : options_(options),
           root_(std::move(root)),
           wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          polling_([this](const std::string& path) { return enters(path); }) {
+          polling_([this](const std::string& path) { return enters(path); }, options.stop) {
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
@@ -122,7 +122,8 @@ private:
     void openInotify() {
         inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
                                        .reportLimit = [this] { options_.report(std::string(limitMessage)); },
-                                       .maxWatches = options_.maxWatches});
+                                       .maxWatches = options_.maxWatches,
+                                       .stop = options_.stop});
     }
 
     /// Adds a path that begins with the root, as the root was written.

@@ -164,6 +164,7 @@ void InotifyWatch::workOff() {
     for (bool hasDoneAny = true; hasDoneAny; outstanding_ = std::exchange(postponed, {})) {
         hasDoneAny = false;
         while (!outstanding_.empty()) {
+            if (rules_.stop.stop_requested()) return;
             auto next = outstanding_.extract(outstanding_.begin());
             if (!nodes_.contains(next.key())) continue;
             if (lookInto(next.key(), next.mapped())) {
@@ -195,7 +196,7 @@ bool InotifyWatch::lookInto(WatchNumber folder, Outstanding& outstanding) {
         const auto readable = OpenFolder::open(anyPath);
         if (!readable) return isOrdinary(errno);
         DirectoryListing listing;
-        readable->list(ListingDetail::namesAndTypes, listing);
+        readable->list(ListingDetail::namesAndTypes, listing, rules_.stop);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (listing[i].isDir) names.emplace(listing[i].name);
         }
@@ -218,7 +219,7 @@ bool InotifyWatch::isBelow(WatchNumber folder, WatchNumber above) const {
 /// are still to come: a folder that went from below to above another.
 bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
                               const std::string& name) {
-    if (!rules_.enters(joinPath(parentPath, name))) return true;
+    if (rules_.stop.stop_requested() || !rules_.enters(joinPath(parentPath, name))) return true;
     const Descriptor folder(::openat(parentDescriptor, name.c_str(), nodeFlags | O_NOFOLLOW));
     if (!folder) {
         if (!isOrdinary(errno)) mustRestart_ = true;

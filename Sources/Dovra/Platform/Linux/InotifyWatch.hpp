@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,6 +39,8 @@ public:
         /// Called once, when the system grants no more watches.
         std::function<void()> reportLimit;
         std::size_t maxWatches;
+        /// After a request to stop, nothing more is looked at.
+        std::stop_token stop;
     };
 
     /// Absent when the system grants no instance.
