@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sched.h>
 #include <stop_token>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -277,10 +280,38 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
 }
 
+/// Opens a source where no inotify instance is left, and ends the process: with 0 when that was told once and
+/// with the setting, with 2 when such a place cannot be made.
+[[noreturn]] void openWithoutInstances(const std::string& root) {
+    // Limits of its own, which bind nobody else.
+    std::ofstream limit;
+    if (::unshare(CLONE_NEWUSER) == 0) limit.open("/proc/sys/user/max_inotify_instances");
+    if (!limit.is_open() || !(limit << 0).flush()) std::_Exit(2);
+    std::vector<std::string> reports;
+    WatchOptions options;
+    options.root = root;
+    options.mechanism = WatchMechanism::watches;
+    options.report = [&](const std::string& message) { reports.push_back(message); };
+    const auto source = openEventSource(options);
+    source->drain(true);
+    const bool isTold = reports.size() == 1 && reports[0].find("max_user_instances") != std::string::npos;
+    std::_Exit(isTold && source->coverage().find("polling") != std::string::npos ? 0 : 1);
+}
+
+TEST(WatchLimit, TellsWhenNoInotifyInstanceIsLeft) {
+    const test::TemporaryTree tree;
+    const pid_t child = ::fork();
+    if (child == 0) openWithoutInstances(tree.path());
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "this user may not limit itself";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
 class WatchingStopped : public testing::TestWithParam<WatchMechanism> {};
 
-INSTANTIATE_TEST_SUITE_P(, WatchingStopped,
-                         testing::Values(WatchMechanism::watches, WatchMechanism::polling),
+INSTANTIATE_TEST_SUITE_P(, WatchingStopped, testing::Values(WatchMechanism::watches, WatchMechanism::polling),
                          test::mechanismName);
 
 TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {

@@ -31,6 +31,12 @@ constexpr std::string_view limitMessage =
     "The system grants no more watches. Folders beyond the limit are looked at every few seconds instead; to "
     "have their changes told at once, raise fs.inotify.max_user_watches with sysctl.";
 
+constexpr std::string_view noInotifyMessage =
+    "The system gives this user no more means to watch folders. They are looked at every few seconds "
+    "instead; "
+    "to have their changes told at once, end other programs that watch files, or raise "
+    "fs.inotify.max_user_instances with sysctl.";
+
 /// A path without links, as the kernel says paths.
 std::optional<std::string> withoutLinks(const std::string& path) {
     char* resolved = ::realpath(path.c_str(), nullptr);
@@ -232,6 +238,7 @@ private:
             } else if (!isShared(mount) && inotify_ && watchedDevices.insert(deviceAt(mount)).second) {
                 viaInotify.push_back(mount);
             } else {
+                if (!isShared(mount)) reportThatInotifyIsMissing();
                 // A second mount of one file system too: a watch does not tell by which path a folder is
                 // meant.
                 polledMounts_.push_back(mount.place);
@@ -241,6 +248,12 @@ private:
         if (inotify_) coverByInotify(viaInotify);
         updatePolling();
         describe();
+    }
+
+    void reportThatInotifyIsMissing() {
+        const bool isWanted = !inotify_ && options_.mechanism != WatchMechanism::polling;
+        if (isWanted && !std::exchange(hasReportedInotify_, true))
+            options_.report(std::string(noInotifyMessage));
     }
 
     void coverByInotify(const std::vector<Mount>& mounts) {
@@ -289,6 +302,7 @@ private:
     Descriptor wake_;
     MountWatch mountWatch_;
     bool hasMountEvent_ = false;
+    bool hasReportedInotify_ = false;
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
     PollingWatch polling_;
