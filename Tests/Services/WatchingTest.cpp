@@ -10,6 +10,7 @@
 #include <sched.h>
 #include <stop_token>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -333,6 +334,46 @@ TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
     EXPECT_LE(folders, 50) << "no folder after the one at which the stop came";
     source->drain(true);
     EXPECT_LE(folders, 50);
+}
+
+/// While it lives, the process can open no file.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const int lowest = ::dup(0);
+        ::close(lowest);
+        const rlimit none{.rlim_cur = static_cast<rlim_t>(lowest), .rlim_max = before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    WatchOptions options;
+    options.root = tree.path();
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    if (source->coverage().find("fanotify") == std::string::npos)
+        GTEST_SKIP() << "whole file systems cannot be watched here; " << source->coverage();
+    tree.write("folder/file");
+    source->drain(true);
+    {
+        const NoDescriptors shortage;
+        EXPECT_TRUE(source->take().empty());
+    }
+    ASSERT_TRUE(source->hasChanges());
+    const ChangeBatch batch = source->take();
+    EXPECT_THAT(batch.subtrees, testing::ElementsAre(tree.path("folder")));
+    EXPECT_FALSE(batch.mustRescan);
+    EXPECT_FALSE(source->hasChanges());
 }
 
 TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
