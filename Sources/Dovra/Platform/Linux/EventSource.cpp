@@ -197,6 +197,11 @@ private:
     /// Follows mounts that came and went: what lies below their places is another than before.
     void updateMounts() {
         std::vector<Mount> mounts = servedMounts();
+        // The root is always on one, so the table could not be read.
+        if (mounts.empty()) {
+            hasMountEvent_ = true;
+            return;
+        }
         const std::vector<Mount> lost = lostMounts();
         if (mounts == mounts_ && lost.empty()) return;
         std::vector<std::string> uncovered;

@@ -95,9 +95,12 @@ private:
     bool openTop(const std::string& path);
     void workOff();
     bool lookInto(WatchNumber folder, Outstanding& outstanding);
+    bool listInto(Outstanding& outstanding, int folderDescriptor) const;
     bool watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
                     const std::string& name);
     std::optional<WatchNumber> watch(int folderDescriptor, const Place& place);
+
+    void noteFailure(int error, const Place& place);
 
     bool isBelow(WatchNumber folder, WatchNumber above) const;
     void put(WatchNumber folder, WatchNumber parent, const std::string& name);
