@@ -10,7 +10,6 @@
 #include <sched.h>
 #include <stop_token>
 #include <string>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -19,6 +18,7 @@
 #include "Index/ChangeApplication.hpp"
 #include "Services/FSEventsWatcher.hpp"
 #include "Support/DeepFile.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -336,24 +336,6 @@ TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
     EXPECT_LE(folders, 50);
 }
 
-/// While it lives, the process can open no file.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const int lowest = ::dup(0);
-        ::close(lowest);
-        const rlimit none{.rlim_cur = static_cast<rlim_t>(lowest), .rlim_max = before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-};
-
 TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
     const test::InMemory inMemory;
     const test::TemporaryTree tree;
@@ -366,7 +348,7 @@ TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
     tree.write("folder/file");
     source->drain(true);
     {
-        const NoDescriptors shortage;
+        const test::FewDescriptors shortage(0);
         EXPECT_TRUE(source->take().empty());
     }
     ASSERT_TRUE(source->hasChanges());
