@@ -14,6 +14,7 @@
 #include "Index/ChangeApplication.hpp"
 #include "Index/FolderReplay.hpp"
 #include "Support/DeepTree.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -222,6 +223,24 @@ TEST_F(ChangeApplication, EntersAFolderOnceItMayBeRead) {
     ::chmod(tree.path("closed").c_str(), 0755);
     apply({"closed"});
     EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(ChangeApplication, HandsInAgainWhatCouldNotBeOpened) {
+    tree.write("folder/file");
+    scan();
+    for (int descriptors = 0; descriptors < 5; ++descriptors) {
+        const std::string name = std::to_string(descriptors);
+        tree.write("new " + name + "/file");
+        tree.write("folder/new " + name + "/deeper/file");
+        const ChangeBatch changes = {.paths = {tree.path(), tree.path("folder")}};
+        std::vector<std::string> unread;
+        {
+            const test::FewDescriptors shortage(descriptors);
+            unread = applyChanges(index, changes, {.threads = 1});
+        }
+        EXPECT_THAT(applyChanges(index, {.paths = unread}), IsEmpty());
+        EXPECT_THAT(differences(), IsEmpty()) << descriptors << " descriptors";
+    }
 }
 
 TEST_F(ChangeApplication, GoesToPathsOfAnyLength) {

@@ -18,6 +18,7 @@ namespace dovra {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::IsEmpty;
 
 namespace fs = std::filesystem;
@@ -95,6 +96,87 @@ void forgetWhatAKernelFileSystemHides(WatchMechanism mechanism) {
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
 }
 
+/// Mounts a new file system of the same kind as before, so that nothing in the table of mounts tells the two
+/// apart.
+bool mountMemory(const std::string& place) {
+    return ::mount("tmpfs", place.c_str(), "tmpfs", 0, nullptr) == 0;
+}
+
+void followAQuickExchange(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    const std::string place = watched.tree.path("place");
+    ASSERT_TRUE(mountMemory(place));
+    watched.tree.write("place/before/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    for (const int flags : {0, static_cast<int>(MNT_DETACH)}) {
+        ASSERT_EQ(::umount2(place.c_str(), flags), 0);
+        ASSERT_TRUE(mountMemory(place));
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        watched.tree.write("place/after/file");
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+        watched.tree.write("place/after/deeper/file");
+        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    }
+    ASSERT_EQ(::umount(place.c_str()), 0);
+}
+
+void followMountsOverMounts(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    const std::string place = watched.tree.path("place");
+    ASSERT_TRUE(mountMemory(place));
+    watched.tree.write("place/lower/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_TRUE(mountMemory(place));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    watched.tree.write("place/upper/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    watched.tree.write("place/lower/more/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+}
+
+/// One file system at two places, of which the one goes and another file system takes its place.
+void followAnExchangeOfOneOfTwo(WatchMechanism mechanism) {
+    StreamedTree watched(mechanism);
+    const std::string place = watched.tree.path("place");
+    const std::string second = watched.tree.makeFolder("second");
+    ASSERT_TRUE(mountMemory(place));
+    ASSERT_EQ(::mount(place.c_str(), second.c_str(), nullptr, MS_BIND, nullptr), 0);
+    watched.tree.write("place/folder/file");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+    ASSERT_TRUE(mountMemory(place));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    watched.tree.write("place/other/file");
+    watched.tree.write("second/folder/more");
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::umount(place.c_str()), 0);
+    ASSERT_EQ(::umount(second.c_str()), 0);
+}
+
+/// The devices that are watched are those that a scan would enter now, not those of the start.
+void followAVolumeThatIsMountedLater(WatchMechanism mechanism) {
+    const test::TemporaryTree tree;
+    const std::string place = tree.makeFolder("place");
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = mechanism;
+    options.allowedDevices = [&] {
+        return std::vector<DeviceId>{folderStamp(tree.path()).device, folderStamp(place).device};
+    };
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    ASSERT_TRUE(mountMemory(place));
+    source->drain(true);
+    EXPECT_THAT(source->take().subtrees, Contains(place));
+    tree.write("place/file");
+    source->drain(true);
+    EXPECT_THAT(source->take().paths, Contains(place));
+    ASSERT_EQ(::umount(place.c_str()), 0);
+}
+
 class MountWatching : public testing::TestWithParam<WatchMechanism> {
 protected:
     /// Runs on a thread of its own, so that the mounts of the other tests stay as they are.
@@ -116,6 +198,22 @@ TEST_P(MountWatching, FollowsMountsThatComeAndGo) {
 
 TEST_P(MountWatching, FollowsOneFolderAtTwoPlaces) {
     run(followBindMounts);
+}
+
+TEST_P(MountWatching, FollowsAQuickExchangeOfOneFileSystemForAnother) {
+    run(followAQuickExchange);
+}
+
+TEST_P(MountWatching, FollowsMountsOverMounts) {
+    run(followMountsOverMounts);
+}
+
+TEST_P(MountWatching, FollowsTheExchangeOfOneOfTwoMounts) {
+    run(followAnExchangeOfOneOfTwo);
+}
+
+TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
+    run(followAVolumeThatIsMountedLater);
 }
 
 TEST_P(MountWatching, ForgetsWhatAKernelFileSystemHides) {

@@ -1,12 +1,16 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sched.h>
+#include <stop_token>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -14,6 +18,7 @@
 #include "Index/ChangeApplication.hpp"
 #include "Services/FSEventsWatcher.hpp"
 #include "Support/DeepFile.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -274,6 +279,83 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
+}
+
+/// Opens a source where no inotify instance is left, and ends the process: with 0 when that was told once and
+/// with the setting, with 2 when such a place cannot be made.
+[[noreturn]] void openWithoutInstances(const std::string& root) {
+    // Limits of its own, which bind nobody else.
+    std::ofstream limit;
+    if (::unshare(CLONE_NEWUSER) == 0) limit.open("/proc/sys/user/max_inotify_instances");
+    if (!limit.is_open() || !(limit << 0).flush()) std::_Exit(2);
+    std::vector<std::string> reports;
+    WatchOptions options;
+    options.root = root;
+    options.mechanism = WatchMechanism::watches;
+    options.report = [&](const std::string& message) { reports.push_back(message); };
+    const auto source = openEventSource(options);
+    source->drain(true);
+    const bool isTold = reports.size() == 1 && reports[0].find("max_user_instances") != std::string::npos;
+    std::_Exit(isTold && source->coverage().find("polling") != std::string::npos ? 0 : 1);
+}
+
+TEST(WatchLimit, TellsWhenNoInotifyInstanceIsLeft) {
+    const test::TemporaryTree tree;
+    const pid_t child = ::fork();
+    if (child == 0) openWithoutInstances(tree.path());
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "this user may not limit itself";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+class WatchingStopped : public testing::TestWithParam<WatchMechanism> {};
+
+INSTANTIATE_TEST_SUITE_P(, WatchingStopped, testing::Values(WatchMechanism::watches, WatchMechanism::polling),
+                         test::mechanismName);
+
+TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 50; ++i)
+        tree.makeFolder(fmt::format("{}/deeper/deepest", i));
+    std::stop_source stop;
+    int folders = 0;
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = GetParam();
+    options.stop = stop.get_token();
+    options.entersFolder = [&](std::string_view) {
+        stop.request_stop();
+        ++folders;
+        return true;
+    };
+    const auto source = openEventSource(options);
+    EXPECT_LE(folders, 50) << "no folder after the one at which the stop came";
+    source->drain(true);
+    EXPECT_LE(folders, 50);
+}
+
+TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    WatchOptions options;
+    options.root = tree.path();
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    if (source->coverage().find("fanotify") == std::string::npos)
+        GTEST_SKIP() << "whole file systems cannot be watched here; " << source->coverage();
+    tree.write("folder/file");
+    source->drain(true);
+    {
+        const test::FewDescriptors shortage(0);
+        EXPECT_TRUE(source->take().empty());
+    }
+    ASSERT_TRUE(source->hasChanges());
+    const ChangeBatch batch = source->take();
+    EXPECT_THAT(batch.subtrees, testing::ElementsAre(tree.path("folder")));
+    EXPECT_FALSE(batch.mustRescan);
+    EXPECT_FALSE(source->hasChanges());
 }
 
 TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {

@@ -123,11 +123,16 @@ public:
         return opened == nullptr || opened->device() == folder.device();
     }
 
-    bool entersChild(const std::string& path, const OpenFolder& folder, const std::string& name) const {
+    /// Absent when the child cannot be opened now, but may be later.
+    std::optional<bool> entersChild(const std::string& path, const OpenFolder& folder,
+                                    const std::string& name) const {
         if (isSkipped(joinPath(path, name))) return false;
-        const auto child = folder.openBelow(name);
-        if (!child || !isAllowed(child->device())) return false;
-        return child->device() == folder.device() || !child->isOnKernelFileSystem();
+        const auto opened = folder.tryOpenBelow(name);
+        if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened))
+            return *refusal == OpenFolder::Refusal::failed ? std::nullopt : std::optional(false);
+        const auto& child = std::get<OpenFolder>(opened);
+        if (!isAllowed(child.device())) return false;
+        return child.device() == folder.device() || !child.isOnKernelFileSystem();
     }
 
 private:
@@ -166,9 +171,13 @@ public:
     }
 
 private:
+    std::vector<ServedTree>::const_iterator treeOf(std::string_view path) const {
+        return std::ranges::find_if(trees_,
+                                    [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
+    }
+
     void applyAt(std::string_view path, bool withSubtree) {
-        const auto tree = std::ranges::find_if(
-            trees_, [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
+        const auto tree = treeOf(path);
         if (tree == trees_.end() || tree->isSkipped(path)) return;
         std::vector<std::string> pending = {std::string(path)};
         while (!pending.empty() && !options_.stop.stop_requested()) {
@@ -227,7 +236,12 @@ private:
         if (attributes) ownEntries_.add(folder, *attributes);
         const MergedFolder merged = mergeListing(index_, folder, listing, stamp);
         for (const auto& [name, id] : merged.unlistedChildren) {
-            if (tree.entersChild(path, open, name)) appeared_[joinPath(path, name)] = id;
+            const auto enters = tree.entersChild(path, open, name);
+            if (!enters) {
+                unread_.push_back(joinPath(path, name));
+            } else if (*enters) {
+                appeared_[joinPath(path, name)] = id;
+            }
         }
         if (deeper != nullptr) goDeeper(path, merged.listedChildren, *deeper);
     }
@@ -256,7 +270,20 @@ private:
             }
         }
         if (!paths.empty()) crawl(index_, paths, options_);
-        if (options_.stop.stop_requested()) std::ranges::move(paths, std::back_inserter(unread_));
+        if (options_.stop.stop_requested()) {
+            std::ranges::move(paths, std::back_inserter(unread_));
+        } else {
+            for (const std::string& path : paths)
+                keepIfNotWalked(path);
+        }
+    }
+
+    /// Has a folder that is there, but was not listed, handed in again.
+    void keepIfNotWalked(const std::string& path) {
+        if (listedFolder(index_, path)) return;
+        const auto opened = treeOf(path)->open(path);
+        const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened);
+        if (refusal == nullptr || *refusal == OpenFolder::Refusal::failed) unread_.push_back(path);
     }
 
     void forget(DirIndex folder) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,12 +28,15 @@ struct WatchOptions {
     /// How many folders may have a watch of their own, within the system's limit. The others are polled.
     std::size_t maxWatches = SIZE_MAX;
 
-    /// Folders on other devices need not be watched; empty for all devices.
-    std::vector<DeviceId> allowedDevices;
+    /// Folders on other devices need not be watched; empty for all devices. Asked whenever the mounts changed,
+    /// on any thread.
+    std::function<std::vector<DeviceId>()> allowedDevices = [] { return std::vector<DeviceId>(); };
     /// Whether changes in the folder with this full path matter. Called on any thread.
     std::function<bool(std::string_view fullPath)> entersFolder = [](std::string_view) { return true; };
     /// Takes a message for the user, such as a limit of the system that was reached. Called on any thread.
     std::function<void(const std::string& message)> report = [](const std::string&) {};
+    /// After a request to stop, opening and draining soon end, with a source of which only that is promised.
+    std::stop_token stop = {};
 };
 
 /// Where an event stream gets its changes from: the operating system, or a test. Used by one thread, but for

@@ -71,6 +71,7 @@ void PollingWatch::poll() {
     for (auto& [tree, known] : known_) {
         Fingerprints found;
         look(tree, found);
+        if (stop_.stop_requested()) return;
         for (const auto& [path, value] : found) {
             const auto before = known.find(path);
             if (before == known.end() || before->second != value) told_.push_back(path);
@@ -90,14 +91,14 @@ void PollingWatch::poll() {
 
 void PollingWatch::look(const std::string& tree, Fingerprints& found) const {
     std::vector<std::string> pending = {tree};
-    while (!pending.empty()) {
+    while (!pending.empty() && !stop_.stop_requested()) {
         const std::string path = std::move(pending.back());
         pending.pop_back();
         const auto folder = OpenFolder::open(path);
         if (!folder) continue;
         const FolderStamp stamp = folder->stamp();
         DirectoryListing listing;
-        folder->list(ListingDetail::attributes, listing);
+        folder->list(ListingDetail::attributes, listing, stop_);
         found[path] = fingerprint(stamp, listing);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (!listing[i].isDir) continue;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,10 @@ class PollingWatch {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// `enters` tells whether the folder with a full path is to be looked into.
-    explicit PollingWatch(std::function<bool(const std::string& path)> enters) : enters_(std::move(enters)) {}
+    /// `enters` tells whether the folder with a full path is to be looked into. After a request to stop
+    /// nothing more is found.
+    PollingWatch(std::function<bool(const std::string& path)> enters, std::stop_token stop)
+        : enters_(std::move(enters)), stop_(std::move(stop)) {}
 
     /// Sets which trees are looked at. Those that were not before count as known as they are now.
     void setTrees(std::vector<std::string> trees);
@@ -40,6 +43,7 @@ private:
     void look(const std::string& tree, Fingerprints& found) const;
 
     std::function<bool(const std::string& path)> enters_;
+    std::stop_token stop_;
     std::vector<std::string> trees_;
     std::map<std::string, Fingerprints> known_;  ///< for each tree
     std::vector<std::string> told_;              ///< after the last look

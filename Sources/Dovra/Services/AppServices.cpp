@@ -198,11 +198,12 @@ void AppServices::armWatcher() {
 WatchOptions AppServices::watchOptions() const {
     WatchOptions watched;
     watched.root = options_.root;
-    if (options_.root == "/") watched.allowedDevices = startupVolumeDevices();
+    if (options_.root == "/") watched.allowedDevices = startupVolumeDevices;
     watched.entersFolder = [root = options_.root](std::string_view path) {
         return !isBelowSkippedFolder(path, root);
     };
     watched.report = options_.report;
+    watched.stop = stop_.get_token();
     return watched;
 }
 

@@ -31,6 +31,12 @@ constexpr std::string_view limitMessage =
     "The system grants no more watches. Folders beyond the limit are looked at every few seconds instead; to "
     "have their changes told at once, raise fs.inotify.max_user_watches with sysctl.";
 
+constexpr std::string_view noInotifyMessage =
+    "The system gives this user no more means to watch folders. They are looked at every few seconds "
+    "instead; "
+    "to have their changes told at once, end other programs that watch files, or raise "
+    "fs.inotify.max_user_instances with sysctl.";
+
 /// A path without links, as the kernel says paths.
 std::optional<std::string> withoutLinks(const std::string& path) {
     char* resolved = ::realpath(path.c_str(), nullptr);
@@ -44,6 +50,14 @@ std::string described(std::size_t count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+bool isShared(const Mount& mount) {
+    return std::ranges::find(sharedFileSystems, mount.type) != std::end(sharedFileSystems);
+}
+
+bool isIn(const std::vector<Mount>& mounts, const Mount& mount) {
+    return std::ranges::find(mounts, mount) != mounts.end();
+}
+
 /// Shares the mounts below the root out among the three ways to watch, and gathers what these tell. All paths
 /// are without links; only what is taken begins with the root as it was written.
 class LinuxEventSource : public EventSource {
@@ -52,7 +66,7 @@ public:
         : options_(options),
           root_(std::move(root)),
           wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          polling_([this](const std::string& path) { return enters(path); }) {
+          polling_([this](const std::string& path) { return enters(path); }, options.stop) {
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
@@ -114,7 +128,8 @@ private:
     void openInotify() {
         inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
                                        .reportLimit = [this] { options_.report(std::string(limitMessage)); },
-                                       .maxWatches = options_.maxWatches});
+                                       .maxWatches = options_.maxWatches,
+                                       .stop = options_.stop});
     }
 
     /// Adds a path that begins with the root, as the root was written.
@@ -131,8 +146,8 @@ private:
         return !mountPlaces_.contains(path) && options_.entersFolder(path);
     }
 
-    /// Whether a scan would enter the mount.
-    bool matters(const Mount& mount) const {
+    /// Whether a scan would enter the mount; `allowed` as in the options.
+    bool matters(const Mount& mount, const std::vector<DeviceId>& allowed) const {
         if (mount.place == root_) return true;
         if (mount.type == "autofs") return false;
         for (std::size_t end = mount.place.find('/', root_ == "/" ? 1 : root_.size() + 1);;) {
@@ -140,7 +155,6 @@ private:
             if (end == std::string::npos) break;
             end = mount.place.find('/', end + 1);
         }
-        const auto& allowed = options_.allowedDevices;
         if (!allowed.empty() && std::ranges::find(allowed, mount.device) == allowed.end()) return false;
         const auto folder = OpenFolder::open(mount.place);
         return folder && !folder->isOnKernelFileSystem();
@@ -160,19 +174,36 @@ private:
                 mounts.push_back(std::move(mount));
             }
         }
-        if (!holder) return mounts;
-        holder->place = root_;
-        mounts.insert(mounts.begin(), *std::move(holder));
+        if (holder) {
+            holder->place = root_;
+            mounts.insert(mounts.begin(), *std::move(holder));
+        }
+        for (Mount& mount : mounts) {
+            // What is polled need not be told apart, and a server that does not answer would keep us waiting.
+            if (!isShared(mount)) mount.instance = mountInstance(mount.place);
+        }
         return mounts;
+    }
+
+    /// Mounts in whose place there is another file system by now, although they may look the same.
+    std::vector<Mount> lostMounts() const {
+        std::vector<Mount> lost;
+        for (const Mount& mount : fanotifyMounts_) {
+            if (fanotify_->hasLost(mount)) lost.push_back(mount);
+        }
+        return lost;
     }
 
     /// Follows mounts that came and went: what lies below their places is another than before.
     void updateMounts() {
         std::vector<Mount> mounts = servedMounts();
-        if (mounts == mounts_) return;
-        const auto isIn = [](const std::vector<Mount>& list, const Mount& mount) {
-            return std::ranges::find(list, mount) != list.end();
-        };
+        // The root is always on one, so the table could not be read.
+        if (mounts.empty()) {
+            hasMountEvent_ = true;
+            return;
+        }
+        const std::vector<Mount> lost = lostMounts();
+        if (mounts == mounts_ && lost.empty()) return;
         std::vector<std::string> uncovered;
         for (const Mount& mount : mounts_) {
             if (isIn(mounts, mount)) continue;
@@ -180,7 +211,7 @@ private:
             uncovered.push_back(mount.place);
         }
         for (const Mount& mount : mounts) {
-            if (!isIn(mounts_, mount)) changes_.addSubtree(mount.place);
+            if (!isIn(mounts_, mount) || isIn(lost, mount)) changes_.addSubtree(mount.place);
         }
         mounts_ = std::move(mounts);
         coverAll();
@@ -200,19 +231,19 @@ private:
         for (const Mount& mount : mounts_) {
             if (mount.place != root_) mountPlaces_.insert(mount.place);
         }
+        const std::vector<DeviceId> allowed = options_.allowedDevices();
         std::set<DeviceId> watchedDevices;
         std::vector<Mount> viaFanotify;
-        std::vector<std::string> viaInotify;
+        std::vector<Mount> viaInotify;
         polledMounts_.clear();
         for (const Mount& mount : mounts_) {
-            if (!matters(mount)) continue;
-            const bool isShared =
-                std::ranges::find(sharedFileSystems, mount.type) != std::end(sharedFileSystems);
-            if (!isShared && fanotify_ && fanotify_->addMount(mount)) {
+            if (!matters(mount, allowed)) continue;
+            if (!isShared(mount) && fanotify_ && fanotify_->addMount(mount)) {
                 viaFanotify.push_back(mount);
-            } else if (!isShared && inotify_ && watchedDevices.insert(deviceAt(mount)).second) {
-                viaInotify.push_back(mount.place);
+            } else if (!isShared(mount) && inotify_ && watchedDevices.insert(deviceAt(mount)).second) {
+                viaInotify.push_back(mount);
             } else {
+                if (!isShared(mount)) reportThatInotifyIsMissing();
                 // A second mount of one file system too: a watch does not tell by which path a folder is
                 // meant.
                 polledMounts_.push_back(mount.place);
@@ -224,19 +255,22 @@ private:
         describe();
     }
 
-    void coverByInotify(const std::vector<std::string>& places) {
-        const auto isIn = [](const std::vector<std::string>& list, const std::string& place) {
-            return std::ranges::find(list, place) != list.end();
-        };
-        for (const std::string& place : inotifyPlaces_) {
-            if (!isIn(places, place)) inotify_->removeTree(place);
+    void reportThatInotifyIsMissing() {
+        const bool isWanted = !inotify_ && options_.mechanism != WatchMechanism::polling;
+        if (isWanted && !std::exchange(hasReportedInotify_, true))
+            options_.report(std::string(noInotifyMessage));
+    }
+
+    void coverByInotify(const std::vector<Mount>& mounts) {
+        for (const Mount& mount : inotifyMounts_) {
+            if (!isIn(mounts, mount)) inotify_->removeTree(mount.place);
         }
-        for (const std::string& place : places) {
-            if (isIn(inotifyPlaces_, place)) continue;
-            inotify_->addTree(place);
-            changes_.addSubtree(place);
+        for (const Mount& mount : mounts) {
+            if (isIn(inotifyMounts_, mount)) continue;
+            inotify_->addTree(mount.place);
+            changes_.addSubtree(mount.place);
         }
-        inotifyPlaces_ = places;
+        inotifyMounts_ = mounts;
     }
 
     void updatePolling() {
@@ -273,6 +307,7 @@ private:
     Descriptor wake_;
     MountWatch mountWatch_;
     bool hasMountEvent_ = false;
+    bool hasReportedInotify_ = false;
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
     PollingWatch polling_;
@@ -280,7 +315,7 @@ private:
     std::vector<Mount> mounts_;
     std::set<std::string> mountPlaces_;
     std::vector<Mount> fanotifyMounts_;
-    std::vector<std::string> inotifyPlaces_;
+    std::vector<Mount> inotifyMounts_;
     std::vector<std::string> polledMounts_;
     ChangeSet changes_;
 

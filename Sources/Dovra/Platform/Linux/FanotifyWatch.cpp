@@ -16,6 +16,7 @@
 
 #include "Base/IsAtOrBelow.hpp"
 #include "Base/JoinPath.hpp"
+#include "Platform/Linux/FileErrors.hpp"
 
 namespace dovra {
 
@@ -102,13 +103,17 @@ struct FoundFolder {
     bool isItself;
 };
 
+/// Absent with errno 0 when the folder is not seen at or near the root.
 std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root) {
     bool isItself = true;
     for (;;) {
         if (auto path = saidPath(folder.number())) {
             // Most of what happens on a file system happens elsewhere.
             const bool concernsRoot = isAtOrBelow(*path, root) || isAtOrBelow(root, *path);
-            if (!concernsRoot || !leadsTo(*path, folder.number())) return std::nullopt;
+            if (!concernsRoot || !leadsTo(*path, folder.number())) {
+                errno = 0;
+                return std::nullopt;
+            }
             return FoundFolder{*std::move(path), isItself};
         }
         Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
@@ -138,11 +143,27 @@ bool FanotifyWatch::addMount(const Mount& mount) {
 
 bool FanotifyWatch::mark(const Mount& mount, int folder) {
     auto systemId = systemIdOf(folder);
-    if (!systemId || ::fanotify_mark(queue_.number(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, fanotifyEvents,
-                                     folder, ".") != 0)
-        return false;
+    if (!systemId || changeMark(FAN_MARK_ADD, fanotifyEvents, folder) != 0) return false;
     systemIds_[mount.id] = *std::move(systemId);
     return true;
+}
+
+bool FanotifyWatch::hasLost(const Mount& mount) const {
+    // To take away what the mark has not changes nothing, and fails where there is no mark.
+    const auto tryMark = [&](int folder) { return changeMark(FAN_MARK_REMOVE, FAN_OPEN, folder); };
+    const Descriptor place = openPlace(mount.place);
+    if (!place) return false;
+    int error = tryMark(place.number());
+    if (error == EXDEV && mount.type == "btrfs") {
+        if (const Descriptor top = mountTopLevel(mount)) error = tryMark(top.number());
+    }
+    return error == ENOENT;
+}
+
+int FanotifyWatch::changeMark(unsigned change, std::uint64_t events, int folder) const {
+    const bool isChanged =
+        ::fanotify_mark(queue_.number(), change | FAN_MARK_FILESYSTEM, events, folder, ".") == 0;
+    return isChanged ? 0 : errno;
 }
 
 void FanotifyWatch::drain() {
@@ -203,26 +224,46 @@ void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {
         changes.loseTrack();
         return;
     }
-    for (const Mount& mount : mounts) {
-        // Opened only now: an open folder would keep the file system from being unmounted.
-        const Descriptor place = openPlace(mount.place);
-        if (!place) continue;
-        for (const auto& [key, folder] : folders) {
-            if (key.starts_with(systemIds_.at(mount.id)))
-                tell(place.number(), std::string_view(key).substr(systemIdBytes), folder, changes);
+    for (const Mount& mount : mounts)
+        takeThrough(mount, folders, changes);
+}
+
+void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes) {
+    // Opened only now: an open folder would keep the file system from being unmounted.
+    const Descriptor place = openPlace(mount.place);
+    const bool mustWait = !place && isShortage(errno);
+    if (!place && !mustWait) return;
+    const std::string& systemId = systemIds_.at(mount.id);
+    for (const auto& changed : folders) {
+        if (!changed.first.starts_with(systemId)) continue;
+        if (mustWait) {
+            keep(changed);
+        } else {
+            tell(place, mount, changed, changes);
         }
     }
 }
 
-void FanotifyWatch::tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes) {
-    Descriptor opened(openByHandle(mountFolder, handle));
+void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
+                         ChangeSet& changes) {
+    const auto& [key, folder] = changed;
+    Descriptor opened(openByHandle(place.number(), std::string_view(key).substr(systemIdBytes)));
     if (!opened) {
-        // A folder that was deleted; its parent has an event of its own.
-        if (errno != ESTALE && errno != ENOENT) changes.loseTrack();
+        // Otherwise a folder that was deleted; its parent has an event of its own.
+        if (isShortage(errno)) {
+            keep(changed);
+        } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
+            // Once, because a disk may fail there for ever.
+            changes.addSubtree(mount.place);
+        }
         return;
     }
+    broken_.erase(key);
     const auto found = findFolder(std::move(opened), root_);
-    if (!found) return;
+    if (!found) {
+        if (isShortage(errno)) keep(changed);
+        return;
+    }
     if (!found->isItself) {
         changes.addSubtree(found->path);
         return;
@@ -230,6 +271,14 @@ void FanotifyWatch::tell(int mountFolder, std::string_view handle, const Folder&
     changes.addPath(found->path);
     for (const std::string& name : folder.arrivals)
         changes.addSubtree(joinPath(found->path, name));
+}
+
+void FanotifyWatch::keep(const Folders::value_type& changed) {
+    const auto& [key, folder] = changed;
+    if (!folders_.emplace(key, folder).second) return;
+    bytes_ += key.size();
+    for (const std::string& name : folder.arrivals)
+        bytes_ += name.size();
 }
 
 }  // namespace dovra

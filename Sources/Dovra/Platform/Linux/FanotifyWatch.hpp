@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
@@ -35,12 +36,17 @@ public:
     /// found again by their handles.
     bool addMount(const Mount& mount);
 
+    /// Whether the file system of the mount is another one than that which was watched there: what is watched
+    /// goes with a file system that is unmounted, and the next one may look like it in all else.
+    bool hasLost(const Mount& mount) const;
+
     /// Takes over what the kernel has queued.
     void drain();
 
     bool hasChanges() const { return hasLost_ || !folders_.empty(); }
 
     /// Tells the places of what changed, as far as they are seen through one of `mounts`, which were added.
+    /// What cannot be found now for want of memory or descriptors is kept for the next time.
     void take(const std::vector<Mount>& mounts, ChangeSet& changes);
 
 private:
@@ -51,17 +57,25 @@ private:
         std::set<std::string> arrivals;  ///< names that folders were made at or moved to
     };
 
+    using Folders = std::unordered_map<Key, Folder>;
+
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
     bool mark(const Mount& mount, int folder);
+    /// Returns the number of the error, 0 for none.
+    int changeMark(unsigned change, std::uint64_t events, int folder) const;
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
-    void tell(int mountFolder, std::string_view handle, const Folder& folder, ChangeSet& changes);
+    void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
+    void tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
+              ChangeSet& changes);
+    void keep(const Folders::value_type& changed);
 
     Descriptor queue_;
     std::string root_;
     std::unordered_map<int, std::string> systemIds_;  ///< by the mount's id, how events name its file system
-    std::unordered_map<Key, Folder> folders_;
+    Folders folders_;
+    std::unordered_set<Key> broken_;  ///< folders that could not be opened, for which all has been told
     std::size_t bytes_ = 0;
     bool hasLost_ = false;
 };

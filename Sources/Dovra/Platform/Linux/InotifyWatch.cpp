@@ -10,6 +10,7 @@
 
 #include "Base/JoinPath.hpp"
 #include "Platform/DirectoryListing.hpp"
+#include "Platform/Linux/FileErrors.hpp"
 #include "Platform/Linux/LongPath.hpp"
 
 namespace dovra {
@@ -81,7 +82,8 @@ void InotifyWatch::drain() {
     std::swap(detachedBefore_, detached_);
     fresh_.clear();
     readQueue();
-    if (std::exchange(mustRestart_, false)) restart();
+    const bool restartsAtOnce = mustRestart_;
+    if (restartsAtOnce) restart();
     if (misses()) {
         for (const std::string& path : trees_) {
             const bool isWatched =
@@ -90,6 +92,11 @@ void InotifyWatch::drain() {
         }
     }
     workOff();
+    // Whoever flushes gets what follows too. In a lasting shortage, the next drain tries again.
+    if (mustRestart_ && !restartsAtOnce) {
+        restart();
+        workOff();
+    }
     // What was detached before this drain and came to no other place has left the tree.
     const std::set<WatchNumber> gone = std::exchange(detachedBefore_, {});
     forget({gone.begin(), gone.end()});
@@ -140,10 +147,8 @@ void InotifyWatch::take(WatchNumber number, unsigned mask, std::string_view name
 void InotifyWatch::restart() {
     hasLost_ = true;
     Descriptor queue = openInotifyQueue();
-    if (!queue) {
-        mustRestart_ = true;
-        return;
-    }
+    if (!queue) return;
+    mustRestart_ = false;
     queue_ = std::move(queue);
     nodes_.clear();
     roots_.clear();
@@ -164,6 +169,7 @@ void InotifyWatch::workOff() {
     for (bool hasDoneAny = true; hasDoneAny; outstanding_ = std::exchange(postponed, {})) {
         hasDoneAny = false;
         while (!outstanding_.empty()) {
+            if (rules_.stop.stop_requested()) return;
             auto next = outstanding_.extract(outstanding_.begin());
             if (!nodes_.contains(next.key())) continue;
             if (lookInto(next.key(), next.mapped())) {
@@ -181,29 +187,33 @@ bool InotifyWatch::lookInto(WatchNumber folder, Outstanding& outstanding) {
     if (!path) return false;
     const Descriptor opened(openLongPath(AT_FDCWD, *path, nodeFlags));
     if (!opened) {
-        if (!isOrdinary(errno)) mustRestart_ = true;
+        if (isShortage(errno)) mustRestart_ = true;
         return false;
     }
-    const std::string anyPath = descriptorPath(opened.number());
-    const WatchNumber found = ::inotify_add_watch(queue_.number(), anyPath.c_str(), inotifyEvents);
+    const WatchNumber found =
+        ::inotify_add_watch(queue_.number(), descriptorPath(opened.number()).c_str(), inotifyEvents);
     if (found != folder) {
         if (found >= 0 && !nodes_.contains(found)) ::inotify_rm_watch(queue_.number(), found);
         return false;
     }
+    if (outstanding.all && !listInto(outstanding, opened.number())) return false;
     std::set<std::string>& names = outstanding.names;
-    if (outstanding.all) {
-        const auto readable = OpenFolder::open(anyPath);
-        if (!readable) return isOrdinary(errno);
-        DirectoryListing listing;
-        readable->list(ListingDetail::namesAndTypes, listing);
-        for (std::size_t i = 0; i < listing.count(); ++i) {
-            if (listing[i].isDir) names.emplace(listing[i].name);
-        }
-        outstanding.all = false;
-    }
     std::erase_if(names,
                   [&](const std::string& name) { return watchChild(folder, opened.number(), *path, name); });
     return names.empty();
+}
+
+/// Adds the names of all folders in a folder to those to be looked at. False when it must be tried again.
+bool InotifyWatch::listInto(Outstanding& outstanding, int folderDescriptor) const {
+    const auto readable = OpenFolder::open(descriptorPath(folderDescriptor));
+    if (!readable) return isOrdinary(errno);
+    DirectoryListing listing;
+    readable->list(ListingDetail::namesAndTypes, listing, rules_.stop);
+    for (std::size_t i = 0; i < listing.count(); ++i) {
+        if (listing[i].isDir) outstanding.names.emplace(listing[i].name);
+    }
+    outstanding.all = false;
+    return true;
 }
 
 /// Whether `folder` is `above` or is believed to lie below it.
@@ -218,10 +228,10 @@ bool InotifyWatch::isBelow(WatchNumber folder, WatchNumber above) const {
 /// are still to come: a folder that went from below to above another.
 bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
                               const std::string& name) {
-    if (!rules_.enters(joinPath(parentPath, name))) return true;
+    if (rules_.stop.stop_requested() || !rules_.enters(joinPath(parentPath, name))) return true;
     const Descriptor folder(::openat(parentDescriptor, name.c_str(), nodeFlags | O_NOFOLLOW));
     if (!folder) {
-        if (!isOrdinary(errno)) mustRestart_ = true;
+        noteFailure(errno, {parent, name});
         return true;
     }
     const auto number = watch(folder.number(), {parent, name});
@@ -230,7 +240,9 @@ bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const st
     const bool isNew = !nodes_.contains(*number);
     put(*number, parent, name);
     if (!isNew) return true;
-    outstanding_[*number].all = true;
+    // Most folders hold no others, so that nothing more is to be done for them.
+    Outstanding below{.all = true, .names = {}};
+    if (!listInto(below, folder.number()) || !below.names.empty()) outstanding_[*number] = std::move(below);
     // What happened in it before there was a watch has no event.
     if (!fresh_.contains(parent)) arrivals_.emplace(parent, name);
     fresh_.insert(*number);
@@ -251,10 +263,20 @@ std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(int folderDescripto
     if (errno == ENOSPC || errno == ENOMEM) {
         unwatched_.insert(place);
         if (!std::exchange(hasReportedLimit_, true)) rules_.reportLimit();
-    } else if (!isOrdinary(errno)) {
-        mustRestart_ = true;
+    } else {
+        noteFailure(errno, place);
     }
     return std::nullopt;
+}
+
+/// A folder that cannot be watched for any other reason than a passing one, such as a failing disk, is left
+/// to those who look again and again.
+void InotifyWatch::noteFailure(int error, const Place& place) {
+    if (isShortage(error)) {
+        mustRestart_ = true;
+    } else if (!isOrdinary(error)) {
+        unwatched_.insert(place);
+    }
 }
 
 void InotifyWatch::put(WatchNumber folder, WatchNumber parent, const std::string& name) {
@@ -307,7 +329,9 @@ void InotifyWatch::erase(WatchNumber folder) {
     outstanding_.erase(folder);
     detached_.erase(folder);
     detachedBefore_.erase(folder);
-    std::erase_if(unwatched_, [&](const Place& place) { return place.first == folder; });
+    const auto isHere = [&](const Place& place) { return place.first == folder; };
+    const auto first = unwatched_.lower_bound({folder, ""});
+    unwatched_.erase(first, std::find_if_not(first, unwatched_.end(), isHere));
 }
 
 std::optional<std::string> InotifyWatch::pathOf(WatchNumber folder) const {

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,6 +39,8 @@ public:
         /// Called once, when the system grants no more watches.
         std::function<void()> reportLimit;
         std::size_t maxWatches;
+        /// After a request to stop, nothing more is looked at.
+        std::stop_token stop;
     };
 
     /// Absent when the system grants no instance.
@@ -92,9 +95,12 @@ private:
     bool openTop(const std::string& path);
     void workOff();
     bool lookInto(WatchNumber folder, Outstanding& outstanding);
+    bool listInto(Outstanding& outstanding, int folderDescriptor) const;
     bool watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
                     const std::string& name);
     std::optional<WatchNumber> watch(int folderDescriptor, const Place& place);
+
+    void noteFailure(int error, const Place& place);
 
     bool isBelow(WatchNumber folder, WatchNumber above) const;
     void put(WatchNumber folder, WatchNumber parent, const std::string& name);

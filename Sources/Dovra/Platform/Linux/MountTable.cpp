@@ -5,6 +5,7 @@
 #include <optional>
 #include <poll.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 namespace dovra {
@@ -33,12 +34,11 @@ std::optional<Mount> parseMount(const std::string& line) {
     std::istringstream fields(line);
     Mount mount;
     std::string parent;
-    std::string root;
     std::string word;
     unsigned majorNumber = 0;
     unsigned minorNumber = 0;
     char colon = 0;
-    fields >> mount.id >> parent >> majorNumber >> colon >> minorNumber >> root >> mount.place;
+    fields >> mount.id >> parent >> majorNumber >> colon >> minorNumber >> mount.root >> mount.place;
     while (fields >> word && word != "-") {
     }
     if (!(fields >> mount.type >> mount.source)) return std::nullopt;
@@ -57,6 +57,15 @@ std::vector<Mount> readMounts() {
         if (auto mount = parseMount(line)) mounts.push_back(*std::move(mount));
     }
     return mounts;
+}
+
+std::uint64_t mountInstance(const std::string& place) {
+    constexpr unsigned uniqueMountId = 0x4000;  // STATX_MNT_ID_UNIQUE, which older headers do not name
+    struct statx found {};
+    if (::statx(AT_FDCWD, place.c_str(), AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, STATX_INO | uniqueMountId,
+                &found) != 0)
+        return 0;
+    return (found.stx_mask & uniqueMountId) != 0 ? found.stx_mnt_id : found.stx_ino;
 }
 
 MountWatch::MountWatch() : table_(::open(tablePath, O_RDONLY | O_CLOEXEC)) {}

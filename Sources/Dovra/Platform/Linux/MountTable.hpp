@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,15 +13,22 @@ namespace dovra {
 struct Mount {
     int id = 0;
     DeviceId device = 0;
+    std::string root;   ///< the folder of the file system that is seen there
     std::string place;  ///< absolute path, raw bytes
     std::string type;   ///< of the file system
     std::string source;
+    std::uint64_t instance = 0;  ///< set by who needs it, from `mountInstance`
 
     bool operator==(const Mount&) const = default;
 };
 
 /// The mounts that this process sees, in the order in which they were made.
 std::vector<Mount> readMounts();
+
+/// Tells the mount at `place` from those that were there before it: the numbers in the table are soon given
+/// to others. Kernels before 6.8 only know which folder is seen there, so that a file system that was mounted
+/// in the place of one of its kind may count as the same.
+std::uint64_t mountInstance(const std::string& place);
 
 /// Tells when the table of mounts changes.
 class MountWatch {
