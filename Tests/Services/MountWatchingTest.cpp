@@ -177,6 +177,20 @@ void followAVolumeThatIsMountedLater(WatchMechanism mechanism) {
     ASSERT_EQ(::umount(place.c_str()), 0);
 }
 
+void tellNothingOfMountsElsewhere(WatchMechanism mechanism) {
+    const test::TemporaryTree tree;
+    const test::TemporaryTree elsewhere;
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = mechanism;
+    const auto source = openEventSource(options);
+    ASSERT_NE(source, nullptr);
+    ASSERT_TRUE(mountMemory(elsewhere.path()));
+    source->drain(false);
+    EXPECT_THAT(source->take().subtrees, IsEmpty());
+    ASSERT_EQ(::umount(elsewhere.path().c_str()), 0);
+}
+
 class MountWatching : public testing::TestWithParam<WatchMechanism> {
 protected:
     /// Runs on a thread of its own, so that the mounts of the other tests stay as they are.
@@ -214,6 +228,10 @@ TEST_P(MountWatching, FollowsTheExchangeOfOneOfTwoMounts) {
 
 TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
     run(followAVolumeThatIsMountedLater);
+}
+
+TEST_P(MountWatching, TellsNothingOfMountsElsewhere) {
+    run(tellNothingOfMountsElsewhere);
 }
 
 TEST_P(MountWatching, ForgetsWhatAKernelFileSystemHides) {

@@ -336,6 +336,20 @@ TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
     EXPECT_LE(folders, 50);
 }
 
+TEST_P(WatchingStopped, LooksAtNoFolderAfterwards) {
+    const test::TemporaryTree tree;
+    int folders = 0;
+    WatchOptions options;
+    options.root = tree.path();
+    options.mechanism = GetParam();
+    options.entersFolder = [&](std::string_view) { return ++folders != 0; };
+    const auto source = openEventSource(options);
+    tree.makeFolder("new/deeper");
+    source->stop();
+    source->drain(true);
+    EXPECT_EQ(folders, 0);
+}
+
 TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
     const test::InMemory inMemory;
     const test::TemporaryTree tree;

@@ -28,19 +28,19 @@ struct WatchOptions {
     /// How many folders may have a watch of their own, within the system's limit. The others are polled.
     std::size_t maxWatches = SIZE_MAX;
 
-    /// Folders on other devices need not be watched; empty for all devices. Asked whenever the mounts changed,
-    /// on any thread.
+    /// Folders on other devices need not be watched; empty for all devices. Asked whenever the mounts
+    /// changed, on any thread.
     std::function<std::vector<DeviceId>()> allowedDevices = [] { return std::vector<DeviceId>(); };
     /// Whether changes in the folder with this full path matter. Called on any thread.
     std::function<bool(std::string_view fullPath)> entersFolder = [](std::string_view) { return true; };
     /// Takes a message for the user, such as a limit of the system that was reached. Called on any thread.
     std::function<void(const std::string& message)> report = [](const std::string&) {};
-    /// After a request to stop, opening and draining soon end, with a source of which only that is promised.
+    /// A request to stop has opening end soon too; the source is then as after `stop`.
     std::stop_token stop = {};
 };
 
 /// Where an event stream gets its changes from: the operating system, or a test. Used by one thread, but for
-/// `wake` and `coverage`, which any thread may call.
+/// `wake`, `stop` and `coverage`, which any thread may call.
 ///
 /// Promise: a change that was made before `drain(true)` began is in the batches taken until after it. A
 /// place is told as it is called when the batch is taken. A folder that is renamed between that and the
@@ -52,6 +52,9 @@ public:
     /// Returns when there is something to drain, after `wake`, or when the time is over.
     virtual void wait(std::chrono::milliseconds timeout) = 0;
     virtual void wake() = 0;
+
+    /// Has waiting and draining end soon, now and from now on; what is told after that may not be complete.
+    virtual void stop() { wake(); }
 
     /// Takes over what the system has queued. `everything` also looks at what is polled, although its time
     /// has not come.

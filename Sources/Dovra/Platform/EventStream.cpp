@@ -25,7 +25,7 @@ EventStream::EventStream(std::unique_ptr<EventSource> source, std::chrono::milli
 
 EventStream::~EventStream() {
     thread_.request_stop();
-    source_->wake();
+    source_->stop();
 }
 
 void EventStream::goLive(Deliver deliver) {

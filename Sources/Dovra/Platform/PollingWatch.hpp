@@ -13,8 +13,8 @@
 namespace dovra {
 
 /// Changes below some folders where the system does not tell of any: all folders are listed again and again,
-/// and each whose listing differs from the last is told, then and once more after the next look. Looking
-/// takes at most a twentieth of the time. For one thread.
+/// and each whose listing differs from the last is told, then and once more after the next look. Whoever
+/// looks at `nextTime` spends at most a twentieth of the time on it. For one thread.
 class PollingWatch {
 public:
     using Clock = std::chrono::steady_clock;

@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <poll.h>
 #include <set>
 #include <stdlib.h>
+#include <stop_token>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -66,7 +68,8 @@ public:
         : options_(options),
           root_(std::move(root)),
           wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          polling_([this](const std::string& path) { return enters(path); }, options.stop) {
+          polling_([this](const std::string& path) { return enters(path); }, stop_.get_token()),
+          stopWithOptions_(options.stop, [this] { stop(); }) {
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
@@ -87,6 +90,11 @@ public:
     void wake() override {
         const std::uint64_t once = 1;
         (void)!::write(wake_.number(), &once, sizeof once);
+    }
+
+    void stop() override {
+        stop_.request_stop();
+        wake();
     }
 
     void drain(bool everything) override {
@@ -129,7 +137,7 @@ private:
         inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
                                        .reportLimit = [this] { options_.report(std::string(limitMessage)); },
                                        .maxWatches = options_.maxWatches,
-                                       .stop = options_.stop});
+                                       .stop = stop_.get_token()});
     }
 
     /// Adds a path that begins with the root, as the root was written.
@@ -310,6 +318,7 @@ private:
     bool hasReportedInotify_ = false;
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
+    std::stop_source stop_;
     PollingWatch polling_;
 
     std::vector<Mount> mounts_;
@@ -321,6 +330,8 @@ private:
 
     mutable std::mutex mutex_;
     std::string coverage_;  ///< guarded by the mutex
+
+    std::stop_callback<std::function<void()>> stopWithOptions_;  ///< last: it uses the others
 };
 
 }  // namespace
