@@ -8,9 +8,9 @@
 namespace dovra {
 
 /// While it lives, a signal that asks the process to end (hang-up, interrupt, termination) first runs
-/// `finish` on a thread of this object; then the process ends by that signal. A signal that the process ignores is
-/// let be. Made before the process has
-/// other threads, which inherit that they are not interrupted. One at a time.
+/// `finish` on a thread of this object; then the process ends by that signal. A signal that the process
+/// ignores is let be. Made before the process has other threads, which inherit that they are not interrupted.
+/// One at a time.
 class TerminationHandler {
 public:
     explicit TerminationHandler(std::function<void()> finish);
