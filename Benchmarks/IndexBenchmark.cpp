@@ -1,10 +1,15 @@
-// Filling an index, what an entry of it costs, and looking folders up.
+// Filling an index, what an entry of it costs, looking folders up, and the cache file.
 
 #include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Index/EventId.hpp"
+#include "Index/IndexCache.hpp"
 #include "Index/TrigramIndex.hpp"
 #include "Platform/ProcessMemory.hpp"
 #include "Random.hpp"
@@ -136,12 +141,67 @@ void buildPath(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+/// A folder for cache files, removed at the end.
+class CacheFolder {
+public:
+    CacheFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "dovra-benchmark-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
+        path_ = pattern;
+        // Where the program looks for its files.
+        ::setenv("XDG_DATA_HOME", path_.c_str(), 1);
+    }
+    ~CacheFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    CacheFolder(const CacheFolder&) = delete;
+    CacheFolder& operator=(const CacheFolder&) = delete;
+
+private:
+    std::string path_;
+};
+
+const SnapshotSubject anySubject{.volumeDev = 1, .root = std::string(syntheticRoot)};
+
+void saveTo(const IndexCache& cache, const FileIndex& index, benchmark::State& state) {
+    if (const auto error = cache.save(index, anySubject.volumeDev, nextEventId(0)))
+        state.SkipWithError(error->message.c_str());
+}
+
+void saveCache(benchmark::State& state) {
+    const CacheFolder folder;
+    const IndexCache cache(cacheFileName(syntheticRoot));
+    const FileIndex& index = syntheticIndex(million);
+    for (auto _ : state)
+        saveTo(cache, index, state);
+    state.counters["file_bytes"] = static_cast<double>(std::filesystem::file_size(*cache.filePath()));
+    reportEntries(state, million);
+}
+
+/// From the file, which the system has in memory, to an index that can be asked.
+void loadCache(benchmark::State& state) {
+    const CacheFolder folder;
+    const IndexCache cache(cacheFileName(syntheticRoot));
+    saveTo(cache, syntheticIndex(million), state);
+    for (auto _ : state) {
+        FileIndex index;
+        if (!cache.load(index, anySubject)) state.SkipWithError("the cache was refused");
+        state.PauseTiming();
+        index.reset();
+        state.ResumeTiming();
+    }
+    reportEntries(state, million);
+}
+
 BENCHMARK(memory)->Name("memory/1M")->Iterations(1);
 BENCHMARK(append)->Name("append/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(appendWithTrigrams)->Name("append_with_trigrams/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(findByPath)->Name("folders/find_by_path/1M")->UseRealTime();
 BENCHMARK(findChild)->Name("folders/find_child/1M")->UseRealTime();
 BENCHMARK(buildPath)->Name("folders/build_path/1M")->UseRealTime();
+BENCHMARK(saveCache)->Name("cache/save/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(loadCache)->Name("cache/load/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

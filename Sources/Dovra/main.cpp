@@ -7,11 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/OpenFileLimit.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/StandardStreams.hpp"
+#include "Servers/MCPServer.hpp"
 
 using namespace dovra;
 
@@ -33,7 +36,7 @@ int runSelfTest(Arguments arguments) {
         const std::string& text = arguments[1];
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
         if (error != std::errc{} || end != text.data() + text.size()) {
-            fmt::print(stderr, "dovra: the seed of the self test is a number, not \"{}\"\n", text);
+            printError("dovra: the seed of the self test is a number, not \"{}\"\n", text);
             return 2;
         }
     }
@@ -55,7 +58,7 @@ constexpr std::array modes = {
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
     Mode{"--http", nullptr, "[options]", "serve a search page"},
-    Mode{"--mcp", nullptr, "[options]", "serve tools to AI clients on standard input and output"},
+    Mode{"--mcp", MCPCLI::run, "[options]", "serve tools to AI clients on standard input and output", true},
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", CLI::runDuplicates, "[options] [query]", "list files with equal contents", true},
     Mode{"--du", CLI::runDiskUsage, "[folder] [options]", "list the largest folders", true},
@@ -82,7 +85,7 @@ int printVersion() {
 }
 
 int reportMissing(std::string_view what) {
-    fmt::print(stderr, "dovra: {} not available yet; see dovra --help\n", what);
+    printError("dovra: {} not available yet; see dovra --help\n", what);
     return 2;
 }
 
@@ -111,6 +114,7 @@ int dispatch(Arguments arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardStreams();
     raiseOpenFileLimit();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     return dispatch(arguments);

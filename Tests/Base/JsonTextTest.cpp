@@ -29,6 +29,7 @@ TEST(ParseJson, ReadsValuesAndRefusesTheRest) {
     for (const std::string text :
          {"", "[", "[1]]", "{1:2}", "nul", "[1,]", "'a'", "[\"\xFF\"]", "\"\\ud800\"", "[1] x", "1e999"})
         EXPECT_EQ(parseJson(text), std::nullopt) << text;
+    EXPECT_EQ(parseJson(std::string_view("1\0x", 3)), std::nullopt);
 }
 
 TEST(ParseJson, GoesNoDeeperThanItsLimit) {

@@ -1,4 +1,7 @@
+#include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <string>
 
 #include "Diagnostics/Benchmark.hpp"
 #include "Support/TemporaryTree.hpp"
@@ -16,9 +19,14 @@ struct Outcome {
 };
 
 Outcome runOn(const std::string& root, bool trigram) {
+    const test::TemporaryTree home;
+    ::setenv("XDG_DATA_HOME", home.path().c_str(), 1);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const int status = Benchmark::run(root, trigram);
+    ::unsetenv("XDG_DATA_HOME");
+    const std::string ours = home.path("Dovra");
+    EXPECT_TRUE(!std::filesystem::exists(ours) || std::filesystem::is_empty(ours)) << "a file was left";
     return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
 }
 
@@ -31,6 +39,7 @@ TEST(BenchmarkTest, ReportsTheTree) {
     EXPECT_EQ(plain.status, 0);
     EXPECT_THAT(plain.output, HasSubstr("Index:    4 entries, 3 folders, 23 bytes of names\n"));
     EXPECT_THAT(plain.output, testing::ContainsRegex("empty folders +empty: +1 "));
+    EXPECT_THAT(plain.output, testing::ContainsRegex("Cache: +0.0 MB, .* saved in .* ms, loaded in .* ms"));
     EXPECT_THAT(plain.output, Not(HasSubstr("Trigram:")));
     EXPECT_EQ(plain.errors, "");
 }

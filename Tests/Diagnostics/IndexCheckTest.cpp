@@ -57,8 +57,6 @@ TEST(IndexCheck, TellsWhatIsWrong) {
          [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
              index.storeListingLocked(index.internDirLocked("/unknown"), {});
          }},
-        {"listed entries",
-         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) { index.storeListingLocked(0, {}); }},
     };
     for (const Case& example : cases) {
         const auto index = soundIndex();

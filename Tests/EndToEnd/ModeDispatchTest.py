@@ -19,7 +19,7 @@ MODES = [
     "--saved",
 ]
 # Those that this version answers with an error.
-UNAVAILABLE = ["--snapshot", "--http", "--mcp"]
+UNAVAILABLE = ["--snapshot", "--http"]
 
 
 class UnavailableModes(ProgramTest):

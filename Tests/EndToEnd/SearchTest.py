@@ -242,6 +242,11 @@ class Output(SearchTest):
         self.assertGreater(outcome.status, 0)
         self.assertRegex(outcome.err, rb"No space left on device")
 
+    def test_a_count_that_cannot_be_written_changes_nothing(self) -> None:
+        path = self.write("file")
+        outcome = self.search("file", err=Stream.FULL_DISK)
+        self.assertEqual((outcome.status, outcome.out), (0, lines([path])))
+
     def test_a_closed_pipe_ends_the_program_silently(self) -> None:
         # More than any buffer holds, so that the program writes before it is done.
         for number in range(3000):

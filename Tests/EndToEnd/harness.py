@@ -107,6 +107,25 @@ class ProgramTest(unittest.TestCase):
         path.write_bytes(content)
         return path
 
+    def start_program(self, *arguments: str | bytes | Path) -> subprocess.Popen[bytes]:
+        """Starts the program with pipes to all its streams. It is ended and closed with the test."""
+        process = subprocess.Popen(
+            [PROGRAM, *arguments],
+            bufsize=0,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            cwd=self.root,
+            env=self._environment({}),
+        )
+        self.addCleanup(process.__exit__, None, None, None)
+        self.addCleanup(process.kill)
+        return process
+
+    def _environment(self, variables: Mapping[str, str]) -> dict[str, str]:
+        kept = {name: os.environ[name] for name in KEPT_VARIABLES if name in os.environ}
+        return {"PATH": os.defpath, "HOME": str(self.home), **kept, **variables}
+
     def run_program(
         self,
         *arguments: str | bytes | Path,
@@ -117,7 +136,6 @@ class ProgramTest(unittest.TestCase):
         unprivileged: bool = False,
     ) -> Outcome:
         """Runs the program to its end, with an empty standard input and no variables of the caller's."""
-        kept = {name: os.environ[name] for name in KEPT_VARIABLES if name in os.environ}
         captures = [_Capture(out), _Capture(err)]
         try:
             process = subprocess.Popen(
@@ -126,7 +144,7 @@ class ProgramTest(unittest.TestCase):
                 stdout=captures[0].writer,
                 stderr=captures[1].writer,
                 cwd=cwd or self.root,
-                env={"PATH": os.defpath, "HOME": str(self.home), **kept, **(variables or {})},
+                env=self._environment(variables or {}),
                 user="nobody" if unprivileged and os.geteuid() == 0 else None,
                 restore_signals=True,
             )

@@ -20,6 +20,7 @@
 #include "Index/LookAheadWalk.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/DeepTree.hpp"
+#include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/RandomText.hpp"
@@ -30,6 +31,7 @@ namespace {
 
 using test::allPaths;
 using test::idOf;
+using test::InMemory;
 using test::TemporaryTree;
 using testing::Contains;
 using testing::ElementsAre;
@@ -37,15 +39,6 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
-
-/// While it lives, temporary trees are made in memory where the system has a folder for that.
-class InMemory {
-public:
-    InMemory() {
-        if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
-    }
-    ~InMemory() { ::unsetenv("TMPDIR"); }
-};
 
 /// While it lives, the process may keep no more files open than this.
 class FewDescriptors {
@@ -352,6 +345,26 @@ TEST(Crawl, ListsAFolderOfManyEntriesAndReports) {
           [&](std::int64_t entries, bool goesOn) { reports.emplace_back(entries, goesOn); });
     EXPECT_EQ(index.itemCount(), count + 1);
     EXPECT_THAT(reports, ElementsAre(std::pair(count + 1, true), std::pair(count + 1, false)));
+}
+
+TEST(Walk, EndsWhenItIsAskedToStop) {
+    const TemporaryTree tree;
+    for (int i = 0; i < 100; ++i)
+        tree.makeFolder(fmt::format("{}/{}", i % 10, i));
+    for (const std::size_t threads : {1U, 2U, 4U}) {
+        for (const int visitsBefore : {1, 2, 50, 110}) {
+            std::stop_source source;
+            WalkOptions options;
+            options.threads = threads;
+            options.stop = source.get_token();
+            int visits = 0;
+            lookAheadWalk({tree.path()}, options, [&](const WalkedFolder&) {
+                if (++visits == visitsBefore) source.request_stop();
+                return DirIndex{};
+            });
+            EXPECT_EQ(visits, visitsBefore);
+        }
+    }
 }
 
 /// Makes and removes folders that hold files named after them, until told to stop.

@@ -1,11 +1,15 @@
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
+#include <vector>
 
 #include "Platform/AtomicFile.hpp"
 #include "Support/FileFacts.hpp"
@@ -60,19 +64,26 @@ TEST(WriteFileAtomically, ReplacesTheFileAndLeavesNothingBeside) {
     EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
 }
 
-TEST(WriteFileAtomically, ReadersSeeOneContentOrTheOther) {
+TEST(WriteFileAtomically, ReadersSeeOneContentOrTheOtherWhoeverWrites) {
     const test::TemporaryTree tree;
-    const std::string contents[] = {std::string(100'000, 'a'), std::string(200'000, 'b')};
+    const std::string contents[] = {std::string(100'000, 'a'), std::string(200'000, 'b'),
+                                    std::string(50'000, 'c')};
     const std::string path = tree.write("file", contents[0]);
-    std::atomic<bool> isDone = false;
-    std::thread writer([&] {
-        for (std::size_t i = 0; i < 50; ++i)
-            EXPECT_FALSE(writeFileAtomically(path, contents[i % 2]));
-        isDone = true;
-    });
-    while (!isDone)
+    std::atomic<std::size_t> writing = std::size(contents);
+    std::vector<std::jthread> writers;
+    for (const std::string& content : contents) {
+        writers.emplace_back([&] {
+            for (std::size_t i = 0; i < 50; ++i) {
+                const auto error = writeFileAtomically(path, content);
+                EXPECT_EQ(error ? error->code : EWOULDBLOCK, EWOULDBLOCK) << error->message;
+            }
+            --writing;
+        });
+    }
+    while (writing > 0)
         EXPECT_THAT(contents, testing::Contains(readWholeFile(path, anySize).bytes.value_or("none")));
-    writer.join();
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+    EXPECT_FALSE(writeFileAtomically(path, "last"));
 }
 
 TEST(WriteFileAtomically, KeepsALinkToAFileAndReplacesAnyOther) {
@@ -107,6 +118,82 @@ TEST(WriteFileAtomically, LeavesTheOldFileWhenItFails) {
     EXPECT_EQ(writeFileAtomically(tree.makeFolder("folder"), "x").value().code, EISDIR);
     EXPECT_EQ(writeFileAtomically(tree.path("absent/file"), "x").value().code, ENOENT);
     EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file", "folder"));
+}
+
+TEST(AtomicFile, IsNothingUntilItIsCommitted) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.write("file", "old");
+    {
+        AtomicFile file(path);
+        file.write("new");
+        EXPECT_EQ(bytesOf(path), "old");
+    }
+    EXPECT_EQ(bytesOf(path), "old");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+    AtomicFile file(path);
+    for (const char* piece : {"new", "", "er"})
+        file.write(piece);
+    EXPECT_FALSE(file.commit());
+    EXPECT_EQ(bytesOf(path), "newer");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+}
+
+TEST(AtomicFile, HasOneWriterAtATime) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.path("file");
+    AtomicFile first(path);
+    first.write("first");
+    EXPECT_EQ(writeFileAtomically(path, "second").value().code, EWOULDBLOCK);
+    first.write(", whole");
+    EXPECT_FALSE(first.commit());
+    EXPECT_EQ(bytesOf(path), "first, whole");
+    EXPECT_FALSE(writeFileAtomically(path, "second"));
+    EXPECT_EQ(bytesOf(path), "second");
+}
+
+TEST(AtomicFile, NothingIsLeftOfWritersThatWereKilled) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.write("file", "old");
+    for (int i = 0; i < 3; ++i) {
+        const pid_t writer = ::fork();
+        if (writer == 0) {
+            AtomicFile file(path);
+            file.write("more than what comes later");
+            ::raise(SIGKILL);
+        }
+        ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+        EXPECT_LE(test::namesIn(tree.path()).size(), 2U);
+        EXPECT_EQ(bytesOf(path), "old");
+    }
+    EXPECT_FALSE(writeFileAtomically(path, "new"));
+    EXPECT_EQ(bytesOf(path), "new");
+    EXPECT_THAT(test::namesIn(tree.path()), ElementsAre("file"));
+}
+
+TEST(AtomicFile, WritesIntoNothingThatWasThere) {
+    const test::TemporaryTree tree;
+    const std::string path = tree.path("file");
+    std::string temporary;
+    {
+        const AtomicFile file(path);
+        temporary = tree.path(test::namesIn(tree.path()).at(0));
+    }
+    const std::string other = tree.write("other", "");
+    std::filesystem::create_hard_link(other, temporary);
+    EXPECT_FALSE(writeFileAtomically(path, "new"));
+    EXPECT_EQ(bytesOf(path), "new");
+    std::filesystem::create_symlink(other, temporary);
+    EXPECT_EQ(writeFileAtomically(path, "newer").value().code, ELOOP);
+    EXPECT_EQ(bytesOf(other), "");
+}
+
+TEST(AtomicFile, ReportsTheFirstFailure) {
+    const test::TemporaryTree tree;
+    const test::FullDisk full(100);
+    AtomicFile file(tree.path("file"));
+    file.write(std::string(101, 'x'));
+    file.write("y");
+    EXPECT_EQ(file.commit().value().code, EFBIG);
 }
 
 TEST(WriteFileAtomically, ReportsAFolderThatMayNotBeWritten) {

@@ -1,13 +1,13 @@
 #include "Base/FatalError.hpp"
 
-#include <cstdio>
 #include <cstdlib>
-#include <fmt/core.h>
+
+#include "Base/PrintError.hpp"
 
 namespace dovra {
 
 void fatalError(std::string_view message) {
-    fmt::print(stderr, "dovra: fatal: {}\n", message);
+    printError("dovra: fatal: {}\n", message);
     std::abort();
 }
 

@@ -12,6 +12,8 @@ struct TooDeep {};
 }  // namespace
 
 std::optional<nlohmann::json> parseJson(std::string_view text) {
+    // The library takes a NUL for the end of the text.
+    if (text.find('\0') != std::string_view::npos) return std::nullopt;
     using Event = nlohmann::json::parse_event_t;
     const auto limitDepth = [](int depth, Event event, nlohmann::json&) {
         // The depth of a start is the number of arrays and objects around it.

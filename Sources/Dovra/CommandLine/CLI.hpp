@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "CommandLine/Options.hpp"
+#include "Base/Options.hpp"
 #include "Query/SearchResult.hpp"
 
 namespace dovra {

@@ -5,11 +5,12 @@
 
 #include "Analysis/DiskUsage.hpp"
 #include "Base/ByteCount.hpp"
+#include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 
 namespace dovra {
 
@@ -37,7 +38,7 @@ std::vector<Option> diskUsageOptionTable(DiskUsageOptions& options) {
 void takeOtherArguments(std::span<const std::string> others, DiskUsageOptions& options) {
     for (const std::string& other : others) {
         if (other.starts_with('-')) {
-            fmt::print(stderr, "dovra: --du has no option {}; see dovra --du --help\n", other);
+            printError("dovra: --du has no option {}; see dovra --du --help\n", other);
         } else {
             options.folder = standardizedPath(other);
         }

@@ -4,12 +4,13 @@
 
 #include "Base/ByteCount.hpp"
 #include "Base/JoinPath.hpp"
+#include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/QueryKeys.hpp"
 
@@ -87,7 +88,7 @@ int CLI::runDuplicates(Arguments args) {
     std::vector<DuplicateGroup> groups = findWithProgress(index, query);
     if (std::ssize(groups) > options.limit) groups.resize(static_cast<std::size_t>(options.limit));
     if (!printGroups(groups, options.terminator)) return 1;
-    fmt::print(stderr, "{} duplicate set(s); {} reclaimable\n",
+    printError("{} duplicate set(s); {} reclaimable\n",
                TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
                byteCountText(DuplicateFinder::reclaimableBytes(groups)));
     return 0;

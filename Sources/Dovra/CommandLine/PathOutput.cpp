@@ -2,9 +2,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <fmt/core.h>
 #include <system_error>
 
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/Terminal.hpp"
 
@@ -48,8 +48,7 @@ void PathOutput::flush() {
 bool PathOutput::finish() {
     if (!buffer_.empty()) flush();
     if (error_ != 0 && error_ != EPIPE) {
-        fmt::print(stderr, "dovra: cannot write to standard output: {}\n",
-                   std::generic_category().message(error_));
+        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error_));
     }
     return error_ == 0;
 }

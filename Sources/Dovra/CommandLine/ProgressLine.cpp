@@ -2,12 +2,11 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
-#include <fmt/core.h>
 #include <mutex>
 #include <stop_token>
 #include <utility>
 
+#include "Base/PrintError.hpp"
 #include "Platform/Terminal.hpp"
 
 namespace dovra {
@@ -24,9 +23,9 @@ void rewriteUntilStopped(const std::stop_token& stop, const std::function<std::s
     std::condition_variable_any stopped;
     std::unique_lock lock(mutex);
     do {
-        fmt::print(stderr, "{}{}", restart, text());
+        printError("{}{}", restart, text());
     } while (!stopped.wait_for(lock, stop, betweenRewrites, [&] { return stop.stop_requested(); }));
-    fmt::print(stderr, "{}", restart);
+    printError("{}", restart);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
@@ -24,18 +25,18 @@ constexpr std::string_view removeUsage = "usage: --saved --remove <name>\n";
 constexpr std::string_view runUsage = "usage: --saved <name> [options] [words]\n";
 
 int reportUsage(std::string_view usage) {
-    fmt::print(stderr, "{}", usage);
+    printError("{}", usage);
     return wrongUsage;
 }
 
 int reportFailure(std::string_view message) {
-    fmt::print(stderr, "dovra: {}\n", message);
+    printError("dovra: {}\n", message);
     return notDone;
 }
 
 int reportUnknown(std::string_view name) {
     const bool isForPerson = isTerminal(StandardStream::error);
-    fmt::print(stderr, "No saved search named \"{}\"\n", isForPerson ? visibleText(name) : std::string(name));
+    printError("No saved search named \"{}\"\n", isForPerson ? visibleText(name) : std::string(name));
     return notDone;
 }
 

@@ -6,12 +6,13 @@
 #include <fmt/core.h>
 #include <memory>
 
+#include "Base/PrintError.hpp"
 #include "Base/UnicodeFold.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "CommandLine/TerminalStyle.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Paths.hpp"
+#include "Platform/TerminalStyle.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 
@@ -101,7 +102,7 @@ int printSearch(std::string_view query, const SearchOptions& options) {
     const std::int64_t total = searchPaths(index, query, options.sort, options.limit,
                                            [&](std::string_view path) { output.writePath(path); });
     if (!output.finish()) return 1;
-    fmt::print(stderr, "{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(total)));
+    printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(total)));
     return 0;
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "CommandLine/Options.hpp"
+#include "Base/Options.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "Query/SearchResult.hpp"
 

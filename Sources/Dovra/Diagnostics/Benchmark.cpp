@@ -2,15 +2,20 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
 #include "Index/Crawl.hpp"
+#include "Index/EventId.hpp"
+#include "Index/IndexCache.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/ProcessMemory.hpp"
 #include "Query/SearchEngine.hpp"
@@ -24,6 +29,8 @@ using Key = SortSpec::Key;
 constexpr Latency::Repetitions scanRepetitions{.time = std::chrono::seconds(2), .atLeast = 3, .atMost = 20};
 constexpr Latency::Repetitions queryRepetitions{
     .time = std::chrono::milliseconds(500), .atLeast = 5, .atMost = 200};
+
+constexpr Latency::Repetitions cacheRepetitions{.time = std::chrono::seconds(1), .atLeast = 3, .atMost = 20};
 
 constexpr std::int64_t pageRows = 100;
 constexpr std::int64_t sortedRows = 5000;
@@ -78,8 +85,7 @@ public:
     /// 0 when everything could be written; otherwise says why not.
     int finish() const {
         if (error_ == 0) return 0;
-        fmt::print(stderr, "dovra: cannot write to standard output: {}\n",
-                   std::generic_category().message(error_));
+        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error_));
         return 1;
     }
 
@@ -132,6 +138,47 @@ void scanOnce(Report& report, FileIndex& index, const std::string& root) {
     report.line("Scan:     {:.1f} ms the first time, with attributes", latency.median());
 }
 
+/// A cache file of the benchmark's own, which is removed at the end.
+class ScratchCache {
+public:
+    ScratchCache() : cache_("benchmark.cache") { cache_.remove(); }
+    ~ScratchCache() { cache_.remove(); }
+    ScratchCache(const ScratchCache&) = delete;
+    ScratchCache& operator=(const ScratchCache&) = delete;
+
+    const IndexCache* operator->() const { return &cache_; }
+
+private:
+    const IndexCache cache_;
+};
+
+/// Saves the index and loads it into one that is thrown away, again and again.
+void printCacheTimes(Report& report, const FileIndex& index, const std::string& root) {
+    const ScratchCache cache;
+    const SnapshotSubject subject{.root = root};
+    std::optional<FileError> error;
+    const Latency saving = Latency::measure(
+        cacheRepetitions, [&] { error = cache->save(index, subject.volumeDev, nextEventId(0)); });
+    if (error) {
+        report.line("Cache:    {}", visibleText(error->message));
+        return;
+    }
+    bool isLoaded = true;
+    const Latency loading = Latency::measure(cacheRepetitions, [&] {
+        FileIndex scratch;
+        isLoaded = isLoaded && cache->load(scratch, subject).has_value();
+    });
+    std::error_code unknown;
+    const auto bytes = static_cast<double>(std::filesystem::file_size(*cache->filePath(), unknown));
+    if (!isLoaded || unknown) {
+        report.line("Cache:    what was saved could not be loaded");
+        return;
+    }
+    report.line(
+        "Cache:    {:.1f} MB, {:.1f} bytes an entry; saved in {:.1f} ms, loaded in {:.1f} ms (medians)",
+        bytes / 1e6, perEntry(index, bytes), saving.median(), loading.median());
+}
+
 void printQuery(Report& report, const FileIndex& index, const Query& query) {
     std::int64_t hits = 0;
     const Latency latency = Latency::measure(
@@ -151,7 +198,7 @@ void printQueries(Report& report, const FileIndex& index) {
 int Benchmark::run(std::string_view root, bool trigram) {
     const std::string path = standardizedPath(root);
     if (!OpenFolder::open(path)) {
-        fmt::print(stderr, "dovra: cannot read the folder {}\n", visibleText(root));
+        printError("dovra: cannot read the folder {}\n", visibleText(root));
         return 1;
     }
     Report report;
@@ -163,6 +210,7 @@ int Benchmark::run(std::string_view root, bool trigram) {
     if (trigramIndex) report.line("Trigram:  {} postings indexed", trigramIndex->postingCount());
     printScanTime(report, "with attributes", path, ListingDetail::attributes);
     printScanTime(report, "names and types only", path, ListingDetail::namesAndTypes);
+    printCacheTimes(report, index, path);
     printQueries(report, index);
     return report.finish();
 }

@@ -134,7 +134,7 @@ private:
                             index_.tombstoneCountLocked(), count);
     }
 
-    /// Every entry stands once, in the list of its own folder, and the lists ascend.
+    /// Every live entry stands once, in the list of its own folder, and the lists ascend.
     void checkLists() {
         std::vector<std::uint8_t> listed(entries_.size());
         for (std::size_t i = 0; i < directories_.count(); ++i) {
@@ -154,8 +154,8 @@ private:
             });
         }
         for (std::size_t id = 0; id < listed.size(); ++id) {
-            violations_.require(listed[id] == 1, "listed entries", "entry {} is listed {} times", id,
-                                listed[id]);
+            const bool isListed = listed[id] == 1 || (listed[id] == 0 && entryAt(id).isTombstone());
+            violations_.require(isListed, "listed entries", "entry {} is listed {} times", id, listed[id]);
         }
     }
 
@@ -262,12 +262,12 @@ std::optional<std::string> folderDifference(const FileIndex& a, const FileIndex&
     const std::size_t shared = std::min(left.count(), right.count());
     for (std::size_t i = 0; i < shared; ++i) {
         const auto folder = static_cast<DirIndex>(i);
-        const auto leftRun = a.entriesByDirLocked().run(folder);
-        const auto rightRun = b.entriesByDirLocked().run(folder);
-        const bool equalRuns =
-            leftRun && rightRun && leftRun->first == rightRun->first && leftRun->count == rightRun->count;
+        const EntryLists& leftLists = a.entriesByDirLocked();
+        const EntryLists& rightLists = b.entriesByDirLocked();
+        const bool equalLists = leftLists.contains(folder) == rightLists.contains(folder) &&
+                                leftLists.ids(folder) == rightLists.ids(folder);
         if (left.parent(folder) != right.parent(folder) || left.name(folder) != right.name(folder) ||
-            !equalRuns)
+            !equalLists)
             return fmt::format("folder {} ({})", i, visibleText(left.path(folder)));
     }
     if (left.count() != right.count()) return fmt::format("{} or {} folders", left.count(), right.count());

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Base/JoinPath.hpp"
+#include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
@@ -184,10 +185,10 @@ private:
     }
 
     void showProgress(std::string_view what, std::size_t done, std::size_t all) const {
-        if (isPersonWatching_) fmt::print(stderr, "\r{} {} of {} ", what, done, all);
+        if (isPersonWatching_) printError("\r{} {} of {} ", what, done, all);
     }
     void clearProgress() const {
-        if (isPersonWatching_) fmt::print(stderr, "\r\x1b[K");
+        if (isPersonWatching_) printError("\r\x1b[K");
     }
 
     const std::string root_;
@@ -204,7 +205,7 @@ private:
 int SelfTest::run(const std::string& path, std::uint64_t seed) {
     const std::string root = standardizedPath(path);
     if (!OpenFolder::open(root)) {
-        fmt::print(stderr, "dovra: cannot read the folder {}\n", visibleText(path));
+        printError("dovra: cannot read the folder {}\n", visibleText(path));
         return 1;
     }
     return Run(root, seed).run();

@@ -1,6 +1,9 @@
 #include "Index/Crawl.hpp"
 
+#include <algorithm>
+
 #include "Base/ConcurrentPerform.hpp"
+#include "Base/IsAtOrBelow.hpp"
 #include "Index/LookAheadWalk.hpp"
 #include "Platform/Volume.hpp"
 
@@ -14,6 +17,7 @@ WalkOptions walkOptions(const CrawlOptions& options) {
     WalkOptions walk;
     walk.detail = options.detail;
     walk.threads = options.threads == 0 ? activeProcessorCount() : options.threads;
+    walk.stop = options.stop;
     walk.entersChild = [](std::string_view fullPath) { return !FileIndex::skipDirs.contains(fullPath); };
     if (options.restrictToStartupVolume) walk.allowedDevices = startupVolumeDevices();
     return walk;
@@ -23,7 +27,7 @@ DirIndex store(FileIndex& index, const WalkedFolder& folder) {
     const WriteGuard guard(index.rwlock);
     const DirIndex dirIndex = folder.parent ? index.internChildDirLocked(*folder.parent, folder.name)
                                             : index.internDirLocked(folder.name);
-    index.storeListingLocked(dirIndex, folder.listing);
+    index.storeListingLocked(dirIndex, folder.listing, folder.stamp);
     return dirIndex;
 }
 
@@ -47,6 +51,12 @@ void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlO
         return dirIndex;
     });
     if (progress) progress(entryCount(index), false);
+}
+
+bool isBelowSkippedFolder(std::string_view path, std::string_view root) {
+    return std::ranges::any_of(FileIndex::skipDirs, [&](const std::string& skipped) {
+        return skipped != root && isAtOrBelow(skipped, root) && isAtOrBelow(path, skipped);
+    });
 }
 
 }  // namespace dovra

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct CrawlOptions {
     ListingDetail detail = ListingDetail::attributes;
     /// Threads that list folders, the caller's included; 0 means one for each processor.
     std::size_t threads = 0;
+    /// A request to stop ends the scan at once; the index keeps what was stored until then.
+    std::stop_token stop = {};
 };
 
 /// Takes the current number of entries, and whether the walk goes on. Called on the scanning thread, without
@@ -28,5 +31,8 @@ using CrawlProgress = std::function<void(std::int64_t entryCount, bool stillScan
 /// parent's list. `progress` is called after every 5000 entries or more, and once at the end.
 void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlOptions& options,
            const CrawlProgress& progress = {});
+
+/// Whether `path` is one of the folders that a scan from `root` does not enter, or lies in one.
+bool isBelowSkippedFolder(std::string_view path, std::string_view root);
 
 }  // namespace dovra

@@ -1,6 +1,7 @@
 #include "Index/DirectoryTable.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <limits>
 
@@ -70,8 +71,12 @@ std::optional<DirIndex> DirectoryTable::find(std::string_view path) const {
 }
 
 std::optional<DirIndex> DirectoryTable::findChild(DirIndex parent, std::string_view name) const {
-    if (const auto found = findSlot(parent, name)) return found;
-    // A folder may have been interned with its whole path before its parent was.
+    const auto found = findSlot(parent, name);
+    return found ? found : findRootBelow(parent, name);
+}
+
+/// A folder may have been interned with its whole path before its parent was.
+std::optional<DirIndex> DirectoryTable::findRootBelow(DirIndex parent, std::string_view name) const {
     if (roots_.size() < 2) return std::nullopt;
     const std::string whole = std::string(withoutRootSlash(path(parent))).append("/").append(name);
     const auto root =
@@ -84,30 +89,34 @@ DirIndex DirectoryTable::intern(std::string_view path) {
     const std::size_t slash = path.rfind('/');
     if (path != "/" && slash != std::string_view::npos) {
         const auto parent = find(slash == 0 ? "/" : path.substr(0, slash));
-        if (parent) return add(*parent, path.substr(slash + 1));
+        if (parent) return addBelow(*parent, path.substr(slash + 1));
     }
-    const DirIndex root = add(none, withoutRootSlash(path));
+    const DirIndex root = addRecord(none, withoutRootSlash(path));
     roots_.push_back(root);
     return root;
 }
 
 DirIndex DirectoryTable::internChild(DirIndex parent, std::string_view name) {
-    if (const auto found = findChild(parent, name)) return *found;
-    return add(parent, name);
+    if (roots_.size() > 1) {
+        if (const auto found = findChild(parent, name)) return *found;
+    }
+    return addBelow(parent, name);
 }
 
-DirIndex DirectoryTable::add(DirIndex parent, std::string_view name) {
+/// The folder, added when it is new, which takes one search in the hash table.
+DirIndex DirectoryTable::addBelow(DirIndex parent, std::string_view name) {
+    if ((folders_.size() + 1) * 2 > slots_.size()) rebuildSlots(std::max<std::size_t>(16, slots_.size() * 2));
+    const std::size_t slot = slotOf(parent, name);
+    if (slots_[slot] == none) slots_[slot] = addRecord(parent, name);
+    return slots_[slot];
+}
+
+DirIndex DirectoryTable::addRecord(DirIndex parent, std::string_view name) {
     if (folders_.size() > std::numeric_limits<DirIndex>::max()) fatalError("more than 2147483647 folders");
     const auto folder = static_cast<DirIndex>(folders_.size());
     folders_.push_back(
         {.parent = parent, .nameLen = static_cast<std::uint32_t>(name.size()), .nameOffset = names_.size()});
     names_.append(name.data(), name.size());
-    if (parent == none) return folder;
-    if (folders_.size() * 2 > slots_.size()) {
-        growSlots();
-    } else {
-        slots_[slotOf(parent, name)] = folder;
-    }
     return folder;
 }
 
@@ -128,8 +137,13 @@ std::optional<DirIndex> DirectoryTable::findSlot(DirIndex parent, std::string_vi
     return folder == none ? std::nullopt : std::optional(folder);
 }
 
-void DirectoryTable::growSlots() {
-    const std::size_t count = std::max<std::size_t>(16, slots_.size() * 2);
+void DirectoryTable::reserve(std::size_t count) {
+    folders_.reserve(count);
+    const std::size_t needed = std::bit_ceil(std::max<std::size_t>(8, count)) * 2;
+    if (needed > slots_.size()) rebuildSlots(needed);
+}
+
+void DirectoryTable::rebuildSlots(std::size_t count) {
     slots_.clear();
     std::fill_n(slots_.extend(count), count, none);
     for (std::size_t i = 0; i < folders_.size(); ++i) {

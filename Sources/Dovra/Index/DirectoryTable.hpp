@@ -31,6 +31,9 @@ public:
     DirIndex intern(std::string_view path);
     DirIndex internChild(DirIndex parent, std::string_view name);
 
+    /// Makes room for so many folders in all.
+    void reserve(std::size_t count);
+
     std::string path(DirIndex folder) const;
 
     /// The stored parent; absent for a folder that keeps its whole path.
@@ -55,9 +58,11 @@ private:
         std::size_t nameOffset;
     };
 
-    DirIndex add(DirIndex parent, std::string_view name);
+    DirIndex addRecord(DirIndex parent, std::string_view name);
+    DirIndex addBelow(DirIndex parent, std::string_view name);
+    std::optional<DirIndex> findRootBelow(DirIndex parent, std::string_view name) const;
     std::size_t slotOf(DirIndex parent, std::string_view name) const;
-    void growSlots();
+    void rebuildSlots(std::size_t count);
     std::optional<DirIndex> descend(DirIndex from, std::string_view relativePath) const;
     std::optional<DirIndex> findSlot(DirIndex parent, std::string_view name) const;
 

@@ -1,5 +1,7 @@
 #include "Index/EntryLists.hpp"
 
+#include <algorithm>
+
 namespace dovra {
 
 EntryLists::Run& EntryLists::slot(DirIndex folder) {
@@ -12,6 +14,20 @@ void EntryLists::assignRun(DirIndex folder, Run run) {
     Run& stored = slot(folder);
     if (stored.first == isScattered) scattered_.erase(folder);
     stored = run;
+}
+
+void EntryLists::assign(DirIndex folder, std::span<const EntryId> ids) {
+    const auto isNotNext = [](EntryId a, EntryId b) { return b != a + 1; };
+    if (std::ranges::adjacent_find(ids, isNotNext) == ids.end()) {
+        assignRun(folder, {ids.empty() ? 0 : ids.front(), static_cast<std::int32_t>(ids.size())});
+    } else {
+        slot(folder) = {isScattered, 0};
+        scattered_[folder].assign(ids.begin(), ids.end());
+    }
+}
+
+void EntryLists::forget(DirIndex folder) {
+    if (contains(folder)) assignRun(folder, {notListed, 0});
 }
 
 void EntryLists::append(DirIndex folder, EntryId id) {
@@ -29,6 +45,13 @@ void EntryLists::append(DirIndex folder, EntryId id) {
         list.push_back(id);
         stored = {isScattered, 0};
     }
+}
+
+void EntryLists::assignAll(std::size_t folderCount, std::span<const FileEntry> entries) {
+    clear();
+    std::fill_n(runs_.extend(folderCount), folderCount, Run{0, 0});
+    for (std::size_t id = 0; id < entries.size(); ++id)
+        append(entries[id].dirIndex, static_cast<EntryId>(id));
 }
 
 bool EntryLists::contains(DirIndex folder) const {

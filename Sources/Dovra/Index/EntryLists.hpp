@@ -24,7 +24,17 @@ public:
     /// Replaces the folder's list by a run.
     void assignRun(DirIndex folder, Run run);
 
+    /// Replaces the folder's list. What happens to be consecutive is kept as a run again.
+    void assign(DirIndex folder, std::span<const EntryId> ids);
+
     void append(DirIndex folder, EntryId id);
+
+    /// Replaces all lists: `folderCount` folders have one, with those of `entries` that lie in them. Their
+    /// positions are the identifiers.
+    void assignAll(std::size_t folderCount, std::span<const FileEntry> entries);
+
+    /// Drops the folder's list: it counts as never listed.
+    void forget(DirIndex folder);
 
     /// Whether a list was ever stored for the folder, an empty one included: it has been listed.
     bool contains(DirIndex folder) const;

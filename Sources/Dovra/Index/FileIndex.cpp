@@ -26,9 +26,27 @@ void FileIndex::reset() {
     entriesByDir_.clear();
     names_.clear();
     signatures_.clear();
+    stamps_.clear();
     tombstones_ = 0;
     if (trigram_) trigram_->reset();
     raiseGenerationLocked();
+}
+
+void FileIndex::replaceContents(IndexContents contents) {
+    const WriteGuard guard(rwlock);
+    // The old contents go when the lock is free again.
+    std::swap(directories_, contents.directories);
+    std::swap(entries_, contents.entries);
+    std::swap(entriesByDir_, contents.entriesByDir);
+    std::swap(names_, contents.names);
+    std::swap(signatures_, contents.signatures);
+    std::swap(stamps_, contents.stamps);
+    tombstones_ = contents.tombstones;
+    raiseGenerationLocked();
+    if (!trigram_) return;
+    trigram_->reset();
+    for (std::size_t id = 0; id < entries_.size(); ++id)
+        trigram_->add(static_cast<EntryId>(id), nameLocked(entries_[id]));
 }
 
 std::int64_t FileIndex::itemCount() const {
@@ -62,7 +80,7 @@ std::unordered_map<EntryId, std::string> FileIndex::resolvePathsLocking(std::spa
 std::size_t FileIndex::memoryBytes() const {
     const ReadGuard guard(rwlock);
     return directories_.memoryBytes() + entries_.capacityBytes() + entriesByDir_.memoryBytes() +
-           names_.memoryBytes() + signatures_.capacityBytes();
+           names_.memoryBytes() + signatures_.capacityBytes() + stamps_.capacityBytes();
 }
 
 void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
@@ -115,12 +133,22 @@ EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     return id;
 }
 
-void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing) {
+void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing,
+                                   const FolderStamp& stamp) {
+    // A folder that is renamed while its parent is read can be listed twice, and is then walked twice.
+    if (entriesByDir_.contains(folder)) forgetContentsLocked(folder);
     const auto first = static_cast<EntryId>(entries_.size());
     for (std::size_t i = 0; i < listing.count(); ++i)
         appendEntryLocked(listing[i], folder);
     entriesByDir_.assignRun(folder, {first, static_cast<std::int32_t>(listing.count())});
+    setStampLocked(folder, stamp);
     raiseGenerationLocked();
+}
+
+void FileIndex::setStampLocked(DirIndex folder, const FolderStamp& stamp) {
+    const auto position = static_cast<std::size_t>(folder);
+    if (position >= stamps_.size()) stamps_.resizeZeroed(position + 1);
+    stamps_[position] = stamp;
 }
 
 void FileIndex::tombstoneLocked(EntryId id) {
@@ -131,20 +159,41 @@ void FileIndex::tombstoneLocked(EntryId id) {
 }
 
 void FileIndex::tombstoneSubtreeLocked(std::string_view path) {
-    const auto top = directories_.find(path);
-    // A folder that was interned with its whole path can lie below `path` without being its descendant in the
-    // table, so those are compared as text; all others follow their parent, which stands before them.
+    std::vector<DirIndex> tops;
+    if (const auto top = directories_.find(path)) tops.push_back(*top);
+    // A folder that a scan began at can lie below `path` without a chain of entries that leads to it.
     const std::string below = joinPath(path, "");
-    std::vector<bool> inside(directories_.count());
-    for (std::size_t i = 0; i < inside.size(); ++i) {
-        const auto folder = static_cast<DirIndex>(i);
-        const auto parent = directories_.parent(folder);
-        inside[i] = folder == top || (parent ? inside[static_cast<std::size_t>(*parent)]
-                                             : directories_.path(folder).starts_with(below));
-        if (!inside[i]) continue;
-        for (const EntryId id : entriesByDir_.ids(folder))
-            tombstoneLocked(id);
+    for (const DirIndex root : directories_.roots()) {
+        if (directories_.path(root).starts_with(below)) tops.push_back(root);
     }
+    for (const DirIndex top : tops) {
+        if (!entriesByDir_.contains(top)) continue;
+        forgetContentsLocked(top);
+        assignListLocked(top, {});
+    }
+}
+
+void FileIndex::forgetContentsLocked(DirIndex folder) {
+    std::vector<DirIndex> pending = {folder};
+    while (!pending.empty()) {
+        const DirIndex next = pending.back();
+        pending.pop_back();
+        for (const EntryId id : entriesByDir_.ids(next)) {
+            const FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+            if (const auto contents = entry.isFolder() ? contentsOfLocked(entry) : std::nullopt)
+                pending.push_back(*contents);
+            tombstoneLocked(id);
+        }
+        entriesByDir_.forget(next);
+        setStampLocked(next, {});
+    }
+}
+
+void FileIndex::refreshEntryLocked(EntryId id, const RawDirent& raw) {
+    FileEntry& entry = entries_[static_cast<std::size_t>(id)];
+    entry.size = raw.size;
+    entry.modTime = raw.modTime;
+    entry.crTime = raw.crTime;
 }
 
 }  // namespace dovra

@@ -16,6 +16,7 @@
 #include "Index/DirectoryTable.hpp"
 #include "Index/EntryLists.hpp"
 #include "Index/FileEntry.hpp"
+#include "Index/IndexContents.hpp"
 #include "Index/NamePool.hpp"
 #include "Index/NameSignature.hpp"
 #include "Index/RankingBoost.hpp"
@@ -37,6 +38,8 @@ namespace dovra {
 /// skips it;
 /// - names lie in the pool in the order of the identifiers, without gaps; the pool only grows until `reset`;
 /// - every `dirIndex` is a position in `directories()`; a folder's own entry stands in its parent's list;
+/// - a live entry stands in its folder's list, once; a folder that has a list lies in one that has one, up to
+/// the folder where the scan began;
 /// - `generation()` rises with every change.
 ///
 /// Locking: one reader-writer lock guards everything but `generation()`. An operation whose name ends in
@@ -60,7 +63,11 @@ public:
     /// Empties the index; an attached trigram index is emptied with it.
     void reset() DOVRA_EXCLUDES(rwlock);
 
-    /// Rises by one on `reset` and on every stored or changed folder. Any thread, without the lock.
+    /// Takes over what was made elsewhere; an attached trigram index is filled anew.
+    void replaceContents(IndexContents contents) DOVRA_EXCLUDES(rwlock);
+
+    /// Rises by one on `reset`, on `replaceContents` and on every stored or changed folder. Any thread,
+    /// without the lock.
     std::uint64_t generation() const { return generation_.load(std::memory_order_acquire); }
 
     /// The number of entries that are not tombstones.
@@ -101,6 +108,11 @@ public:
     std::optional<ScanMode> scanModeOverrideLocked() const DOVRA_UNCHECKED_LOCKING {
         return scanModeOverride_;
     }
+    /// The stamp of the folder when it was last listed as a whole; not known by default.
+    FolderStamp stampLocked(DirIndex folder) const DOVRA_UNCHECKED_LOCKING {
+        const auto position = static_cast<std::size_t>(folder);
+        return position < stamps_.size() ? stamps_[position] : FolderStamp{};
+    }
     std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return tombstones_; }
 
     std::string_view nameLocked(const FileEntry& entry) const DOVRA_UNCHECKED_LOCKING {
@@ -121,15 +133,32 @@ public:
     /// caller's to store. Fatal above 2147483647 entries, or when the name pool exceeds its limits.
     EntryId appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
 
-    /// Appends a whole listing as the contents of the folder and raises the generation.
-    void storeListingLocked(DirIndex folder, const DirectoryListing& listing) DOVRA_REQUIRES(rwlock);
+    /// Appends a whole listing as the contents of the folder and raises the generation. `stamp` was taken
+    /// before the folder was listed; without one nothing tells later whether the listing still holds.
+    void storeListingLocked(DirIndex folder, const DirectoryListing& listing, const FolderStamp& stamp = {})
+        DOVRA_REQUIRES(rwlock);
+
+    /// Replaces what is known of the disk's state when the folder's contents were stored.
+    void setStampLocked(DirIndex folder, const FolderStamp& stamp) DOVRA_REQUIRES(rwlock);
 
     /// Marks one entry deleted; the entry's subtree is the caller's business.
     void tombstoneLocked(EntryId id) DOVRA_REQUIRES(rwlock);
 
-    /// Marks everything listed in `path` and in the folders below it deleted. The folder's own entry in its
-    /// parent is not touched, and the paths stay interned.
+    /// Marks everything listed in `path` and in the folders below it deleted: the folder is empty then. Its
+    /// own entry in its parent is not touched, and the paths stay interned.
     void tombstoneSubtreeLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
+
+    /// Marks everything listed in the folder and below it deleted, and drops their lists: the folder counts
+    /// as never listed. Costs what is deleted.
+    void forgetContentsLocked(DirIndex folder) DOVRA_REQUIRES(rwlock);
+
+    /// Takes over the attributes of an entry that is what it was: name and kind stay.
+    void refreshEntryLocked(EntryId id, const RawDirent& raw) DOVRA_REQUIRES(rwlock);
+
+    /// Replaces the folder's list; all of `ids` lie in it and ascend.
+    void assignListLocked(DirIndex folder, std::span<const EntryId> ids) DOVRA_REQUIRES(rwlock) {
+        entriesByDir_.assign(folder, ids);
+    }
 
     void raiseGenerationLocked() DOVRA_REQUIRES(rwlock) {
         generation_.fetch_add(1, std::memory_order_acq_rel);
@@ -144,6 +173,7 @@ private:
     EntryLists entriesByDir_ DOVRA_GUARDED_BY(rwlock);
     NamePool names_ DOVRA_GUARDED_BY(rwlock);
     PodVector<NameSignature> signatures_ DOVRA_GUARDED_BY(rwlock);
+    PodVector<FolderStamp> stamps_ DOVRA_GUARDED_BY(rwlock);  ///< by folder; the last ones may be missing
     std::int64_t tombstones_ DOVRA_GUARDED_BY(rwlock) = 0;
     std::shared_ptr<TrigramIndex> trigram_ DOVRA_GUARDED_BY(rwlock);
     std::shared_ptr<const RankingBoost> frecency_ DOVRA_GUARDED_BY(rwlock);

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Base/JoinPath.hpp"
+#include "Index/StampClock.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
 // depend on which thread was faster could not be compared from one scan to the next.
@@ -59,6 +60,7 @@ struct Folder {
     State state = State::pending;
     bool isListed = false;
     DirectoryListing listing;
+    FolderStamp stamp;
     std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
     bool isKeptOpen = false;                        ///< as the base of the children
     std::list<Folder*>::iterator place;             ///< in the frontier, until done
@@ -74,9 +76,12 @@ public:
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
         if (!open) return;
-        const DeviceId device = open->device();
+        const FolderStamp stamp = open->stamp();
+        const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
-        open->list(options_.detail, folder.listing);
+        const FolderStamp trusted = clock_.trusted(stamp);
+        const bool isWhole = open->list(options_.detail, folder.listing, options_.stop);
+        folder.stamp = isWhole ? trusted : FolderStamp{};
         folder.isListed = true;
         addChildren(folder, *std::move(open), device);
     }
@@ -116,11 +121,12 @@ private:
     }
 
     const WalkOptions& options_;
+    const StampClock clock_;
 };
 
 class Walk {
 public:
-    explicit Walk(const WalkOptions& options) : lister_(options) {
+    explicit Walk(const WalkOptions& options) : options_(options), lister_(options) {
         for (std::size_t i = 1; i < options.threads; ++i) {
             helpers_.emplace_back([this](const std::stop_token& stop) { help(stop); });
         }
@@ -130,13 +136,16 @@ public:
              const std::function<DirIndex(const WalkedFolder&)>& visit) {
         addRoots(roots);
         while (!stack_.empty()) {
+            finish(*stack_.back());
+            // What was listed after a request to stop may be incomplete. Helpers may still be at the
+            // children, so everything stays where it is until they have ended.
+            if (options_.stop.stop_requested()) return;
             const std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();
-            finish(*folder);
             if (!folder->isListed) continue;
             const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
-            const DirIndex index =
-                visit({.parent = folder->parent, .name = name, .listing = folder->listing});
+            const DirIndex index = visit(
+                {.parent = folder->parent, .name = name, .listing = folder->listing, .stamp = folder->stamp});
             for (std::unique_ptr<Folder>& child : folder->children) {
                 child->parent = index;
                 stack_.push_back(std::move(child));
@@ -160,7 +169,7 @@ private:
         std::unique_lock lock(mutex_);
         Folder* folder = nullptr;
         const auto takesOne = [&] { return (folder = takeFirstPending()) != nullptr; };
-        while (changed_.wait(lock, stop, takesOne))
+        while (!options_.stop.stop_requested() && changed_.wait(lock, stop, takesOne))
             listUnlocked(*folder, lock);
     }
 
@@ -210,6 +219,7 @@ private:
         changed_.notify_all();
     }
 
+    const WalkOptions& options_;
     const Lister lister_;
     std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
 

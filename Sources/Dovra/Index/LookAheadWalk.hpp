@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +17,7 @@ struct WalkOptions {
 
     /// Folders on other devices are not entered. When empty every device is, except that a file system of the
     /// kernel's own is not entered from outside.
-    std::vector<DeviceId> allowedDevices;
+    std::vector<DeviceId> allowedDevices = {};
 
     /// Whether to enter the child folder with this full path; asked only for paths of at most
     /// `maxAskedPathBytes`. Called on any thread.
@@ -25,6 +26,9 @@ struct WalkOptions {
 
     /// Threads that list folders, the caller's included; at least 1.
     std::size_t threads = 1;
+
+    /// A request to stop ends the walk at once, after one more system call on each thread.
+    std::stop_token stop = {};
 };
 
 /// A folder that the walk has reached and could list.
@@ -32,6 +36,7 @@ struct WalkedFolder {
     std::optional<DirIndex> parent;  ///< what the visit of its parent returned; absent for a root
     std::string_view name;           ///< its own name; for a root the path as it was given
     const DirectoryListing& listing;
+    FolderStamp stamp = {};  ///< taken before it was listed; not known where it proves nothing
 };
 
 /// Walks the trees below `roots` depth first, the last root and the last-listed child first, and calls

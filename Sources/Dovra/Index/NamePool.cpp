@@ -23,6 +23,21 @@ std::uint32_t NamePool::append(std::string_view name) {
     return static_cast<std::uint32_t>(offset);
 }
 
+void NamePool::assign(PodVector<std::uint8_t> bytes, std::span<const FileEntry> entries) {
+    clear();
+    bytes_ = std::move(bytes);
+    bytes_.reserve(bytes_.size() + readableSlack);
+    ends_.resizeZeroed((bytes_.size() + 63) / 64);
+    for (const FileEntry& entry : entries) {
+        const std::size_t last = std::size_t{entry.nameOffset} + entry.nameLen - 1;
+        ends_[last / 64] |= std::uint64_t{1} << (last % 64);
+    }
+    for (std::size_t word = 0; word < ends_.size(); ++word) {
+        if (word % (bytesPerBlock / 64) == 0) namesBeforeBlock_.push_back(names_);
+        names_ += static_cast<std::uint32_t>(std::popcount(ends_[word]));
+    }
+}
+
 EntryId NamePool::nameAt(std::size_t offset) const {
     const std::size_t block = offset / bytesPerBlock;
     std::uint32_t count = namesBeforeBlock_[block];

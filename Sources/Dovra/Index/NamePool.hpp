@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "Base/PodVector.hpp"
@@ -26,6 +27,10 @@ public:
     /// Appends a name (not empty) and returns the offset of its first byte. Fatal when the name or the pool
     /// exceeds its limit.
     std::uint32_t append(std::string_view name);
+
+    /// Replaces everything by the names of `entries`, which lie in `bytes` in this order without gaps and
+    /// fill them. Not empty, each of them, and within the limits.
+    void assign(PodVector<std::uint8_t> bytes, std::span<const FileEntry> entries);
 
     std::size_t size() const { return bytes_.size(); }
     std::size_t nameCount() const { return names_; }

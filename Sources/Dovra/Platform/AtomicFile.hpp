@@ -19,10 +19,35 @@ struct FileContents {
 /// are followed, and opening never waits.
 FileContents readWholeFile(const std::string& path, std::size_t maxBytes);
 
-/// Replaces the file by one with these bytes, mode 0600: whoever reads it, after a crash too, finds the old
-/// contents or the new ones, never a mixture. A symbolic link to a file stays and its target is replaced. On
-/// failure (a full disk, a folder that may not be written) the old file is untouched and nothing is left
-/// beside it; the error is returned.
+/// A file that is written piece by piece beside another and takes its place once it is whole, mode 0600:
+/// whoever reads it, after a crash too, finds the old contents or the new ones, never a mixture. What a
+/// killed writer left beside goes when the same user writes the file again. A symbolic link to a file stays
+/// and its target is replaced. For one thread.
+class AtomicFile {
+public:
+    /// Begins the file that is to replace the one at `path`. While it lives no other object of the same user,
+    /// in whichever process, can do so: that fails at once with the code EWOULDBLOCK.
+    explicit AtomicFile(const std::string& path);
+
+    /// Leaves the old file as it is, and nothing beside it, unless the new one was committed.
+    ~AtomicFile();
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+
+    /// Appends the bytes. After a failure (a full disk, a folder that may not be written) does nothing.
+    void write(std::string_view bytes);
+
+    /// Replaces the old file, or returns the first failure of all that was tried. At most once.
+    [[nodiscard]] std::optional<FileError> commit();
+
+private:
+    std::string target_;
+    std::string temporary_;  ///< what is to be removed at the end; empty when nothing is
+    int descriptor_;
+    std::optional<FileError> error_;
+};
+
+/// Replaces the file by one with these bytes, as `AtomicFile` does.
 [[nodiscard]] std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes);
 
 }  // namespace dovra

@@ -3,10 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "Base/PodVector.hpp"
+#include "Platform/FolderStamp.hpp"
 
 namespace dovra {
 
@@ -71,15 +74,36 @@ public:
     /// and when the path is longer than the system takes in one call.
     std::optional<OpenFolder> openBelow(const std::string& path) const;
 
+    /// Why a folder could not be opened.
+    enum class Refusal : std::uint8_t {
+        missing,    ///< there is none: nothing, something else, or a link on the way to it
+        forbidden,  ///< this user may not read it
+        failed,     ///< anything else; what is there is not known
+    };
+
+    /// As `open`, and tells why when it cannot.
+    static std::variant<OpenFolder, Refusal> tryOpen(const std::string& path);
+
+    /// As `openBelow`, for paths of any length (empty for this folder itself), and tells why when it cannot.
+    std::variant<OpenFolder, Refusal> tryOpenBelow(const std::string& path) const;
+
     OpenFolder(OpenFolder&& other) noexcept;
     OpenFolder& operator=(OpenFolder&& other) noexcept;
     ~OpenFolder();
 
-    /// Appends every entry but "." and ".." to `listing`. An error midway ends the listing with what was
-    /// read.
-    void list(ListingDetail detail, DirectoryListing& listing) const;
+    /// Appends every entry but "." and ".." to `listing`. An error midway, or a request to stop, ends the
+    /// listing with what was read; returns whether there was none.
+    bool list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop = {}) const;
+
+    /// The folder's own attributes, as a listing of its parent would tell them, without a name. Absent when
+    /// they cannot be asked.
+    std::optional<RawDirent> attributes() const;
 
     DeviceId device() const;
+
+    /// Device, inode and times in one call. Not known (but for the device) when it cannot be asked or a time
+    /// lies outside the years 1678 to 2262, which nanoseconds can tell.
+    FolderStamp stamp() const;
 
     /// The device of what lies at `path` below this folder (a link itself, not its target), without
     /// triggering an automount. Absent when it cannot be asked.

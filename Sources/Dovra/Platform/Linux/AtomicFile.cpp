@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,10 +44,9 @@ std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, s
     return bytes;
 }
 
-bool writeAll(const Descriptor& file, std::string_view bytes) {
+bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t count =
-            uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
+        const ssize_t count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
         if (count < 0) return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -71,6 +71,40 @@ void syncFolderOf(const std::string& path) {
     if (descriptor) (void)::fsync(descriptor.number());
 }
 
+/// Whether the open file is the one that stands at the path.
+bool standsAt(const struct stat& opened, const std::string& path) {
+    struct stat found {};
+    return ::lstat(path.c_str(), &found) == 0 && found.st_dev == opened.st_dev &&
+           found.st_ino == opened.st_ino;
+}
+
+/// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
+/// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
+/// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
+/// another file stands there by then, and it is tried again. What somebody else put there is never written.
+Descriptor makeLocked(const std::string& path) {
+    constexpr int attempts = 100;
+    constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    constexpr mode_t forTheUserAlone = 0600;
+    for (int i = 0; i < attempts; ++i) {
+        Descriptor file(::open(path.c_str(), flags | O_CREAT | O_EXCL, forTheUserAlone));
+        const bool isNew = static_cast<bool>(file);
+        if (!isNew) {
+            if (errno != EEXIST) return Descriptor(-1);
+            file = Descriptor(::open(path.c_str(), flags));
+            if (!file && errno == ENOENT) continue;
+        }
+        struct stat status {};
+        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 || ::fstat(file.number(), &status) != 0)
+            return Descriptor(-1);
+        if (!standsAt(status, path)) continue;
+        if (isNew) return file;
+        if (::unlink(path.c_str()) != 0) return Descriptor(-1);
+    }
+    errno = EBUSY;
+    return Descriptor(-1);
+}
+
 }  // namespace
 
 FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
@@ -88,20 +122,42 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
     return {std::move(bytes), {}};
 }
 
-std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
-    const std::string target = fileToReplace(path);
-    std::string temporary = target + ".XXXXXX";
-    // Made with mode 0600.
-    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!file) return fileError("write beside", target);
-    if (writeAll(file, bytes) && uninterrupted([&] { return ::fsync(file.number()); }) == 0 &&
-        ::rename(temporary.c_str(), target.c_str()) == 0) {
-        syncFolderOf(target);
-        return std::nullopt;
+// One name for all processes of a user, so that whoever writes next finds what a killed one left; one for
+// each user, because another's could be neither opened nor told from what is being written.
+AtomicFile::AtomicFile(const std::string& path)
+    : target_(fileToReplace(path)), temporary_(fmt::format("{}.new-{}", target_, ::geteuid())) {
+    Descriptor file = makeLocked(temporary_);
+    if (!file) {
+        error_ = fileError("write beside", target_);
+        temporary_.clear();
     }
-    FileError error = fileError("write", target);
-    ::unlink(temporary.c_str());
-    return error;
+    descriptor_ = file.release();
+}
+
+AtomicFile::~AtomicFile() {
+    // In this order: without the lock it may be another's.
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void AtomicFile::write(std::string_view bytes) {
+    if (!error_ && !writeAll(descriptor_, bytes)) error_ = fileError("write", target_);
+}
+
+std::optional<FileError> AtomicFile::commit() {
+    if (error_) return error_;
+    if (uninterrupted([&] { return ::fsync(descriptor_); }) != 0 ||
+        ::rename(temporary_.c_str(), target_.c_str()) != 0)
+        return error_ = fileError("write", target_);
+    temporary_.clear();
+    syncFolderOf(target_);
+    return std::nullopt;
+}
+
+std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes) {
+    AtomicFile file(path);
+    file.write(bytes);
+    return file.commit();
 }
 
 }  // namespace dovra

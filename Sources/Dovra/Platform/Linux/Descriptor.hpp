@@ -19,6 +19,8 @@ public:
     }
 
     int number() const { return number_; }
+    /// Leaves it to the caller to close.
+    int release() { return std::exchange(number_, -1); }
     explicit operator bool() const { return number_ >= 0; }
 
 private:

@@ -14,4 +14,10 @@ inline FileError fileError(std::string_view action, std::string_view path, int c
     return {fmt::format("cannot {} {}: {}", action, path, std::generic_category().message(code)), code};
 }
 
+/// Whether a call that failed with this error may succeed a little later, because what it needs is only in
+/// use by others: it says nothing about the file.
+inline bool isShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
+}
+
 }  // namespace dovra

@@ -4,6 +4,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
+#include <limits.h>
+#include <limits>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -78,6 +80,42 @@ int openWithoutLinks(int start, const char* path) {
     return static_cast<int>(descriptor);
 }
 
+std::optional<std::int64_t> nanoseconds(const timespec& time) {
+    constexpr std::int64_t perSecond = 1'000'000'000;
+    constexpr std::int64_t longest = std::numeric_limits<std::int64_t>::max() / perSecond - 1;
+    if (time.tv_sec < -longest || time.tv_sec > longest) return std::nullopt;
+    return time.tv_sec * perSecond + time.tv_nsec;
+}
+
+OpenFolder::Refusal refusal(int error) {
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+        case ELOOP:
+        case ENAMETOOLONG:
+            return OpenFolder::Refusal::missing;
+        case EACCES:
+        case EPERM:
+            return OpenFolder::Refusal::forbidden;
+        default:
+            return OpenFolder::Refusal::failed;
+    }
+}
+
+/// Where the part of a relative path ends that is opened in one call: at a slash, or at the path's end.
+std::size_t endOfStep(const std::string& path, std::size_t position) {
+    if (path.size() - position < PATH_MAX) return path.size();
+    const std::size_t slash = path.rfind('/', position + PATH_MAX - 2);
+    return slash == std::string::npos || slash <= position ? path.size() : slash;
+}
+
+FolderStamp stampOf(const struct stat& status) {
+    const auto modified = nanoseconds(status.st_mtim);
+    const auto changed = nanoseconds(status.st_ctim);
+    if (!modified || !changed) return {.device = status.st_dev};
+    return {.device = status.st_dev, .inode = status.st_ino, .modified = *modified, .changed = *changed};
+}
+
 constexpr std::uint32_t kernelFileSystems[] = {
     PROC_SUPER_MAGIC,
     SYSFS_MAGIC,
@@ -128,12 +166,43 @@ OpenFolder::~OpenFolder() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
+std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpen(const std::string& path) {
+    auto folder = open(path);
+    if (!folder) return refusal(errno);
+    return *std::move(folder);
+}
+
+std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpenBelow(const std::string& path) const {
+    std::optional<OpenFolder> reached;
+    std::size_t position = 0;
+    do {
+        const std::size_t end = endOfStep(path, position);
+        const std::string step = path.substr(position, end - position);
+        const OpenFolder& start = reached ? *reached : *this;
+        auto next = start.openBelow(step.empty() ? "." : step);
+        if (!next) return refusal(errno);
+        reached = std::move(next);
+        position = std::min(end + 1, path.size());
+    } while (position < path.size());
+    return *std::move(reached);
+}
+
+std::optional<RawDirent> OpenFolder::attributes() const {
+    RawDirent entry;
+    struct statx attributes {};
+    if (::statx(descriptor_, "", attributeFlags | AT_EMPTY_PATH, attributeMask, &attributes) != 0)
+        return std::nullopt;
+    setAttributes(entry, attributes);
+    return entry;
+}
+
+bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop) const {
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
-        if (length <= 0) return;
+        if (length <= 0) return length == 0;
         for (ssize_t offset = 0; offset < length;) {
+            if (stop.stop_requested()) return false;
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
             addEntry(descriptor_, *raw, detail, listing);
             offset += raw->d_reclen;
@@ -142,8 +211,17 @@ void OpenFolder::list(ListingDetail detail, DirectoryListing& listing) const {
 }
 
 DeviceId OpenFolder::device() const {
+    return stamp().device;
+}
+
+FolderStamp OpenFolder::stamp() const {
     struct stat status {};
-    return ::fstat(descriptor_, &status) == 0 ? status.st_dev : 0;
+    return ::fstat(descriptor_, &status) == 0 ? stampOf(status) : FolderStamp{};
+}
+
+FolderStamp folderStamp(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? stampOf(status) : FolderStamp{};
 }
 
 bool OpenFolder::isOnKernelFileSystem() const {

@@ -1,4 +1,4 @@
-#include "CommandLine/TerminalStyle.hpp"
+#include "Platform/TerminalStyle.hpp"
 
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-#include "CommandLine/Options.hpp"
+#include "Base/Options.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -35,6 +35,16 @@ std::vector<std::string> parseOptions(Arguments arguments, std::span<const Optio
         }
     }
     return others;
+}
+
+std::optional<std::string> misuse(Arguments arguments, std::span<const Option> options) {
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const Option* option = findOption(options, arguments[i]);
+        if (option == nullptr) return fmt::format("there is no option \"{}\"", arguments[i]);
+        if (!option->valueName.empty() && ++i == arguments.size())
+            return fmt::format("{} needs a {} behind it", arguments.back(), option->valueName);
+    }
+    return std::nullopt;
 }
 
 std::string optionsHelp(std::span<const Option> options) {

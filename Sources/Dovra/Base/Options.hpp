@@ -27,6 +27,10 @@ struct Option {
 /// everything is an other argument.
 std::vector<std::string> parseOptions(Arguments arguments, std::span<const Option> options);
 
+/// What is wrong with the arguments of a mode that takes nothing but options, for a person to read: one that
+/// is no option, or an option at the end without its value. Absent when nothing is.
+std::optional<std::string> misuse(Arguments arguments, std::span<const Option> options);
+
 /// A line or two for each option.
 std::string optionsHelp(std::span<const Option> options);
 

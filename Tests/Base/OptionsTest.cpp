@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandLine/Options.hpp"
+#include "Base/Options.hpp"
 
 namespace dovra {
 namespace {
@@ -48,6 +48,17 @@ TEST(Options, EndBehindTwoDashes) {
     const Parsed result = parsed({"-v", "--", "-f", "--", "-f", "--", "-v"});
     EXPECT_THAT(result.applied, ElementsAre("--", "flag"));
     EXPECT_THAT(result.others, ElementsAre("-f", "--", "-v"));
+}
+
+TEST(Options, KnowWhatIsWrongWithArguments) {
+    const std::vector<Option> table = {{{"--flag", "-f"}, {}, "", {}}, {{"--value", "-v"}, "text", "", {}}};
+    const auto fault = [&](std::vector<std::string> arguments) {
+        return misuse(arguments, table).value_or("none");
+    };
+    EXPECT_EQ(fault({"-f", "--value", "-x", "-v", "--flag"}), "none");
+    EXPECT_EQ(fault({"-f", "-x"}), "there is no option \"-x\"");
+    EXPECT_EQ(fault({"-v", "1", "2"}), "there is no option \"2\"");
+    EXPECT_EQ(fault({"-f", "-v"}), "-v needs a text behind it");
 }
 
 TEST(Options, AskForHelpOnlyAlone) {

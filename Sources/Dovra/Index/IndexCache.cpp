@@ -1,0 +1,56 @@
+#include "Index/IndexCache.hpp"
+
+#include <filesystem>
+#include <fmt/format.h>
+#include <system_error>
+
+#include "Platform/ApplicationSupport.hpp"
+#include "Platform/AtomicFile.hpp"
+#include "Platform/RegularFile.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// FNV-1a (Fowler, Noll, Vo; RFC 9923). Two roots with the same value would only take turns in one file: a
+/// snapshot of another root is not loaded.
+std::uint64_t stableHash(std::string_view text) {
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (const char c : text)
+        hash = (hash ^ static_cast<std::uint8_t>(c)) * 0x100000001B3;
+    return hash;
+}
+
+}  // namespace
+
+std::string cacheFileName(std::string_view root) {
+    return root == "/" ? "index.cache" : fmt::format("index-{:016x}.cache", stableHash(root));
+}
+
+IndexCache::IndexCache(std::string_view fileName) {
+    if (const auto folder = applicationSupportFolder()) filePath_ = fmt::format("{}/{}", *folder, fileName);
+}
+
+std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volumeDev,
+                                          std::uint64_t lastEventId) const {
+    if (!filePath_) return FileError{"there is no folder for the index cache"};
+    AtomicFile file(*filePath_);
+    const auto obstacle =
+        encodeSnapshot(index, volumeDev, lastEventId, [&](std::string_view bytes) { file.write(bytes); });
+    if (obstacle) return FileError{fmt::format("cannot write {}: {}", *filePath_, *obstacle)};
+    return file.commit();
+}
+
+std::optional<LoadedSnapshot> IndexCache::load(FileIndex& index, const SnapshotSubject& subject,
+                                               const std::stop_token& stop) const {
+    if (!filePath_) return std::nullopt;
+    const auto file = RegularFile::open(*filePath_);
+    return file ? loadSnapshot(index, SnapshotSource::fromFile(*file), subject, stop) : std::nullopt;
+}
+
+void IndexCache::remove() const {
+    std::error_code notThere;
+    if (filePath_) std::filesystem::remove(*filePath_, notThere);
+}
+
+}  // namespace dovra

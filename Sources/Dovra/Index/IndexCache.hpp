@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Index/FileIndex.hpp"
+#include "Index/Snapshot.hpp"
+#include "Platform/FileError.hpp"
+
+namespace dovra {
+
+/// The name of the cache file of a scan that began at `root` (an absolute path): "index.cache" for "/", and
+/// for every other root one of its own, so that no scan takes another's file away.
+std::string cacheFileName(std::string_view root);
+
+/// The file in which an index lasts from one run to the next. Processes may share it: whoever reads it finds
+/// a whole snapshot or none.
+class IndexCache {
+public:
+    /// The file of this name in the application-support folder, which is made when it is missing.
+    explicit IndexCache(std::string_view fileName);
+
+    /// Absent when there is no application-support folder.
+    const std::optional<std::string>& filePath() const { return filePath_; }
+
+    /// Replaces the file by a snapshot of the index (see `encodeSnapshot`). On failure the old file stays; it
+    /// fails with the code EWOULDBLOCK while another process of this user saves.
+    [[nodiscard]] std::optional<FileError> save(const FileIndex& index, DeviceId volumeDev,
+                                                std::uint64_t lastEventId) const;
+
+    /// Loads the file into the index (see `loadSnapshot`). Absent, with the index as it was, when there is no
+    /// file, when it cannot be read, and when it is not a sound snapshot of that subject.
+    [[nodiscard]] std::optional<LoadedSnapshot> load(FileIndex& index, const SnapshotSubject& subject,
+                                                     const std::stop_token& stop = {}) const;
+
+    /// Removes the file, if there is one.
+    void remove() const;
+
+private:
+    std::optional<std::string> filePath_;
+};
+
+}  // namespace dovra

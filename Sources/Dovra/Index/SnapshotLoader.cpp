@@ -1,0 +1,275 @@
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "Base/ConcurrentPerform.hpp"
+#include "Index/DirectoryPathReader.hpp"
+#include "Index/EventId.hpp"
+#include "Index/IndexContents.hpp"
+#include "Index/Snapshot.hpp"
+#include "Index/SnapshotFormat.hpp"
+#include "Platform/ProcessMemory.hpp"
+
+// Reading a snapshot is bound by memory: the bytes go from the system's cache straight to where the index
+// keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in
+// the processor's cache, on all processors. Everything is built apart from the index, so that a snapshot that
+// turns out to be unsound at its end has changed nothing.
+
+namespace dovra {
+
+namespace {
+
+constexpr std::size_t poolPieceBytes = std::size_t{1} << 20;
+constexpr std::size_t entriesPerPiece = 16384;
+
+template <typename Record>
+std::optional<Record> readRecord(const SnapshotSource& source, std::uint64_t offset,
+                                 std::size_t bytes = sizeof(Record)) {
+    if (offset > source.size || bytes > source.size - offset) return std::nullopt;
+    Record record{};
+    if (!source.read(offset, {reinterpret_cast<char*>(&record), bytes})) return std::nullopt;
+    return record;
+}
+
+/// A whole number of seconds that a file system can tell.
+bool isTime(double seconds) {
+    constexpr double limit = 0x1p63;
+    const double distance = std::abs(seconds);
+    if (distance < limit) return static_cast<double>(static_cast<std::int64_t>(seconds)) == seconds;
+    return distance == limit;
+}
+
+bool isEntryName(std::string_view name) {
+    return !name.empty() && name != "." && name != "..";
+}
+
+bool hasSoundFields(const FileEntry& entry) {
+    constexpr unsigned known = FileEntry::folder | FileEntry::symbolicLink | FileEntry::tombstone;
+    if ((entry.flags & ~known) != 0) return false;
+    if (entry.isFolder() && (entry.isSymbolicLink() || entry.size != 0)) return false;
+    return isTime(entry.modTime) && isTime(entry.crTime);
+}
+
+class SnapshotReader {
+public:
+    SnapshotReader(const SnapshotSource& source, const SnapshotSubject& subject, const std::stop_token& stop)
+        : source_(source), subject_(subject), stop_(stop) {}
+
+    bool read() {
+        return readHeader() && readDirectories() && readPool() && readEntries() && everyFolderIsListed() &&
+               !stop_.stop_requested() && buildFromEntries() && readStamps() && !stop_.stop_requested();
+    }
+
+    const SnapshotHeader& header() const { return header_; }
+    IndexContents& contents() { return contents_; }
+
+private:
+    bool readHeader() {
+        const auto header = readRecord<SnapshotHeader>(source_, 0, SnapshotHeader::bytes);
+        if (!header) return false;
+        header_ = *header;
+        return header_.magic == SnapshotHeader::expectedMagic &&
+               header_.version == SnapshotHeader::expectedVersion &&
+               header_.entryBytes == sizeof(FileEntry) &&
+               header_.volumeDev == static_cast<std::int64_t>(subject_.volumeDev) && fitsTheSource();
+    }
+
+    /// Whether what the header promises can be there, so that no more memory is taken than there are bytes.
+    bool fitsTheSource() const {
+        constexpr std::uint32_t largestCount = std::numeric_limits<EntryId>::max();
+        if (header_.directoryCount > largestCount || header_.entryCount > largestCount) return false;
+        const std::uint64_t least = header_.directoryCount * std::uint64_t{minDirectoryBytes} +
+                                    header_.poolBytes + entrySectionBytes();
+        return least <= source_.size - SnapshotHeader::bytes;
+    }
+
+    std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
+
+    bool readDirectories() {
+        SequentialReader bytes(source_, SnapshotHeader::bytes);
+        contents_.directories.reserve(header_.directoryCount);
+        DirectoryPathReader paths(contents_.directories);
+        for (std::uint32_t i = 0; i < header_.directoryCount; ++i) {
+            if (stop_.stop_requested()) return false;
+            std::uint32_t length = 0;
+            const auto lengthBytes = bytes.take(sizeof length);
+            if (!lengthBytes) return false;
+            std::memcpy(&length, lengthBytes->data(), sizeof length);
+            const auto path = bytes.take(length);
+            if (!path || !paths.add(*path)) return false;
+        }
+        poolOffset_ = bytes.offset();
+        return isOfTheRoot() && header_.poolBytes + entrySectionBytes() <= source_.size - poolOffset_;
+    }
+
+    bool isOfTheRoot() const {
+        if (!subject_.root) return true;
+        return contents_.directories.count() > 0 && contents_.directories.path(0) == *subject_.root;
+    }
+
+    bool readPool() {
+        pool_.reserve(header_.poolBytes + NamePool::readableSlack);
+        auto* bytes = reinterpret_cast<char*>(pool_.extend(header_.poolBytes));
+        preferLargePages(bytes, header_.poolBytes);
+        return performPieces(header_.poolBytes, poolPieceBytes, [&](std::size_t first, std::size_t count) {
+            if (!source_.read(poolOffset_ + first, {bytes + first, count})) return false;
+            const std::string_view piece(bytes + first, count);
+            return piece.find('/') == std::string_view::npos && piece.find('\0') == std::string_view::npos;
+        });
+    }
+
+    bool readEntries() {
+        FileEntry* entries = contents_.entries.extend(header_.entryCount);
+        preferLargePages(entries, entrySectionBytes());
+        contents_.signatures.extend(header_.entryCount);
+        folderEntries_.resizeZeroed(header_.directoryCount);
+        const bool piecesAreSound = performPieces(
+            header_.entryCount, entriesPerPiece,
+            [&](std::size_t first, std::size_t count) { return readPiece(first, first + count); });
+        return piecesAreSound && piecesFollowEachOther();
+    }
+
+    bool readPiece(std::size_t first, std::size_t last) {
+        FileEntry* entries = contents_.entries.data();
+        const std::uint64_t offset = poolOffset_ + header_.poolBytes + first * sizeof(FileEntry);
+        const std::size_t bytes = (last - first) * sizeof(FileEntry);
+        if (!source_.read(offset, {reinterpret_cast<char*>(entries + first), bytes})) return false;
+        std::uint64_t nameOffset = entries[first].nameOffset;
+        for (std::size_t id = first; id < last; ++id) {
+            const FileEntry& entry = entries[id];
+            if (entry.nameOffset != nameOffset || !isSound(entry)) return false;
+            const std::string_view name = nameOf(entry);
+            if (!isEntryName(name)) return false;
+            contents_.signatures[id] = nameSignature(name);
+            if (entry.isFolder()) noteFolder(entry, name);
+            nameOffset += entry.nameLen;
+        }
+        return true;
+    }
+
+    bool isSound(const FileEntry& entry) const {
+        return std::uint64_t{entry.nameOffset} + entry.nameLen <= header_.poolBytes && entry.dirIndex >= 0 &&
+               static_cast<std::uint32_t>(entry.dirIndex) < header_.directoryCount && hasSoundFields(entry);
+    }
+
+    std::string_view nameOf(const FileEntry& entry) const {
+        return {reinterpret_cast<const char*>(pool_.data()) + entry.nameOffset, entry.nameLen};
+    }
+
+    void noteFolder(const FileEntry& entry, std::string_view name) {
+        const auto contents = contents_.directories.findChild(entry.dirIndex, name);
+        if (!contents) return;
+        const std::uint8_t found = hasEntry | (entry.isTombstone() ? 0 : hasLiveEntry);
+        std::atomic_ref<std::uint8_t> all(folderEntries_[static_cast<std::size_t>(*contents)]);
+        all.fetch_or(found, std::memory_order_relaxed);
+    }
+
+    /// Within a piece names follow each other without gaps; so must they from piece to piece, and from the
+    /// start of the pool to its end.
+    bool piecesFollowEachOther() const {
+        std::uint64_t end = 0;
+        for (std::size_t first = 0; first < header_.entryCount; first += entriesPerPiece) {
+            if (contents_.entries[first].nameOffset != end) return false;
+            const std::size_t last = std::min<std::size_t>(first + entriesPerPiece, header_.entryCount) - 1;
+            end = std::uint64_t{contents_.entries[last].nameOffset} + contents_.entries[last].nameLen;
+        }
+        return end == header_.poolBytes;
+    }
+
+    /// Whether each folder but the roots stands as an entry in its parent's list: what removes or renames a
+    /// folder starts from there.
+    bool everyFolderIsListed() const {
+        for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
+            const bool isRoot = !contents_.directories.parent(static_cast<DirIndex>(i));
+            if (folderEntries_[i] == 0 && !isRoot) return false;
+        }
+        return true;
+    }
+
+    bool buildFromEntries() {
+        const auto entries = contents_.entries.span();
+        bool isSound = false;
+        concurrentPerform(2, [&](std::size_t part) {
+            if (part == 0) {
+                contents_.names.assign(std::move(pool_), entries);
+            } else {
+                contents_.entriesByDir.assignAll(header_.directoryCount, entries);
+                contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+                isSound = forgetDeletedFolders();
+            }
+        });
+        return isSound;
+    }
+
+    /// What lay in a deleted folder is not what a new one of its path holds. False when something in such a
+    /// folder is not deleted.
+    bool forgetDeletedFolders() {
+        for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
+            const auto folder = static_cast<DirIndex>(i);
+            const bool isRoot = !contents_.directories.parent(folder);
+            if (isRoot || (folderEntries_[i] & hasLiveEntry) != 0) continue;
+            bool isEmpty = true;
+            contents_.entriesByDir.forEach(folder, [&](EntryId id) {
+                isEmpty = isEmpty && contents_.entries[static_cast<std::size_t>(id)].isTombstone();
+            });
+            if (!isEmpty) return false;
+            contents_.entriesByDir.forget(folder);
+        }
+        return true;
+    }
+
+    /// Never fails: without stamps every folder counts as changed.
+    bool readStamps() {
+        const std::uint64_t offset = poolOffset_ + header_.poolBytes + entrySectionBytes();
+        const auto section = readRecord<StampSectionHeader>(source_, offset);
+        const std::uint64_t bytes = header_.directoryCount * sizeof(FolderStamp);
+        if (!section || section->magic != StampSectionHeader::expectedMagic ||
+            section->contentBytes != bytes || bytes > source_.size - offset - sizeof *section ||
+            !isPastEvent(header_.lastEventId, subject_.now))
+            return true;
+        auto* stamps = contents_.stamps.extend(header_.directoryCount);
+        if (!source_.read(offset + sizeof *section, {reinterpret_cast<char*>(stamps), bytes}))
+            contents_.stamps.clear();
+        return true;
+    }
+
+    /// Calls `work(first, count)` for pieces of `total`, on all processors; false when one of them was, or
+    /// when it was to stop.
+    template <typename Work>
+    bool performPieces(std::size_t total, std::size_t pieceSize, const Work& work) const {
+        std::atomic<bool> isSound = true;
+        concurrentPerform((total + pieceSize - 1) / pieceSize, [&](std::size_t piece) {
+            const std::size_t first = piece * pieceSize;
+            const bool goesOn = isSound && !stop_.stop_requested();
+            if (!goesOn || !work(first, std::min(pieceSize, total - first))) isSound = false;
+        });
+        return isSound;
+    }
+
+    const SnapshotSource& source_;
+    const SnapshotSubject& subject_;
+    const std::stop_token& stop_;
+    SnapshotHeader header_{};
+    std::uint64_t poolOffset_ = 0;
+    PodVector<std::uint8_t> pool_;
+    /// By folder, what stands for it among the entries.
+    static constexpr std::uint8_t hasEntry = 1;
+    static constexpr std::uint8_t hasLiveEntry = 2;
+    PodVector<std::uint8_t> folderEntries_;
+    IndexContents contents_;
+};
+
+}  // namespace
+
+std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
+                                           const SnapshotSubject& subject, const std::stop_token& stop) {
+    SnapshotReader reader(source, subject, stop);
+    if (!reader.read()) return std::nullopt;
+    index.replaceContents(std::move(reader.contents()));
+    return LoadedSnapshot{.lastEventId = reader.header().lastEventId,
+                          .count = static_cast<std::int64_t>(reader.header().entryCount)};
+}
+
+}  // namespace dovra

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "Platform/ChangeBatch.hpp"
+
+namespace dovra {
+
+/// Gathers a batch: each path once, and not more of them than memory should hold. For one thread.
+class ChangeSet {
+public:
+    /// Beyond this, looking at each place costs more than a scan.
+    static constexpr std::size_t maxBytes = std::size_t{64} << 20;
+
+    void addPath(std::string path) { add(paths_, std::move(path)); }
+    void addSubtree(std::string path) { add(subtrees_, std::move(path)); }
+
+    void add(ChangeBatch batch) {
+        if (batch.mustRescan) loseTrack();
+        for (std::string& path : batch.paths)
+            addPath(std::move(path));
+        for (std::string& path : batch.subtrees)
+            addSubtree(std::move(path));
+    }
+
+    /// Changes were lost, so what else is known does not matter.
+    void loseTrack() {
+        *this = ChangeSet();
+        mustRescan_ = true;
+    }
+
+    bool empty() const { return paths_.empty() && subtrees_.empty() && !mustRescan_; }
+
+    /// What was gathered; the set is empty afterwards.
+    ChangeBatch take() {
+        ChangeBatch batch{.paths = {paths_.begin(), paths_.end()},
+                          .subtrees = {subtrees_.begin(), subtrees_.end()},
+                          .mustRescan = mustRescan_};
+        *this = ChangeSet();
+        return batch;
+    }
+
+private:
+    void add(std::unordered_set<std::string>& to, std::string path) {
+        if (mustRescan_) return;
+        bytes_ += path.size();
+        to.insert(std::move(path));
+        if (bytes_ > maxBytes) loseTrack();
+    }
+
+    std::unordered_set<std::string> paths_;
+    std::unordered_set<std::string> subtrees_;
+    std::size_t bytes_ = 0;
+    bool mustRescan_ = false;
+};
+
+}  // namespace dovra

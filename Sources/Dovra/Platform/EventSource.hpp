@@ -1,0 +1,74 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/ChangeBatch.hpp"
+#include "Platform/DirectoryListing.hpp"
+
+namespace dovra {
+
+/// What tells of changes.
+enum class WatchMechanism : std::uint8_t {
+    best,     ///< for each file system the best of those below and of those that need privileges
+    watches,  ///< one watch a folder
+    polling,  ///< looking again and again
+};
+
+struct WatchOptions {
+    std::string root;  ///< absolute; watched with all below it that the two rules let in
+    WatchMechanism mechanism = WatchMechanism::best;
+
+    /// How many folders may have a watch of their own, within the system's limit. The others are polled.
+    std::size_t maxWatches = SIZE_MAX;
+
+    /// Folders on other devices need not be watched; empty for all devices. Asked whenever the mounts
+    /// changed, on any thread.
+    std::function<std::vector<DeviceId>()> allowedDevices = [] { return std::vector<DeviceId>(); };
+    /// Whether changes in the folder with this full path matter. Called on any thread.
+    std::function<bool(std::string_view fullPath)> entersFolder = [](std::string_view) { return true; };
+    /// Takes a message for the user, such as a limit of the system that was reached. Called on any thread.
+    std::function<void(const std::string& message)> report = [](const std::string&) {};
+    /// A request to stop has opening end soon too; the source is then as after `stop`.
+    std::stop_token stop = {};
+};
+
+/// Where an event stream gets its changes from: the operating system, or a test. Used by one thread, but for
+/// `wake`, `stop` and `coverage`, which any thread may call.
+///
+/// Promise: a change that was made before `drain(true)` began is in the batches taken until after it. A
+/// place is told as it is called when the batch is taken. A folder that is renamed between that and the
+/// moment when somebody looks is told again, with all below it.
+class EventSource {
+public:
+    virtual ~EventSource() = default;
+
+    /// Returns when there is something to drain, after `wake`, or when the time is over.
+    virtual void wait(std::chrono::milliseconds timeout) = 0;
+    virtual void wake() = 0;
+
+    /// Has waiting and draining end soon, now and from now on; what is told after that may not be complete.
+    virtual void stop() { wake(); }
+
+    /// Takes over what the system has queued. `everything` also looks at what is polled, although its time
+    /// has not come.
+    virtual void drain(bool everything) = 0;
+
+    virtual bool hasChanges() const = 0;
+    virtual ChangeBatch take() = 0;
+
+    /// How the folders are watched, in a few words for a status line.
+    virtual std::string coverage() const = 0;
+};
+
+/// The operating system's source for a tree. From its creation on no change is missed. Null when the root is
+/// not a folder that can be opened, or the system refuses.
+std::unique_ptr<EventSource> openEventSource(const WatchOptions& options);
+
+}  // namespace dovra

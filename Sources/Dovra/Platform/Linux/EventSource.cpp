@@ -1,0 +1,345 @@
+#include "Platform/EventSource.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <poll.h>
+#include <set>
+#include <stdlib.h>
+#include <stop_token>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "Base/IsAtOrBelow.hpp"
+#include "Platform/Linux/FanotifyWatch.hpp"
+#include "Platform/Linux/InotifyWatch.hpp"
+#include "Platform/Linux/MountTable.hpp"
+#include "Platform/PollingWatch.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// File systems that others change too, of which this system's events know nothing.
+constexpr std::string_view sharedFileSystems[] = {"9p",    "afs", "ceph", "cifs", "fuse.sshfs",
+                                                  "ncpfs", "nfs", "nfs4", "smb3", "smbfs"};
+
+constexpr std::string_view limitMessage =
+    "The system grants no more watches. Folders beyond the limit are looked at every few seconds instead; to "
+    "have their changes told at once, raise fs.inotify.max_user_watches with sysctl.";
+
+constexpr std::string_view noInotifyMessage =
+    "The system gives this user no more means to watch folders. They are looked at every few seconds "
+    "instead; "
+    "to have their changes told at once, end other programs that watch files, or raise "
+    "fs.inotify.max_user_instances with sysctl.";
+
+/// A path without links, as the kernel says paths.
+std::optional<std::string> withoutLinks(const std::string& path) {
+    char* resolved = ::realpath(path.c_str(), nullptr);
+    if (resolved == nullptr) return std::nullopt;
+    std::string result(resolved);
+    std::free(resolved);
+    return result;
+}
+
+std::string described(std::size_t count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+bool isShared(const Mount& mount) {
+    return std::ranges::find(sharedFileSystems, mount.type) != std::end(sharedFileSystems);
+}
+
+bool isIn(const std::vector<Mount>& mounts, const Mount& mount) {
+    return std::ranges::find(mounts, mount) != mounts.end();
+}
+
+/// Shares the mounts below the root out among the three ways to watch, and gathers what these tell. All paths
+/// are without links; only what is taken begins with the root as it was written.
+class LinuxEventSource : public EventSource {
+public:
+    LinuxEventSource(const WatchOptions& options, std::string root)
+        : options_(options),
+          root_(std::move(root)),
+          wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+          polling_([this](const std::string& path) { return enters(path); }, stop_.get_token()),
+          stopWithOptions_(options.stop, [this] { stop(); }) {
+        if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
+        if (options.mechanism != WatchMechanism::polling) openInotify();
+        updateMounts();
+        changes_.take();
+    }
+
+    void wait(std::chrono::milliseconds timeout) override {
+        std::array<pollfd, 4> sources = {{{wake_.number(), POLLIN, 0},
+                                          {mountWatch_.descriptor(), POLLPRI, 0},
+                                          {fanotify_ ? fanotify_->descriptor() : -1, POLLIN, 0},
+                                          {inotify_ ? inotify_->descriptor() : -1, POLLIN, 0}}};
+        ::poll(sources.data(), sources.size(), static_cast<int>(std::min(timeout, untilPolling()).count()));
+        std::uint64_t wakes = 0;
+        (void)!::read(wake_.number(), &wakes, sizeof wakes);
+        hasMountEvent_ = hasMountEvent_ || sources[1].revents != 0;
+    }
+
+    void wake() override {
+        const std::uint64_t once = 1;
+        (void)!::write(wake_.number(), &once, sizeof once);
+    }
+
+    void stop() override {
+        stop_.request_stop();
+        wake();
+    }
+
+    void drain(bool everything) override {
+        if (std::exchange(hasMountEvent_, false) || mountWatch_.hasChanged()) updateMounts();
+        if (fanotify_) fanotify_->drain();
+        if (inotify_) {
+            inotify_->drain();
+            updatePolling();
+            describe();
+        }
+        if (!polling_.isIdle() && (everything || PollingWatch::Clock::now() >= polling_.nextTime()))
+            polling_.poll();
+    }
+
+    bool hasChanges() const override {
+        return !changes_.empty() || polling_.hasChanges() || (fanotify_ && fanotify_->hasChanges()) ||
+               (inotify_ && inotify_->hasChanges());
+    }
+
+    ChangeBatch take() override {
+        if (fanotify_) fanotify_->take(fanotifyMounts_, changes_);
+        if (inotify_) inotify_->take(changes_);
+        polling_.take(changes_);
+        ChangeBatch found = changes_.take();
+        ChangeBatch batch{.paths = {}, .subtrees = {}, .mustRescan = found.mustRescan};
+        for (const std::string& path : found.paths)
+            keepIfServed(path, batch.paths);
+        for (const std::string& path : found.subtrees)
+            keepIfServed(isAtOrBelow(root_, path) ? root_ : path, batch.subtrees);
+        return batch;
+    }
+
+    std::string coverage() const override {
+        const std::scoped_lock lock(mutex_);
+        return coverage_;
+    }
+
+private:
+    void openInotify() {
+        inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
+                                       .reportLimit = [this] { options_.report(std::string(limitMessage)); },
+                                       .maxWatches = options_.maxWatches,
+                                       .stop = stop_.get_token()});
+    }
+
+    /// Adds a path that begins with the root, as the root was written.
+    void keepIfServed(const std::string& path, std::vector<std::string>& to) const {
+        if (!isAtOrBelow(path, root_)) return;
+        const std::string_view below = std::string_view(path).substr(root_ == "/" ? 0 : root_.size());
+        std::string written = options_.root == "/" ? "" : options_.root;
+        written.append(below == "/" ? "" : below);
+        to.push_back(written.empty() ? "/" : written);
+    }
+
+    /// Whether a folder below the root belongs to the tree that its parent is watched with.
+    bool enters(const std::string& path) const {
+        return !mountPlaces_.contains(path) && options_.entersFolder(path);
+    }
+
+    /// Whether a scan would enter the mount; `allowed` as in the options.
+    bool matters(const Mount& mount, const std::vector<DeviceId>& allowed) const {
+        if (mount.place == root_) return true;
+        if (mount.type == "autofs") return false;
+        for (std::size_t end = mount.place.find('/', root_ == "/" ? 1 : root_.size() + 1);;) {
+            if (!options_.entersFolder(mount.place.substr(0, end))) return false;
+            if (end == std::string::npos) break;
+            end = mount.place.find('/', end + 1);
+        }
+        if (!allowed.empty() && std::ranges::find(allowed, mount.device) == allowed.end()) return false;
+        const auto folder = OpenFolder::open(mount.place);
+        return folder && !folder->isOnKernelFileSystem();
+    }
+
+    /// The mount that holds the root, with the root as its place, and those below the root. Of mounts at one
+    /// place only the last is seen.
+    std::vector<Mount> servedMounts() const {
+        std::vector<Mount> mounts;
+        std::optional<Mount> holder;
+        for (Mount& mount : readMounts()) {
+            if (isAtOrBelow(root_, mount.place)) {
+                if (!holder || mount.place.size() >= holder->place.size()) holder = std::move(mount);
+            } else if (isAtOrBelow(mount.place, root_)) {
+                std::erase_if(mounts,
+                              [&](const Mount& other) { return isAtOrBelow(other.place, mount.place); });
+                mounts.push_back(std::move(mount));
+            }
+        }
+        if (holder) {
+            holder->place = root_;
+            mounts.insert(mounts.begin(), *std::move(holder));
+        }
+        for (Mount& mount : mounts) {
+            // What is polled need not be told apart, and a server that does not answer would keep us waiting.
+            if (!isShared(mount)) mount.instance = mountInstance(mount.place);
+        }
+        return mounts;
+    }
+
+    /// Mounts in whose place there is another file system by now, although they may look the same.
+    std::vector<Mount> lostMounts() const {
+        std::vector<Mount> lost;
+        for (const Mount& mount : fanotifyMounts_) {
+            if (fanotify_->hasLost(mount)) lost.push_back(mount);
+        }
+        return lost;
+    }
+
+    /// Follows mounts that came and went: what lies below their places is another than before.
+    void updateMounts() {
+        std::vector<Mount> mounts = servedMounts();
+        // The root is always on one, so the table could not be read.
+        if (mounts.empty()) {
+            hasMountEvent_ = true;
+            return;
+        }
+        const std::vector<Mount> lost = lostMounts();
+        if (mounts == mounts_ && lost.empty()) return;
+        std::vector<std::string> uncovered;
+        for (const Mount& mount : mounts_) {
+            if (isIn(mounts, mount)) continue;
+            changes_.addSubtree(mount.place);
+            uncovered.push_back(mount.place);
+        }
+        for (const Mount& mount : mounts) {
+            if (!isIn(mounts_, mount) || isIn(lost, mount)) changes_.addSubtree(mount.place);
+        }
+        mounts_ = std::move(mounts);
+        coverAll();
+        for (const std::string& place : uncovered) {
+            if (inotify_) inotify_->lookAt(place);
+        }
+    }
+
+    /// Parts of one file system can have devices of their own.
+    static DeviceId deviceAt(const Mount& mount) {
+        const auto folder = OpenFolder::open(mount.place);
+        return folder ? folder->device() : mount.device;
+    }
+
+    void coverAll() {
+        mountPlaces_.clear();
+        for (const Mount& mount : mounts_) {
+            if (mount.place != root_) mountPlaces_.insert(mount.place);
+        }
+        const std::vector<DeviceId> allowed = options_.allowedDevices();
+        std::set<DeviceId> watchedDevices;
+        std::vector<Mount> viaFanotify;
+        std::vector<Mount> viaInotify;
+        polledMounts_.clear();
+        for (const Mount& mount : mounts_) {
+            if (!matters(mount, allowed)) continue;
+            if (!isShared(mount) && fanotify_ && fanotify_->addMount(mount)) {
+                viaFanotify.push_back(mount);
+            } else if (!isShared(mount) && inotify_ && watchedDevices.insert(deviceAt(mount)).second) {
+                viaInotify.push_back(mount);
+            } else {
+                if (!isShared(mount)) reportThatInotifyIsMissing();
+                // A second mount of one file system too: a watch does not tell by which path a folder is
+                // meant.
+                polledMounts_.push_back(mount.place);
+            }
+        }
+        fanotifyMounts_ = std::move(viaFanotify);
+        if (inotify_) coverByInotify(viaInotify);
+        updatePolling();
+        describe();
+    }
+
+    void reportThatInotifyIsMissing() {
+        const bool isWanted = !inotify_ && options_.mechanism != WatchMechanism::polling;
+        if (isWanted && !std::exchange(hasReportedInotify_, true))
+            options_.report(std::string(noInotifyMessage));
+    }
+
+    void coverByInotify(const std::vector<Mount>& mounts) {
+        for (const Mount& mount : inotifyMounts_) {
+            if (!isIn(mounts, mount)) inotify_->removeTree(mount.place);
+        }
+        for (const Mount& mount : mounts) {
+            if (isIn(inotifyMounts_, mount)) continue;
+            inotify_->addTree(mount.place);
+            changes_.addSubtree(mount.place);
+        }
+        inotifyMounts_ = mounts;
+    }
+
+    void updatePolling() {
+        std::vector<std::string> trees = polledMounts_;
+        if (inotify_) {
+            const std::vector<std::string> unwatched = inotify_->unwatchedFolders();
+            trees.insert(trees.end(), unwatched.begin(), unwatched.end());
+        }
+        polling_.setTrees(std::move(trees));
+    }
+
+    std::chrono::milliseconds untilPolling() const {
+        const std::chrono::milliseconds lookingForTop{1000};
+        if (inotify_ && inotify_->misses()) return lookingForTop;
+        if (polling_.isIdle()) return std::chrono::hours(1);
+        const auto left = polling_.nextTime() - PollingWatch::Clock::now();
+        return std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds{0});
+    }
+
+    void describe() {
+        std::string text;
+        const auto add = [&](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+        if (!fanotifyMounts_.empty())
+            add(described(fanotifyMounts_.size(), "whole file system") + " (fanotify)");
+        if (inotify_ && inotify_->watchCount() > 0)
+            add(described(inotify_->watchCount(), "folder") + " (inotify)");
+        if (!polling_.isIdle()) add(described(polling_.treeCount(), "tree") + " (polling)");
+        const std::scoped_lock lock(mutex_);
+        coverage_ = std::move(text);
+    }
+
+    const WatchOptions options_;
+    const std::string root_;
+    Descriptor wake_;
+    MountWatch mountWatch_;
+    bool hasMountEvent_ = false;
+    bool hasReportedInotify_ = false;
+    std::optional<FanotifyWatch> fanotify_;
+    std::optional<InotifyWatch> inotify_;
+    std::stop_source stop_;
+    PollingWatch polling_;
+
+    std::vector<Mount> mounts_;
+    std::set<std::string> mountPlaces_;
+    std::vector<Mount> fanotifyMounts_;
+    std::vector<Mount> inotifyMounts_;
+    std::vector<std::string> polledMounts_;
+    ChangeSet changes_;
+
+    mutable std::mutex mutex_;
+    std::string coverage_;  ///< guarded by the mutex
+
+    std::stop_callback<std::function<void()>> stopWithOptions_;  ///< last: it uses the others
+};
+
+}  // namespace
+
+std::unique_ptr<EventSource> openEventSource(const WatchOptions& options) {
+    auto root = withoutLinks(options.root);
+    if (!root || !OpenFolder::open(*root)) return nullptr;
+    return std::make_unique<LinuxEventSource>(options, *std::move(root));
+}
+
+}  // namespace dovra

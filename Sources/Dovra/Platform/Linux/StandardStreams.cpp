@@ -1,0 +1,63 @@
+#include "Platform/StandardStreams.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace dovra {
+
+namespace {
+
+/// Whether to try again after a failed call, once that makes sense: it was interrupted, or whoever started
+/// the program made the stream one that does not wait.
+bool mayRetry(int descriptor, short event) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN) return false;
+    pollfd waiting{.fd = descriptor, .events = event, .revents = 0};
+    return ::poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
+}  // namespace
+
+void occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) >= 0) continue;
+        // Takes the lowest number that is free, which is this one. Opened for the wrong direction, as the C
+        // library does it for programs that run with another user's rights, so that using it fails.
+        (void)::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+void ignoreClosedPipes() {
+    (void)std::signal(SIGPIPE, SIG_IGN);
+}
+
+std::size_t readStandardInput(std::span<char> destination) {
+    for (;;) {
+        const ssize_t count = ::read(STDIN_FILENO, destination.data(), destination.size());
+        if (count >= 0) return static_cast<std::size_t>(count);
+        if (!mayRetry(STDIN_FILENO, POLLIN)) return 0;
+    }
+}
+
+bool writeStandardOutput(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        if (count >= 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        } else if (!mayRetry(STDOUT_FILENO, POLLOUT)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool isStandardOutputRead() {
+    // Without any event asked for, only what ends a stream is reported.
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) <= 0;
+}
+
+}  // namespace dovra

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+namespace dovra {
+
+/// To be called before anything is opened: keeps the numbers of standard streams that were closed when the
+/// program was started from going to files that it opens, which would then be read and written in their
+/// place. Using such a stream fails as before.
+void occupyStandardStreams();
+
+/// From now on writing to a pipe or socket that nobody reads fails, instead of ending the program by a
+/// signal.
+void ignoreClosedPipes();
+
+/// Waits for bytes on standard input and reads what is there, up to the size of `destination`. Returns how
+/// many came; 0 at the end of input, and when it cannot be read.
+std::size_t readStandardInput(std::span<char> destination);
+
+/// Writes to standard output, unbuffered and in one piece as far as the system lets it. False when nobody
+/// reads any more or writing fails otherwise. (Without `ignoreClosedPipes` a closed pipe ends the program.)
+bool writeStandardOutput(std::string_view bytes);
+
+/// Whether what is written to standard output can reach somebody: false as soon as the other end of its pipe,
+/// socket or terminal has been closed. Does not wait. A file or a device always counts as read.
+bool isStandardOutputRead();
+
+}  // namespace dovra

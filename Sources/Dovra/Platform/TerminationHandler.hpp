@@ -1,0 +1,30 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace dovra {
+
+/// While it lives, a signal that asks the process to end (hang-up, interrupt, termination) first runs
+/// `finish` on a thread of this object; then the process ends by that signal. A signal that the process
+/// ignores is let be. Made before the process has other threads, which inherit that they are not interrupted.
+/// One at a time.
+class TerminationHandler {
+public:
+    explicit TerminationHandler(std::function<void()> finish);
+    ~TerminationHandler();
+    TerminationHandler(const TerminationHandler&) = delete;
+    TerminationHandler& operator=(const TerminationHandler&) = delete;
+
+private:
+    void waitForSignal();
+
+    std::function<void()> finish_;
+    const std::vector<int> signals_;
+    std::atomic<bool> isReleased_ = false;
+    std::thread thread_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Base/TextNeedle.hpp"
+
+namespace dovra {
+
+struct MatchingLine {
+    std::int64_t number;  ///< from 1
+    std::string text;     ///< cleaned
+    bool operator==(const MatchingLine&) const = default;
+};
+
+/// How much of a file is searched.
+inline constexpr std::size_t mostGrepBytes = std::size_t{32} * 1024 * 1024;
+
+/// The first `mostLines` lines of the file that contain the text; none of a binary file, which is one with a
+/// zero byte in its first 8 KiB. Absent when it is not a regular file (or a link to one) or cannot be read.
+std::optional<std::vector<MatchingLine>> grepFile(const std::string& path, const TextNeedle& needle,
+                                                  std::size_t mostLines);
+
+/// The line without carriage returns, spaces and tabs at its end, cut to 240 characters and "…".
+std::string cleanLine(std::string_view line);
+
+}  // namespace dovra

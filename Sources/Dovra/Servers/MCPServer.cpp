@@ -1,0 +1,191 @@
+#include "Servers/MCPServer.hpp"
+
+#include <chrono>
+#include <fmt/format.h>
+#include <utility>
+
+#include "Base/ByteCount.hpp"
+#include "Base/GroupedNumber.hpp"
+#include "Base/PrintError.hpp"
+#include "Base/Utf8.hpp"
+#include "Platform/DirectoryListing.hpp"
+#include "Platform/Paths.hpp"
+#include "Platform/StandardStreams.hpp"
+#include "Platform/Terminal.hpp"
+#include "Platform/TerminalStyle.hpp"
+#include "Platform/TerminationHandler.hpp"
+#include "Services/AppServices.hpp"
+
+namespace dovra {
+
+namespace {
+
+using namespace std::chrono_literals;
+using ErrorCode = MCPRequestHandler::ErrorCode;
+
+bool isToolContent(const JSONValue& reply) {
+    const JSONValue* result = reply.object()->find("result");
+    return result != nullptr && result->object() != nullptr && result->object()->find("content") != nullptr;
+}
+
+bool fits(const std::string& text) {
+    return text.size() < mcp::mostReplyBytes;
+}
+
+JSONValue tooLongContent(std::size_t bytes) {
+    constexpr bool isError = true;
+    return MCPRequestHandler::toolContent(
+        fmt::format(
+            "The result is too long to be sent ({}). Narrow the query, or ask for less with a smaller "
+            "limit.",
+            byteCountText(bytes)),
+        isError);
+}
+
+/// The reply, or in its place one that says that it is too long.
+std::string sendableText(const JSONValue& reply) {
+    std::string text = reply.serializedString();
+    if (fits(text)) return text;
+    if (isToolContent(reply)) {
+        const JSONValue& id = *reply.object()->find("id");
+        text = MCPRequestHandler::result(id, tooLongContent(text.size())).serializedString();
+        if (fits(text)) return text;
+    }
+    // What the request itself gave to be echoed is too long.
+    return MCPRequestHandler::error({}, ErrorCode::invalidRequest,
+                                    "Invalid Request: its reply would be too long")
+        .serializedString();
+}
+
+/// Waits for the first scan, as long as somebody waits for what the tool has to say.
+void waitForIndex(IndexService& service, const std::function<bool()>& isRead) {
+    constexpr auto patience = 50ms;
+    while (!service.waitUntilReady(patience)) {
+        if (!isRead()) throw ToolError{"Nobody reads the result any more."};
+    }
+}
+
+/// Before a tool runs: it sees every change that was made before it was called. One that only reports does
+/// not wait for the first scan, unless that is about to end.
+void prepare(IndexService& service, const std::function<bool()>& isRead, const Tool& tool) {
+    constexpr auto shortScan = 250ms;
+    if (tool.needsWholeIndex) {
+        waitForIndex(service, isRead);
+    } else if (!service.waitUntilReady(shortScan)) {
+        return;
+    }
+    (void)service.flush(2s);  // What is not in time is not in the answer.
+    // An index that is being built anew would show a part.
+    if (tool.needsWholeIndex) waitForIndex(service, isRead);
+}
+
+MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>& isRead) {
+    return MCPRequestHandler({.index = service.index(),
+                              .serverName = "dovra",
+                              .serverVersion = "1.0.0",
+                              .statsProvider =
+                                  [&service] {
+                                      return IndexStats{.count = service.index().itemCount(),
+                                                        .root = service.root(),
+                                                        .isWhole = service.waitUntilReady(0ms)};
+                                  }},
+                             [&service, isRead](const Tool& tool) { prepare(service, isRead, tool); });
+}
+
+void printBanner(const IndexService& service) {
+    const TerminalStyle style(StandardStream::error);
+    const std::string& root = service.root();
+    printError("{} {}  ready · {} items · root {}\n", style.bold(style.accent("Dovra")),
+               style.dim("MCP server"), groupedNumber(service.index().itemCount()),
+               isTerminal(StandardStream::error) ? visibleText(root) : root);
+}
+
+struct ServerOptions {
+    std::string root = "/";
+    bool usesTrigram = false;
+};
+
+std::vector<Option> serverOptionTable(ServerOptions& options) {
+    return {
+        {{"--in", "-i"},
+         "folder",
+         "serve what lies below this folder (default: /)",
+         [&](const std::string& value) { options.root = standardizedPath(value); }},
+        {{"--trigram"},
+         {},
+         "build a trigram index too: faster regular expressions for twice the memory",
+         [&](const std::string&) { options.usesTrigram = true; }},
+    };
+}
+
+AppServices::Options serviceOptions(const ServerOptions& options) {
+    AppServices::Options service;
+    service.root = options.root;
+    service.usesTrigram = options.usesTrigram;
+    service.report = [](const std::string& message) { printError("dovra: {}\n", message); };
+    return service;
+}
+
+int printServerHelp(std::span<const Option> table) {
+    fmt::print(
+        "usage: dovra --mcp [options]\n\n"
+        "Serves tools that search for files to an AI client, which starts this itself: one JSON-RPC message "
+        "a\n"
+        "line on standard input and output, by the Model Context Protocol. Ends with its input.\n\n"
+        "Options:\n{}",
+        optionsHelp(table));
+    return 0;
+}
+
+int reportMisuse(std::string_view what) {
+    printError("dovra: {}; see dovra --mcp --help\n", what);
+    return 2;
+}
+
+}  // namespace
+
+std::optional<std::string> mcp::replyText(const MCPRequestHandler& handler, const LineReader::Line& line) {
+    if (line.isTooLong) {
+        return MCPRequestHandler::error(
+                   {}, ErrorCode::invalidRequest,
+                   fmt::format("Invalid Request: longer than {} bytes", mostRequestBytes))
+            .serializedString();
+    }
+    if (line.text.empty() || line.text == "\r") return std::nullopt;
+    const std::optional<JSONValue> request = JSONValue::parse(line.text);
+    if (!request)
+        return MCPRequestHandler::error({}, ErrorCode::parseError, "Parse error").serializedString();
+    const std::optional<JSONValue> reply = handler.handle(*request);
+    return reply ? std::optional(sendableText(*reply)) : std::nullopt;
+}
+
+void mcp::serve(IndexService& service, LineReader& input, const Output& output) {
+    const MCPRequestHandler handler = makeHandler(service, output.isRead);
+    while (const auto line = input.next()) {
+        auto reply = replyText(handler, *line);
+        if (reply && !output.write(reply->append("\n"))) return;
+    }
+}
+
+int MCPCLI::run(Arguments args) {
+    ServerOptions options;
+    const std::vector<Option> table = serverOptionTable(options);
+    if (asksForHelp(args)) return printServerHelp(table);
+    if (const auto fault = misuse(args, table)) return reportMisuse(*fault);
+    parseOptions(args, table);
+    if (options.root.empty()) return reportMisuse("the folder has no name");
+    if (!OpenFolder::open(options.root))
+        printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
+    // A client that reads no messages may close standard error; the end of standard output is found when a
+    // reply is written, and then what is to be saved is saved.
+    ignoreClosedPipes();
+    const auto services = AppServices::make(serviceOptions(options));
+    const TerminationHandler termination([&] { services->close(); });
+    services->start([service = services.get()] { printBanner(*service); });
+    LineReader input(readStandardInput, mcp::mostRequestBytes);
+    mcp::serve(*services, input, {.write = writeStandardOutput, .isRead = isStandardOutputRead});
+    services->close();
+    return 0;
+}
+
+}  // namespace dovra

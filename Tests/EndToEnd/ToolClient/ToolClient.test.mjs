@@ -1,0 +1,125 @@
+// The tool server, driven by the protocol's own client library: what it accepts from a server is what clients do.
+
+import assert from "node:assert/strict";
+import { mkdirSync, mkdtempSync, realpathSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { after, before, test } from "node:test";
+import { Client } from "@modelcontextprotocol/sdk/client/index.js";
+import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js";
+import { McpError } from "@modelcontextprotocol/sdk/types.js";
+
+const program = process.env.DOVRA_PROGRAM;
+assert.ok(program, "DOVRA_PROGRAM is not set");
+
+let home;
+let folder;
+let client;
+let errors = "";
+
+before(async () => {
+    home = realpathSync(mkdtempSync(join(tmpdir(), "dovra-test-")));
+    folder = join(home, "root");
+    mkdirSync(join(folder, "notes"), { recursive: true });
+    writeFileSync(join(folder, "notes", "plan.md"), "# Title\nthe Grand plan\n");
+    writeFileSync(join(folder, "notes", "copy.md"), "# Title\nthe Grand plan\n");
+    writeFileSync(join(folder, "data.bin"), Buffer.alloc(1_500_000));
+    const transport = new StdioClientTransport({
+        command: program,
+        args: ["--mcp", "--in", folder],
+        env: { ...process.env, HOME: home },
+        stderr: "pipe",
+    });
+    transport.stderr.on("data", (chunk) => (errors += chunk));
+    client = new Client({ name: "dovra-test", version: "1.0.0" });
+    await client.connect(transport);
+});
+
+after(async () => {
+    await client.close();
+    rmSync(home, { recursive: true });
+});
+
+/** What a tool returns; the message of its failure is thrown. */
+async function call(name, args = {}) {
+    const { content, isError } = await client.callTool({ name, arguments: args });
+    assert.equal(content.length, 1);
+    if (isError) throw new Error(content[0].text);
+    return JSON.parse(content[0].text);
+}
+
+test("the server introduces itself", async () => {
+    assert.deepEqual(client.getServerVersion(), { name: "dovra", version: "1.0.0" });
+    assert.deepEqual(client.getServerCapabilities(), { tools: { listChanged: false } });
+    assert.match(client.getInstructions(), /read-only file finder/);
+    await client.ping();
+});
+
+test("every tool has a description and a schema", async () => {
+    const { tools } = await client.listTools();
+    assert.deepEqual(
+        tools.map((tool) => tool.name),
+        ["search_files", "search_content", "find_duplicate_files", "disk_usage", "index_stats"],
+    );
+    for (const tool of tools) {
+        assert.ok(tool.description.length > 20);
+        for (const name of tool.inputSchema.required ?? []) assert.ok(name in tool.inputSchema.properties);
+    }
+});
+
+test("search_files finds names", async () => {
+    const found = await call("search_files", { query: "*.md", sort: "name", order: "desc", limit: 10 });
+    assert.deepEqual(
+        found.results.map((row) => row.path),
+        [join(folder, "notes", "plan.md"), join(folder, "notes", "copy.md")],
+    );
+    assert.deepEqual([found.total, found.returned], [2, 2]);
+});
+
+test("search_content finds lines", async () => {
+    const found = await call("search_content", { query: "grand", within: folder, max_files: 1 });
+    assert.deepEqual(found.results, [
+        { path: join(folder, "notes", "copy.md"), matches: [{ line: 2, text: "the Grand plan" }] },
+    ]);
+    assert.equal(found.truncated, true);
+});
+
+test("find_duplicate_files finds equal contents", async () => {
+    const found = await call("find_duplicate_files", { query: "ext:md" });
+    assert.equal(found.duplicateSets, 1);
+    assert.deepEqual(found.sets[0].files.sort(), [
+        join(folder, "notes", "copy.md"),
+        join(folder, "notes", "plan.md"),
+    ]);
+});
+
+test("disk_usage adds up folders", async () => {
+    const { directories } = await call("disk_usage", { path: folder, limit: 1 });
+    assert.deepEqual(directories, [{ path: folder, size: "1.5 MB", files: 3 }]);
+});
+
+test("index_stats counts", async () => {
+    const stats = await call("index_stats");
+    assert.deepEqual(stats, { indexedItems: 4, root: folder, ready: true, server: "dovra", version: "1.0.0" });
+    assert.match(errors, /^[^\n]*MCP server[^\n]*ready · 4 items · root [^\n]*\n$/);
+});
+
+test("tools that fail say why", async () => {
+    await assert.rejects(call("search_files"), { message: "`query` is required." });
+    await assert.rejects(call("search_content", { query: "x" }), { message: /Scope the search/ });
+});
+
+test("faults of the protocol are errors", async () => {
+    const fails = (promise, code) => assert.rejects(promise, (error) => error instanceof McpError && error.code === code);
+    await fails(client.callTool({ name: "no_such_tool" }), -32602);
+    await fails(client.listResources(), -32601);
+});
+
+test("a thousand calls at once", async () => {
+    const names = ["plan", "copy", "data"];
+    const calls = Array.from({ length: 1000 }, (_, i) => call("search_files", { query: names[i % 3] }));
+    for (const [i, found] of (await Promise.all(calls)).entries()) {
+        assert.equal(found.query, names[i % 3]);
+        assert.equal(found.total, 1);
+    }
+});

@@ -1,0 +1,248 @@
+#!/usr/bin/env python3
+"""The tool server, as an AI client drives it."""
+
+from __future__ import annotations
+
+import json
+import os
+import subprocess
+import threading
+import unittest
+from pathlib import Path
+from typing import Any
+
+from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
+from toolServer import IS_SANITIZED, Server
+
+# Much longer than it should take, because the machine may do other work: Benchmarks/toolServer measures.
+END_SECONDS = 5.0 if IS_SANITIZED else 1.0
+LINE_LIMIT = 100_000_000
+
+
+class ToolServerTest(ProgramTest):
+    def serve(self, *arguments: str | Path) -> Server:
+        server = Server(self.start_program("--mcp", *(arguments or ("--in", self.root))))
+        self.addCleanup(server.output.close)
+        return server
+
+    def assert_ended(self, server: Server) -> None:
+        """Checks that the program ended soon and well, and that every reply had been read."""
+        self.assertLess(server.end(), END_SECONDS)
+        self.assertEqual((server.process.returncode, server.output.read()), (0, b""))
+
+
+class Protocol(ToolServerTest):
+    def test_a_session(self) -> None:
+        self.write("notes/plan.txt", b"first\nthe Plan\n")
+        self.write("notes/copy.txt", b"first\nthe Plan\n")
+        server = self.serve()
+        greeting = server.request("initialize", {"protocolVersion": "2025-03-26", "capabilities": {}})
+        self.assertEqual(greeting["protocolVersion"], "2025-03-26")
+        server.send(b'{"jsonrpc":"2.0","method":"notifications/initialized"}')
+        self.assertEqual(len(server.request("tools/list")["tools"]), 5)
+        self.assertEqual(server.call("index_stats")["indexedItems"], 3)
+        found = server.call("search_files", query="plan")
+        self.assertEqual([row["path"] for row in found["results"]], [f"{self.root}/notes/plan.txt"])
+        found = server.call("search_content", query="plan", within=str(self.root))
+        self.assertEqual([row["matches"] for row in found["results"]], [[{"line": 2, "text": "the Plan"}]] * 2)
+        self.assertEqual(server.call("find_duplicate_files")["duplicateSets"], 1)
+        self.assertEqual(server.call("disk_usage", limit=1)["directories"][0]["files"], 2)
+        self.assertEqual(server.call("search_files"), "`query` is required.")
+        self.assert_ended(server)
+        self.assert_one_line(server.errors.read(), "MCP server", f"ready · 3 items · root {self.root}")
+
+    def test_faults_get_errors_and_the_session_goes_on(self) -> None:
+        server = self.serve()
+        for line, code in {
+            b"nonsense": -32700,
+            b"\xff": -32700,
+            b"{}\0": -32700,
+            b"[" * 100_000: -32700,
+            b'{"a":' * 100_000 + b"1" + b"}" * 100_000: -32700,
+            b"7": -32600,
+            b'{"id":1}': -32600,
+            b'{"id":1,"method":"x"}': -32601,
+            b'{"id":1,"method":"tools/call","params":{"name":"x"}}': -32602,
+        }.items():
+            with self.subTest(line=line[:40]):
+                self.assertEqual(server.exchange(line)["error"]["code"], code)
+        server.send(b'\n\r\n{"id":1,"method":"notifications/x"}')
+        self.assertEqual(server.request("ping"), {})
+        self.assert_ended(server)
+
+    def test_long_lines(self) -> None:
+        server = self.serve()
+        start, end = b'{"id":1,"method":"ping","params":"', b'"}'
+        fitting = start + b"x" * (LINE_LIMIT - len(start) - len(end)) + end
+        self.assertEqual(server.exchange(fitting)["result"], {})
+        self.assertEqual(server.exchange(b" " + fitting)["error"]["code"], -32600)
+        self.assertEqual(server.request("ping"), {})
+        self.assert_ended(server)
+
+    def test_the_last_line_needs_no_end(self) -> None:
+        server = self.serve()
+        server.input.write(b'{"id":1,"method":"ping"}')
+        self.assert_ended_after(server, {"jsonrpc": "2.0", "id": 1, "result": {}})
+
+    def assert_ended_after(self, server: Server, reply: Any) -> None:
+        server.input.close()
+        self.assertEqual(server.read(), reply)
+        self.assertEqual(server.output.read(), b"")
+        self.assertEqual(server.process.wait(60), 0)
+
+    def test_a_thousand_calls(self) -> None:
+        for number in range(100):
+            self.write(f"{number:03}.txt", b"line\n" * number)
+        server = self.serve()
+        for number in range(1000):
+            name = f"{number % 100:03}"
+            found = server.call("search_files", query=name, sort="size")
+            self.assertEqual([row["name"] for row in found["results"]], [f"{name}.txt"])
+        self.assert_ended(server)
+
+    def test_calls_are_answered_in_their_order_when_they_come_at_once(self) -> None:
+        server = self.serve()
+        messages = [b'{"id":%d,"method":"tools/call","params":{"name":"index_stats"}}' % n for n in range(1000)]
+        threading.Thread(target=server.send, args=(b"\n".join(messages),)).start()
+        self.assertEqual([server.read()["id"] for _ in messages], list(range(1000)))
+        self.assert_ended(server)
+
+
+class ManyFiles(ToolServerTest):
+    def write_many(self, count: int, folder: str = "many") -> None:
+        """Equal files with long names."""
+        for number in range(count):
+            self.write(f"{folder}/{number:06}{'x' * 240}", b"x")
+
+    def test_a_result_that_is_too_long(self) -> None:
+        folder = "/".join(["many" * 60] * 14)
+        self.write_many(8 * 1024 * 1024 // len(folder), folder)
+        server = self.serve()
+        self.assertRegex(server.call("find_duplicate_files"), "too long.*Narrow")
+        self.assertEqual(server.call("find_duplicate_files", query="00000")["duplicateSets"], 1)
+        self.assert_ended(server)
+
+    def test_a_reader_that_leaves_in_the_middle_of_a_reply(self) -> None:
+        self.write_many(1000)
+        server = self.serve()
+        call = {"name": "search_files", "arguments": {"query": "x", "limit": 1000}}
+        server.send(json.dumps({"id": 1, "method": "tools/call", "params": call}).encode())
+        server.output.read(1)
+        server.output.close()
+        assert server.process.stdout
+        server.process.stdout.close()
+        self.assertEqual(server.process.wait(60), 0)
+        self.assertNotIn(b"dovra:", server.errors.read())
+
+    def test_every_tool_but_one_waits_for_the_first_scan(self) -> None:
+        self.write_many(1000)
+        for _ in range(10):
+            server = self.serve()
+            self.assertEqual(server.call("search_files", query="x", limit=1)["total"], 1000)
+            self.assertTrue(server.call("index_stats")["ready"])
+            self.assert_ended(server)
+
+    def test_what_was_asked_before_the_end_of_input_is_answered(self) -> None:
+        self.write_many(1000)
+        for _ in range(10):
+            server = self.serve()
+            calls = [{"name": "search_files", "arguments": {"query": "x", "limit": 1}}, {"name": "index_stats"}]
+            for call in calls:
+                server.send(json.dumps({"id": 1, "method": "tools/call", "params": call}).encode())
+            server.input.close()
+            texts = [server.read()["result"]["content"][0]["text"] for _ in calls]
+            self.assertEqual(json.loads(texts[0])["total"], 1000)
+            self.assertTrue(json.loads(texts[1])["ready"])
+            self.assertEqual((server.output.read(), server.process.wait(60)), (b"", 0))
+
+
+class FirstScan(ToolServerTest):
+    """On the whole machine, whose scan takes longer than what is done meanwhile."""
+
+    def test_the_end_of_input_during_the_first_scan(self) -> None:
+        for _ in range(20):
+            server = self.serve("--in", "/")
+            self.assertEqual(server.request("initialize")["protocolVersion"], "2024-11-05")
+            self.assert_ended(server)
+
+    def test_a_client_that_dies_while_a_call_waits(self) -> None:
+        for _ in range(5):
+            server = self.serve("--in", "/")
+            server.send(b'{"id":1,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"x"}}}')
+            server.output.close()
+            assert server.process.stdout
+            server.process.stdout.close()
+            self.assertLess(server.end(), END_SECONDS)
+            self.assertEqual(server.process.returncode, 0)
+
+
+class Streams(ToolServerTest):
+    CALL = b'{"id":1,"method":"tools/call","params":{"name":"index_stats"}}\n'
+
+    def answers(self, redirection: str) -> bytes:
+        """What the server says to one call when a shell starts it with a redirection."""
+        command = ["sh", "-c", f'exec "$0" --mcp --in "$1" {redirection}', PROGRAM, str(self.root)]
+        process = subprocess.run(
+            command,
+            input=self.CALL,
+            capture_output=True,
+            env=self._environment({}),
+            timeout=TIMEOUT_SECONDS,
+        )
+        self.assertEqual(process.returncode, 0, redirection)
+        return process.stdout
+
+    def test_streams_that_are_closed_or_full(self) -> None:
+        for redirection in ["2>&-", "2>/dev/full"]:
+            self.assertIn(b'"isError":false', self.answers(redirection))
+        for redirection in [">&-", "<&-", ">&- 2>&-", "<&- >&-", "<&- >&- 2>&-", ">/dev/full"]:
+            self.assertEqual(self.answers(redirection), b"")
+        for path in filter(Path.is_file, self.home.rglob("*")):
+            self.assertNotIn(b"jsonrpc", path.read_bytes())
+
+    def test_a_client_that_closes_the_errors(self) -> None:
+        server = self.serve()
+        server.errors.close()
+        self.assertEqual(server.call("search_files", query="x")["total"], 0)
+        self.assertEqual(server.call("index_stats")["root"], str(self.root))
+        self.assert_ended(server)
+
+
+class Arguments(ToolServerTest):
+    def test_wrong_ones_are_refused(self) -> None:
+        for arguments, word in {
+            ("--root", "/"): "--root",
+            ("/tmp",): "/tmp",
+            ("--in",): "--in",
+            ("--in", "/", "-i"): "-i",
+            ("--in", ""): "folder",
+        }.items():
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program("--mcp", *arguments)
+                self.assertEqual((outcome.status, outcome.out), (2, b""))
+                self.assert_one_line(outcome.err, word)
+
+    def test_help(self) -> None:
+        outcome = self.run_program("--mcp", "--help")
+        self.assertEqual((outcome.status, outcome.err), (0, b""))
+        for word in [b"--in", b"-i", b"--trigram"]:
+            self.assertIn(word, outcome.out)
+
+    def test_a_root_that_is_not_there_is_reported_and_served_empty(self) -> None:
+        server = self.serve("--in", self.root / "absent")
+        self.assertEqual(server.call("search_files", query="x")["total"], 0)
+        self.assertFalse(server.call("index_stats")["ready"])
+        self.assert_ended(server)
+        self.assertIn(b"is not a folder", server.errors.read())
+
+    def test_the_trigram_index_changes_no_answer(self) -> None:
+        self.write("abc.txt")
+        for arguments in [(), ("--trigram",)]:
+            server = self.serve("-i", f"{self.root}/../root/", *arguments)
+            self.assertEqual(server.call("search_files", query="b.\\.", regex=True)["total"], 1)
+            self.assertEqual(server.call("index_stats")["root"], str(self.root))
+            self.assert_ended(server)
+
+
+if __name__ == "__main__":
+    unittest.main()

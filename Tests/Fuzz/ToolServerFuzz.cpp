@@ -1,0 +1,30 @@
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Fuzz/FuzzCheck.hpp"
+#include "Servers/MCPServer.hpp"
+#include "Support/IndexBuilder.hpp"
+
+// Any line gets no reply or one that is a line of JSON: an answer of the protocol with the same identifier.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace dovra;
+    // No such paths exist, so that no tool can read a file.
+    static const auto index = test::makeIndex({{"/absent/a.txt", 3}, {"/absent/b.txt", 3}, "/absent/d/"});
+    static const MCPRequestHandler handler({*index, "dovra", "1.0.0", [] {
+                                                return IndexStats{3, "/", true};
+                                            }});
+    const std::string line(reinterpret_cast<const char*>(data), size);
+    const auto text = mcp::replyText(handler, {.text = line});
+    if (!text) return 0;
+    fuzzCheck(text->find('\n') == std::string::npos && text->size() < mcp::mostReplyBytes, "one line");
+    const auto reply = JSONValue::parse(*text);
+    fuzzCheck(reply && reply->object() != nullptr, "an object");
+    const JSONObject& members = *reply->object();
+    fuzzCheck((members.find("result") == nullptr) != (members.find("error") == nullptr),
+              "a result or an error");
+    const auto request = JSONValue::parse(line);
+    const JSONValue* id = request && request->object() != nullptr ? request->object()->find("id") : nullptr;
+    fuzzCheck(*members.find("id") == (id != nullptr ? *id : JSONValue()), "the identifier comes back");
+    return 0;
+}

@@ -1,0 +1,258 @@
+#include <cmath>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "Diagnostics/IndexCheck.hpp"
+#include "Index/Snapshot.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/RawSnapshot.hpp"
+#include "Support/Snapshots.hpp"
+
+namespace dovra {
+namespace {
+
+using test::anySubject;
+using test::loadBytes;
+using test::RawSnapshot;
+using test::snapshotOf;
+using test::soundSnapshot;
+using test::stampOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::uint64_t huge = 0xFFFFFFFF;
+
+/// An index that is to stay as it is: tells whether it did.
+class Untouched {
+public:
+    Untouched() : index_(test::makeIndex({"/kept/file"})), before_(index_->generation()) {}
+
+    FileIndex& index() { return *index_; }
+    bool holds() const {
+        return index_->generation() == before_ && !indexDifference(*index_, *test::makeIndex({"/kept/file"}));
+    }
+
+private:
+    std::unique_ptr<FileIndex> index_;
+    std::uint64_t before_;
+};
+
+bool isRefused(std::string_view bytes, const SnapshotSubject& subject = anySubject) {
+    Untouched untouched;
+    const bool isLoaded = loadBytes(untouched.index(), bytes, subject).has_value();
+    EXPECT_TRUE(isLoaded || untouched.holds());
+    return !isLoaded;
+}
+
+TEST(SnapshotLoader, LoadsWhatTheLayoutSays) {
+    FileIndex index;
+    const std::uint64_t before = index.generation();
+    const auto loaded = loadBytes(index, soundSnapshot().bytes());
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(loaded->lastEventId, 1'000'000'000U);
+    EXPECT_EQ(loaded->count, 6);
+    EXPECT_GT(index.generation(), before);
+    EXPECT_EQ(index.itemCount(), 5);
+    EXPECT_THAT(test::allPaths(index),
+                ElementsAre("/a.txt", "/b", "/b/odd \xFF\n", "/b/c", "/b/c/link", "/late"));
+    EXPECT_THAT(indexViolations(index), IsEmpty());
+    EXPECT_EQ(stampOf(index, 2), (FolderStamp{.device = 7, .inode = 3, .modified = 30, .changed = 60}));
+    const ReadGuard guard(index.rwlock);
+    const FileEntry& link = index.entriesLocked()[4];
+    EXPECT_EQ(link.size, 104U);
+    EXPECT_EQ(link.modTime, 1'600'000'000);
+    EXPECT_EQ(link.crTime, -1);
+    EXPECT_TRUE(link.isSymbolicLink());
+    EXPECT_THAT(index.entriesByDirLocked().ids(0), ElementsAre(0, 1, 5));
+}
+
+TEST(SnapshotLoader, LoadsWhatAReaderMustNotMind) {
+    const std::pair<const char*, std::function<void(RawSnapshot&)>> cases[] = {
+        {"reserved bytes", [](RawSnapshot& raw) { raw.entries[0].reserved = "other"; }},
+        {"a folder without entries",
+         [](RawSnapshot& raw) {
+             raw.entries.resize(4);
+             raw.pool.resize(13);
+         }},
+        {"a child before its parent",
+         [](RawSnapshot& raw) {
+             raw.directories = {"/b/c", "/", "/b"};
+             raw.entries[0].dirIndex = raw.entries[1].dirIndex = raw.entries[5].dirIndex = 1;
+             raw.entries[4].dirIndex = 0;
+             raw.entries[2].dirIndex = raw.entries[3].dirIndex = 2;
+         }},
+        {"raw bytes in a path",
+         [](RawSnapshot& raw) {
+             raw.directories[2] = "/b/\xFF";
+             raw.pool.replace(raw.entries[3].nameOffset, 1, "\xFF");
+         }},
+        {"the longest times",
+         [](RawSnapshot& raw) {
+             raw.entries[0].modTime = 0x1p63;
+             raw.entries[0].crTime = -0x1p63;
+         }},
+        {"two roots",
+         [](RawSnapshot& raw) {
+             raw.directories[0] = "/other";
+             raw.entries[1].flags = 0;
+         }},
+    };
+    for (const auto& [what, change] : cases) {
+        RawSnapshot raw = soundSnapshot();
+        change(raw);
+        FileIndex index;
+        EXPECT_TRUE(loadBytes(index, raw.bytes())) << what;
+        EXPECT_THAT(indexViolations(index), IsEmpty()) << what;
+    }
+}
+
+TEST(SnapshotLoader, RefusesWhatIsUnsoundAndKeepsTheIndex) {
+    const std::pair<const char*, std::function<void(RawSnapshot&)>> cases[] = {
+        {"magic", [](RawSnapshot& raw) { raw.magic = "DOVRAIX2"; }},
+        {"newer version", [](RawSnapshot& raw) { raw.version = 2; }},
+        {"record size", [](RawSnapshot& raw) { raw.entryBytes = 48; }},
+        {"other device", [](RawSnapshot& raw) { raw.volumeDev = 8; }},
+        {"fewer directories", [](RawSnapshot& raw) { raw.directoryCount = 2; }},
+        {"no directories", [](RawSnapshot& raw) { raw.directoryCount = 0; }},
+        {"more directories", [](RawSnapshot& raw) { raw.directoryCount = 4; }},
+        {"most directories", [](RawSnapshot& raw) { raw.directoryCount = huge; }},
+        {"fewer entries", [](RawSnapshot& raw) { raw.entryCount = 5; }},
+        {"more entries", [](RawSnapshot& raw) { raw.entryCount = 7; }},
+        {"most entries", [](RawSnapshot& raw) { raw.entryCount = huge; }},
+        {"shorter pool", [](RawSnapshot& raw) { raw.poolBytes = raw.pool.size() - 1; }},
+        {"longer pool", [](RawSnapshot& raw) { raw.poolBytes = raw.pool.size() + 1; }},
+        {"longest pool", [](RawSnapshot& raw) { raw.poolBytes = huge; }},
+        {"all counts at once",
+         [](RawSnapshot& raw) { raw.poolBytes = raw.entryCount = raw.directoryCount = huge; }},
+        {"shorter path", [](RawSnapshot& raw) { raw.pathLength = 3; }},
+        {"longer path", [](RawSnapshot& raw) { raw.pathLength = 5; }},
+        {"longest path", [](RawSnapshot& raw) { raw.pathLength = huge; }},
+        {"empty path", [](RawSnapshot& raw) { raw.directories[2] = ""; }},
+        {"relative path", [](RawSnapshot& raw) { raw.directories[2] = "b/c"; }},
+        {"relative root", [](RawSnapshot& raw) { raw.directories[0] = "x"; }},
+        {"slash at the end", [](RawSnapshot& raw) { raw.directories[2] = "/b/c/"; }},
+        {"two slashes", [](RawSnapshot& raw) { raw.directories[2] = "/b//c"; }},
+        {"two slashes in front", [](RawSnapshot& raw) { raw.directories[2] = "//b/c"; }},
+        {"dot", [](RawSnapshot& raw) { raw.directories[2] = "/b/."; }},
+        {"dots", [](RawSnapshot& raw) { raw.directories[2] = "/b/.."; }},
+        {"dots in a root", [](RawSnapshot& raw) { raw.directories[0] = "/x/../y"; }},
+        {"NUL in a path", [](RawSnapshot& raw) { raw.directories[2] = std::string("/b/\0", 4); }},
+        {"folder twice", [](RawSnapshot& raw) { raw.directories[2] = "/b"; }},
+        {"root twice", [](RawSnapshot& raw) { raw.directories[2] = "/"; }},
+        {"other root twice",
+         [](RawSnapshot& raw) {
+             raw.directories = {"/x", "/y", "/x"};
+         }},
+        {"folder without an entry", [](RawSnapshot& raw) { raw.directories[2] = "/b/d"; }},
+        {"folder whose entry is a file", [](RawSnapshot& raw) { raw.entries[3].flags = 0; }},
+        {"slash in a name", [](RawSnapshot& raw) { raw.pool[2] = '/'; }},
+        {"NUL in a name", [](RawSnapshot& raw) { raw.pool[2] = '\0'; }},
+        {"dot as a name", [](RawSnapshot& raw) { raw.add(0, "."); }},
+        {"dots as a name", [](RawSnapshot& raw) { raw.add(0, ".."); }},
+        {"empty name", [](RawSnapshot& raw) { raw.add(0, ""); }},
+        {"gap between names", [](RawSnapshot& raw) { raw.entries[0].nameLen -= 1; }},
+        {"names that overlap", [](RawSnapshot& raw) { raw.entries[0].nameLen += 1; }},
+        {"names out of order", [](RawSnapshot& raw) { std::swap(raw.entries[0], raw.entries[2]); }},
+        {"gap at the start", [](RawSnapshot& raw) { raw.entries.erase(raw.entries.begin()); }},
+        {"gap at the end", [](RawSnapshot& raw) { raw.pool += "x"; }},
+        {"name behind the pool", [](RawSnapshot& raw) { raw.entries[5].nameLen += 1; }},
+        {"name far behind the pool", [](RawSnapshot& raw) { raw.entries[5].nameOffset = huge; }},
+        {"negative folder", [](RawSnapshot& raw) { raw.entries[0].dirIndex = huge; }},
+        {"folder that is not there", [](RawSnapshot& raw) { raw.entries[0].dirIndex = 3; }},
+        {"unknown flag", [](RawSnapshot& raw) { raw.entries[0].flags = 8; }},
+        {"folder and link", [](RawSnapshot& raw) { raw.entries[1].flags = 3; }},
+        {"folder with a size", [](RawSnapshot& raw) { raw.entries[1].size = 1; }},
+        {"half a second", [](RawSnapshot& raw) { raw.entries[0].modTime = 0.5; }},
+        {"no number", [](RawSnapshot& raw) { raw.entries[0].crTime = std::nan(""); }},
+        {"no end of time", [](RawSnapshot& raw) { raw.entries[0].modTime = -HUGE_VAL; }},
+        {"beyond time", [](RawSnapshot& raw) { raw.entries[0].crTime = 0x1p64; }},
+    };
+    for (const auto& [what, damage] : cases) {
+        RawSnapshot raw = soundSnapshot();
+        damage(raw);
+        EXPECT_TRUE(isRefused(raw.bytes())) << what;
+    }
+    EXPECT_FALSE(isRefused(soundSnapshot().bytes()));
+}
+
+TEST(SnapshotLoader, RefusesAnotherSubject) {
+    const std::string bytes = soundSnapshot().bytes();
+    EXPECT_TRUE(isRefused(bytes, {.volumeDev = 8, .root = "/"}));
+    EXPECT_TRUE(isRefused(bytes, {.volumeDev = 7, .root = "/b"}));
+    EXPECT_FALSE(isRefused(bytes, {.volumeDev = 7, .root = "/"}));
+    EXPECT_TRUE(isRefused(snapshotOf(FileIndex()), {.volumeDev = 7, .root = "/"}));
+    EXPECT_FALSE(isRefused(snapshotOf(FileIndex())));
+}
+
+TEST(SnapshotLoader, RefusesFilesCutAnywhereBeforeTheStamps) {
+    const std::string bytes = soundSnapshot().bytes();
+    const std::size_t entriesEnd = soundSnapshot().bytesWithoutStamps().size();
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+        const std::string cut = bytes.substr(0, length);
+        EXPECT_EQ(isRefused(cut), length < entriesEnd) << length;
+        if (length < entriesEnd) continue;
+        FileIndex index;
+        ASSERT_TRUE(loadBytes(index, cut));
+        EXPECT_FALSE(stampOf(index, 0).isKnown()) << length;
+    }
+}
+
+TEST(SnapshotLoader, HoldsWithAnyBitChanged) {
+    const std::string sound = soundSnapshot().bytes();
+    for (std::size_t bit = 0; bit < sound.size() * 8; ++bit) {
+        std::string bytes = sound;
+        bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
+        Untouched untouched;
+        if (loadBytes(untouched.index(), bytes)) {
+            EXPECT_THAT(indexViolations(untouched.index()), IsEmpty()) << bit;
+        } else {
+            EXPECT_TRUE(untouched.holds()) << bit;
+        }
+    }
+}
+
+TEST(SnapshotLoader, RefusesWhatCannotBeRead) {
+    const std::string bytes = soundSnapshot().bytes();
+    const std::size_t entriesEnd = soundSnapshot().bytesWithoutStamps().size();
+    for (std::size_t unreadable = 0; unreadable < bytes.size(); ++unreadable) {
+        SnapshotSource source = SnapshotSource::fromBytes(bytes);
+        source.read = [&, whole = source.read](std::uint64_t offset, std::span<char> destination) {
+            const bool isHit = offset <= unreadable && unreadable < offset + destination.size();
+            return !isHit && whole(offset, destination);
+        };
+        Untouched untouched;
+        const bool isLoaded = loadSnapshot(untouched.index(), source, anySubject).has_value();
+        EXPECT_TRUE(isLoaded || untouched.holds());
+        EXPECT_TRUE(!isLoaded || unreadable >= entriesEnd || !stampOf(untouched.index(), 0).isKnown());
+    }
+}
+
+TEST(SnapshotLoader, StampsThatProveNothingAreNotLoaded) {
+    const std::pair<const char*, std::function<void(RawSnapshot&)>> cases[] = {
+        {"other section", [](RawSnapshot& raw) { raw.stampMagic = "DOVRAST2"; }},
+        {"fewer", [](RawSnapshot& raw) { raw.stamps.pop_back(); }},
+        {"more", [](RawSnapshot& raw) { raw.stamps.push_back({}); }},
+        {"wrong length", [](RawSnapshot& raw) { raw.stampBytes = 97; }},
+        {"longest length", [](RawSnapshot& raw) { raw.stampBytes = ~std::uint64_t{0}; }},
+        {"from the future", [](RawSnapshot& raw) { raw.lastEventId = 2'000'000'001; }},
+        {"from the far future", [](RawSnapshot& raw) { raw.lastEventId = ~std::uint64_t{0}; }},
+    };
+    for (const auto& [what, change] : cases) {
+        RawSnapshot raw = soundSnapshot();
+        change(raw);
+        const auto index = test::makeIndex({"/before"});
+        EXPECT_TRUE(loadBytes(*index, raw.bytes())) << what;
+        for (const DirIndex folder : {0, 1, 2})
+            EXPECT_FALSE(stampOf(*index, folder).isKnown()) << what;
+    }
+    FileIndex index;
+    ASSERT_TRUE(loadBytes(index, soundSnapshot().bytes() + "DOVRAXX1 what comes later"));
+    EXPECT_TRUE(stampOf(index, 2).isKnown());
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,80 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <limits>
+#include <optional>
+
+#include "Index/EventId.hpp"
+#include "Index/LookAheadWalk.hpp"
+#include "Index/StampClock.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+constexpr std::int64_t second = 1'000'000'000;
+constexpr std::int64_t listedAt = 1000 * second;
+
+bool isProven(std::int64_t modified, std::int64_t changed) {
+    const FolderStamp stamp{.device = 1, .inode = 2, .modified = modified, .changed = changed};
+    const FolderStamp proven = provenAt(stamp, listedAt);
+    EXPECT_EQ(proven, proven.isKnown() ? stamp : FolderStamp{});
+    return proven.isKnown();
+}
+
+TEST(StampClock, TrustsOnlyWhatAChangeAfterwardsWouldAlter) {
+    EXPECT_TRUE(isProven(listedAt - 3 * second, 5));
+    EXPECT_TRUE(isProven(-5, listedAt - 3 * second));
+    EXPECT_FALSE(isProven(listedAt - 3 * second + 1, 5));
+    EXPECT_FALSE(isProven(5, listedAt - 3 * second + 1));
+    EXPECT_FALSE(isProven(5, listedAt + 500 * second));
+    EXPECT_FALSE(isProven(std::numeric_limits<std::int64_t>::max(), 5));
+}
+
+TEST(StampClock, SeesTheWallClockBeingSet) {
+    const auto wasSet = [](std::int64_t wall, std::int64_t steady) {
+        return StampClock::wasSet({.wall = listedAt, .steady = 7},
+                                  {.wall = listedAt + wall, .steady = 7 + steady});
+    };
+    EXPECT_FALSE(wasSet(0, 0));
+    EXPECT_FALSE(wasSet(3600 * second, 3601 * second));
+    EXPECT_TRUE(wasSet(-3600 * second, second));
+    EXPECT_TRUE(wasSet(3600 * second, second));
+}
+
+FolderStamp stampOfWalk(const std::string& root) {
+    std::optional<FolderStamp> stamp;
+    WalkOptions options;
+    options.entersChild = [](std::string_view) { return false; };
+    lookAheadWalk({root}, options, [&](const WalkedFolder& walked) {
+        stamp = walked.stamp;
+        return 0;
+    });
+    return stamp.value();
+}
+
+TEST(StampClock, AWalkStampsFoldersThatHaveBeenLeftAlone) {
+    const FolderStamp stamp = stampOfWalk("/usr");
+    const struct stat status = test::statusOf("/usr");
+    EXPECT_EQ(stamp.device, status.st_dev);
+    EXPECT_EQ(stamp.inode, status.st_ino);
+    EXPECT_EQ(stamp.modified, status.st_mtim.tv_sec * second + status.st_mtim.tv_nsec);
+    EXPECT_EQ(stamp.changed, status.st_ctim.tv_sec * second + status.st_ctim.tv_nsec);
+
+    const test::TemporaryTree tree;
+    EXPECT_FALSE(stampOfWalk(tree.path()).isKnown()) << "made this moment";
+}
+
+TEST(EventId, NeverGoesBack) {
+    EXPECT_EQ(nextEventId(0, listedAt), std::uint64_t{listedAt});
+    EXPECT_EQ(nextEventId(listedAt + 5, listedAt), std::uint64_t{listedAt + 5});
+    EXPECT_EQ(nextEventId(3, -second), 3U);
+    const std::uint64_t given = nextEventId(0);
+    EXPECT_TRUE(isPastEvent(given, wallClockNow()));
+    EXPECT_FALSE(isPastEvent(listedAt + 1, listedAt));
+    EXPECT_FALSE(isPastEvent(~std::uint64_t{0}, listedAt));
+    EXPECT_FALSE(isPastEvent(0, -1));
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Servers/MCPServer.hpp"
+#include "Support/ToolCaller.hpp"
+
+namespace dovra {
+namespace {
+
+using testing::HasSubstr;
+
+class MCPServer : public testing::Test {
+protected:
+    std::string reply(std::string line) const {
+        return mcp::replyText(caller_.handler(), {.text = std::move(line)}).value_or("none");
+    }
+
+    test::TemporaryTree tree_;
+    test::ToolCaller caller_{tree_};
+};
+
+TEST_F(MCPServer, AnswersFaultsOfTheProtocol) {
+    const auto error = [](const std::string& id, int code, const std::string& message) {
+        return fmt::format(R"({{"jsonrpc":"2.0","id":{},"error":{{"code":{},"message":"{}"}}}})", id, code,
+                           message);
+    };
+    const struct {
+        std::string line;
+        std::string reply;
+    } examples[] = {
+        {"", "none"},
+        {"\r", "none"},
+        {" ", error("null", -32700, "Parse error")},
+        {"{", error("null", -32700, "Parse error")},
+        {R"({"id":1,"method":"ping"} x)", error("null", -32700, "Parse error")},
+        {"{\"id\":1,\"method\":\"\xFF\"}", error("null", -32700, "Parse error")},
+        {std::string(100'000, '['), error("null", -32700, "Parse error")},
+        {"[]", error("null", -32600, "Invalid Request: not an object")},
+        {R"([{"id":1,"method":"ping"}])", error("null", -32600, "Invalid Request: not an object")},
+        {"7", error("null", -32600, "Invalid Request: not an object")},
+        {"{}", error("null", -32600, "Invalid Request: missing method")},
+        {R"({"id":[1,{"a":2.5}]})", error(R"([1,{"a":2.5}])", -32600, "Invalid Request: missing method")},
+        {R"({"id":"x","method":7})", error(R"("x")", -32600, "Invalid Request: missing method")},
+        {R"({"id":1.5,"method":"no"})", error("1.5", -32601, "Method not found: no")},
+        {R"({"method":""})", error("null", -32601, "Method not found: ")},
+        {R"({"id":18446744073709551616,"method":"PING"})",
+         error("1.8446744073709552e+19", -32601, "Method not found: PING")},
+        {R"({"id":1,"method":"tools/call"})", error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":["x"]})",
+         error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":{"name":null}})",
+         error("1", -32602, "Invalid params: missing tool name")},
+        {R"({"id":1,"method":"tools/call","params":{"name":"rm"}})", error("1", -32602, "Unknown tool: rm")},
+        {R"({"id":1,"id":2,"method":"no","method":"ping"})", R"({"jsonrpc":"2.0","id":2,"result":{}})"},
+        {R"({"id":-9223372036854775808,"method":"ping","params":7})",
+         R"({"jsonrpc":"2.0","id":-9223372036854775808,"result":{}})"},
+        {"{\"method\":\"ping\"}\r", R"({"jsonrpc":"2.0","id":null,"result":{}})"},
+        {R"({"id":1,"method":"notifications/initialized"})", "none"},
+        {R"({"method":"notifications/"})", "none"},
+        {R"({"id":1,"method":"notifications"})", error("1", -32601, "Method not found: notifications")},
+    };
+    for (const auto& [line, expected] : examples)
+        EXPECT_EQ(reply(line), expected) << line.substr(0, 100);
+}
+
+TEST_F(MCPServer, GreetsInTheClientsVersion) {
+    const auto greeting = [&](const std::string& params) {
+        return *JSONValue::parse(reply(R"({"id":1,"method":"initialize","params":)" + params + "}"));
+    };
+    using test::at;
+    const auto version = [&](const std::string& params) {
+        return at(at(greeting(params), "result"), "protocolVersion");
+    };
+    EXPECT_EQ(version(R"({"protocolVersion":"2025-06-18"})"), "2025-06-18");
+    EXPECT_EQ(version(R"({"protocolVersion":"any"})"), "any");
+    for (const char* params : {"{}", R"({"protocolVersion":""})", R"({"protocolVersion":1})", "null", "[1]"})
+        EXPECT_EQ(version(params), "2024-11-05") << params;
+    const JSONValue result = at(greeting("{}"), "result");
+    EXPECT_EQ(at(result, "capabilities"), *JSONValue::parse(R"({"tools":{"listChanged":false}})"));
+    EXPECT_EQ(at(result, "serverInfo"), *JSONValue::parse(R"({"name":"dovra","version":"1.0.0"})"));
+    EXPECT_THAT(*at(result, "instructions").string(), HasSubstr("read-only"));
+}
+
+TEST_F(MCPServer, ListsItsTools) {
+    using test::at;
+    const JSONValue list =
+        at(at(*JSONValue::parse(reply(R"({"id":1,"method":"tools/list"})")), "result"), "tools");
+    EXPECT_EQ(test::each(list, "name"),
+              (JSONValue::Array{"search_files", "search_content", "find_duplicate_files", "disk_usage",
+                                "index_stats"}));
+    for (const JSONValue& schema : test::each(list, "inputSchema"))
+        EXPECT_EQ(at(schema, "type"), "object");
+}
+
+TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
+    EXPECT_THAT(*mcp::replyText(caller_.handler(), {.text = {}, .isTooLong = true}),
+                HasSubstr(R"("id":null,"error":{"code":-32600)"));
+    std::string large;
+    large.resize(mcp::mostReplyBytes, 'x');
+    for (const std::string& line :
+         {R"({"id":1,"method":")" + large + "\"}", R"({"method":"ping","id":")" + large + "\"}",
+          R"({"method":"tools/call","params":{"name":"index_stats"},"id":")" + large + "\"}"})
+        EXPECT_THAT(reply(line), HasSubstr(R"("id":null,"error":{"code":-32600)"));
+
+    // Twenty names of 255 bytes that are written with six bytes each, in a result that is quoted once more.
+    const std::string name(250, '\x01');
+    for (int folder = 0; folder < 8; ++folder) {
+        for (int i = 0; i < 120; ++i)
+            tree_.write(fmt::format("{}/{}/{}/{}{}", folder, name, name, name, i));
+    }
+    const test::ToolCaller filled(tree_);
+    const std::string call =
+        R"({"id":7,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"*","limit":1000}}})";
+    const std::string answer = *mcp::replyText(filled.handler(), {.text = call});
+    EXPECT_LT(answer.size(), 1000U);
+    EXPECT_THAT(answer, HasSubstr(R"("id":7,"result":{"content")"));
+    EXPECT_THAT(answer, HasSubstr("too long"));
+    EXPECT_THAT(answer, HasSubstr(R"("isError":true)"));
+}
+
+TEST_F(MCPServer, RefusesLongTextsForTools) {
+    const auto callWith = [&](std::size_t bytes) {
+        return reply(R"({"id":1,"method":"tools/call","params":{"name":"disk_usage","arguments":{"path":")" +
+                     std::string(bytes, 'x') + R"("}}})");
+    };
+    EXPECT_THAT(callWith(mostArgumentBytes), HasSubstr(R"("isError":false)"));
+    EXPECT_THAT(callWith(mostArgumentBytes + 1),
+                HasSubstr(R"("text":"`path` is longer than 1000000 bytes."}],"isError":true)"));
+}
+
+TEST_F(MCPServer, PreparesTheIndexForTheTool) {
+    std::vector<std::string> prepared;
+    FileIndex index;
+    const MCPRequestHandler handler({index, "", "", [] { return IndexStats(); }}, [&](const Tool& tool) {
+        prepared.push_back(tool.name);
+        if (tool.needsWholeIndex) throw std::runtime_error("made up");
+    });
+    const auto call = [&](const std::string& tool) {
+        const std::string line = R"({"id":1,"method":"tools/call","params":{"name":")" + tool + R"("}})";
+        return *mcp::replyText(handler, {.text = line});
+    };
+    EXPECT_EQ(call("disk_usage"), R"({"jsonrpc":"2.0","id":1,"result":{"content":[{"type":"text",)"
+                                  R"("text":"Internal error"}],"isError":true}})");
+    EXPECT_THAT(call("index_stats"), HasSubstr(R"("isError":false)"));
+    EXPECT_THAT(prepared, testing::ElementsAre("disk_usage", "index_stats"));
+}
+
+/// One whose first scan ends only after it has been waited for so many times.
+class SlowIndex final : public IndexService {
+public:
+    explicit SlowIndex(int waits) : waits_(waits) {}
+
+    void start(std::function<void()>) override {}
+    bool waitUntilReady(std::chrono::milliseconds) override { return --waits_ < 0; }
+    bool flush(std::chrono::milliseconds) override { return true; }
+    const FileIndex& index() const override { return index_; }
+    const std::string& root() const override { return root_; }
+
+private:
+    int waits_;
+    FileIndex index_;
+    std::string root_ = "/";
+};
+
+/// What is written as replies to two calls; each time the reader is looked for, `readerStays` may answer that
+/// it has left.
+std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<bool()> readerStays) {
+    const std::string call = R"({"id":1,"method":"tools/call","params":{"name":"disk_usage"}})"
+                             "\n";
+    std::string unread = call + call;
+    LineReader input(
+        [&](std::span<char> destination) {
+            const std::size_t count = std::min(unread.size(), destination.size());
+            std::ranges::copy_n(unread.begin(), static_cast<std::ptrdiff_t>(count), destination.begin());
+            unread.erase(0, count);
+            return count;
+        },
+        mcp::mostRequestBytes);
+    std::vector<std::string> replies;
+    const auto write = [&](std::string_view reply) {
+        replies.emplace_back(reply);
+        return readerStays();
+    };
+    mcp::serve(service, input, {.write = write, .isRead = readerStays});
+    return replies;
+}
+
+TEST(MCPServerLoop, WaitsForTheFirstScanAfterTheEndOfInput) {
+    SlowIndex service(100);
+    const auto replies = repliesToTwoCalls(service, [] { return true; });
+    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr("directories"), HasSubstr("directories")));
+}
+
+TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReply) {
+    SlowIndex service(std::numeric_limits<int>::max());
+    int looks = 0;
+    const auto replies = repliesToTwoCalls(service, [&] { return ++looks < 5; });
+    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr(R"("isError":true)")));
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,87 @@
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "Support/ToolCaller.hpp"
+
+namespace dovra {
+namespace {
+
+using test::at;
+using Values = JSONValue::Array;
+
+TEST(SearchContent, NeedsAQueryAndAScope) {
+    const test::TemporaryTree tree;
+    const test::ToolCaller caller(tree);
+    EXPECT_EQ(caller.failure("search_content", R"({"ext":"txt"})"),
+              "`query` is required (the text to find inside files).");
+    const std::string message =
+        "Scope the search with `ext` (e.g. \"swift\") and/or `within` (a folder or path substring). "
+        "Content search reads files on demand, so it must be bounded.";
+    for (const char* arguments : {R"({"query":"a"})", R"({"query":"a","match_case":true})",
+                                  R"({"query":"a","ext":" , .;","within":" "})", R"({"query":"a","ext":1})"})
+        EXPECT_EQ(caller.failure("search_content", arguments), message);
+}
+
+TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
+    const test::TemporaryTree tree;
+    tree.write("src/b.swift", "x\nTODO one\n\ntodo two\n");
+    tree.write("src/a.ts", "todo");
+    tree.write("src/c.txt", "todo");
+    tree.write("lib/d.swift", "todo");
+    tree.write("src/e.swift", "nothing");
+    tree.makeFolder("src/todo.swift");
+    tree.write("src/f.swift", std::string("todo\0", 5));
+    ASSERT_EQ(std::system(("mkfifo " + tree.path("src/pipe.swift")).c_str()), 0);
+    const test::ToolCaller caller(tree);
+    const auto expected = [&](JSONValue query, JSONValue scope, JSONValue scanned, Values results,
+                              std::int64_t total) {
+        return JSONValue(JSONObject{{"query", std::move(query)},
+                                    {"scope", std::move(scope)},
+                                    {"filesScanned", std::move(scanned)},
+                                    {"filesMatched", results.size()},
+                                    {"totalMatches", total},
+                                    {"truncated", false},
+                                    {"results", results}});
+    };
+    const auto match = [](int line, const char* text) {
+        return JSONValue(JSONObject{{"line", line}, {"text", text}});
+    };
+    const auto file = [&](const char* name, Values matches) {
+        return JSONValue(JSONObject{{"path", tree.path(name)}, {"matches", std::move(matches)}});
+    };
+    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"/absent/"})"),
+              expected("todo", "ext:swift;ts within:/absent/", 0, {}, 0));
+    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"SRC/"})"),
+              expected("todo", "ext:swift;ts within:SRC/", 4,
+                       {file("src/a.ts", {match(1, "todo")}),
+                        file("src/b.swift", {match(2, "TODO one"), match(4, "todo two")})},
+                       3));
+    EXPECT_EQ(caller.call("search_content", R"({"query":"TODO","ext":"swift","match_case":true})"),
+              expected("TODO", "ext:swift", 4, {file("src/b.swift", {match(2, "TODO one")})}, 1));
+    // What looks like an operator of the query language is part of the scope and does not widen it.
+    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":"none | swift"})"),
+              expected("todo", "ext:none | swift", 0, {}, 0));
+}
+
+TEST(SearchContent, StopsAtItsLimits) {
+    const test::TemporaryTree tree;
+    for (const char* name : {"a.x", "b.x", "c.x"})
+        tree.write(name, "1\n1\n1\n1\n1\n1\n1\n");
+    const test::ToolCaller caller(tree);
+    const auto found = [&](const std::string& limits) {
+        return caller.call("search_content", R"({"query":"1","ext":"x")" + limits + "}");
+    };
+    const JSONValue some = found(R"(,"max_files":2,"max_matches_per_file":3)");
+    EXPECT_EQ(at(some, "truncated"), true);
+    EXPECT_EQ(at(some, "filesScanned"), 2);
+    EXPECT_EQ(at(some, "totalMatches"), 6);
+    EXPECT_EQ(at(found(R"(,"max_files":3)"), "truncated"), false);
+    EXPECT_EQ(at(found(""), "totalMatches"), 15);
+    EXPECT_EQ(at(found(R"(,"max_files":-1,"max_matches_per_file":-1)"), "totalMatches"), 1);
+    EXPECT_EQ(at(found(R"(,"max_matches_per_file":1000)"), "totalMatches"), 21);
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,265 @@
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <future>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Services/AppServices.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
+#include "Support/WaitUntil.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+/// A served tree, with a folder of its own for the program's files.
+class AppServicesTest : public testing::Test {
+protected:
+    void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
+    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
+
+    std::shared_ptr<AppServices> make() { return make({.root = root_}); }
+
+    std::shared_ptr<AppServices> make(AppServices::Options options) {
+        options.report = [this](const std::string& message) {
+            const std::scoped_lock lock(mutex_);
+            reports_.push_back(message);
+        };
+        auto services = AppServices::make(std::move(options));
+        services->onProgress = [this](std::int64_t, bool) { ++progressReports_; };
+        return services;
+    }
+
+    std::shared_ptr<AppServices> started() { return started({.root = root_}); }
+
+    std::shared_ptr<AppServices> started(AppServices::Options options) {
+        auto services = make(std::move(options));
+        services->start();
+        EXPECT_TRUE(services->waitUntilReady(1min));
+        return services;
+    }
+
+    std::vector<std::string> differences(AppServices& services) const {
+        if (!services.flush(1min)) return {"the flush took too long"};
+        return test::differencesFromFreshScan(services.index(), root_);
+    }
+
+    std::string cachePath() const { return data_.path("Dovra/" + cacheFileName(root_)); }
+
+    std::vector<std::string> reports() {
+        const std::scoped_lock lock(mutex_);
+        return reports_;
+    }
+
+    const test::TemporaryTree data_;
+    const test::TemporaryTree tree_;
+    const std::string root_ = tree_.makeFolder("root");
+    std::atomic<int> progressReports_ = 0;
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> reports_;
+};
+
+TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
+    tree_.write("root/a/file");
+    const auto services = started();
+    tree_.write("root/b/c/new");
+    fs::remove(root_ + "/a/file");
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_TRUE(fs::exists(cachePath()));
+    EXPECT_GT(progressReports_, 0);
+    EXPECT_THAT(services->coverage(), testing::Not(IsEmpty()));
+}
+
+TEST_F(AppServicesTest, RestartsFromTheCacheWithWhatChangedMeanwhile) {
+    for (const char* path : {"root/kept/a", "root/kept/b", "root/gone/c", "root/changed", "root/again/d"})
+        tree_.write(path, "text");
+    EntryId keptId = 0;
+    {
+        const auto services = started();
+        fs::remove_all(root_ + "/again");
+        ASSERT_TRUE(services->flush(1min));
+        services->close();
+        const ReadGuard guard(services->index().rwlock);
+        keptId = test::idOf(services->index(), root_ + "/kept/a");
+    }
+    fs::remove_all(root_ + "/gone");
+    tree_.write("root/kept/new");
+    tree_.write("root/again/e");
+    tree_.write("root/changed", "a longer text");
+    fs::last_write_time(root_ + "/changed", fs::file_time_type::clock::now() - 1h);
+    const auto services = started();
+    EXPECT_EQ(test::idOf(services->index(), root_ + "/kept/a"), keptId);
+    // Names are right after a flush, what changed in place some moments later.
+    EXPECT_TRUE(test::waitUntil([&] { return differences(*services).empty(); }));
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, LeavesTheCacheAloneWhenNothingChanged) {
+    tree_.write("root/a/file");
+    started()->close();
+    // Some seconds after a change the folder's stamp is proven, which is worth a save.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const auto before = test::statusOf(cachePath()).st_ino;
+        const auto services = started();
+        EXPECT_THAT(differences(*services), IsEmpty());
+        services->close();
+        return test::statusOf(cachePath()).st_ino == before;
+    }));
+}
+
+TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
+    for (int i = 0; i < 1000; ++i)
+        tree_.makeFolder(fmt::format("root/{}", i));
+    started()->close();
+    for (int round = 0; round < 10; ++round) {
+        const auto services = started();
+        tree_.write(fmt::format("root/{}/file", round));
+        EXPECT_THAT(differences(*services), IsEmpty());
+        services->close();
+        FileIndex saved;
+        ASSERT_TRUE(IndexCache(cacheFileName(root_))
+                        .load(saved, {.volumeDev = folderStamp(root_).device, .root = root_}));
+        ASSERT_THAT(test::differencesFromFreshScan(saved, root_), IsEmpty()) << "round " << round;
+    }
+}
+
+TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
+    tree_.write("root/a");
+    const IndexCache cache(cacheFileName(root_));
+    const DeviceId device = folderStamp(root_).device;
+    FileIndex index;
+    crawl(index, {root_}, {});
+    ASSERT_FALSE(cache.save(index, device, std::numeric_limits<std::uint64_t>::max()));
+    tree_.write("root/b");
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    services->close();
+    const auto loaded = cache.load(index, {.volumeDev = device, .root = root_});
+    ASSERT_TRUE(loaded);
+    EXPECT_LE(loaded->lastEventId, static_cast<std::uint64_t>(wallClockNow()));
+}
+
+TEST_F(AppServicesTest, ScansWhenTheCacheIsOfNoUse) {
+    tree_.write("root/a");
+    started()->close();
+    fs::resize_file(cachePath(), 50);
+    tree_.write("root/b");
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_GT(fs::file_size(cachePath()), 50U);
+}
+
+TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
+    tree_.write("root/some name");
+    const auto services = started();
+    EXPECT_TRUE(services->toggleTrigram());
+    services->rebuild();
+    services->rebuild();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    EXPECT_FALSE(services->toggleTrigram());
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, IsNotReadyWhileItIsBuiltAnew) {
+    for (int i = 0; i < 300; ++i)
+        tree_.makeFolder(fmt::format("root/{}/{}", i % 7, i));
+    const auto services = started();
+    const std::int64_t count = services->index().itemCount();
+    for (int round = 0; round < 30; ++round) {
+        services->rebuild();
+        ASSERT_TRUE(services->waitUntilReady(1min));
+        ASSERT_EQ(services->index().itemCount(), count);
+    }
+}
+
+TEST_F(AppServicesTest, DoesNotKeepWhatWasDeletedForEver) {
+    const auto services = started({.root = root_, .spareTombstones = 10});
+    for (int round = 0; round < 10; ++round) {
+        for (int i = 0; i < 20; ++i)
+            tree_.write(fmt::format("root/new/{}", i));
+        ASSERT_THAT(differences(*services), IsEmpty());
+        fs::remove_all(root_ + "/new");
+        ASSERT_THAT(differences(*services), IsEmpty());
+    }
+    EXPECT_TRUE(test::waitUntil([&] {
+        const ReadGuard guard(services->index().rwlock);
+        return services->index().tombstoneCountLocked() <= 10;
+    }));
+}
+
+TEST_F(AppServicesTest, DoesNotSaveBecauseItSaved) {
+    const auto services = started({.root = data_.path()});
+    ASSERT_TRUE(services->flush(1min));
+    const std::string cache = data_.path("Dovra/" + cacheFileName(data_.path()));
+    const auto before = test::statusOf(cache).st_ino;
+    EXPECT_TRUE(test::waitUntil([&] {
+        EXPECT_TRUE(services->flush(1min));
+        return test::idOf(services->index(), cache) >= 0;
+    }));
+    services->close();
+    EXPECT_EQ(test::statusOf(cache).st_ino, before);
+}
+
+TEST_F(AppServicesTest, ScansARootThatCouldNotBeReadAtFirst) {
+    tree_.write("root/a");
+    fs::permissions(tree_.path(), fs::perms::others_exec, fs::perm_options::add);
+    fs::permissions(root_, fs::perms::none);
+    std::optional<test::OrdinaryUser> user(std::in_place);
+    const auto services = started();
+    EXPECT_EQ(services->index().itemCount(), 0);
+    user.reset();
+    fs::permissions(root_, fs::perms::owner_all);
+    EXPECT_THAT(differences(*services), IsEmpty());
+    tree_.write("root/b");
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+TEST_F(AppServicesTest, TellsThatTheRootIsGone) {
+    tree_.write("root/a");
+    const auto services = started();
+    fs::remove_all(root_);
+    EXPECT_TRUE(test::waitUntil([&] {
+        (void)services->flush(1s);
+        return services->index().itemCount() == 0;
+    }));
+    EXPECT_THAT(reports(), Contains(HasSubstr("is gone")));
+}
+
+TEST_F(AppServicesTest, EndsInTheMiddleOfAScanAndKeepsNoPartOfIt) {
+    for (int i = 0; i < 300; ++i)
+        tree_.makeFolder(fmt::format("root/{}/{}/{}", i % 7, i % 31, i));
+    for (int round = 0; round < 50; ++round) {
+        const auto services = make();
+        services->start();
+        while (services->index().itemCount() < round)
+            std::this_thread::yield();
+        services->close();
+    }
+    const auto services = started();
+    EXPECT_THAT(differences(*services), IsEmpty());
+}
+
+}  // namespace
+}  // namespace dovra

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <fmt/format.h>
+#include <string>
+#include <vector>
+
+#include "Base/JoinPath.hpp"
+#include "Base/Utf8.hpp"
+#include "Diagnostics/IndexCheck.hpp"
+#include "Index/Crawl.hpp"
+
+namespace dovra::test {
+
+/// Whether sizes and times count.
+enum class Compared : std::uint8_t { all, namesAndKinds };
+
+/// Every live entry with its attributes and every folder that was listed, in order; identifiers and what was
+/// deleted do not show.
+inline std::vector<std::string> contentsOf(const FileIndex& index, Compared compared = Compared::all) {
+    const ReadGuard guard(index.rwlock);
+    const DirectoryTable& directories = index.directoriesLocked();
+    std::vector<std::string> contents;
+    for (const FileEntry& entry : index.entriesLocked()) {
+        if (entry.isTombstone()) continue;
+        const std::string path = joinPath(directories.path(entry.dirIndex), index.nameLocked(entry));
+        std::string line = fmt::format("{} kind {}", visibleText(path), entry.flags);
+        if (compared == Compared::all)
+            line += fmt::format(" size {} times {} {}", entry.size, entry.modTime, entry.crTime);
+        contents.push_back(std::move(line));
+    }
+    for (std::size_t i = 0; i < directories.count(); ++i) {
+        const auto folder = static_cast<DirIndex>(i);
+        if (index.entriesByDirLocked().contains(folder))
+            contents.push_back(visibleText(directories.path(folder)) + " is listed");
+    }
+    std::ranges::sort(contents);
+    return contents;
+}
+
+/// What tells the index from a fresh scan of `root`, the first few lines; and the invariants that it
+/// violates. Empty when it is as good as the fresh one.
+inline std::vector<std::string> differencesFromFreshScan(const FileIndex& index, const std::string& root,
+                                                         Compared compared = Compared::all) {
+    std::vector<std::string> differences = indexViolations(index);
+    FileIndex fresh;
+    crawl(fresh, {root}, {});
+    const std::vector<std::string> expected = contentsOf(fresh, compared);
+    const std::vector<std::string> found = contentsOf(index, compared);
+    const auto addMissing = [&](const char* what, const auto& from, const auto& in) {
+        std::vector<std::string> missing;
+        std::ranges::set_difference(from, in, std::back_inserter(missing));
+        for (std::size_t i = 0; i < std::min<std::size_t>(missing.size(), 5); ++i)
+            differences.push_back(fmt::format("{}: {} (of {})", what, missing[i], missing.size()));
+    };
+    addMissing("missing", expected, found);
+    addMissing("too much", found, expected);
+    return differences;
+}
+
+}  // namespace dovra::test

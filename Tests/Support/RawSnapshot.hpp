@@ -1,0 +1,124 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace dovra::test {
+
+/// Bytes in the order of the cache file: the lowest first.
+class LittleEndian {
+public:
+    LittleEndian& number(std::uint64_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            text_ += static_cast<char>(value >> (8 * i) & 0xFF);
+        return *this;
+    }
+    LittleEndian& real(double value) { return number(std::bit_cast<std::uint64_t>(value), 8); }
+    LittleEndian& text(std::string_view bytes) {
+        text_ += bytes;
+        return *this;
+    }
+    const std::string& bytes() const { return text_; }
+
+private:
+    std::string text_;
+};
+
+/// A cache file written field by field from the table in Documentation/CacheFormat.md, without any of the
+/// program's own code, so that fields can be wrong one at a time.
+struct RawSnapshot {
+    struct Entry {
+        std::uint64_t size = 0;
+        double modTime = 0;
+        double crTime = 0;
+        std::uint64_t nameOffset = 0;
+        std::uint64_t dirIndex = 0;
+        std::uint64_t nameLen = 0;
+        std::uint64_t flags = 0;
+        std::string_view reserved = std::string_view("\0\0\0\0\0", 5);
+    };
+    struct Stamp {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::uint64_t modified = 0;
+        std::uint64_t changed = 0;
+    };
+
+    std::string magic = "DOVRAIX1";
+    std::uint64_t version = 1;
+    std::uint64_t entryBytes = 40;
+    std::uint64_t volumeDev = 7;
+    std::uint64_t lastEventId = 1'000'000'000;
+    std::vector<std::string> directories;
+    std::string pool;
+    std::vector<Entry> entries;
+    std::string stampMagic = "DOVRAST1";
+    std::vector<Stamp> stamps;
+    /// In place of the true counts and lengths.
+    std::optional<std::uint64_t> directoryCount, entryCount, poolBytes, pathLength, stampBytes;
+
+    static constexpr std::uint64_t folder = 1;
+    static constexpr std::uint64_t link = 2;
+    static constexpr std::uint64_t tombstone = 4;
+
+    void add(std::uint64_t directory, std::string_view name, std::uint64_t flags = 0) {
+        entries.push_back({.size = (flags & folder) != 0 ? 0 : 100 + entries.size(),
+                           .modTime = 1'600'000'000,
+                           .crTime = -1,
+                           .nameOffset = pool.size(),
+                           .dirIndex = directory,
+                           .nameLen = name.size(),
+                           .flags = flags});
+        pool += name;
+    }
+
+    /// Up to the end of the entries.
+    std::string bytesWithoutStamps() const {
+        LittleEndian out;
+        out.text(magic).number(version, 4).number(entryBytes, 4).number(volumeDev, 8).number(lastEventId, 8);
+        out.number(directoryCount.value_or(directories.size()), 4);
+        out.number(entryCount.value_or(entries.size()), 4).number(poolBytes.value_or(pool.size()), 4);
+        for (const std::string& path : directories) {
+            const bool isLast = &path == &directories.back();
+            out.number(isLast ? pathLength.value_or(path.size()) : path.size(), 4).text(path);
+        }
+        out.text(pool);
+        for (const Entry& entry : entries) {
+            out.number(entry.size, 8).real(entry.modTime).real(entry.crTime).number(entry.nameOffset, 4);
+            out.number(entry.dirIndex, 4).number(entry.nameLen, 2).number(entry.flags, 1);
+            out.text(entry.reserved);
+        }
+        return out.bytes();
+    }
+
+    std::string bytes() const {
+        LittleEndian out;
+        out.text(bytesWithoutStamps()).text(stampMagic).number(stampBytes.value_or(stamps.size() * 32), 8);
+        for (const Stamp& stamp : stamps) {
+            out.number(stamp.device, 8).number(stamp.inode, 8);
+            out.number(stamp.modified, 8).number(stamp.changed, 8);
+        }
+        return out.bytes();
+    }
+};
+
+/// A small tree with every kind of entry. Its folders: "/", "/b", "/b/c".
+inline RawSnapshot soundSnapshot() {
+    RawSnapshot raw;
+    raw.directories = {"/", "/b", "/b/c"};
+    raw.add(0, "a.txt");
+    raw.add(0, "b", RawSnapshot::folder);
+    raw.add(1, "odd \xFF\n", RawSnapshot::tombstone);
+    raw.add(1, "c", RawSnapshot::folder);
+    raw.add(2, "link", RawSnapshot::link);
+    raw.add(0, "late");
+    for (std::uint64_t i = 1; i <= 3; ++i)
+        raw.stamps.push_back({.device = 7, .inode = i, .modified = 10 * i, .changed = 20 * i});
+    return raw;
+}
+
+}  // namespace dovra::test

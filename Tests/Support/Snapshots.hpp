@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Index/Snapshot.hpp"
+
+namespace dovra::test {
+
+/// What the snapshots of tests are of, unless they say otherwise.
+inline const SnapshotSubject anySubject{.volumeDev = 7, .root = {}, .now = 2'000'000'000};
+
+/// The cache file of an index, as bytes.
+inline std::string snapshotOf(const FileIndex& index) {
+    std::string bytes;
+    const auto obstacle = encodeSnapshot(index, anySubject.volumeDev, 1'000'000'000,
+                                         [&](std::string_view piece) { bytes += piece; });
+    if (obstacle) throw std::runtime_error(*obstacle);
+    return bytes;
+}
+
+/// Loads from a copy of exactly its size, so that a sanitizer sees a read past the end.
+inline std::optional<LoadedSnapshot> loadBytes(FileIndex& index, std::string_view bytes,
+                                               const SnapshotSubject& subject = anySubject) {
+    const std::vector<char> exact(bytes.begin(), bytes.end());
+    return loadSnapshot(index, SnapshotSource::fromBytes({exact.data(), exact.size()}), subject);
+}
+
+inline FolderStamp stampOf(const FileIndex& index, DirIndex folder) {
+    const ReadGuard guard(index.rwlock);
+    return index.stampLocked(folder);
+}
+
+}  // namespace dovra::test
