@@ -5,11 +5,11 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "Analysis/ContentComparison.hpp"
 #include "Index/Crawl.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/RandomText.hpp"
@@ -237,28 +237,11 @@ TEST_F(ContentComparison, AnyNamesWillDo) {
     EXPECT_EQ(equalFiles().at(0).size(), 2);
 }
 
-/// Lowers the number of files that may be open, for its lifetime.
-class FewDescriptors {
-public:
-    explicit FewDescriptors(rlim_t count) {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit lowered = before_;
-        lowered.rlim_cur = count;
-        ::setrlimit(RLIMIT_NOFILE, &lowered);
-    }
-    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    FewDescriptors(const FewDescriptors&) = delete;
-    FewDescriptors& operator=(const FewDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-};
-
 TEST_F(ContentComparison, NeedsNoDescriptorForEachFile) {
     for (int number = 0; number < 400; ++number)
         tree_.write(std::to_string(number), std::string(9'000, number % 2 == 0 ? 'x' : 'y'));
     scan();
-    const FewDescriptors few(64);
+    const test::FewDescriptors few(64);
     const Sets sets = equalFiles();
     ASSERT_EQ(sets.size(), 2);
     EXPECT_EQ(sets[0].size(), 200);

@@ -8,7 +8,6 @@
 #include <random>
 #include <stop_token>
 #include <string>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include "Index/LookAheadWalk.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/DeepTree.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/InMemory.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/Privileges.hpp"
@@ -39,22 +39,6 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
-
-/// While it lives, the process may keep no more files open than this.
-class FewDescriptors {
-public:
-    explicit FewDescriptors(rlim_t count) {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit few{.rlim_cur = count, .rlim_max = before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &few);
-    }
-    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    FewDescriptors(const FewDescriptors&) = delete;
-    FewDescriptors& operator=(const FewDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-};
 
 /// Several hundred folders, few and many children each, with files in them.
 void makeRandomTree(const TemporaryTree& tree, unsigned seed) {
@@ -322,7 +306,7 @@ TEST(Crawl, KeepsFewFoldersOpenWhereManyHaveLongPaths) {
     // Each is opened for the sake of what lies below, because its path is too long to be extended.
     for (int i = 0; i < count; ++i)
         tree.makeFolder(fmt::format("{}/{:0>200}/below/it", parent, i));
-    const FewDescriptors few(128);
+    const test::FewDescriptors few(128);
     for (int attempt = 0; attempt < 5; ++attempt) {
         FileIndex index;
         crawl(index, {tree.path()}, {.threads = 4});

@@ -36,7 +36,13 @@ namespace fs = std::filesystem;
 class AppServicesTest : public testing::Test {
 protected:
     void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
-    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
+    void TearDown() override {
+        // What still runs would call back into this object.
+        for (const auto& made : made_) {
+            if (const auto services = made.lock()) services->close();
+        }
+        ::unsetenv("XDG_DATA_HOME");
+    }
 
     std::shared_ptr<AppServices> make() { return make({.root = root_}); }
 
@@ -47,6 +53,7 @@ protected:
         };
         auto services = AppServices::make(std::move(options));
         services->onProgress = [this](std::int64_t, bool) { ++progressReports_; };
+        made_.push_back(services);
         return services;
     }
 
@@ -77,6 +84,7 @@ protected:
     std::atomic<int> progressReports_ = 0;
 
 private:
+    std::vector<std::weak_ptr<AppServices>> made_;
     std::mutex mutex_;
     std::vector<std::string> reports_;
 };
