@@ -46,7 +46,7 @@ protected:
             batch.paths.push_back(tree.path(path));
         for (const std::string& path : subtrees)
             batch.subtrees.push_back(tree.path(path));
-        return applyChanges(index, batch);
+        return applyChanges(index, batch).unread;
     }
 
     std::vector<std::string> differences() const { return differencesFromFreshScan(index, tree.path()); }
@@ -73,7 +73,7 @@ TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
                 batch.subtrees.insert(batch.subtrees.end(), hints.subtrees.begin(), hints.subtrees.end());
             }
             std::ranges::shuffle(batch.paths, random);
-            EXPECT_THAT(applyChanges(indexed, batch), IsEmpty());
+            EXPECT_THAT(applyChanges(indexed, batch).unread, IsEmpty());
             ASSERT_THAT(differencesFromFreshScan(indexed, stormy.path()), IsEmpty()) << seed << ' ' << round;
         }
     }
@@ -124,9 +124,9 @@ TEST_F(ChangeApplication, LeavesTheRestToAReplayAfterAStop) {
     CrawlOptions options;
     options.stop = stop.get_token();
     stop.request_stop();
-    EXPECT_THAT(applyChanges(index, changes, options), IsEmpty());
+    EXPECT_THAT(applyChanges(index, changes, options).unread, IsEmpty());
     EXPECT_EQ(index.generation(), before);
-    EXPECT_THAT(applyChanges(index, {.paths = changedFolders(index), .subtrees = {}}), IsEmpty());
+    EXPECT_THAT(applyChanges(index, {.paths = changedFolders(index), .subtrees = {}}).unread, IsEmpty());
     EXPECT_THAT(differences(), IsEmpty());
 }
 
@@ -181,7 +181,7 @@ TEST_F(ChangeApplication, LeavesAloneWhatAScanDoesNotHold) {
 TEST_F(ChangeApplication, DoesNotEnterKernelFileSystemsNorSkippedFolders) {
     crawl(index, {"/sys/kernel/mm"}, {});  // inside one, its folders are entered
     const std::int64_t count = index.itemCount();
-    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {"/sys/kernel/mm"}}), IsEmpty());
+    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {"/sys/kernel/mm"}}).unread, IsEmpty());
     EXPECT_EQ(index.itemCount(), count);
     FileIndex whole;
     {
@@ -236,9 +236,9 @@ TEST_F(ChangeApplication, HandsInAgainWhatCouldNotBeOpened) {
         std::vector<std::string> unread;
         {
             const test::FewDescriptors shortage(descriptors);
-            unread = applyChanges(index, changes, {.threads = 1});
+            unread = applyChanges(index, changes, {.threads = 1}).unread;
         }
-        EXPECT_THAT(applyChanges(index, {.paths = unread}), IsEmpty());
+        EXPECT_THAT(applyChanges(index, {.paths = unread}).unread, IsEmpty());
         EXPECT_THAT(differences(), IsEmpty()) << descriptors << " descriptors";
     }
 }
@@ -249,9 +249,9 @@ TEST_F(ChangeApplication, GoesToPathsOfAnyLength) {
     std::string path = tree.path();
     for (int level = 0; level < 60; ++level)
         path.append("/").append(200, 'd');
-    EXPECT_THAT(applyChanges(index, {.paths = {path}, .subtrees = {}}), IsEmpty());
+    EXPECT_THAT(applyChanges(index, {.paths = {path}, .subtrees = {}}).unread, IsEmpty());
     EXPECT_EQ(index.itemCount(), 60);
-    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {tree.path()}}), IsEmpty());
+    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {tree.path()}}).unread, IsEmpty());
     EXPECT_THAT(differences(), IsEmpty());
 }
 

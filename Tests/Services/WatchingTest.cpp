@@ -81,7 +81,7 @@ private:
     void apply(const ChangeBatch& batch) {
         ChangeBatch all = batch;
         all.paths.insert(all.paths.end(), unread_.begin(), unread_.end());
-        unread_ = applyChanges(index, all);
+        unread_ = applyChanges(index, all).unread;
     }
 
     void rescan() {
@@ -294,7 +294,7 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     options.mechanism = WatchMechanism::watches;
     options.report = [&](const std::string& message) { reports.push_back(message); };
     const auto source = openEventSource(options);
-    source->drain(true);
+    source->drain();
     const bool isTold = reports.size() == 1 && reports[0].find("max_user_instances") != std::string::npos;
     std::_Exit(isTold && source->coverage().find("polling") != std::string::npos ? 0 : 1);
 }
@@ -332,7 +332,7 @@ TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
     };
     const auto source = openEventSource(options);
     EXPECT_LE(folders, 50) << "no folder after the one at which the stop came";
-    source->drain(true);
+    source->drain();
     EXPECT_LE(folders, 50);
 }
 
@@ -346,7 +346,7 @@ TEST_P(WatchingStopped, LooksAtNoFolderAfterwards) {
     const auto source = openEventSource(options);
     tree.makeFolder("new/deeper");
     source->stop();
-    source->drain(true);
+    source->drain();
     EXPECT_EQ(folders, 0);
 }
 
@@ -360,13 +360,13 @@ TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
     if (source->coverage().find("fanotify") == std::string::npos)
         GTEST_SKIP() << "whole file systems cannot be watched here; " << source->coverage();
     tree.write("folder/file");
-    source->drain(true);
+    source->drain();
     {
         const test::FewDescriptors shortage(0);
-        EXPECT_TRUE(source->take().empty());
+        EXPECT_TRUE(source->take({})->empty());
     }
     ASSERT_TRUE(source->hasChanges());
-    const ChangeBatch batch = source->take();
+    const ChangeBatch batch = *source->take({});
     EXPECT_THAT(batch.subtrees, testing::ElementsAre(tree.path("folder")));
     EXPECT_FALSE(batch.mustRescan);
     EXPECT_FALSE(source->hasChanges());
@@ -389,13 +389,13 @@ TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
     for (int i = 0; i <= limit; ++i)
         ASSERT_EQ(::truncate(names[i % 2].c_str(), i), 0);
     tree.makeFolder("unheard of/deeper");
-    source->drain(true);
-    EXPECT_TRUE(source->take().mustRescan);
-    source->drain(true);
+    source->drain();
+    EXPECT_TRUE(source->take({})->mustRescan);
+    source->drain();
     EXPECT_FALSE(source->hasChanges());
     tree.write("unheard of/deeper/file");
-    source->drain(true);
-    EXPECT_THAT(source->take().paths, testing::ElementsAre(tree.path("unheard of/deeper")));
+    source->drain();
+    EXPECT_THAT(source->take({})->paths, testing::ElementsAre(tree.path("unheard of/deeper")));
 }
 
 }  // namespace

@@ -58,9 +58,13 @@ public:
 
     void wait(std::chrono::milliseconds timeout) override { changes_->wait(timeout); }
     void wake() override { changes_->wake(); }
-    void drain(bool /*everything*/) override { changes_->moveTo(drained_); }
+    void drain() override { changes_->moveTo(drained_); }
     bool hasChanges() const override { return !drained_.empty(); }
-    ChangeBatch take() override { return drained_.take(); }
+    std::optional<ChangeBatch> take(std::chrono::milliseconds) override {
+        drain();
+        return drained_.take();
+    }
+    std::vector<std::string> polledTrees() const override { return {}; }
     std::string coverage() const override { return "made up"; }
 
 private:

@@ -161,6 +161,8 @@ public:
         std::map<std::string_view, bool> places;
         for (const std::string& path : changes.paths)
             places.emplace(path, false);
+        for (const std::string& path : changes.files)
+            places.emplace(path, false);
         for (const std::string& path : changes.subtrees)
             places[path] = true;
         for (const auto& [path, withSubtree] : places)
@@ -309,9 +311,8 @@ private:
 
 }  // namespace
 
-std::vector<std::string> applyChanges(FileIndex& index, const ChangeBatch& changes,
-                                      const CrawlOptions& options) {
-    return Application(index, options).run(changes);
+AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options) {
+    return {.unread = Application(index, options).run(changes), .changed = {}};
 }
 
 }  // namespace dovra

@@ -9,6 +9,13 @@
 
 namespace dovra {
 
+struct AppliedChanges {
+    /// Folders that could not be looked at, to be handed in again with the next changes.
+    std::vector<std::string> unread;
+    /// Folders whose list of entries turned out to be another one.
+    std::vector<std::string> changed;
+};
+
 /// Brings the index up to date with what the disk holds at the changed places: lists the folders concerned
 /// again, merges the listings, and walks folders that appeared. What is not below a folder where a scan of
 /// this index began, and what lies below folders that a scan does not enter, changes nothing. Unchanged
@@ -23,7 +30,6 @@ namespace dovra {
 /// with stamps that tell so; folders that appeared and may not have been walked to their end, which no stamp
 /// would tell, are returned. The generation rises only if something changed. The batch's `mustRescan` is the
 /// caller's to act on.
-std::vector<std::string> applyChanges(FileIndex& index, const ChangeBatch& changes,
-                                      const CrawlOptions& options = {});
+AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options = {});
 
 }  // namespace dovra

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/DirectoryListing.hpp"
 
 namespace dovra {
@@ -39,15 +39,11 @@ struct WatchOptions {
     std::stop_token stop = {};
 };
 
-/// Where an event stream gets its changes from: the operating system, or a test. Used by one thread, but for
-/// `wake`, `stop` and `coverage`, which any thread may call.
-///
-/// Promise: a change that was made before `drain(true)` began is in the batches taken until after it. A
-/// place is told as it is called when the batch is taken. A folder that is renamed between that and the
-/// moment when somebody looks is told again, with all below it.
-class EventSource {
+/// Where an event stream gets its changes from: the operating system, or a test. Open from its creation on.
+/// Used by one thread, but for `wake` and `stop`, which any thread may call.
+class EventSource : public ChangeFeed {
 public:
-    virtual ~EventSource() = default;
+    State state() const override { return State::open; }
 
     /// Returns when there is something to drain, after `wake`, or when the time is over.
     virtual void wait(std::chrono::milliseconds timeout) = 0;
@@ -56,15 +52,9 @@ public:
     /// Has waiting and draining end soon, now and from now on; what is told after that may not be complete.
     virtual void stop() { wake(); }
 
-    /// Takes over what the system has queued. `everything` also looks at what is polled, although its time
-    /// has not come.
-    virtual void drain(bool everything) = 0;
-
+    /// Takes over what the system has queued, which is bounded; places are found when they are taken.
+    virtual void drain() = 0;
     virtual bool hasChanges() const = 0;
-    virtual ChangeBatch take() = 0;
-
-    /// How the folders are watched, in a few words for a status line.
-    virtual std::string coverage() const = 0;
 };
 
 /// The operating system's source for a tree. From its creation on no change is missed. Null when the root is

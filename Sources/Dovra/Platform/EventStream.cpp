@@ -57,7 +57,7 @@ void EventStream::run(const std::stop_token& stop) {
             asked = flushesAsked_;
             isFlush = flushesDone_ < asked;
         }
-        source_->drain(isFlush);
+        source_->drain();
         deliverIfDue(isFlush);
         const std::scoped_lock lock(mutex_);
         flushesDone_ = asked;
@@ -87,9 +87,9 @@ void EventStream::deliverIfDue(bool isFlush) {
     isLive_ = deliver != nullptr;
     const bool isDue = isLive_ && (isFlush || Clock::now() >= nextDelivery_);
     if (!isDue || !source_->hasChanges()) return;
-    ChangeBatch batch = source_->take();
-    if (batch.empty()) return;
-    deliver(std::move(batch));
+    auto batch = source_->take({});
+    if (!batch || batch->empty()) return;
+    deliver(*std::move(batch));
     nextDelivery_ = Clock::now() + latency_;
 }
 

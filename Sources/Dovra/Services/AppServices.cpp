@@ -255,7 +255,7 @@ void AppServices::applyPending() {
 void AppServices::apply(ChangeBatch batch) {
     std::ranges::move(unread_, std::back_inserter(batch.paths));
     const std::uint64_t generation = index_.generation();
-    unread_ = applyChanges(index_, batch, crawlOptions());
+    unread_ = applyChanges(index_, batch, crawlOptions()).unread;
     // A stop in the middle may leave a folder without its contents, which no stamp would tell later.
     if (stop_.stop_requested() && !unread_.empty()) isWhole_ = false;
     if (!unread_.empty() && !isRetryScheduled_) {

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <poll.h>
 #include <set>
@@ -19,7 +18,6 @@
 #include "Platform/Linux/FanotifyWatch.hpp"
 #include "Platform/Linux/InotifyWatch.hpp"
 #include "Platform/Linux/MountTable.hpp"
-#include "Platform/PollingWatch.hpp"
 
 namespace dovra {
 
@@ -68,7 +66,6 @@ public:
         : options_(options),
           root_(std::move(root)),
           wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          polling_([this](const std::string& path) { return enters(path); }, stop_.get_token()),
           stopWithOptions_(options.stop, [this] { stop(); }) {
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
@@ -81,7 +78,9 @@ public:
                                           {mountWatch_.descriptor(), POLLPRI, 0},
                                           {fanotify_ ? fanotify_->descriptor() : -1, POLLIN, 0},
                                           {inotify_ ? inotify_->descriptor() : -1, POLLIN, 0}}};
-        ::poll(sources.data(), sources.size(), static_cast<int>(std::min(timeout, untilPolling()).count()));
+        const std::chrono::milliseconds lookingForTop{1000};
+        if (inotify_ && inotify_->misses()) timeout = std::min(timeout, lookingForTop);
+        ::poll(sources.data(), sources.size(), static_cast<int>(timeout.count()));
         std::uint64_t wakes = 0;
         (void)!::read(wake_.number(), &wakes, sizeof wakes);
         hasMountEvent_ = hasMountEvent_ || sources[1].revents != 0;
@@ -97,39 +96,49 @@ public:
         wake();
     }
 
-    void drain(bool everything) override {
+    void drain() override {
         if (std::exchange(hasMountEvent_, false) || mountWatch_.hasChanged()) updateMounts();
         if (fanotify_) fanotify_->drain();
-        if (inotify_) {
-            inotify_->drain();
-            updatePolling();
-            describe();
-        }
-        if (!polling_.isIdle() && (everything || PollingWatch::Clock::now() >= polling_.nextTime()))
-            polling_.poll();
+        if (inotify_) inotify_->drain();
     }
 
     bool hasChanges() const override {
-        return !changes_.empty() || polling_.hasChanges() || (fanotify_ && fanotify_->hasChanges()) ||
+        return !changes_.empty() || (fanotify_ && fanotify_->hasChanges()) ||
                (inotify_ && inotify_->hasChanges());
     }
 
-    ChangeBatch take() override {
+    std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
+        drain();
         if (fanotify_) fanotify_->take(fanotifyMounts_, changes_);
         if (inotify_) inotify_->take(changes_);
-        polling_.take(changes_);
         ChangeBatch found = changes_.take();
-        ChangeBatch batch{.paths = {}, .subtrees = {}, .mustRescan = found.mustRescan};
+        ChangeBatch batch{.mustRescan = found.mustRescan};
         for (const std::string& path : found.paths)
             keepIfServed(path, batch.paths);
+        for (const std::string& path : found.files)
+            keepIfServed(path, batch.files);
         for (const std::string& path : found.subtrees)
             keepIfServed(isAtOrBelow(root_, path) ? root_ : path, batch.subtrees);
         return batch;
     }
 
+    std::vector<std::string> polledTrees() const override {
+        std::vector<std::string> trees;
+        for (const std::string& path : allPolledTrees())
+            keepIfServed(path, trees);
+        return trees;
+    }
+
     std::string coverage() const override {
-        const std::scoped_lock lock(mutex_);
-        return coverage_;
+        std::string text;
+        const auto add = [&](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+        if (!fanotifyMounts_.empty())
+            add(described(fanotifyMounts_.size(), "whole file system") + " (fanotify)");
+        if (inotify_ && inotify_->watchCount() > 0)
+            add(described(inotify_->watchCount(), "folder") + " (inotify)");
+        if (const std::size_t polled = allPolledTrees().size(); polled > 0)
+            add(described(polled, "tree") + " (polling)");
+        return text;
     }
 
 private:
@@ -259,8 +268,6 @@ private:
         }
         fanotifyMounts_ = std::move(viaFanotify);
         if (inotify_) coverByInotify(viaInotify);
-        updatePolling();
-        describe();
     }
 
     void reportThatInotifyIsMissing() {
@@ -281,33 +288,13 @@ private:
         inotifyMounts_ = mounts;
     }
 
-    void updatePolling() {
+    std::vector<std::string> allPolledTrees() const {
         std::vector<std::string> trees = polledMounts_;
         if (inotify_) {
             const std::vector<std::string> unwatched = inotify_->unwatchedFolders();
             trees.insert(trees.end(), unwatched.begin(), unwatched.end());
         }
-        polling_.setTrees(std::move(trees));
-    }
-
-    std::chrono::milliseconds untilPolling() const {
-        const std::chrono::milliseconds lookingForTop{1000};
-        if (inotify_ && inotify_->misses()) return lookingForTop;
-        if (polling_.isIdle()) return std::chrono::hours(1);
-        const auto left = polling_.nextTime() - PollingWatch::Clock::now();
-        return std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds{0});
-    }
-
-    void describe() {
-        std::string text;
-        const auto add = [&](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
-        if (!fanotifyMounts_.empty())
-            add(described(fanotifyMounts_.size(), "whole file system") + " (fanotify)");
-        if (inotify_ && inotify_->watchCount() > 0)
-            add(described(inotify_->watchCount(), "folder") + " (inotify)");
-        if (!polling_.isIdle()) add(described(polling_.treeCount(), "tree") + " (polling)");
-        const std::scoped_lock lock(mutex_);
-        coverage_ = std::move(text);
+        return trees;
     }
 
     const WatchOptions options_;
@@ -319,7 +306,6 @@ private:
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
     std::stop_source stop_;
-    PollingWatch polling_;
 
     std::vector<Mount> mounts_;
     std::set<std::string> mountPlaces_;
@@ -327,9 +313,6 @@ private:
     std::vector<Mount> inotifyMounts_;
     std::vector<std::string> polledMounts_;
     ChangeSet changes_;
-
-    mutable std::mutex mutex_;
-    std::string coverage_;  ///< guarded by the mutex
 
     std::stop_callback<std::function<void()>> stopWithOptions_;  ///< last: it uses the others
 };
