@@ -18,79 +18,115 @@ constexpr std::chrono::milliseconds idleWait{60'000};
 
 }  // namespace
 
-EventStream::EventStream(std::unique_ptr<EventSource> source, std::chrono::milliseconds latency)
-    : source_(std::move(source)),
+EventStream::EventStream(OpenSource open, std::function<void()> ring, std::stop_token stop,
+                         std::chrono::milliseconds latency)
+    : open_(std::move(open)),
+      ring_(std::move(ring)),
+      stop_(std::move(stop)),
       latency_(latency),
-      thread_([this](const std::stop_token& stop) { run(stop); }) {}
+      thread_([this](const std::stop_token& ended) { run(ended); }),
+      stopsThread_(stop_, [this] { thread_.request_stop(); }) {}
 
-EventStream::~EventStream() {
-    thread_.request_stop();
-    source_->stop();
+EventStream::~EventStream() = default;
+
+ChangeFeed::State EventStream::state() const {
+    const MutexGuard guard(mutex_);
+    return state_;
 }
 
-void EventStream::goLive(Deliver deliver) {
+std::optional<ChangeBatch> EventStream::take(std::chrono::milliseconds patience) {
+    const auto deadline = Clock::now() + patience;
+    std::uint64_t number = 0;
+    std::shared_ptr<EventSource> source;
     {
-        const std::scoped_lock lock(mutex_);
-        deliver_ = std::move(deliver);
+        const MutexGuard guard(mutex_);
+        if (state_ == State::refused) return ChangeBatch{};
+        if (state_ == State::opening) return std::nullopt;
+        number = ++takesAsked_;
+        source = source_;
+        changed_.notify_all();
     }
-    source_->wake();
+    source->wake();
+    const MutexGuard guard(mutex_);
+    const auto isAnswered = [&]() DOVRA_REQUIRES(mutex_) { return takesAnswered_ >= number; };
+    if (!changed_.wait_until(mutex_, stop_, deadline, isAnswered)) return std::nullopt;
+    return answered_.take();
 }
 
-bool EventStream::flush(std::chrono::milliseconds deadline) {
-    std::unique_lock lock(mutex_);
-    if (!deliver_) return false;
-    const std::uint64_t number = ++flushesAsked_;
-    changed_.notify_all();
-    source_->wake();
-    return changed_.wait_for(lock, deadline, [&] { return flushesDone_ >= number; });
+std::vector<std::string> EventStream::polledTrees() const {
+    const MutexGuard guard(mutex_);
+    return polledTrees_;
+}
+
+std::string EventStream::coverage() const {
+    const MutexGuard guard(mutex_);
+    return coverage_;
 }
 
 void EventStream::run(const std::stop_token& stop) {
-    setCurrentThreadName("dovra.events");
-    while (!stop.stop_requested()) {
-        source_->wait(untilDelivery());
-        settle(stop);
-        std::uint64_t asked = 0;
-        bool isFlush = false;
-        {
-            const std::scoped_lock lock(mutex_);
-            asked = flushesAsked_;
-            isFlush = flushesDone_ < asked;
-        }
-        source_->drain();
-        deliverIfDue(isFlush);
-        const std::scoped_lock lock(mutex_);
-        flushesDone_ = asked;
-        changed_.notify_all();
-    }
-}
-
-/// Time that may pass before there is something to deliver, unless something happens.
-std::chrono::milliseconds EventStream::untilDelivery() const {
-    if (!isLive_ || !source_->hasChanges()) return idleWait;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextDelivery_ - Clock::now());
-    return std::clamp(left, std::chrono::milliseconds{0}, idleWait);
-}
-
-/// Waits for the settling time; a flush cuts it short.
-void EventStream::settle(const std::stop_token& stop) {
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, stop, settlingTime, [&] { return flushesDone_ < flushesAsked_; });
-}
-
-void EventStream::deliverIfDue(bool isFlush) {
-    Deliver deliver;
+    setCurrentThreadName("dovra.fsevents");
+    const std::shared_ptr<EventSource> source = open_(stop);
+    if (source) publish(*source);
     {
-        const std::scoped_lock lock(mutex_);
-        deliver = deliver_;
+        const MutexGuard guard(mutex_);
+        source_ = source;
+        state_ = source ? State::open : State::refused;
     }
-    isLive_ = deliver != nullptr;
-    const bool isDue = isLive_ && (isFlush || Clock::now() >= nextDelivery_);
-    if (!isDue || !source_->hasChanges()) return;
-    auto batch = source_->take({});
-    if (!batch || batch->empty()) return;
-    deliver(*std::move(batch));
-    nextDelivery_ = Clock::now() + latency_;
+    ring_();
+    if (!source) return;
+    const std::stop_callback waking(stop, [&] { source->wake(); });
+    follow(*source, stop);
+}
+
+void EventStream::follow(EventSource& source, const std::stop_token& stop) {
+    auto nextRing = Clock::time_point::min();
+    bool hasRung = false;
+    while (!stop.stop_requested()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextRing - Clock::now());
+        const bool mayRing = source.hasChanges() && !hasRung;
+        source.wait(mayRing ? std::clamp(left, std::chrono::milliseconds{0}, idleWait) : idleWait);
+        settle(stop);
+        source.drain();
+        if (answer(source)) {
+            hasRung = false;
+            nextRing = Clock::now() + latency_;
+        } else if (source.hasChanges() && !hasRung && Clock::now() >= nextRing) {
+            hasRung = true;
+            ring_();
+        }
+    }
+}
+
+/// Waits for the settling time; who wants to take cuts it short.
+void EventStream::settle(const std::stop_token& stop) {
+    const MutexGuard guard(mutex_);
+    const auto isAsked = [&]() DOVRA_REQUIRES(mutex_) { return takesAnswered_ < takesAsked_; };
+    changed_.wait_for(mutex_, stop, settlingTime, isAsked);
+}
+
+/// Hands over what there is if somebody wants it.
+bool EventStream::answer(EventSource& source) {
+    std::uint64_t asked = 0;
+    {
+        const MutexGuard guard(mutex_);
+        asked = takesAsked_;
+        if (takesAnswered_ == asked) return false;
+    }
+    auto batch = source.take({});
+    publish(source);
+    const MutexGuard guard(mutex_);
+    if (batch) answered_.add(*std::move(batch));
+    takesAnswered_ = asked;
+    changed_.notify_all();
+    return true;
+}
+
+void EventStream::publish(const EventSource& source) {
+    std::vector<std::string> trees = source.polledTrees();
+    std::string coverage = source.coverage();
+    const MutexGuard guard(mutex_);
+    polledTrees_ = std::move(trees);
+    coverage_ = std::move(coverage);
 }
 
 }  // namespace dovra

@@ -1,33 +1,26 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <stop_token>
 #include <string>
-#include <vector>
 
-#include "Index/Crawl.hpp"
-#include "Index/FileIndex.hpp"
-#include "Index/IndexCache.hpp"
-#include "Platform/ChangeBatch.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Base/Mutex.hpp"
 #include "Platform/DispatchQueue.hpp"
-#include "Services/FSEventsWatcher.hpp"
+#include "Platform/EventSource.hpp"
 #include "Services/IndexService.hpp"
+#include "Services/LiveIndex.hpp"
 #include "Stores/FrecencyStore.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
 namespace dovra {
 
-/// What lives as long as a front end does: the index of one root, its cache file, what keeps it current, and
-/// the user's stores. Everything that changes the index or writes its cache runs on one serial queue, so
-/// builds, loads, saves and batches of changes never overlap. Held by a shared pointer: queued work holds it
-/// weakly and does nothing once it is gone.
+/// What lives as long as a front end does: the index of one root and the user's stores. It has the threads on
+/// which the index lives: everything that changes the index runs on one serial queue, "dovra.build", so builds,
+/// loads and batches of changes never overlap; what only reads runs on queues beside it. Held by a shared
+/// pointer: queued work holds it weakly and does nothing once it is gone.
 ///
 /// Any thread may call its operations. The callbacks are set before `start`.
 class AppServices final : public IndexService, public std::enable_shared_from_this<AppServices> {
@@ -39,13 +32,6 @@ public:
         std::function<void(DispatchQueue::Work)> postToMain = [](const DispatchQueue::Work& work) { work(); };
         /// Takes a message for the user, such as that the root is gone.
         std::function<void(const std::string&)> report = [](const std::string&) {};
-        /// Where changes come from; a test has a source of its own.
-        std::function<std::unique_ptr<EventSource>(const WatchOptions&)> openSource = openEventSource;
-        /// The cache is saved no more often than this because of changes.
-        std::chrono::milliseconds saveInterval = std::chrono::minutes(5);
-        /// How many more entries may be deleted than alive before the index is built anew: identifiers are
-        /// never used twice, so deleted ones keep their memory.
-        std::int64_t spareTombstones = 100'000;
     };
 
     static std::shared_ptr<AppServices> make(Options options);
@@ -62,18 +48,18 @@ public:
 
     /// Called on the main queue: how many entries there are, and whether a scan goes on.
     std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress;
-    /// Called on the main queue after a batch of changes has changed the index.
+    /// Called on the main queue after a load, a build or a batch of changes has changed the index.
     std::function<void()> onIndexUpdated;
 
     /// Brings the index up from the cache or by a scan, and keeps it current from then on.
     void start(std::function<void()> onReady) override;
     void start() { start({}); }
 
-    /// Scans anew, as when changes were lost. The index is empty at first, and not ready until all is in it.
+    /// Builds the index anew, as when changes were lost. Not ready until that is done; the former contents may
+    /// be searched meanwhile.
     void rebuild();
 
-    /// Attaches an empty trigram index, or detaches the one there is, and rebuilds; whether it is attached
-    /// now.
+    /// Switches the trigram index on or off, and rebuilds; whether it is on now.
     bool toggleTrigram();
 
     /// An orderly end: stops watching and what is being built, and saves what changed since the last save.
@@ -82,84 +68,42 @@ public:
 
     bool waitUntilReady(std::chrono::milliseconds deadline) override;
     bool flush(std::chrono::milliseconds deadline) override;
-    const FileIndex& index() const override { return index_; }
+    const FileIndex& index() const override { return live_.index(); }
     const std::string& root() const override { return options_.root; }
-
-    /// How changes are noticed, in a few words for a status line.
-    std::string coverage() const;
+    IndexStatus status() const override;
 
 private:
-    using Deadline = std::chrono::steady_clock::time_point;
-
     explicit AppServices(Options options);
 
-    /// Work for the build queue that does nothing when this is gone or closing by then.
-    std::function<void()> job(void (AppServices::*run)());
-    bool drainBuildQueue(Deadline end);
-    std::shared_ptr<FSEventsWatcher> watcher() const;
-    void setWatcher(std::shared_ptr<FSEventsWatcher> watcher);
+    LiveIndex::Options liveOptions();
+    std::unique_ptr<ChangeFeed> openFeed();
 
-    // On the build queue:
-    void bringUp();
-    bool loadCache();
-    void replayHistory();
-    void armWatcher();
-    void scan();
-    void rebuildNow();
-    void applyPending();
-    void apply(ChangeBatch batch);
-    void retryUnread();
-    void compareSome();
-    void checkRoot();
-    void checkRootRepeatedly();
-    void scheduleSave();
-    void saveScheduled();
-    void saveCache();
-    void announceReady();
-    bool isRootListed() const;
-    bool hasTooManyTombstones() const;
-    bool concernsOwnFilesOnly(const ChangeBatch& batch) const;
-
-    // Anywhere:
-    void scheduleApply(ChangeBatch batch);
-    void setReady(bool isReady);
-    CrawlOptions crawlOptions() const;
-    WatchOptions watchOptions() const;
-    bool hasTrigramIndex() const;
-    void postProgress(bool stillScanning);
+    /// Runs `operation` on the build queue, and then what is due by it; nothing once this is gone or closing.
+    void run(std::function<void(LiveIndex&)> operation);
+    void runBeside(LiveIndex::Task task);
+    void build(std::function<void(LiveIndex&)> ask);
+    void publish();
+    void scheduleStep();
 
     const Options options_;
-    FileIndex index_;
+    std::stop_source stop_;
     DispatchQueue searchQueue_{"dovra.search", QualityOfService::userInteractive};
     std::shared_ptr<FrecencyStore> frecency_;
     SavedSearchStore savedSearches_;
     DispatchQueue buildQueue_{"dovra.build", QualityOfService::userInitiated};
-    const IndexCache cache_;
+    DispatchQueue savingQueue_{"dovra.saving", QualityOfService::userInitiated};
+    DispatchQueue readingQueue_{"dovra.reading", QualityOfService::background};
 
-    std::stop_source stop_;
-    std::atomic<bool> isRebuildQueued_ = false;
-
-    std::mutex readyMutex_;
-    std::condition_variable readyChanged_;
-    bool isReady_ = false;
-
-    std::mutex pendingMutex_;
-    ChangeSet pending_;  ///< what the build queue has not yet come to
-    bool isApplyQueued_ = false;
-
-    mutable std::mutex watcherMutex_;
-    std::shared_ptr<FSEventsWatcher> watcher_;
+    mutable Mutex mutex_;
+    ConditionVariable statusChanged_;
+    IndexStatus status_ DOVRA_GUARDED_BY(mutex_);
+    bool usesTrigram_ DOVRA_GUARDED_BY(mutex_);
+    int rebuildsAsked_ DOVRA_GUARDED_BY(mutex_) = 0;  ///< which the queue has not come to
 
     // The build queue's own:
     std::function<void()> onReady_;
-    std::uint64_t lastEventId_ = 0;
-    bool isWhole_ = false;    ///< the index holds all there is, and may be saved
-    bool isChanged_ = false;  ///< since the last save
-    bool isSaveScheduled_ = false;
-    bool isRetryScheduled_ = false;
-    FolderStamp rootNow_;                  ///< not known while there is no root
-    std::vector<std::string> unread_;      ///< folders to look at again
-    std::vector<std::string> uncompared_;  ///< folders whose files may have changed in place while away
+    LiveIndex::Time scheduledStep_ = LiveIndex::Time::max();
+    LiveIndex live_;  ///< but for reading the index
 };
 
 }  // namespace dovra

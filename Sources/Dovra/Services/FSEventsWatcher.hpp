@@ -3,69 +3,67 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "Platform/ChangeBatch.hpp"
-#include "Platform/DispatchQueue.hpp"
-#include "Platform/EventSource.hpp"
-#include "Platform/EventStream.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 
-/// Hands on the changes below one folder, in batches, on a queue of its own ("dovra.fsevents"): to `callback`
-/// what changed, to `onMustRescan` that changes were lost, once for a batch and without the rest of it.
-///
-/// Armed before a scan and started after it, the watcher loses nothing that changes meanwhile. Its release
-/// ends the stream; a callback that runs by then is finished first, and none follows. A callback may
-/// release it. Any thread may use it.
+/// Turns what a feed tells of one folder into the two things that can follow: `callback` gets what changed,
+/// `onMustRescan` is called when changes were lost, once for a batch and without the rest of it. Both are called
+/// by `deliver`, on its caller's thread; never on their own. The release of the watcher ends the feed.
 class FSEventsWatcher {
 public:
-    /// Opens what the stream gets its changes from; null when there is nothing to watch.
-    using OpenSource = std::function<std::unique_ptr<EventSource>()>;
-
-    /// How long the changes that follow a first one are gathered.
-    static constexpr std::chrono::milliseconds defaultLatency{1000};
+    using OpenFeed = std::function<std::unique_ptr<ChangeFeed>()>;
 
     struct Callbacks {
         std::function<void(ChangeBatch)> callback;
         std::function<void()> onMustRescan;
     };
 
-    FSEventsWatcher(const WatchOptions& options, Callbacks callbacks,
-                    std::chrono::milliseconds latency = defaultLatency);
-    FSEventsWatcher(OpenSource openSource, Callbacks callbacks,
-                    std::chrono::milliseconds latency = defaultLatency);
-    ~FSEventsWatcher();
-    FSEventsWatcher(const FSEventsWatcher&) = delete;
-    FSEventsWatcher& operator=(const FSEventsWatcher&) = delete;
+    FSEventsWatcher(OpenFeed open, Callbacks callbacks)
+        : open_(std::move(open)), callbacks_(std::move(callbacks)) {}
 
-    /// Begins to gather changes. False when no stream can be created: then there will be no changes. Does
-    /// nothing more when called again.
-    bool arm();
+    /// Begins to watch: every change from `isOpening` being false on is delivered one day. In place of what was
+    /// watched before, when it is called again.
+    void start() {
+        feed_.reset();
+        feed_ = open_();
+    }
 
-    /// Begins to call back, first with what was gathered; arms before if that was not done.
-    bool start();
+    /// Whether the feed is not as far as that it misses nothing.
+    bool isOpening() const { return feed_ && feed_->state() == ChangeFeed::State::opening; }
+    /// Whether there is no feed, and changes are not told at all.
+    bool isRefused() const { return !feed_ || feed_->state() == ChangeFeed::State::refused; }
 
-    /// Returns when all changes that were made before the call have been handed to the callbacks, without the
-    /// latency, and these have returned. False when the deadline was reached before, or when it is not
-    /// started. Not to be called from a callback.
-    bool flush(std::chrono::milliseconds deadline);
+    /// Calls back with the changes that were made before this call and have not been delivered. False when they
+    /// could not be told within the time: then they come with a later call.
+    bool deliver(std::chrono::milliseconds patience) {
+        if (isRefused()) return true;
+        auto batch = feed_->take(patience);
+        if (!batch) return false;
+        if (batch->mustRescan) {
+            callbacks_.onMustRescan();
+        } else if (!batch->empty()) {
+            callbacks_.callback(*std::move(batch));
+        }
+        return true;
+    }
 
-    /// How the folder is watched, in a few words for a status line; empty when it is not.
-    std::string coverage() const;
+    /// Trees in which no change is told.
+    std::vector<std::string> polledTrees() const {
+        return feed_ ? feed_->polledTrees() : std::vector<std::string>();
+    }
+
+    /// How the folder is watched, in a few words for a status line.
+    std::string coverage() const { return isRefused() ? "not watched" : feed_->coverage(); }
 
 private:
-    /// What the queue's work shares, so that work that comes late finds that the watcher is gone.
-    struct Receiver;
-
-    const OpenSource openSource_;
-    const std::chrono::milliseconds latency_;
-    const std::shared_ptr<Receiver> receiver_;
-    DispatchQueue queue_;
-    mutable std::mutex mutex_;  ///< guards what follows; not held while callbacks run
-    std::shared_ptr<EventStream> stream_;
-    bool isStarted_ = false;
+    const OpenFeed open_;
+    const Callbacks callbacks_;
+    std::unique_ptr<ChangeFeed> feed_;
 };
 
 }  // namespace dovra

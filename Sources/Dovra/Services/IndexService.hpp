@@ -2,11 +2,21 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "Index/FileIndex.hpp"
+#include "Services/ComparisonRounds.hpp"
 
 namespace dovra {
+
+/// How far an index is, for a status line.
+struct IndexStatus {
+    bool isReady = false;     ///< it holds all there is below the root, or will after a flush
+    bool isCompared = false;  ///< also what was changed in place before the start
+    std::string coverage;     ///< how changes are noticed and which are not, in a few words
+    std::optional<RoundOutcome> lastRound;
+};
 
 /// Brings an index up and keeps it current: what a server that lives on knows of where its index comes from.
 /// The object owns the index. Destroying it ends its work without waiting for a scan to finish.
@@ -27,6 +37,8 @@ public:
 
     /// May be searched at any time, and holds what has been found so far.
     virtual const FileIndex& index() const = 0;
+
+    virtual IndexStatus status() const = 0;
 
     /// The folder whose tree the index holds.
     virtual const std::string& root() const = 0;

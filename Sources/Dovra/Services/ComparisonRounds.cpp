@@ -1,0 +1,69 @@
+#include "Services/ComparisonRounds.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace dovra {
+
+namespace {
+
+/// How much longer than a piece took nothing is read after it.
+constexpr int restInRounds = 99;
+constexpr int restWhileCatchingUp = 3;
+
+std::int64_t secondsNow() {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()).time_since_epoch().count();
+}
+
+}  // namespace
+
+void ComparisonRounds::startOver(Time now, bool catchesUp) {
+    comparison_.reset();
+    catchesUp_ = catchesUp;
+    isReading_ = false;
+    nextTime_ = catchesUp ? now : now + interval;
+}
+
+std::optional<DiskComparison::Piece> ComparisonRounds::next(const FileIndex& index, Time now) {
+    if (now < nextTime()) return std::nullopt;
+    if (!comparison_) {
+        if (!std::exchange(isWorthwhile_, false) && !catchesUp_) {
+            nextTime_ = now + interval;
+            return std::nullopt;
+        }
+        comparison_.emplace(!catchesUp_);
+        current_ = {};
+        began_ = now;
+    }
+    DiskComparison::Piece piece = comparison_->next(index);
+    if (piece.empty()) {
+        end(now);
+        return std::nullopt;
+    }
+    isReading_ = true;
+    return piece;
+}
+
+ChangeBatch ComparisonRounds::take(const FileIndex& index, const DiskComparison::Reading& reading,
+                                   Clock::duration took, Time now) {
+    // One that was begun before a start over is of no use.
+    if (!comparison_ || !std::exchange(isReading_, false)) return {};
+    nextTime_ = now + took * (catchesUp_ ? restWhileCatchingUp : restInRounds);
+    return comparison_->compare(index, reading);
+}
+
+void ComparisonRounds::addFind(const std::string& folder) {
+    ++current_.finds;
+    if (current_.example.empty()) current_.example = folder;
+}
+
+void ComparisonRounds::end(Time now) {
+    comparison_.reset();
+    nextTime_ = std::max(now, began_ + interval);
+    ++count_;
+    if (std::exchange(catchesUp_, false)) return;
+    current_.endedAt = secondsNow();
+    last_ = std::move(current_);
+}
+
+}  // namespace dovra

@@ -1,0 +1,422 @@
+#include "Services/LiveIndex.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <utility>
+
+#include "Base/IsAtOrBelow.hpp"
+#include "Base/ParentPath.hpp"
+#include "Index/ChangeApplication.hpp"
+#include "Index/EventId.hpp"
+#include "Index/FolderReplay.hpp"
+#include "Platform/DirectoryListing.hpp"
+#include "Platform/Paths.hpp"
+
+namespace dovra {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// No event tells everything that can become of the root, so it is looked at again after this; and so are
+/// folders that could not be read.
+constexpr auto rootCheckInterval = 5s;
+constexpr auto retryDelay = 5s;
+
+/// Trees in which no change is told are looked at again after this, or after many times what that takes.
+constexpr auto shortestPollInterval = 2s;
+constexpr int restForEachPoll = 20;
+
+/// A save that changes got in the way of is tried again after this.
+constexpr auto savePause = 30s;
+
+/// How long a step waits for the feed, which waits for the system; what comes later comes with the next step.
+constexpr auto stepPatience = 2s;
+
+}  // namespace
+
+LiveIndex::LiveIndex(Options options)
+    : options_(std::move(options)),
+      cache_(cacheFileName(options_.root)),
+      watcher_(options_.openFeed, {.callback = [this](ChangeBatch batch) { applyTold(std::move(batch)); },
+                                   .onMustRescan = [this] { rebuild(); }}),
+      usesTrigram_(options_.usesTrigram) {
+    if (usesTrigram_) index_.attachTrigramIndex(std::make_shared<TrigramIndex>());
+}
+
+CrawlOptions LiveIndex::crawlOptions() const {
+    return {.restrictToStartupVolume = options_.root == "/", .stop = options_.stop};
+}
+
+LiveIndex::Answers LiveIndex::answers() const {
+    if (state_ == State::live) return rounds_.isCatchingUp() ? Answers::wholeButNotCompared : Answers::whole;
+    return state_ == State::replaying ? Answers::wholeButNotCompared : Answers::none;
+}
+
+// Coming up.
+
+void LiveIndex::start() {
+    state_ = State::loading;
+    root_ = lookAtRoot();
+    nextRootCheck_ = options_.now() + rootCheckInterval;
+    watcher_.start();
+    if (!load()) return;
+    replay();
+    if (isStopped()) return;
+    state_ = State::replaying;
+    postProgress(false);
+    options_.onUpdated();
+}
+
+bool LiveIndex::load() {
+    if (!root_.stamp.isKnown()) return false;
+    const auto loaded =
+        cache_.load(index_, {.volumeDev = root_.stamp.device, .root = options_.root}, options_.stop);
+    if (!loaded) return false;
+    // One of the future would keep the next cache's stamps from being used too, and those will be of this
+    // clock.
+    lastEventId_ = isPastEvent(loaded->lastEventId, wallClockNow()) ? loaded->lastEventId : 0;
+    return true;
+}
+
+/// Asks the folders themselves, for want of a history of changes.
+void LiveIndex::replay() {
+    if (comparesAll_) {
+        apply({.subtrees = {options_.root}});
+    } else {
+        apply(changedFolders(index_, options_.stop));
+    }
+}
+
+/// From here on no change is missed, so what the index does not have yet can be found.
+void LiveIndex::comeAlive() {
+    switch (state_) {
+        case State::loading:
+            scan();
+            break;
+        case State::rebuilding:
+            buildAside();
+            break;
+        case State::replaying:
+            replay();
+            beginLife(!comparesAll_);
+            break;
+        default:
+            break;
+    }
+}
+
+void LiveIndex::scan() {
+    crawl(index_, {options_.root}, crawlOptions(), [this](std::int64_t, bool stillScanning) {
+        if (stillScanning) postProgress(true);
+    });
+    beginLife(false);
+}
+
+/// Whoever searches meanwhile goes on with the former index, and never sees a part.
+void LiveIndex::buildAside() {
+    cache_.remove();
+    FileIndex fresh;
+    if (usesTrigram_) fresh.attachTrigramIndex(std::make_shared<TrigramIndex>());
+    crawl(fresh, {options_.root}, crawlOptions(), [this](std::int64_t count, bool stillScanning) {
+        if (stillScanning) options_.onProgress(count, true);
+    });
+    if (isStopped()) return;
+    index_.replaceContents(fresh.takeContents());
+    unread_.take();
+    beginLife(false);
+}
+
+void LiveIndex::beginLife(bool catchesUp) {
+    if (isStopped()) return;
+    const bool isBuilt = state_ != State::replaying;
+    if (watcher_.isRefused() && root_.stamp.isKnown())
+        options_.report(fmt::format("changes below {} are not told", options_.root));
+    state_ = State::live;
+    comparesAll_ = false;
+    rounds_.startOver(options_.now(), catchesUp);
+    if (!isBuilt) return;
+    isChanged_ = true;
+    nextSave_ = options_.now();
+    postProgress(false);
+    options_.onUpdated();
+}
+
+void LiveIndex::rebuild() {
+    if (state_ == State::live || state_ == State::replaying) state_ = State::rebuilding;
+}
+
+void LiveIndex::useTrigram(bool isUsed) {
+    usesTrigram_ = isUsed;
+    rebuild();
+}
+
+// Following the disk.
+
+void LiveIndex::step() {
+    if (isStopped() || state_ == State::empty) return;
+    checkRoot();
+    if (!watcher_.isOpening()) comeAlive();
+    if (state_ != State::live || isStopped()) return;
+    takeChanges(stepPatience);
+    const Time now = options_.now();
+    const bool polls = now >= nextPoll_ && !watcher_.polledTrees().empty();
+    if (polls || now >= nextRetry_) lookAgain(polls);
+}
+
+bool LiveIndex::flush(std::chrono::milliseconds patience) {
+    if (isStopped()) return false;
+    rounds_.noteUse();
+    checkRoot();
+    if (state_ == State::replaying) {
+        if (watcher_.isOpening()) {
+            replay();
+            return true;
+        }
+        comeAlive();
+    }
+    if (state_ != State::live) return false;
+    const bool isInTime = takeChanges(patience);
+    lookAgain(true);
+    return isInTime && state_ == State::live;
+}
+
+bool LiveIndex::takeChanges(std::chrono::milliseconds patience) {
+    return watcher_.deliver(patience);
+}
+
+/// Looks at what could not be looked at before, and at that of which nobody tells.
+void LiveIndex::lookAgain(bool atPolledTrees) {
+    nextRetry_ = never;
+    ChangeBatch batch = unread_.take();
+    if (atPolledTrees) {
+        std::vector<std::string> trees = watcher_.polledTrees();
+        std::ranges::move(trees, std::back_inserter(batch.subtrees));
+    }
+    const Time start = options_.now();
+    if (!batch.empty()) apply(std::move(batch));
+    const Time end = options_.now();
+    if (atPolledTrees) nextPoll_ = end + std::max<Clock::duration>(shortestPollInterval, (end - start) * restForEachPoll);
+}
+
+/// What the feed tells is no find of a comparison.
+void LiveIndex::applyTold(ChangeBatch batch) {
+    for (const std::string& path : batch.paths)
+        finds_.erase(path);
+    for (const std::string& path : batch.files)
+        finds_.erase(parentPath(path));
+    for (const std::string& top : batch.subtrees)
+        std::erase_if(finds_, [&](const std::string& path) { return isAtOrBelow(path, top); });
+    apply(std::move(batch));
+}
+
+/// Returns the folders that turned out to be different.
+std::vector<std::string> LiveIndex::apply(ChangeBatch batch) {
+    const std::uint64_t generation = index_.generation();
+    AppliedChanges applied = applyChanges(index_, batch, crawlOptions());
+    keepUnread(applied.unread);
+    // A stop in the middle may leave a folder without its contents, which no stamp would tell later.
+    if (isStopped() && !unread_.empty()) isSavable_ = false;
+    if (index_.generation() == generation) return {};
+    rounds_.noteUse();
+    if (hasTooManyTombstones()) rebuild();
+    // Otherwise each save would be the reason for the next one.
+    if (!concernsOwnFilesOnly(batch, applied.changed)) noteChange();
+    options_.onUpdated();
+    return std::move(applied.changed);
+}
+
+void LiveIndex::keepUnread(const ChangeBatch& unread) {
+    if (unread.empty()) return;
+    unread_.add(unread);
+    nextRetry_ = options_.now() + retryDelay;
+}
+
+bool LiveIndex::hasTooManyTombstones() const {
+    const ReadGuard guard(index_.rwlock);
+    const std::int64_t deleted = index_.tombstoneCountLocked();
+    const std::int64_t alive = std::ssize(index_.entriesLocked()) - deleted;
+    return deleted > alive + options_.spareTombstones;
+}
+
+/// By what the folders are, not by how they are written: a link may lead to them.
+bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch, const std::vector<std::string>& changed) const {
+    if (!cache_.filePath() || !batch.subtrees.empty()) return false;
+    const FolderStamp own = folderStamp(parentPath(*cache_.filePath()));
+    const auto isOwn = [&](const std::string& path) {
+        const FolderStamp stamp = folderStamp(path);
+        return own.isKnown() && stamp.device == own.device && stamp.inode == own.inode;
+    };
+    if (!changed.empty()) return std::ranges::all_of(changed, isOwn);
+    return std::ranges::all_of(batch.paths, isOwn) && std::ranges::all_of(batch.files, isOwn, parentPath);
+}
+
+// The root.
+
+LiveIndex::Root LiveIndex::lookAtRoot() const {
+    return {.stamp = folderStamp(options_.root), .realPath = realPath(options_.root)};
+}
+
+void LiveIndex::checkRoot() {
+    nextRootCheck_ = options_.now() + rootCheckInterval;
+    const Root now = lookAtRoot();
+    const Root before = std::exchange(root_, now);
+    if (!now.stamp.isKnown()) {
+        if (before.stamp.isKnown()) forgetRoot();
+        return;
+    }
+    const bool isSame = now.isSameFolder(before);
+    const bool isElsewhere = now.realPath != before.realPath;
+    if (isSame && !isElsewhere && (isRootListed() || !OpenFolder::open(options_.root))) return;
+    // Whatever watched the former folder, or by the former way, does not watch this one.
+    if (isSame && isElsewhere) {
+        if (state_ == State::live) state_ = State::replaying;
+        comparesAll_ = true;
+    } else {
+        const std::string_view news = isSame                    ? "can be read now"
+                                      : !before.stamp.isKnown() ? "is back"
+                                                                : "is another folder than before (mounted, "
+                                                                  "unmounted or replaced)";
+        options_.report(fmt::format("{} {}: it is scanned", options_.root, news));
+        rebuild();
+    }
+    watcher_.start();
+}
+
+void LiveIndex::forgetRoot() {
+    options_.report(fmt::format("{} is gone: there is nothing to find until it is back", options_.root));
+    {
+        const WriteGuard guard(index_.rwlock);
+        index_.tombstoneSubtreeLocked(options_.root);
+        index_.raiseGenerationLocked();
+    }
+    unread_.take();
+    options_.onUpdated();
+}
+
+bool LiveIndex::isRootListed() const {
+    // Until it is built it cannot be.
+    if (state_ == State::loading || state_ == State::rebuilding) return true;
+    const ReadGuard guard(index_.rwlock);
+    const auto root = index_.directoriesLocked().find(options_.root);
+    return root && index_.entriesByDirLocked().contains(*root);
+}
+
+// Work beside the steps.
+
+LiveIndex::Time LiveIndex::nextTime() const {
+    if (isStopped() || state_ == State::empty) return never;
+    if (state_ != State::live) return watcher_.isOpening() ? nextRootCheck_ : options_.now();
+    const Time poll = watcher_.polledTrees().empty() ? never : nextPoll_;
+    const Time save = isSaving_ ? never : nextSave_;
+    return std::min({nextRootCheck_, nextRetry_, poll, save, rounds_.nextTime()});
+}
+
+std::optional<LiveIndex::Task> LiveIndex::nextTask() {
+    if (isStopped() || state_ != State::live) return std::nullopt;
+    const Time now = options_.now();
+    if (!isSaving_ && now >= nextSave_ && maySave()) return savingTask();
+    if (now < rounds_.nextTime()) return std::nullopt;
+    if (!rounds_.isCatchingUp() && options_.isOnBattery()) {
+        rounds_.postpone(now + ComparisonRounds::interval);
+        return std::nullopt;
+    }
+    const std::uint64_t rounds = rounds_.count();
+    auto piece = rounds_.next(index_, now);
+    if (rounds_.count() != rounds) reportRound();
+    return piece ? std::optional(readingTask(*std::move(piece))) : std::nullopt;
+}
+
+LiveIndex::Task LiveIndex::readingTask(DiskComparison::Piece piece) {
+    return {.kind = Task::Kind::reading, .run = [this, piece = std::move(piece)] {
+                const Time start = options_.now();
+                auto reading = std::make_shared<const DiskComparison::Reading>(
+                    DiskComparison::read(piece, ComparisonRounds::readingBudget, options_.stop));
+                const Clock::duration took = options_.now() - start;
+                return [this, reading, took] { finishReading(*reading, took); };
+            }};
+}
+
+void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::duration took) {
+    if (isStopped() || state_ != State::live) return;
+    const bool catchesUp = rounds_.isCatchingUp();
+    ChangeBatch suspects = rounds_.take(index_, reading, took, options_.now());
+    if (suspects.empty()) return;
+    // What is told anyway, now or right after it was looked at, is no find.
+    takeChanges(stepPatience);
+    for (std::string& path : apply(std::move(suspects)))
+        finds_.insert(std::move(path));
+    takeChanges(stepPatience);
+    const std::vector<std::string> polled = watcher_.polledTrees();
+    for (const std::string& path : std::exchange(finds_, {})) {
+        const auto holds = [&](const std::string& tree) { return isAtOrBelow(path, tree); };
+        if (!catchesUp && !watcher_.isRefused() && std::ranges::none_of(polled, holds)) rounds_.addFind(path);
+    }
+}
+
+void LiveIndex::reportRound() const {
+    const auto& round = rounds_.last();
+    if (!round || round->finds == 0) return;
+    options_.report(fmt::format("comparing with the disk found {} folder{} that had changed without being told: {}{}",
+                                round->finds, round->finds == 1 ? "" : "s", round->example,
+                                round->finds == 1 ? "" : ", ..."));
+}
+
+// The cache.
+
+void LiveIndex::noteChange() {
+    isChanged_ = true;
+    if (nextSave_ == never) nextSave_ = options_.now() + options_.saveInterval;
+}
+
+bool LiveIndex::maySave() const {
+    return isSavable_ && isChanged_ && root_.stamp.isKnown();
+}
+
+/// A folder whose contents are missing shows in no stamp of its own, so that of its parent must not tell that
+/// all is known.
+void LiveIndex::prepareSave() {
+    lastEventId_ = nextEventId(lastEventId_);
+    const ChangeBatch unread = unread_.take();
+    unread_.add(unread);
+    const WriteGuard guard(index_.rwlock);
+    for (const auto* paths : {&unread.paths, &unread.subtrees}) {
+        for (const std::string& path : *paths) {
+            if (const auto parent = index_.directoriesLocked().find(parentPath(path)))
+                index_.setStampLocked(*parent, {});
+        }
+    }
+}
+
+LiveIndex::Task LiveIndex::savingTask() {
+    prepareSave();
+    isSaving_ = true;
+    isChanged_ = false;
+    nextSave_ = never;
+    return {.kind = Task::Kind::saving, .run = [this, device = root_.stamp.device, id = lastEventId_] {
+                const bool hasFailed = cache_.save(index_, device, id, options_.stop).has_value();
+                return [this, hasFailed] { finishSaving(hasFailed); };
+            }};
+}
+
+/// A cache that cannot be written costs the next start some time, and nothing else.
+void LiveIndex::finishSaving(bool hasFailed) {
+    isSaving_ = false;
+    // It may hold what was lost by now.
+    if (state_ == State::rebuilding) cache_.remove();
+    if (!hasFailed) return;
+    isChanged_ = true;
+    nextSave_ = std::min(nextSave_, options_.now() + std::min<Clock::duration>(savePause, options_.saveInterval));
+}
+
+void LiveIndex::end() {
+    const bool isWhole = state_ == State::live || state_ == State::replaying;
+    state_ = State::ended;
+    isChanged_ = isChanged_ || isSaving_;
+    if (!isWhole || !maySave()) return;
+    prepareSave();
+    (void)cache_.save(index_, root_.stamp.device, lastEventId_);
+}
+
+}  // namespace dovra
