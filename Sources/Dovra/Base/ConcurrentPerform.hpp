@@ -3,11 +3,12 @@
 #include <atomic>
 #include <cstddef>
 #include <exception>
-#include <mutex>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 #include <thread>
 #include <vector>
+
+#include "Base/Mutex.hpp"
 
 namespace dovra {
 
@@ -19,15 +20,17 @@ std::size_t activeProcessorCount();
 template <typename Body>
 void performOnNewThreads(std::size_t iterations, const Body& body) {
     std::atomic<std::size_t> next{0};
-    std::mutex mutex;
-    std::exception_ptr failure;
+    struct {
+        Mutex mutex;
+        std::exception_ptr exception DOVRA_GUARDED_BY(mutex);
+    } failure;
     const auto work = [&] {
         try {
             for (std::size_t i = next++; i < iterations; i = next++)
                 body(i);
         } catch (...) {
-            const std::scoped_lock lock(mutex);
-            failure = std::current_exception();
+            const MutexGuard lock(failure.mutex);
+            failure.exception = std::current_exception();
         }
     };
     {
@@ -36,7 +39,8 @@ void performOnNewThreads(std::size_t iterations, const Body& body) {
             helpers.emplace_back(work);
         work();
     }
-    if (failure) std::rethrow_exception(failure);
+    const MutexGuard lock(failure.mutex);
+    if (failure.exception) std::rethrow_exception(failure.exception);
 }
 
 /// Calls `body(i)` for every i below `iterations`, spread over the processors on a pool that stays warm, and

@@ -1,11 +1,10 @@
 #include "CommandLine/ProgressLine.hpp"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <stop_token>
 #include <utility>
 
+#include "Base/Mutex.hpp"
 #include "Base/PrintError.hpp"
 #include "Platform/Terminal.hpp"
 
@@ -18,13 +17,18 @@ constexpr std::chrono::milliseconds betweenRewrites{100};
 /// To the start of the line, and erase it.
 constexpr const char* restart = "\r\x1b[K";
 
+/// Whether a stop is requested before the time has passed; returns as soon as it is.
+bool isStoppedWithin(std::chrono::milliseconds time, const std::stop_token& stop) {
+    Mutex mutex;
+    ConditionVariable stopped;
+    const MutexGuard lock(mutex);
+    return stopped.wait_for(mutex, stop, time, [&] { return stop.stop_requested(); });
+}
+
 void rewriteUntilStopped(const std::stop_token& stop, const std::function<std::string()>& text) {
-    std::mutex mutex;
-    std::condition_variable_any stopped;
-    std::unique_lock lock(mutex);
     do {
         printError("{}{}", restart, text());
-    } while (!stopped.wait_for(lock, stop, betweenRewrites, [&] { return stop.stop_requested(); }));
+    } while (!isStoppedWithin(betweenRewrites, stop));
     printError("{}", restart);
 }
 

@@ -1,15 +1,14 @@
 #include "Index/LookAheadWalk.hpp"
 
 #include <algorithm>
-#include <condition_variable>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <ranges>
 #include <stop_token>
 #include <thread>
 
 #include "Base/JoinPath.hpp"
+#include "Base/Mutex.hpp"
 #include "Index/StampClock.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
@@ -155,7 +154,7 @@ public:
 
 private:
     void addRoots(const std::vector<std::string>& roots) {
-        const std::scoped_lock lock(mutex_);
+        const MutexGuard lock(mutex_);
         for (const std::string& root : roots) {
             auto folder = std::make_unique<Folder>();
             folder->path = root;
@@ -166,23 +165,26 @@ private:
     }
 
     void help(const std::stop_token& stop) {
-        std::unique_lock lock(mutex_);
+        const MutexGuard lock(mutex_);
         Folder* folder = nullptr;
-        const auto takesOne = [&] { return (folder = takeFirstPending()) != nullptr; };
-        while (!options_.stop.stop_requested() && changed_.wait(lock, stop, takesOne))
-            listUnlocked(*folder, lock);
+        const auto takesOne = [&]() DOVRA_REQUIRES(mutex_) {
+            folder = takeFirstPending();
+            return folder != nullptr;
+        };
+        while (!options_.stop.stop_requested() && changed_.wait(mutex_, stop, takesOne))
+            listUnlocked(*folder);
     }
 
     /// Returns when the folder is done, listing it or others meanwhile.
     void finish(Folder& folder) {
-        std::unique_lock lock(mutex_);
+        const MutexGuard lock(mutex_);
         while (folder.state != Folder::State::done) {
             Folder* next = folder.state == Folder::State::pending ? &folder : takeFirstPending();
             if (next != nullptr) {
                 next->state = Folder::State::beingListed;
-                listUnlocked(*next, lock);
+                listUnlocked(*next);
             } else {
-                changed_.wait(lock);
+                changed_.wait(mutex_);
             }
         }
         const bool wasFarAhead = isFarAhead();
@@ -191,11 +193,13 @@ private:
         if (wasFarAhead) changed_.notify_all();
     }
 
-    bool isFarAhead() const { return bytesAhead_ > maxBytesAhead || openAhead_ > maxOpenAhead; }
+    bool isFarAhead() const DOVRA_REQUIRES(mutex_) {
+        return bytesAhead_ > maxBytesAhead || openAhead_ > maxOpenAhead;
+    }
 
     /// The first folder of the frontier that nobody is listing, now being listed by the caller; null when
     /// there is none or enough is finished ahead. At most one folder a thread is passed over.
-    Folder* takeFirstPending() {
+    Folder* takeFirstPending() DOVRA_REQUIRES(mutex_) {
         if (isFarAhead()) return nullptr;
         const auto first = std::ranges::find(frontier_, Folder::State::pending, &Folder::state);
         if (first == frontier_.end()) return nullptr;
@@ -203,14 +207,15 @@ private:
         return *first;
     }
 
-    void listUnlocked(Folder& folder, std::unique_lock<std::mutex>& lock) {
-        lock.unlock();
-        lister_.list(folder);
+    /// Lets the mutex go while it lists.
+    void listUnlocked(Folder& folder) DOVRA_REQUIRES(mutex_) {
         std::list<Folder*> children;
-        for (const std::unique_ptr<Folder>& child : folder.children) {
-            child->place = children.insert(children.begin(), child.get());
+        {
+            const MutexUnlock unlocked(mutex_);
+            lister_.list(folder);
+            for (const std::unique_ptr<Folder>& child : folder.children)
+                child->place = children.insert(children.begin(), child.get());
         }
-        lock.lock();
         frontier_.splice(folder.place, children);
         frontier_.erase(folder.place);
         bytesAhead_ += folder.listing.memoryBytes();
@@ -223,11 +228,11 @@ private:
     const Lister lister_;
     std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
 
-    std::mutex mutex_;  ///< guards all below and the `state`, `place` and `children` of folders not done
-    std::condition_variable_any changed_;
-    std::list<Folder*> frontier_;
-    std::size_t bytesAhead_ = 0;
-    std::size_t openAhead_ = 0;
+    Mutex mutex_;  ///< guards what says so, and the `state`, `place` and `children` of folders not done
+    ConditionVariable changed_;
+    std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
+    std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
+    std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 
     std::vector<std::jthread> helpers_;  ///< last: they end before what they use
 };
