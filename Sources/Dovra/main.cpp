@@ -115,6 +115,7 @@ int dispatch(Arguments arguments) {
 
 int main(int argc, char** argv) {
     occupyStandardStreams();
+    ignoreFileSizeSignal();
     raiseOpenFileLimit();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     return dispatch(arguments);

@@ -4,7 +4,6 @@
 import json
 import resource
 import shutil
-import signal
 import subprocess
 import unittest
 from concurrent.futures import ThreadPoolExecutor
@@ -207,7 +206,6 @@ class File(SavedTest):
 
 def full_disk() -> None:
     """Makes every file of the process end at 200 bytes; to be called in it."""
-    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
     resource.setrlimit(resource.RLIMIT_FSIZE, (200, 200))
 
 

@@ -179,9 +179,9 @@ class FirstScan(ToolServerTest):
 class Streams(ToolServerTest):
     CALL = b'{"id":1,"method":"tools/call","params":{"name":"index_stats"}}\n'
 
-    def answers(self, redirection: str) -> bytes:
-        """What the server says to one call when a shell starts it with a redirection."""
-        command = ["sh", "-c", f'exec "$0" --mcp --in "$1" {redirection}', PROGRAM, str(self.root)]
+    def answers(self, redirection: str, first: str = ":") -> bytes:
+        """What the server says to one call when a shell starts it with a redirection, after another command."""
+        command = ["sh", "-c", f'{first}; exec "$0" --mcp --in "$1" {redirection}', PROGRAM, str(self.root)]
         process = subprocess.run(
             command,
             input=self.CALL,
@@ -199,6 +199,9 @@ class Streams(ToolServerTest):
             self.assertEqual(self.answers(redirection), b"")
         for path in filter(Path.is_file, self.home.rglob("*")):
             self.assertNotIn(b"jsonrpc", path.read_bytes())
+
+    def test_a_cache_file_that_may_not_be_written(self) -> None:
+        self.assertIn(b'"isError":false', self.answers("", first="ulimit -f 0"))
 
     def test_a_client_that_closes_the_errors(self) -> None:
         server = self.serve()

@@ -3,7 +3,10 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/ioprio.h>
+#include <sched.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -17,6 +20,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using Quality = QualityOfService;
+
+/// How the disk's scheduler treats the calling thread; 0 unless it was told.
+long diskClass() {
+    return IOPRIO_PRIO_CLASS(::syscall(SYS_ioprio_get, IOPRIO_WHO_PROCESS, 0));
+}
 
 TEST(DispatchQueue, RunsOneAtATimeInTheOrderOfEachCaller) {
     DispatchQueue queue("test", Quality::userInitiated);
@@ -49,42 +57,48 @@ TEST(DispatchQueue, QueuesDoNotWaitForEachOther) {
     first.sync();
 }
 
-TEST(DispatchQueue, DelayedWorkComesWhenItIsDue) {
-    DispatchQueue queue("test", Quality::utility);
+TEST(DispatchQueue, DelayedWorkComesWhenItIsDueAlsoWhenTheQueueIsGone) {
     const auto start = std::chrono::steady_clock::now();
     std::vector<int> ran;
     std::promise<void> done;
-    queue.asyncAfter(60ms, [&] {
-        ran.push_back(60);
-        done.set_value();
-    });
-    queue.asyncAfter(20ms, [&] { ran.push_back(20); });
-    queue.async([&] { ran.push_back(0); });
+    {
+        DispatchQueue queue("test", Quality::utility);
+        queue.asyncAfter(60ms, [&] {
+            ran.push_back(60);
+            done.set_value();
+        });
+        queue.asyncAfter(20ms, [&] { ran.push_back(20); });
+        queue.async([&] { ran.push_back(0); });
+    }
     done.get_future().wait();
     EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
     EXPECT_THAT(ran, testing::ElementsAre(0, 20, 60));
 }
 
-TEST(DispatchQueue, OutlivesItsObject) {
-    std::promise<void> ran;
-    DispatchQueue("short", Quality::utility).asyncAfter(1ms, [&] { ran.set_value(); });
-    ran.get_future().wait();
-}
-
-TEST(DispatchQueue, ThreadsBearTheLabelWhileTheyWork) {
-    std::string name;
-    int priority = 0;
-    const auto look = [&] {
-        name = currentThreadName();
-        priority = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
-    };
+TEST(DispatchQueue, ThreadsBearTheLabelAndThePriorityOfTheWork) {
     const int usual = ::getpriority(PRIO_PROCESS, 0);
-    DispatchQueue("dovra.search", Quality::userInteractive).sync(look);
-    EXPECT_EQ(name, "dovra.search");
-    EXPECT_EQ(priority, usual);
-    DispatchQueue("dovra.savedsearches", Quality::utility).sync(look);
-    EXPECT_EQ(name, "dovra.savedsear");
-    EXPECT_EQ(priority, std::max(usual, 10));
+    const int usualPolicy = ::sched_getscheduler(0);
+    const long usualDisk = diskClass();
+    struct Case {
+        Quality quality;
+        std::string label;
+        std::string name;
+        int priority;
+        int policy;
+        long diskClass;
+    };
+    for (const Case& c :
+         {Case{Quality::userInteractive, "dovra.search", "dovra.search", usual, usualPolicy, usualDisk},
+          {Quality::utility, "dovra.savedsearches", "dovra.savedsear", std::max(usual, 10), usualPolicy,
+           usualDisk},
+          {Quality::background, "dovra.round", "dovra.round", usual, SCHED_IDLE, IOPRIO_CLASS_IDLE}}) {
+        DispatchQueue(c.label, c.quality).sync([&] {
+            EXPECT_EQ(currentThreadName(), c.name);
+            EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), c.priority) << c.label;
+            EXPECT_EQ(::sched_getscheduler(0), c.policy) << c.label;
+            EXPECT_EQ(diskClass(), c.diskClass) << c.label;
+        });
+    }
 }
 
 TEST(DispatchQueue, StartsNoThreadBeforeThereIsWork) {

@@ -22,8 +22,8 @@ namespace {
 
 constexpr const char* idleName = "dovra.idle";
 
-/// Threads that run what the queues of one priority are handed; started with the first of it. Utility work
-/// has threads of its own because a thread that gave up priority cannot have it back.
+/// Threads that run what the queues of one priority are handed; started with the first of it. Each lower
+/// priority has threads of its own because a thread that gave up priority cannot have it back.
 class Pool {
 public:
     /// The pool is the process's own: what runs when the process ends is waited for.
@@ -31,6 +31,10 @@ public:
         if (quality == QualityOfService::utility) {
             static Pool utility(2, lowerCurrentThreadPriority);
             return utility;
+        }
+        if (quality == QualityOfService::background) {
+            static Pool background(1, makeCurrentThreadIdle);
+            return background;
         }
         // Work may wait for files for long, so a machine of few processors gets some threads more than these.
         static Pool usual(std::max<std::size_t>(activeProcessorCount(), 4), [] {});

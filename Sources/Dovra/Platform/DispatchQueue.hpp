@@ -8,8 +8,9 @@
 
 namespace dovra {
 
-/// How soon the work of a queue is needed. Utility work runs on threads of lower priority.
-enum class QualityOfService : std::uint8_t { userInteractive, userInitiated, utility };
+/// How soon the work of a queue is needed. Utility work runs on threads of lower priority. Background work
+/// waits for processors and disks that nobody else wants, and all of it shares one thread.
+enum class QualityOfService : std::uint8_t { userInteractive, userInitiated, utility, background };
 
 /// A serial queue: runs what it is handed one at a time, in the order in which it came, on a thread of a pool
 /// that all queues share. The thread carries the queue's label while it does. No thread is started before the

@@ -15,6 +15,10 @@ void occupyStandardStreams();
 /// signal.
 void ignoreClosedPipes();
 
+/// From now on writing beyond the size that files of this process may have (`ulimit -f`) fails, on standard
+/// output or elsewhere, instead of ending the program by a signal.
+void ignoreFileSizeSignal();
+
 /// Waits for bytes on standard input and reads what is there, up to the size of `destination`. Returns how
 /// many came; 0 at the end of input, and when it cannot be read.
 std::size_t readStandardInput(std::span<char> destination);

@@ -1,8 +1,11 @@
 #include "Platform/CurrentThread.hpp"
 
 #include <array>
+#include <linux/ioprio.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace dovra {
@@ -20,8 +23,15 @@ std::string currentThreadName() {
 
 void lowerCurrentThreadPriority() {
     // On Linux the priority belongs to the thread. Refused only for asking for more than there was.
-    constexpr int background = 10;
-    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), background);
+    constexpr int givesWay = 10;
+    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), givesWay);
+}
+
+void makeCurrentThreadIdle() {
+    // Where one of them is refused, by a sandbox for example, the thread works as usual in that respect.
+    const sched_param none{};
+    (void)::sched_setscheduler(0, SCHED_IDLE, &none);
+    (void)::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
 }
 
 }  // namespace dovra

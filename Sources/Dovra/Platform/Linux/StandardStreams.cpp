@@ -34,6 +34,10 @@ void ignoreClosedPipes() {
     (void)std::signal(SIGPIPE, SIG_IGN);
 }
 
+void ignoreFileSizeSignal() {
+    (void)std::signal(SIGXFSZ, SIG_IGN);
+}
+
 std::size_t readStandardInput(std::span<char> destination) {
     for (;;) {
         const ssize_t count = ::read(STDIN_FILENO, destination.data(), destination.size());

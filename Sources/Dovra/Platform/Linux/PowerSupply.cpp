@@ -1,0 +1,34 @@
+#include "Platform/PowerSupply.hpp"
+
+#include <filesystem>
+#include <fstream>
+
+namespace dovra {
+
+namespace {
+
+/// What the attribute says; empty where the supply has none of this name.
+std::string attribute(const std::filesystem::path& supply, const char* name) {
+    std::string value;
+    std::getline(std::ifstream(supply / name), value);
+    return value;
+}
+
+}  // namespace
+
+bool isOnBattery(const std::string& suppliesFolder) {
+    bool isDischarging = false;
+    std::error_code none;
+    for (const auto& supply : std::filesystem::directory_iterator(suppliesFolder, none)) {
+        if (attribute(supply, "scope") == "Device") continue;
+        if (attribute(supply, "type") == "Battery") {
+            isDischarging |= attribute(supply, "status") == "Discharging";
+        } else if (const std::string online = attribute(supply, "online"); !online.empty() && online != "0") {
+            // USB supplies have more than one number for it.
+            return false;
+        }
+    }
+    return isDischarging;
+}
+
+}  // namespace dovra
