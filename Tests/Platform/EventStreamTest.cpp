@@ -1,107 +1,144 @@
+#include <atomic>
 #include <chrono>
-#include <fmt/format.h>
+#include <condition_variable>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Platform/EventStream.hpp"
-#include "Support/FakeEventSource.hpp"
 #include "Support/WaitUntil.hpp"
 
 namespace dovra {
 namespace {
 
 using namespace std::chrono_literals;
-using test::FakeEventSource;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
-/// What a stream delivered, and when.
-class Deliveries {
+/// What the system tells, between a test and the thread of a stream.
+class Changes {
 public:
-    EventStream::Deliver receiver() {
-        return [this](const ChangeBatch& batch) {
-            const std::scoped_lock lock(mutex_);
-            batches_.push_back(batch.paths);
-            times_.push_back(Clock::now());
-        };
-    }
-    std::vector<std::vector<std::string>> batches() const {
+    void add(const std::string& path) {
         const std::scoped_lock lock(mutex_);
-        return batches_;
+        waiting_.addPath(path);
+        wakeLocked();
     }
-    std::vector<Clock::time_point> times() const {
+    void wake() {
         const std::scoped_lock lock(mutex_);
-        return times_;
+        wakeLocked();
+    }
+    void wait(std::chrono::milliseconds timeout) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, timeout, [&] { return isAwake_; });
+        isAwake_ = false;
+    }
+    void moveTo(ChangeSet& taken) {
+        const std::scoped_lock lock(mutex_);
+        taken.add(waiting_.take());
     }
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<std::vector<std::string>> batches_;
-    std::vector<Clock::time_point> times_;
+    void wakeLocked() {
+        isAwake_ = true;
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    ChangeSet waiting_;
+    bool isAwake_ = false;
+};
+
+class Source final : public EventSource {
+public:
+    explicit Source(Changes& changes) : changes_(changes) {}
+
+    void wait(std::chrono::milliseconds timeout) override { changes_.wait(timeout); }
+    void wake() override { changes_.wake(); }
+    void drain() override { changes_.moveTo(drained_); }
+    bool hasChanges() const override { return !drained_.empty(); }
+    std::optional<ChangeBatch> take(std::chrono::milliseconds) override {
+        drain();
+        return drained_.take();
+    }
+    std::vector<std::string> polledTrees() const override { return {"/polled"}; }
+    std::string coverage() const override { return "made up"; }
+
+private:
+    Changes& changes_;
+    ChangeSet drained_;
 };
 
 class EventStreamTest : public testing::Test {
 protected:
-    explicit EventStreamTest(std::chrono::milliseconds latency = 10s)
-        : stream(std::make_unique<FakeEventSource>(changes), latency) {}
+    void open(std::chrono::milliseconds latency) {
+        stream.emplace([this](const std::stop_token&) { return std::make_unique<Source>(changes); },
+                       [this] { ++rings; }, std::stop_token(), latency);
+        ASSERT_TRUE(ringsAgain(0));
+        EXPECT_EQ(stream->state(), ChangeFeed::State::open);
+    }
 
-    const std::shared_ptr<test::FakeChanges> changes = std::make_shared<test::FakeChanges>();
-    Deliveries deliveries;
-    EventStream stream;
+    bool ringsAgain(int before) {
+        return test::waitUntil([&] { return rings > before; });
+    }
+
+    Changes changes;
+    std::atomic<int> rings = 0;
+    std::optional<EventStream> stream;
 };
 
-TEST_F(EventStreamTest, GathersUntilItIsLive) {
-    changes->add("/a");
-    EXPECT_FALSE(stream.flush(1s)) << "nobody listens";
-    changes->add("/a");
-    changes->add("/b");
-    stream.goLive(deliveries.receiver());
-    EXPECT_TRUE(stream.flush(5s));
-    EXPECT_THAT(deliveries.batches(), ElementsAre(testing::UnorderedElementsAre("/a", "/b")));
+TEST_F(EventStreamTest, GathersUntilSomebodyTakes) {
+    open(10s);
+    EXPECT_EQ(stream->coverage(), "made up");
+    EXPECT_THAT(stream->polledTrees(), ElementsAre("/polled"));
+    changes.add("/a");
+    EXPECT_TRUE(ringsAgain(1)) << "the first change of a quiet period";
+    changes.add("/b");
+    EXPECT_THAT(stream->take(5s)->paths, UnorderedElementsAre("/a", "/b"));
+    EXPECT_THAT(stream->take(5s)->paths, IsEmpty());
+    for (const char* path : {"/c", "/d"}) {
+        changes.add(path);
+        EXPECT_THAT(stream->take(5s)->paths, ElementsAre(path)) << "without the latency";
+    }
+    EXPECT_EQ(rings, 2);
 }
 
-TEST_F(EventStreamTest, DeliversTheFirstChangeAtOnceAndAFlushAllOthers) {
-    stream.goLive(deliveries.receiver());
-    const auto start = Clock::now();
-    changes->add("/first");
-    ASSERT_TRUE(test::waitUntil([&] { return !deliveries.batches().empty(); }));
-    EXPECT_LT(Clock::now() - start, 5s);
+TEST_F(EventStreamTest, RingsAtMostOnceInEachLatency) {
+    open(100ms);
     for (int i = 0; i < 3; ++i) {
-        changes->add(fmt::format("/{}", i));
-        ASSERT_TRUE(stream.flush(5s));
-        EXPECT_THAT(deliveries.batches().back(), ElementsAre(fmt::format("/{}", i)));
+        const int before = rings;
+        const auto taken = Clock::now();
+        EXPECT_TRUE(stream->take(5s));
+        changes.add("/busy");
+        ASSERT_TRUE(ringsAgain(before));
+        EXPECT_GE(Clock::now() - taken, 99ms);
     }
-    EXPECT_TRUE(stream.flush(5s));
-    EXPECT_EQ(deliveries.batches().size(), 4U) << "no batch is empty";
 }
 
-TEST_F(EventStreamTest, DropsWhatNobodyTookWhenItEnds) {
-    {
-        EventStream ended(std::make_unique<FakeEventSource>(changes), 10s);
-        changes->add("/a");
-    }
-    EXPECT_THAT(deliveries.batches(), IsEmpty());
+TEST(EventStream, TellsThatThereIsNothingToWatch) {
+    std::atomic<bool> hasRung = false;
+    EventStream stream([](const std::stop_token&) { return nullptr; }, [&] { hasRung = true; });
+    EXPECT_TRUE(test::waitUntil([&] { return hasRung.load(); }));
+    EXPECT_EQ(stream.state(), ChangeFeed::State::refused);
+    EXPECT_TRUE(stream.take(0s)->empty());
 }
 
-class FastEventStreamTest : public EventStreamTest {
-protected:
-    FastEventStreamTest() : EventStreamTest(100ms) {}
-};
-
-TEST_F(FastEventStreamTest, DeliversAtMostOnceInEachLatency) {
-    stream.goLive(deliveries.receiver());
-    ASSERT_TRUE(test::waitUntil([&] {
-        changes->add("/busy");
-        return deliveries.batches().size() >= 4;
-    }));
-    const auto times = deliveries.times();
-    for (std::size_t i = 1; i < times.size(); ++i)
-        EXPECT_GE(times[i] - times[i - 1], 99ms);
+TEST(EventStream, EndsWhileItIsOpened) {
+    std::stop_source stop;
+    const auto openForever = [](const std::stop_token& token) -> std::unique_ptr<EventSource> {
+        test::waitUntil([&] { return token.stop_requested(); });
+        return nullptr;
+    };
+    EventStream stream(openForever, [] {}, stop.get_token());
+    EXPECT_FALSE(stream.take(0s));
+    stop.request_stop();
+    EXPECT_TRUE(test::waitUntil([&] { return stream.state() == ChangeFeed::State::refused; }));
 }
 
 }  // namespace

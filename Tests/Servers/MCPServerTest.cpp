@@ -153,21 +153,37 @@ TEST_F(MCPServer, PreparesTheIndexForTheTool) {
     EXPECT_THAT(prepared, testing::ElementsAre("disk_usage", "index_stats"));
 }
 
-/// One whose first scan ends only after it has been waited for so many times.
+/// One whose first scan ends only after it has been waited for so many times. It finds out with a flush that it
+/// lacks a file, and may have to be waited for again.
 class SlowIndex final : public IndexService {
 public:
-    explicit SlowIndex(int waits) : waits_(waits) {}
+    explicit SlowIndex(int waits, int waitsAfterFlush = 0) : waits_(waits), waitsAfterFlush_(waitsAfterFlush) {}
 
     void start(std::function<void()>) override {}
-    bool waitUntilReady(std::chrono::milliseconds) override { return --waits_ < 0; }
-    bool flush(std::chrono::milliseconds) override { return true; }
+    bool waitUntilReady(std::chrono::milliseconds) override {
+        if (--waits_ >= 0) return false;
+        if (!std::exchange(hasFlushed_, false)) return true;
+        index_.reset();
+        crawl(index_, {root_}, {});
+        return true;
+    }
+    bool flush(std::chrono::milliseconds) override {
+        tree_.write("late");
+        hasFlushed_ = true;
+        waits_ = waitsAfterFlush_;
+        return waits_ == 0;
+    }
+    IndexStatus status() const override { return {}; }
     const FileIndex& index() const override { return index_; }
     const std::string& root() const override { return root_; }
 
 private:
     int waits_;
+    int waitsAfterFlush_;
+    bool hasFlushed_ = false;
+    const test::TemporaryTree tree_;
     FileIndex index_;
-    std::string root_ = "/";
+    std::string root_ = tree_.path();
 };
 
 /// What is written as replies to two calls; each time the reader is looked for, `readerStays` may answer that
@@ -193,10 +209,13 @@ std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<
     return replies;
 }
 
-TEST(MCPServerLoop, WaitsForTheFirstScanAfterTheEndOfInput) {
-    SlowIndex service(100);
-    const auto replies = repliesToTwoCalls(service, [] { return true; });
-    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr("directories"), HasSubstr("directories")));
+TEST(MCPServerLoop, WaitsForTheFirstScanAlsoAfterTheEndOfInputAndForWhatAFlushFinds) {
+    for (const int waitsAfterFlush : {0, 3}) {
+        SlowIndex service(100, waitsAfterFlush);
+        const auto replies = repliesToTwoCalls(service, [] { return true; });
+        const auto hasLateFile = HasSubstr(R"(\"files\":1)");
+        EXPECT_THAT(replies, testing::ElementsAre(hasLateFile, hasLateFile)) << waitsAfterFlush;
+    }
 }
 
 TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReply) {

@@ -70,10 +70,15 @@ TEST(IndexStats, SaysHowMuchIsThereAndWhetherThatIsAll) {
     JSONObject expected{{"indexedItems", 2},
                         {"root", tree.path()},
                         {"ready", true},
+                        {"watching", "made up"},
+                        {"lastComparison", {}},
                         {"server", "dovra"},
                         {"version", "1.0.0"}};
     EXPECT_EQ(filled.call("index_stats", R"({"limit":1})"), expected);
-    filled.isWhole = false;
+    filled.status.lastRound = {.endedAt = 1'704'450'620, .finds = 2};
+    EXPECT_EQ(at(filled.call("index_stats", "{}"), "lastComparison"),
+              (JSONObject{{"endedAt", "2024-01-05T10:30:20Z"}, {"foldersFound", 2}}));
+    filled.status.isReady = false;
     EXPECT_EQ(at(filled.call("index_stats", "{}"), "ready"), false);
 }
 

@@ -28,7 +28,7 @@ public:
 
     MCPRequestHandler handler() const {
         return MCPRequestHandler({index_, "dovra", "1.0.0", [this] {
-                                      return IndexStats{index_.itemCount(), root_, isWhole};
+                                      return IndexStats{index_.itemCount(), root_, status};
                                   }});
     }
 
@@ -42,7 +42,7 @@ public:
         return text(tool, arguments, true);
     }
 
-    bool isWhole = true;
+    IndexStatus status = {.isReady = true, .coverage = "made up"};
 
 private:
     std::string text(const std::string& tool, const std::string& arguments, bool isError) const {

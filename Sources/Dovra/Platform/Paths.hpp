@@ -17,4 +17,8 @@ std::optional<std::string> homeFolderPath();
 /// slash at the end but for "/". Links stay as they are written. The empty path stays empty.
 std::string standardizedPath(std::string_view path);
 
+/// The path by which the system itself calls what is there, without any link; absent when there is nothing, or
+/// the path is longer than the system tells.
+std::optional<std::string> realPath(const std::string& path);
+
 }  // namespace dovra

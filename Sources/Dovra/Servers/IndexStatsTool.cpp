@@ -1,3 +1,4 @@
+#include "Base/Iso8601.hpp"
 #include "Servers/Tool.hpp"
 
 namespace dovra {
@@ -10,11 +11,21 @@ constexpr const char* statsDescription =
 
 constexpr const char* statsSchema = R"({ "type": "object", "properties": {} })";
 
+/// The last time that the whole index was compared with the disk, and in how many folders something had changed
+/// that nothing had told of.
+JSONValue comparison(const std::optional<RoundOutcome>& round) {
+    if (!round) return {};
+    const auto ended = iso8601Text(static_cast<double>(round->endedAt));
+    return JSONObject{{"endedAt", ended.value_or("")}, {"foldersFound", round->finds}};
+}
+
 JSONValue statsTool(const ToolContext& context, const ToolArguments&) {
     const IndexStats stats = context.statsProvider();
     return JSONObject{{"indexedItems", stats.count},
                       {"root", stats.root},
-                      {"ready", stats.isWhole && stats.count > 0},
+                      {"ready", stats.status.isReady && stats.count > 0},
+                      {"watching", stats.status.coverage},
+                      {"lastComparison", comparison(stats.status.lastRound)},
                       {"server", context.serverName},
                       {"version", context.serverVersion}};
 }

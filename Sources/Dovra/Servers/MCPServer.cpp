@@ -87,7 +87,7 @@ MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>
                                   [&service] {
                                       return IndexStats{.count = service.index().itemCount(),
                                                         .root = service.root(),
-                                                        .isWhole = service.waitUntilReady(0ms)};
+                                                        .status = service.status()};
                                   }},
                              [&service, isRead](const Tool& tool) { prepare(service, isRead, tool); });
 }

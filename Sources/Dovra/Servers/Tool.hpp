@@ -8,6 +8,7 @@
 #include "Base/JSONValue.hpp"
 #include "Index/FileIndex.hpp"
 #include "Servers/ToolArguments.hpp"
+#include "Services/IndexService.hpp"
 
 namespace dovra {
 
@@ -19,7 +20,7 @@ struct ToolError {
 struct IndexStats {
     std::int64_t count = 0;  ///< entries that are indexed by now
     std::string root;
-    bool isWhole = true;  ///< false while the first scan runs
+    IndexStatus status;
 };
 
 /// What tools work on.

@@ -60,8 +60,8 @@ void ComparisonRounds::addFind(const std::string& folder) {
 void ComparisonRounds::end(Time now) {
     comparison_.reset();
     nextTime_ = std::max(now, began_ + interval);
-    ++count_;
     if (std::exchange(catchesUp_, false)) return;
+    current_.number = last_ ? last_->number + 1 : 1;
     current_.endedAt = secondsNow();
     last_ = std::move(current_);
 }

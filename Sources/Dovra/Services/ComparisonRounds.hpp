@@ -11,9 +11,12 @@ namespace dovra {
 
 /// What a whole round of comparing the index with the disk came to.
 struct RoundOutcome {
+    std::uint64_t number = 0;  ///< counts up from 1
     std::int64_t endedAt = 0;  ///< whole seconds since 1970
     std::int64_t finds = 0;    ///< folders that had changed although nothing had told so
     std::string example = {};  ///< one of them; empty when there is none
+
+    bool operator==(const RoundOutcome&) const = default;
 };
 
 /// When which part of the index is compared with the disk. A round goes through the whole index, a piece at a
@@ -56,8 +59,6 @@ public:
 
     /// The outcome of the last whole round; absent before the first one that was not to catch up has ended.
     const std::optional<RoundOutcome>& last() const { return last_; }
-    /// The number of rounds that have ended.
-    std::uint64_t count() const { return count_; }
 
 private:
     void end(Time now);
@@ -70,7 +71,6 @@ private:
     Time nextTime_ = Time::max();
     RoundOutcome current_;
     std::optional<RoundOutcome> last_;
-    std::uint64_t count_ = 0;
 };
 
 }  // namespace dovra

@@ -216,8 +216,6 @@ std::vector<std::string> LiveIndex::apply(ChangeBatch batch) {
     const std::uint64_t generation = index_.generation();
     AppliedChanges applied = applyChanges(index_, batch, crawlOptions());
     keepUnread(applied.unread);
-    // A stop in the middle may leave a folder without its contents, which no stamp would tell later.
-    if (isStopped() && !unread_.empty()) isSavable_ = false;
     if (index_.generation() == generation) return {};
     rounds_.noteUse();
     if (hasTooManyTombstones()) rebuild();
@@ -322,9 +320,9 @@ std::optional<LiveIndex::Task> LiveIndex::nextTask() {
         rounds_.postpone(now + ComparisonRounds::interval);
         return std::nullopt;
     }
-    const std::uint64_t rounds = rounds_.count();
+    const auto before = rounds_.last();
     auto piece = rounds_.next(index_, now);
-    if (rounds_.count() != rounds) reportRound();
+    if (rounds_.last() != before) reportRound();
     return piece ? std::optional(readingTask(*std::move(piece))) : std::nullopt;
 }
 
@@ -357,7 +355,7 @@ void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::dur
 
 void LiveIndex::reportRound() const {
     const auto& round = rounds_.last();
-    if (!round || round->finds == 0) return;
+    if (round->finds == 0) return;
     options_.report(fmt::format("comparing with the disk found {} folder{} that had changed without being told: {}{}",
                                 round->finds, round->finds == 1 ? "" : "s", round->example,
                                 round->finds == 1 ? "" : ", ..."));
@@ -371,7 +369,7 @@ void LiveIndex::noteChange() {
 }
 
 bool LiveIndex::maySave() const {
-    return isSavable_ && isChanged_ && root_.stamp.isKnown();
+    return isChanged_ && root_.stamp.isKnown();
 }
 
 /// A folder whose contents are missing shows in no stamp of its own, so that of its parent must not tell that

@@ -181,7 +181,6 @@ private:
     std::set<std::string> finds_;  ///< of the reading that is being taken in, as far as nothing tells of them
 
     std::uint64_t lastEventId_ = 0;
-    bool isSavable_ = true;  ///< false when a stop left a folder without its contents
     bool isChanged_ = false;  ///< since the last save
     bool isSaving_ = false;
     Time nextSave_ = never;

@@ -67,4 +67,12 @@ std::string standardizedPath(std::string_view path) {
     return withoutDots(expanded);
 }
 
+std::optional<std::string> realPath(const std::string& path) {
+    char* resolved = ::realpath(path.c_str(), nullptr);
+    if (resolved == nullptr) return std::nullopt;
+    std::string result(resolved);
+    std::free(resolved);
+    return result;
+}
+
 }  // namespace dovra

@@ -1,0 +1,529 @@
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "Services/LiveIndex.hpp"
+#include "Support/FakeFeed.hpp"
+#include "Support/FewDescriptors.hpp"
+#include "Support/FileFacts.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/IndexBuilder.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using test::idOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Answers = LiveIndex::Answers;
+using State = LiveIndex::State;
+using Kind = LiveIndex::Task::Kind;
+
+namespace fs = std::filesystem;
+
+/// A life that the test steps, with a clock and a feed of its own. Nothing happens on its own.
+class LiveIndexTest : public testing::Test {
+protected:
+    void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
+    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
+
+    LiveIndex::Options options() {
+        LiveIndex::Options made;
+        made.root = root_;
+        made.openFeed = [this] { return std::make_unique<test::FakeFeed>(feed_); };
+        made.now = [this] { return now_ += lookTakes_; };
+        made.isOnBattery = [this] { return isOnBattery_; };
+        made.report = [this](const std::string& message) { reports_.push_back(message); };
+        made.onUpdated = [this] { ++updates_; };
+        made.stop = stop_.get_token();
+        return made;
+    }
+
+    void make() { make(options()); }
+    void make(LiveIndex::Options made) {
+        stop_ = {};
+        made.stop = stop_.get_token();
+        live_.emplace(std::move(made));
+    }
+
+    /// A life that has begun: with a saved cache, everything compared.
+    LiveIndex& alive() { return alive(options()); }
+    LiveIndex& alive(LiveIndex::Options made) {
+        make(std::move(made));
+        live_->start();
+        live_->step();
+        runTasks();
+        EXPECT_EQ(live_->answers(), Answers::whole);
+        return *live_;
+    }
+
+    void end() {
+        stop_.request_stop();
+        live_->end();
+    }
+
+    /// Time passes, and what is due is done.
+    void pass(std::chrono::seconds time) {
+        now_ += time;
+        live_->step();
+        runTasks();
+    }
+
+    /// Every task that is due now; which they were.
+    std::vector<Kind> runTasks() {
+        std::vector<Kind> kinds;
+        while (auto task = live_->nextTask()) {
+            task->run()();
+            kinds.push_back(task->kind);
+        }
+        return kinds;
+    }
+
+    /// Goes on until a round has ended that began from now on.
+    void passARound() {
+        const auto before = live_->lastRound();
+        for (int i = 0; i < 1000 && (!live_->lastRound() || (before && live_->lastRound()->number == before->number)); ++i)
+            pass(1min);
+    }
+
+    void tell(const std::string& path) { feed_->waiting.addPath(path.empty() ? root_ : root_ + "/" + path); }
+
+    std::vector<std::string> differences() const { return test::differencesFromFreshScan(live_->index(), root_); }
+
+    /// Times that are as young as those of a test prove nothing; here nothing else changes, so they do.
+    void proveStamps(FileIndex& index) const {
+        const WriteGuard guard(index.rwlock);
+        for (std::size_t i = 0; i < index.directoriesLocked().count(); ++i) {
+            const auto folder = static_cast<DirIndex>(i);
+            index.setStampLocked(folder, folderStamp(index.directoriesLocked().path(folder)));
+        }
+    }
+
+    std::string cachePath() const { return data_.path("Dovra/" + cacheFileName(root_)); }
+    ino_t cacheInode() const { return test::statusOf(cachePath()).st_ino; }
+
+    const test::TemporaryTree data_;
+    const test::TemporaryTree tree_;
+    const std::string root_ = tree_.makeFolder("above/root");
+    const std::shared_ptr<test::FakeChanges> feed_ = std::make_shared<test::FakeChanges>();
+    LiveIndex::Time now_ = LiveIndex::Time(100h);
+    LiveIndex::Clock::duration lookTakes_ = 0ms;
+    bool isOnBattery_ = false;
+    std::vector<std::string> reports_;
+    int updates_ = 0;
+    std::stop_source stop_;
+    std::optional<LiveIndex> live_;
+};
+
+TEST_F(LiveIndexTest, ScansOnceNoChangeIsMissedAndSaves) {
+    tree_.write("above/root/a/file");
+    feed_->state = ChangeFeed::State::opening;
+    make();
+    EXPECT_EQ(live_->answers(), Answers::none);
+    live_->start();
+    live_->step();
+    EXPECT_EQ(live_->state(), State::loading);
+    EXPECT_FALSE(live_->flush(1s));
+    tree_.write("above/root/before the feed");
+    feed_->state = ChangeFeed::State::open;
+    EXPECT_LE(live_->nextTime(), now_) << "to be stepped at once";
+    live_->step();
+    EXPECT_EQ(live_->state(), State::live);
+    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_THAT(runTasks(), ElementsAre(Kind::saving));
+    EXPECT_TRUE(fs::exists(cachePath()));
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_GT(updates_, 0);
+}
+
+TEST_F(LiveIndexTest, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
+    for (const char* path : {"above/root/kept/a", "above/root/kept/b", "above/root/gone/c"})
+        tree_.write(path, "text");
+    alive();
+    proveStamps(live_->index());
+    tell("kept");
+    end();
+    const EntryId kept = idOf(live_->index(), root_ + "/kept/a");
+    tree_.write("above/root/kept/a", "changed in place");
+    fs::remove_all(root_ + "/gone");
+    tree_.write("above/root/new/d");
+    feed_->state = ChangeFeed::State::opening;
+    make();
+    updates_ = 0;
+    live_->start();
+    EXPECT_EQ(updates_ > 0, true) << "what was loaded is told";
+    EXPECT_EQ(live_->state(), State::replaying);
+    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    EXPECT_EQ(idOf(live_->index(), root_ + "/kept/a"), kept);
+    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds), IsEmpty());
+    EXPECT_THAT(differences(), testing::Not(IsEmpty()));
+    // Nobody tells yet, but who flushes knows.
+    tree_.write("above/root/new/e");
+    EXPECT_TRUE(live_->flush(1s));
+    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds), IsEmpty());
+    tree_.write("above/root/new/f");
+    feed_->state = ChangeFeed::State::open;
+    live_->step();
+    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    while (live_->answers() != Answers::whole)
+        pass(1s);
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_THAT(reports_, IsEmpty()) << "what changed while nobody watched is no fault";
+}
+
+TEST_F(LiveIndexTest, LooksAgainAtWhatCouldNotBeRead) {
+    tree_.write("above/root/a/file");
+    alive();
+    tree_.write("above/root/a/new");
+    tree_.write("above/root/appeared/file");
+    tell("");
+    tell("a");
+    {
+        const test::FewDescriptors shortage(1);
+        live_->step();
+    }
+    EXPECT_THAT(differences(), testing::Not(IsEmpty()));
+    EXPECT_LE(live_->nextTime(), now_ + 5s);
+    pass(5s);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, ACacheTellsOfFoldersThatCouldNotBeRead) {
+    tree_.write("above/root/a/file");
+    alive();
+    tree_.write("above/root/a/appeared/file");
+    tell("a");
+    for (int descriptors = 0; idOf(live_->index(), root_ + "/a/appeared") < 0; ++descriptors) {
+        const test::FewDescriptors shortage(descriptors);
+        live_->flush(1s);
+    }
+    ASSERT_LT(idOf(live_->index(), root_ + "/a/appeared/file"), 0) << "seen, but not read";
+    proveStamps(live_->index());
+    end();
+    make();
+    live_->start();
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, FollowsWithinAFlushOrAStep) {
+    alive();
+    tree_.write("above/root/a");
+    tell("");
+    EXPECT_TRUE(live_->flush(1s));
+    EXPECT_THAT(differences(), IsEmpty());
+    tree_.write("above/root/b");
+    tell("");
+    feed_->isLate = true;
+    EXPECT_FALSE(live_->flush(1s));
+    live_->step();
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, LooksAtPolledTreesWithEachFlushAndNowAndThen) {
+    tree_.write("above/root/polled/a");
+    alive();
+    feed_->polledTrees = {root_ + "/polled"};
+    tree_.write("above/root/polled/b");
+    EXPECT_TRUE(live_->flush(1s));
+    EXPECT_THAT(differences(), IsEmpty());
+    tree_.write("above/root/polled/deep/c");
+    EXPECT_LE(live_->nextTime(), now_ + 2s);
+    pass(2s);
+    EXPECT_THAT(differences(), IsEmpty());
+    lookTakes_ = 1s;
+    live_->flush(1s);
+    EXPECT_GE(live_->nextTime(), now_ + 3s) << "what takes long is done seldom";
+}
+
+TEST_F(LiveIndexTest, AnswersNothingAfterChangesWereLostUntilItIsBuiltAnew) {
+    tree_.write("above/root/a");
+    alive();
+    tree_.write("above/root/b");
+    feed_->waiting.loseTrack();
+    EXPECT_FALSE(live_->flush(1s));
+    EXPECT_EQ(live_->answers(), Answers::none);
+    EXPECT_EQ(live_->index().itemCount(), 1) << "whoever searches meanwhile sees no part";
+    EXPECT_FALSE(live_->nextTask());
+    const auto before = live_->index().generation();
+    live_->step();
+    EXPECT_EQ(live_->index().generation(), before + 1) << "taken over at once";
+    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, SavesNothingThatIsNotWhole) {
+    tree_.write("above/root/a");
+    alive();
+    feed_->waiting.loseTrack();
+    live_->flush(1s);
+    const ino_t before = cacheInode();
+    end();
+    EXPECT_EQ(cacheInode(), before);
+    make();
+    live_->start();
+    live_->step();
+    live_->rebuild();
+    stop_.request_stop();
+    live_->step();
+    live_->end();
+    EXPECT_EQ(cacheInode(), before);
+}
+
+TEST_F(LiveIndexTest, DoesNotKeepASaveThatWasOvertakenByALoss) {
+    alive();
+    live_->rebuild();
+    live_->step();
+    auto saving = live_->nextTask();
+    ASSERT_TRUE(saving);
+    const auto finish = saving->run();
+    live_->rebuild();
+    finish();
+    EXPECT_FALSE(fs::exists(cachePath()));
+}
+
+TEST_F(LiveIndexTest, BuildsAnewWhatIsMostlyDeleted) {
+    auto made = options();
+    made.spareTombstones = 10;
+    alive(std::move(made));
+    for (int i = 0; i < 20; ++i)
+        tree_.write(fmt::format("above/root/new/{}", i));
+    tell("");
+    live_->flush(1s);
+    fs::remove_all(root_ + "/new");
+    tell("");
+    live_->flush(1s);
+    live_->step();
+    const ReadGuard guard(live_->index().rwlock);
+    EXPECT_EQ(live_->index().tombstoneCountLocked(), 0);
+}
+
+TEST_F(LiveIndexTest, SwitchesTheTrigramIndex) {
+    tree_.write("above/root/some name");
+    alive();
+    for (const bool isUsed : {true, false}) {
+        live_->useTrigram(isUsed);
+        live_->step();
+        const ReadGuard guard(live_->index().rwlock);
+        EXPECT_EQ(live_->index().trigramLocked() != nullptr, isUsed);
+    }
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, SavesChangesNoMoreOftenThanTheIntervalAndWhatFailedAgain) {
+    alive();
+    const ino_t first = cacheInode();
+    tree_.write("above/root/a");
+    tell("");
+    pass(1s);
+    EXPECT_EQ(cacheInode(), first);
+    EXPECT_LE(live_->nextTime(), now_ + 5min);
+    const std::string inTheWay = data_.path("moved");
+    fs::rename(data_.path("Dovra"), inTheWay);
+    tree_.write("above/beside");
+    std::ofstream(data_.path("Dovra")) << "no folder";
+    pass(5min);
+    fs::remove(data_.path("Dovra"));
+    fs::rename(inTheWay, data_.path("Dovra"));
+    EXPECT_EQ(cacheInode(), first);
+    pass(30s);
+    EXPECT_NE(cacheInode(), first);
+}
+
+TEST_F(LiveIndexTest, SavesAtTheEndWhatChangedSinceTheLastSaveAndNothingElse) {
+    alive();
+    const ino_t first = cacheInode();
+    end();
+    EXPECT_EQ(cacheInode(), first);
+    make();
+    live_->start();
+    proveStamps(live_->index());
+    end();
+    EXPECT_EQ(cacheInode(), first);
+    alive();
+    tree_.write("above/root/a");
+    tell("");
+    live_->step();
+    end();
+    EXPECT_NE(cacheInode(), first);
+}
+
+TEST_F(LiveIndexTest, DoesNotSaveBecauseItSaved) {
+    // The program's own folder lies in the served tree, and is reached by a link.
+    tree_.makeFolder("above/root/data");
+    fs::create_directory_symlink(root_ + "/data", tree_.path("link"));
+    ::setenv("XDG_DATA_HOME", (tree_.path("link") + "/").c_str(), 1);
+    alive();
+    const std::string own = root_ + "/data/Dovra";
+    const auto inode = [&] { return test::statusOf(own + "/" + cacheFileName(root_)).st_ino; };
+    const ino_t first = inode();
+    for (int i = 0; i < 3; ++i) {
+        tell("data/Dovra");
+        feed_->waiting.addFile(own + "/index.cache.new");
+        pass(10min);
+    }
+    EXPECT_EQ(inode(), first);
+    tree_.write("above/root/other");
+    tell("");
+    tell("data/Dovra");
+    pass(10min);
+    EXPECT_NE(inode(), first);
+}
+
+TEST_F(LiveIndexTest, ARoundFindsWhatNobodyToldAndSaysSo) {
+    for (const char* path : {"above/root/a/file", "above/root/b/file", "above/root/gone/file"})
+        tree_.write(path);
+    alive();
+    tree_.write("above/root/a/file", "longer");
+    tree_.write("above/root/new/deep/file");
+    fs::remove_all(root_ + "/gone");
+    live_->flush(1s);
+    EXPECT_THAT(differences(), testing::Not(IsEmpty()));
+    passARound();
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_THAT(reports_, ElementsAre(HasSubstr("had changed without being told")));
+    ASSERT_TRUE(live_->lastRound());
+    EXPECT_GT(live_->lastRound()->finds, 0);
+    tree_.write("above/root/b/file", "told");
+    tell("b");
+    passARound();
+    EXPECT_EQ(live_->lastRound()->finds, 0);
+    EXPECT_EQ(reports_.size(), 1U);
+}
+
+TEST_F(LiveIndexTest, WhatIsToldWhileItIsComparedIsNoFind) {
+    tree_.write("above/root/a/file");
+    alive();
+    live_->flush(1s);
+    now_ += 10min;
+    tree_.write("above/root/a/file", "longer");
+    while (auto task = live_->nextTask()) {
+        const auto finish = task->run();
+        feed_->waiting.addFile(root_ + "/a/file");
+        finish();
+        now_ += 1s;
+    }
+    passARound();
+    EXPECT_EQ(live_->lastRound()->finds, 0);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, RoundsTakeAHundredthOfTheTimeAndRestWhenNobodyCouldTell) {
+    for (int i = 0; i < 20; ++i)
+        tree_.write(fmt::format("above/root/{}/file", i));
+    alive();
+    EXPECT_FALSE(live_->nextTask());
+    now_ += 20min;
+    EXPECT_FALSE(live_->nextTask()) << "nobody was served";
+    live_->flush(1s);
+    isOnBattery_ = true;
+    now_ += 20min;
+    EXPECT_FALSE(live_->nextTask()) << "on battery";
+    isOnBattery_ = false;
+    now_ += 20min;
+    lookTakes_ = 1ms;
+    int pieces = 0;
+    while (auto task = live_->nextTask()) {
+        const auto start = now_;
+        const auto finish = task->run();
+        const auto took = now_ - start;
+        finish();
+        EXPECT_FALSE(live_->nextTask());
+        const auto next = live_->nextTime();
+        now_ += 99 * took;
+        ++pieces;
+        if (next > now_ + 1s) break;
+    }
+    EXPECT_GT(pieces, 0);
+}
+
+TEST_F(LiveIndexTest, ARootThatGoesAndComesBackIsScannedAgain) {
+    tree_.write("above/root/a");
+    alive();
+    const int feeds = feed_->feeds;
+    fs::rename(root_, tree_.path("above/other"));
+    pass(5s);
+    EXPECT_EQ(live_->index().itemCount(), 0);
+    EXPECT_THAT(reports_, ElementsAre(HasSubstr("is gone")));
+    fs::rename(tree_.path("above/other"), root_);
+    pass(5s);
+    pass(0s);
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_THAT(reports_, ElementsAre(HasSubstr("is gone"), HasSubstr("is back")));
+    EXPECT_GT(feed_->feeds, feeds) << "watched anew";
+    fs::remove_all(root_);
+    tree_.write("above/root/replaced");
+    EXPECT_FALSE(live_->flush(1s));
+    live_->step();
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_THAT(reports_.back(), HasSubstr("another folder"));
+}
+
+TEST_F(LiveIndexTest, AFolderAboveTheRootThatIsAwayForAMomentCostsNothing) {
+    tree_.write("above/root/a/file");
+    alive();
+    fs::rename(tree_.path("above"), tree_.path("away"));
+    tree_.write("away/root/a/new");
+    tell("a");
+    feed_->isLate = true;
+    live_->step();
+    fs::rename(tree_.path("away"), tree_.path("above"));
+    pass(5s);
+    pass(5s);
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
+TEST_F(LiveIndexTest, ARootThatIsReachedByAnotherWayIsWatchedAnew) {
+    tree_.write("target/root/a");
+    fs::create_directory_symlink(tree_.path("target"), tree_.path("link"));
+    auto made = options();
+    made.root = tree_.path("link/root");
+    alive(std::move(made));
+    const int feeds = feed_->feeds;
+    fs::rename(tree_.path("target"), tree_.path("renamed"));
+    fs::remove(tree_.path("link"));
+    fs::create_directory_symlink(tree_.path("renamed"), tree_.path("link"));
+    tree_.write("renamed/root/a", "changed in place, and nobody told");
+    EXPECT_TRUE(live_->flush(1s));
+    EXPECT_EQ(feed_->feeds, feeds + 1);
+    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), tree_.path("link/root")), IsEmpty());
+    EXPECT_THAT(reports_, IsEmpty());
+}
+
+TEST_F(LiveIndexTest, ScansARootThatCouldNotBeReadAtFirst) {
+    tree_.write("above/root/a");
+    fs::permissions(tree_.path(), fs::perms::others_exec, fs::perm_options::add);
+    fs::permissions(tree_.path("above"), fs::perms::others_exec, fs::perm_options::add);
+    fs::permissions(root_, fs::perms::none);
+    {
+        const test::OrdinaryUser user;
+        if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
+        feed_->state = ChangeFeed::State::refused;
+        make();
+        live_->start();
+        live_->step();
+        EXPECT_EQ(live_->index().itemCount(), 0);
+        EXPECT_EQ(live_->coverage(), "not watched");
+    }
+    fs::permissions(root_, fs::perms::owner_all);
+    feed_->state = ChangeFeed::State::open;
+    pass(5s);
+    pass(0s);
+    EXPECT_THAT(differences(), IsEmpty());
+    EXPECT_THAT(reports_, ElementsAre(HasSubstr("not told"), HasSubstr("can be read now")));
+}
+
+}  // namespace
+}  // namespace dovra

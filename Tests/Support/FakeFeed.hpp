@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/ChangeSet.hpp"
+#include "Platform/EventSource.hpp"
+
+namespace dovra::test {
+
+/// What a feed is to say next; a test keeps it, and feeds come and go.
+struct FakeChanges {
+    ChangeFeed::State state = ChangeFeed::State::open;
+    ChangeSet waiting = {};
+    bool isLate = false;  ///< the next taking is not in time
+    std::vector<std::string> polledTrees = {};
+    int feeds = 0;  ///< opened so far
+};
+
+/// A feed whose changes a test makes up, without a thread.
+class FakeFeed final : public EventSource {
+public:
+    explicit FakeFeed(std::shared_ptr<FakeChanges> changes) : changes_(std::move(changes)) { ++changes_->feeds; }
+
+    State state() const override { return changes_->state; }
+    std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
+        if (std::exchange(changes_->isLate, false)) return std::nullopt;
+        return changes_->waiting.take();
+    }
+    std::vector<std::string> polledTrees() const override { return changes_->polledTrees; }
+    std::string coverage() const override { return "made up"; }
+
+    void wait(std::chrono::milliseconds /*timeout*/) override {}
+    void wake() override {}
+    void drain() override {}
+    bool hasChanges() const override { return !changes_->waiting.empty(); }
+
+private:
+    const std::shared_ptr<FakeChanges> changes_;
+};
+
+}  // namespace dovra::test
