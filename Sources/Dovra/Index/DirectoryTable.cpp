@@ -156,8 +156,4 @@ std::size_t DirectoryTable::memoryBytes() const {
     return folders_.capacityBytes() + names_.capacityBytes() + slots_.capacityBytes();
 }
 
-void DirectoryTable::clear() {
-    *this = DirectoryTable();
-}
-
 }  // namespace dovra

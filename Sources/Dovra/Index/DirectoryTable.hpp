@@ -47,7 +47,6 @@ public:
     const std::vector<DirIndex>& roots() const { return roots_; }
 
     std::size_t memoryBytes() const;
-    void clear();
 
 private:
     static constexpr DirIndex none = -1;

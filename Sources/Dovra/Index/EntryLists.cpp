@@ -50,8 +50,9 @@ void EntryLists::append(DirIndex folder, EntryId id) {
 void EntryLists::assignAll(std::size_t folderCount, std::span<const FileEntry> entries) {
     clear();
     std::fill_n(runs_.extend(folderCount), folderCount, Run{0, 0});
-    for (std::size_t id = 0; id < entries.size(); ++id)
-        append(entries[id].dirIndex, static_cast<EntryId>(id));
+    for (std::size_t id = 0; id < entries.size(); ++id) {
+        if (!entries[id].isTombstone()) append(entries[id].dirIndex, static_cast<EntryId>(id));
+    }
 }
 
 bool EntryLists::contains(DirIndex folder) const {

@@ -29,8 +29,8 @@ public:
 
     void append(DirIndex folder, EntryId id);
 
-    /// Replaces all lists: `folderCount` folders have one, with those of `entries` that lie in them. Their
-    /// positions are the identifiers.
+    /// Replaces all lists: `folderCount` folders have one, with those of `entries` that lie in them and are
+    /// not deleted. Their positions are the identifiers.
     void assignAll(std::size_t folderCount, std::span<const FileEntry> entries);
 
     /// Drops the folder's list: it counts as never listed.

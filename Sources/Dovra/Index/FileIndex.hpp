@@ -63,11 +63,16 @@ public:
     /// Empties the index; an attached trigram index is emptied with it.
     void reset() DOVRA_EXCLUDES(rwlock);
 
-    /// Takes over what was made elsewhere; an attached trigram index is filled anew.
+    /// Empties the index and hands out what it held. An attached trigram index goes with it: none is attached
+    /// then. The lock is held for moving alone.
+    IndexContents takeContents() DOVRA_EXCLUDES(rwlock);
+
+    /// Takes over what was made elsewhere, its trigram index (or that there is none) included: whoever wants
+    /// one fills it with the contents. The lock is held for swapping alone.
     void replaceContents(IndexContents contents) DOVRA_EXCLUDES(rwlock);
 
-    /// Rises by one on `reset`, on `replaceContents` and on every stored or changed folder. Any thread,
-    /// without the lock.
+    /// Rises by one on `reset`, `takeContents`, `replaceContents` and on every stored or changed folder. Any
+    /// thread, without the lock.
     std::uint64_t generation() const { return generation_.load(std::memory_order_acquire); }
 
     /// The number of entries that are not tombstones.
@@ -88,6 +93,8 @@ public:
     /// on are posted to it; those already there are not.
     void attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) DOVRA_EXCLUDES(rwlock);
 
+    bool hasTrigramIndex() const DOVRA_EXCLUDES(rwlock);
+
     /// Sets what lifts entries in an order by relevance or score; null for nothing.
     void setFrecency(std::shared_ptr<const RankingBoost> frecency) DOVRA_EXCLUDES(rwlock);
 
@@ -96,14 +103,16 @@ public:
 
     // What searches read. The analysis cannot follow a held lock into the lambdas and objects that a search
     // is made of, so for these the name alone states the rule.
-    std::span<const FileEntry> entriesLocked() const DOVRA_UNCHECKED_LOCKING { return entries_.span(); }
-    const NamePool& namePoolLocked() const DOVRA_UNCHECKED_LOCKING { return names_; }
-    std::span<const NameSignature> signaturesLocked() const DOVRA_UNCHECKED_LOCKING {
-        return signatures_.span();
+    std::span<const FileEntry> entriesLocked() const DOVRA_UNCHECKED_LOCKING {
+        return contents_.entries.span();
     }
-    const DirectoryTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return directories_; }
-    const EntryLists& entriesByDirLocked() const DOVRA_UNCHECKED_LOCKING { return entriesByDir_; }
-    TrigramIndex* trigramLocked() const DOVRA_UNCHECKED_LOCKING { return trigram_.get(); }
+    const NamePool& namePoolLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.names; }
+    std::span<const NameSignature> signaturesLocked() const DOVRA_UNCHECKED_LOCKING {
+        return contents_.signatures.span();
+    }
+    const DirectoryTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.directories; }
+    const EntryLists& entriesByDirLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.entriesByDir; }
+    TrigramIndex* trigramLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.trigram.get(); }
     const RankingBoost* frecencyLocked() const DOVRA_UNCHECKED_LOCKING { return frecency_.get(); }
     std::optional<ScanMode> scanModeOverrideLocked() const DOVRA_UNCHECKED_LOCKING {
         return scanModeOverride_;
@@ -111,15 +120,15 @@ public:
     /// The stamp of the folder when it was last listed as a whole; not known by default.
     FolderStamp stampLocked(DirIndex folder) const DOVRA_UNCHECKED_LOCKING {
         const auto position = static_cast<std::size_t>(folder);
-        return position < stamps_.size() ? stamps_[position] : FolderStamp{};
+        return position < contents_.stamps.size() ? contents_.stamps[position] : FolderStamp{};
     }
-    std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return tombstones_; }
+    std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.tombstones; }
 
     std::string_view nameLocked(const FileEntry& entry) const DOVRA_UNCHECKED_LOCKING {
-        return names_.slice(entry.nameOffset, entry.nameLen);
+        return contents_.names.slice(entry.nameOffset, entry.nameLen);
     }
     std::string_view nameLocked(EntryId id) const DOVRA_UNCHECKED_LOCKING {
-        return nameLocked(entries_[static_cast<std::size_t>(id)]);
+        return nameLocked(contents_.entries[static_cast<std::size_t>(id)]);
     }
 
     /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
@@ -157,7 +166,7 @@ public:
 
     /// Replaces the folder's list; all of `ids` lie in it and ascend.
     void assignListLocked(DirIndex folder, std::span<const EntryId> ids) DOVRA_REQUIRES(rwlock) {
-        entriesByDir_.assign(folder, ids);
+        contents_.entriesByDir.assign(folder, ids);
     }
 
     void raiseGenerationLocked() DOVRA_REQUIRES(rwlock) {
@@ -168,14 +177,7 @@ private:
     FileEntry makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
     std::string fullPathLocked(const FileEntry& entry) const DOVRA_REQUIRES_SHARED(rwlock);
 
-    DirectoryTable directories_ DOVRA_GUARDED_BY(rwlock);
-    PodVector<FileEntry> entries_ DOVRA_GUARDED_BY(rwlock);
-    EntryLists entriesByDir_ DOVRA_GUARDED_BY(rwlock);
-    NamePool names_ DOVRA_GUARDED_BY(rwlock);
-    PodVector<NameSignature> signatures_ DOVRA_GUARDED_BY(rwlock);
-    PodVector<FolderStamp> stamps_ DOVRA_GUARDED_BY(rwlock);  ///< by folder; the last ones may be missing
-    std::int64_t tombstones_ DOVRA_GUARDED_BY(rwlock) = 0;
-    std::shared_ptr<TrigramIndex> trigram_ DOVRA_GUARDED_BY(rwlock);
+    IndexContents contents_ DOVRA_GUARDED_BY(rwlock);
     std::shared_ptr<const RankingBoost> frecency_ DOVRA_GUARDED_BY(rwlock);
     std::optional<ScanMode> scanModeOverride_ DOVRA_GUARDED_BY(rwlock);
     std::atomic<std::uint64_t> generation_{0};

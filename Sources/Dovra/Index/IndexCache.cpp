@@ -1,5 +1,6 @@
 #include "Index/IndexCache.hpp"
 
+#include <cerrno>
 #include <filesystem>
 #include <fmt/format.h>
 #include <system_error>
@@ -32,13 +33,30 @@ IndexCache::IndexCache(std::string_view fileName) {
 }
 
 std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volumeDev,
-                                          std::uint64_t lastEventId) const {
+                                          std::uint64_t lastEventId, const std::stop_token& stop) const {
     if (!filePath_) return FileError{"there is no folder for the index cache"};
-    AtomicFile file(*filePath_);
-    const auto obstacle =
-        encodeSnapshot(index, volumeDev, lastEventId, [&](std::string_view bytes) { file.write(bytes); });
-    if (obstacle) return FileError{fmt::format("cannot write {}: {}", *filePath_, *obstacle)};
-    return file.commit();
+    constexpr int attempts = 5;
+    for (int i = 0; i < attempts; ++i) {
+        AtomicFile file(*filePath_);
+        const SnapshotSink sink = [&](std::string_view bytes) {
+            return !stop.stop_requested() && file.write(bytes);
+        };
+        switch (encodeSnapshot(index, volumeDev, lastEventId, sink)) {
+            case Encoded::whole:
+                return file.commit();
+            case Encoded::changed:
+                continue;
+            case Encoded::abandoned:
+                return stop.stop_requested() ? notWritten("it was stopped", ECANCELED) : file.commit();
+            case Encoded::tooManyRoots:
+                return notWritten("too many folders lie apart from all others", 0);
+        }
+    }
+    return notWritten("the index changed while it was written", EAGAIN);
+}
+
+FileError IndexCache::notWritten(std::string_view reason, int code) const {
+    return {fmt::format("cannot write {}: {}", *filePath_, reason), code};
 }
 
 std::optional<LoadedSnapshot> IndexCache::load(FileIndex& index, const SnapshotSubject& subject,

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -25,10 +26,13 @@ public:
     /// Absent when there is no application-support folder.
     const std::optional<std::string>& filePath() const { return filePath_; }
 
-    /// Replaces the file by a snapshot of the index (see `encodeSnapshot`). On failure the old file stays; it
-    /// fails with the code EWOULDBLOCK while another process of this user saves.
+    /// Replaces the file by a snapshot of one state of the index (see `encodeSnapshot`). Any thread, while
+    /// the index goes on changing: a snapshot that a change overtook is begun anew, a few times. On failure
+    /// the old file stays. The code is EAGAIN when it should be tried again later (the index kept changing,
+    /// or another process of this user saves), ECANCELED after a request to stop.
     [[nodiscard]] std::optional<FileError> save(const FileIndex& index, DeviceId volumeDev,
-                                                std::uint64_t lastEventId) const;
+                                                std::uint64_t lastEventId,
+                                                const std::stop_token& stop = {}) const;
 
     /// Loads the file into the index (see `loadSnapshot`). Absent, with the index as it was, when there is no
     /// file, when it cannot be read, and when it is not a sound snapshot of that subject.
@@ -39,6 +43,8 @@ public:
     void remove() const;
 
 private:
+    FileError notWritten(std::string_view reason, int code) const;
+
     std::optional<std::string> filePath_;
 };
 

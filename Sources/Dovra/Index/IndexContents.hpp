@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "Base/PodVector.hpp"
 #include "Index/DirectoryTable.hpp"
@@ -8,12 +9,13 @@
 #include "Index/FileEntry.hpp"
 #include "Index/NamePool.hpp"
 #include "Index/NameSignature.hpp"
+#include "Index/TrigramIndex.hpp"
 #include "Platform/FolderStamp.hpp"
 
 namespace dovra {
 
-/// All that an index holds, made by someone else to become an index's contents at once. Whoever makes it
-/// keeps the invariants of `FileIndex`.
+/// All that an index holds. Made or filled elsewhere it becomes an index's contents at once
+/// (`FileIndex::replaceContents`). Whoever makes it keeps the invariants of `FileIndex`.
 struct IndexContents {
     DirectoryTable directories;
     PodVector<FileEntry> entries;
@@ -22,6 +24,7 @@ struct IndexContents {
     PodVector<NameSignature> signatures;
     PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
     std::int64_t tombstones = 0;
+    std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
 };
 
 }  // namespace dovra

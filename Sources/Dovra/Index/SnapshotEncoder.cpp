@@ -1,118 +1,185 @@
+#include <algorithm>
+
 #include "Index/Snapshot.hpp"
 #include "Index/SnapshotFormat.hpp"
+
+// The index lives on while it is encoded. Each piece is copied under the lock and handed on without it, so a
+// change waits for the copying of one piece at most. What the pieces have in common is the generation: when
+// it has changed, they are not of one state any more, and the encoding ends.
 
 namespace dovra {
 
 namespace {
 
-/// Collects small pieces, so that the sink is not called for each.
-class PieceBuffer {
-public:
-    explicit PieceBuffer(const SnapshotSink& sink) : sink_(sink) {}
+constexpr std::size_t pieceBytes = std::size_t{256} * 1024;
 
-    void add(std::string_view bytes) {
-        if (bytes_.size() + bytes.size() > capacity) flush();
-        bytes_ += bytes;
-    }
-
-    void flush() {
-        if (!bytes_.empty()) sink_(bytes_);
-        bytes_.clear();
-    }
-
-private:
-    static constexpr std::size_t capacity = std::size_t{256} * 1024;
-
-    const SnapshotSink& sink_;
-    std::string bytes_;
-};
+/// Folders are looked at in an order that the processor's cache does not foresee.
+constexpr std::size_t foldersPerPiece = 4096;
 
 class SnapshotEncoder {
 public:
-    SnapshotEncoder(const FileIndex& index, const SnapshotSink& sink)
-        : index_(index), directories_(index.directoriesLocked()), sink_(sink) {}
+    SnapshotEncoder(const FileIndex& index, const SnapshotSink& sink) : index_(index), sink_(sink) {}
 
-    std::optional<std::string> obstacle() const {
-        if (directories_.roots().size() > maxRoots) return "too many folders lie apart from all others";
-        if (directorySectionBytes() > maxDirectorySectionBytes)
-            return "the paths of the folders take more than 4 GB";
-        return std::nullopt;
-    }
-
-    void encode(DeviceId volumeDev, std::uint64_t lastEventId) const {
-        writeHeader(volumeDev, lastEventId);
-        writeDirectories();
-        const NamePool& names = index_.namePoolLocked();
-        sink_({reinterpret_cast<const char*>(names.bytes()), names.size()});
-        const auto entries = std::as_bytes(index_.entriesLocked());
-        sink_({reinterpret_cast<const char*>(entries.data()), entries.size()});
-        writeStamps();
+    Encoded encode(DeviceId volumeDev, std::uint64_t lastEventId) {
+        if (!begin()) return Encoded::tooManyRoots;
+        const bool isWhole = writePieces(folderCount_, &SnapshotEncoder::planFolders) &&
+                             writeHeader(volumeDev, lastEventId) &&
+                             writePieces(folderCount_, &SnapshotEncoder::copyPaths) &&
+                             writePieces(poolBytes_, &SnapshotEncoder::copyNames) &&
+                             writePieces(entryCount_, &SnapshotEncoder::copyEntries) && writeStampHeader() &&
+                             writePieces(folderCount_, &SnapshotEncoder::copyStamps);
+        if (isWhole) return Encoded::whole;
+        return hasChanged_ ? Encoded::changed : Encoded::abandoned;
     }
 
 private:
-    /// A folder's path is as long as its parent's, a slash and its name; "/" counts as nothing there.
-    std::uint64_t directorySectionBytes() const {
-        PodVector<std::uint64_t> lengths;
-        std::uint64_t total = 0;
-        for (std::size_t i = 0; i < directories_.count(); ++i) {
-            const auto folder = static_cast<DirIndex>(i);
-            const auto parent = directories_.parent(folder);
-            const std::uint64_t above = parent ? lengths[static_cast<std::size_t>(*parent)] + 1 : 0;
-            lengths.push_back(above + directories_.name(folder).size());
-            total += sizeof(std::uint32_t) + std::max<std::uint64_t>(lengths.back(), 1);
+    /// What is written of a folder.
+    struct Planned {
+        static constexpr DirIndex leftOut = -1;
+
+        DirIndex position;  ///< in the file
+        std::uint16_t pathBytes;
+        bool lacksContents;  ///< of a child folder, so that it must be listed again
+
+        bool isSaved() const { return position != leftOut; }
+    };
+    static_assert(sizeof(Planned) == 8 && maxSavedPathBytes < 65535);
+
+    /// Copies what begins at a position into the buffer and returns the position behind it. Called under the
+    /// lock.
+    using CopyPiece = std::size_t (SnapshotEncoder::*)(std::size_t first);
+
+    bool begin() {
+        const ReadGuard guard(index_.rwlock);
+        generation_ = index_.generation();
+        folderCount_ = index_.directoriesLocked().count();
+        poolBytes_ = index_.namePoolLocked().size();
+        entryCount_ = index_.entriesLocked().size();
+        return index_.directoriesLocked().roots().size() <= maxRoots;
+    }
+
+    bool writePieces(std::size_t count, CopyPiece copy) {
+        for (std::size_t next = 0; next < count;) {
+            buffer_.truncate(0);
+            {
+                const ReadGuard guard(index_.rwlock);
+                hasChanged_ = index_.generation() != generation_;
+                if (hasChanged_) return false;
+                next = (this->*copy)(next);
+            }
+            if (!sink_({buffer_.data(), buffer_.size()})) return false;
         }
-        return total;
+        return true;
+    }
+
+    void append(std::string_view bytes) { buffer_.append(bytes.data(), bytes.size()); }
+
+    std::size_t planFolders(std::size_t first) {
+        const std::size_t last = std::min(first + foldersPerPiece, folderCount_);
+        for (std::size_t i = first; i < last; ++i)
+            plan_.push_back(planned(static_cast<DirIndex>(i)));
+        return last;
+    }
+
+    /// Also marks its parent.
+    Planned planned(DirIndex folder) {
+        const DirectoryTable& directories = index_.directoriesLocked();
+        std::size_t pathBytes = directories.name(folder).size();
+        bool isSaved = true;
+        if (const auto parent = directories.parent(folder)) {
+            Planned& above = plan_[static_cast<std::size_t>(*parent)];
+            pathBytes += above.pathBytes + std::size_t{1};
+            isSaved = above.isSaved() && pathBytes <= maxSavedPathBytes;
+            above.lacksContents |= !isSaved && index_.entriesByDirLocked().contains(folder);
+        }
+        return {.position = isSaved ? savedFolders_++ : Planned::leftOut,
+                .pathBytes = static_cast<std::uint16_t>(std::min(pathBytes, maxSavedPathBytes + 1)),
+                .lacksContents = false};
     }
 
     // The index itself ends the process before one of these counts outgrows its 32 bits.
-    void writeHeader(DeviceId volumeDev, std::uint64_t lastEventId) const {
+    bool writeHeader(DeviceId volumeDev, std::uint64_t lastEventId) const {
         const SnapshotHeader header{
             .magic = SnapshotHeader::expectedMagic,
             .version = SnapshotHeader::expectedVersion,
             .entryBytes = sizeof(FileEntry),
             .volumeDev = static_cast<std::int64_t>(volumeDev),
             .lastEventId = lastEventId,
-            .directoryCount = static_cast<std::uint32_t>(directories_.count()),
-            .entryCount = static_cast<std::uint32_t>(index_.entriesLocked().size()),
-            .poolBytes = static_cast<std::uint32_t>(index_.namePoolLocked().size()),
+            .directoryCount = static_cast<std::uint32_t>(savedFolders_),
+            .entryCount = static_cast<std::uint32_t>(entryCount_),
+            .poolBytes = static_cast<std::uint32_t>(poolBytes_),
         };
-        sink_(bytesOf(header, SnapshotHeader::bytes));
+        return sink_(bytesOf(header, SnapshotHeader::bytes));
     }
 
-    void writeDirectories() const {
-        PieceBuffer buffer(sink_);
-        for (std::size_t i = 0; i < directories_.count(); ++i) {
-            const std::string path = directories_.path(static_cast<DirIndex>(i));
-            buffer.add(bytesOf(static_cast<std::uint32_t>(path.size())));
-            buffer.add(path);
+    std::size_t copyPaths(std::size_t first) {
+        const std::size_t last = std::min(first + foldersPerPiece / 4, folderCount_);
+        std::size_t i = first;
+        for (; i < last && buffer_.size() < pieceBytes; ++i) {
+            if (!plan_[i].isSaved()) continue;
+            const std::string path = index_.directoriesLocked().path(static_cast<DirIndex>(i));
+            append(bytesOf(static_cast<std::uint32_t>(path.size())));
+            append(path);
         }
-        buffer.flush();
+        return i;
     }
 
-    void writeStamps() const {
-        PieceBuffer buffer(sink_);
-        const StampSectionHeader header{.magic = StampSectionHeader::expectedMagic,
-                                        .contentBytes = directories_.count() * sizeof(FolderStamp)};
-        buffer.add(bytesOf(header));
-        for (std::size_t i = 0; i < directories_.count(); ++i)
-            buffer.add(bytesOf(index_.stampLocked(static_cast<DirIndex>(i))));
-        buffer.flush();
+    std::size_t copyNames(std::size_t first) {
+        const std::size_t count = std::min(pieceBytes, poolBytes_ - first);
+        append({reinterpret_cast<const char*>(index_.namePoolLocked().bytes()) + first, count});
+        return first + count;
+    }
+
+    std::size_t copyEntries(std::size_t first) {
+        const auto entries = index_.entriesLocked();
+        const std::size_t last = std::min(first + pieceBytes / sizeof(FileEntry), entryCount_);
+        for (std::size_t id = first; id < last; ++id)
+            append(bytesOf(placed(entries[id])));
+        return last;
+    }
+
+    /// The entry, in its folder's position in the file. Without that folder it is deleted.
+    FileEntry placed(FileEntry entry) const {
+        const Planned& folder = plan_[static_cast<std::size_t>(entry.dirIndex)];
+        if (!folder.isSaved()) entry.flags |= FileEntry::tombstone;
+        entry.dirIndex = folder.isSaved() ? folder.position : 0;
+        return entry;
+    }
+
+    bool writeStampHeader() const {
+        const StampSectionHeader header{
+            .magic = StampSectionHeader::expectedMagic,
+            .contentBytes = static_cast<std::uint64_t>(savedFolders_) * sizeof(FolderStamp)};
+        return sink_(bytesOf(header));
+    }
+
+    std::size_t copyStamps(std::size_t first) {
+        const std::size_t last = std::min(first + foldersPerPiece, folderCount_);
+        for (std::size_t i = first; i < last; ++i) {
+            if (!plan_[i].isSaved()) continue;
+            const FolderStamp stamp = index_.stampLocked(static_cast<DirIndex>(i));
+            append(bytesOf(plan_[i].lacksContents ? FolderStamp{} : stamp));
+        }
+        return last;
     }
 
     const FileIndex& index_;
-    const DirectoryTable& directories_;
     const SnapshotSink& sink_;
+    std::uint64_t generation_ = 0;
+    bool hasChanged_ = false;
+    std::size_t folderCount_ = 0;
+    std::size_t poolBytes_ = 0;
+    std::size_t entryCount_ = 0;
+    PodVector<Planned> plan_;  ///< by folder
+    DirIndex savedFolders_ = 0;
+    PodVector<char> buffer_;
 };
 
 }  // namespace
 
-std::optional<std::string> encodeSnapshot(const FileIndex& index, DeviceId volumeDev,
-                                          std::uint64_t lastEventId, const SnapshotSink& sink) {
-    const ReadGuard guard(index.rwlock);
-    const SnapshotEncoder encoder(index, sink);
-    if (auto obstacle = encoder.obstacle()) return obstacle;
-    encoder.encode(volumeDev, lastEventId);
-    return std::nullopt;
+Encoded encodeSnapshot(const FileIndex& index, DeviceId volumeDev, std::uint64_t lastEventId,
+                       const SnapshotSink& sink) {
+    return SnapshotEncoder(index, sink).encode(volumeDev, lastEventId);
 }
 
 }  // namespace dovra

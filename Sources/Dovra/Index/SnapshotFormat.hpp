@@ -51,9 +51,10 @@ static_assert(offsetof(FolderStamp, inode) == 8 && offsetof(FolderStamp, modifie
 /// A folder's path takes its length and at least one byte.
 inline constexpr std::size_t minDirectoryBytes = 5;
 
-/// Whole paths make a tree of extraordinary depth extraordinarily long, and scanning it is faster than
-/// reading that. Also what any one length of 32 bits can hold.
-inline constexpr std::uint64_t maxDirectorySectionBytes = 0xFFFFFFFF;
+/// The longest path of a folder that is saved with its contents; a root is saved in any case. Whole paths
+/// would make the file of a tree of extraordinary depth extraordinarily long, and scanning what lies below is
+/// faster than reading that.
+inline constexpr std::size_t maxSavedPathBytes = 4096;
 
 /// Folders whose parent is not in the table. A scan has one for each of its roots; looking for a folder goes
 /// through all of them.

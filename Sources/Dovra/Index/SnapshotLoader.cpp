@@ -57,9 +57,10 @@ public:
     SnapshotReader(const SnapshotSource& source, const SnapshotSubject& subject, const std::stop_token& stop)
         : source_(source), subject_(subject), stop_(stop) {}
 
-    bool read() {
+    bool read(bool withTrigrams) {
         return readHeader() && readDirectories() && readPool() && readEntries() && everyFolderIsListed() &&
-               !stop_.stop_requested() && buildFromEntries() && readStamps() && !stop_.stop_requested();
+               !stop_.stop_requested() && buildFromEntries() && readStamps() &&
+               (!withTrigrams || buildTrigrams()) && !stop_.stop_requested();
     }
 
     const SnapshotHeader& header() const { return header_; }
@@ -210,12 +211,20 @@ private:
             const auto folder = static_cast<DirIndex>(i);
             const bool isRoot = !contents_.directories.parent(folder);
             if (isRoot || (folderEntries_[i] & hasLiveEntry) != 0) continue;
-            bool isEmpty = true;
-            contents_.entriesByDir.forEach(folder, [&](EntryId id) {
-                isEmpty = isEmpty && contents_.entries[static_cast<std::size_t>(id)].isTombstone();
-            });
-            if (!isEmpty) return false;
+            if (!contents_.entriesByDir.ids(folder).empty()) return false;
             contents_.entriesByDir.forget(folder);
+        }
+        return true;
+    }
+
+    /// False when it was to stop.
+    bool buildTrigrams() {
+        contents_.trigram = std::make_shared<TrigramIndex>();
+        for (std::size_t id = 0; id < header_.entryCount; ++id) {
+            if (id % entriesPerPiece == 0 && stop_.stop_requested()) return false;
+            const FileEntry& entry = contents_.entries[id];
+            contents_.trigram->add(static_cast<EntryId>(id),
+                                   contents_.names.slice(entry.nameOffset, entry.nameLen));
         }
         return true;
     }
@@ -266,7 +275,7 @@ private:
 std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
                                            const SnapshotSubject& subject, const std::stop_token& stop) {
     SnapshotReader reader(source, subject, stop);
-    if (!reader.read()) return std::nullopt;
+    if (!reader.read(index.hasTrigramIndex())) return std::nullopt;
     index.replaceContents(std::move(reader.contents()));
     return LoadedSnapshot{.lastEventId = reader.header().lastEventId,
                           .count = static_cast<std::int64_t>(reader.header().entryCount)};

@@ -34,8 +34,9 @@ public:
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
 
-    /// Appends the bytes. After a failure (a full disk, a folder that may not be written) does nothing.
-    void write(std::string_view bytes);
+    /// Appends the bytes. False after a failure (a full disk, a folder that may not be written), which
+    /// `commit` returns; nothing is written any more then.
+    bool write(std::string_view bytes);
 
     /// Replaces the old file, or returns the first failure of all that was tried. At most once.
     [[nodiscard]] std::optional<FileError> commit();

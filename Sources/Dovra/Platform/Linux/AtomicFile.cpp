@@ -140,8 +140,9 @@ AtomicFile::~AtomicFile() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-void AtomicFile::write(std::string_view bytes) {
+bool AtomicFile::write(std::string_view bytes) {
     if (!error_ && !writeAll(descriptor_, bytes)) error_ = fileError("write", target_);
+    return !error_;
 }
 
 std::optional<FileError> AtomicFile::commit() {
