@@ -1,241 +1,94 @@
-#include <filesystem>
-#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <string>
-#include <sys/mount.h>
-#include <thread>
 #include <vector>
 
-#include "Index/ChangeApplication.hpp"
-#include "Platform/EventStream.hpp"
-#include "Support/FreshScan.hpp"
-#include "Support/TemporaryTree.hpp"
+#include "Support/FollowedTree.hpp"
+#include "Support/TreeScript.hpp"
 #include "Support/WatchMechanisms.hpp"
 
 namespace dovra {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::Contains;
 using testing::IsEmpty;
 
-namespace fs = std::filesystem;
-
-/// Gives the calling thread, and those that it starts, mounts of their own.
-bool enterOwnMounts() {
-    return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
-/// A tree with an index that a stream keeps current. All threads are started by the caller's and see its
-/// mounts.
-class StreamedTree {
-public:
-    explicit StreamedTree(WatchMechanism mechanism) : stream_(open(mechanism), 10ms) {
-        crawl(index, {tree.path()}, {});
-        stream_.goLive([this](const ChangeBatch& batch) { applyChanges(index, batch); });
-    }
-
-    std::vector<std::string> differencesAfterFlush() {
-        if (!stream_.flush(20s)) return {"the flush took too long"};
-        return test::differencesFromFreshScan(index, tree.path());
-    }
-
-    const test::TemporaryTree tree;
-    FileIndex index;
-
-private:
-    std::unique_ptr<EventSource> open(WatchMechanism mechanism) const {
-        fs::create_directories(tree.path("place/hidden"));
-        WatchOptions options;
-        options.root = tree.path();
-        options.mechanism = mechanism;
-        return openEventSource(options);
-    }
-
-    EventStream stream_;
+struct Script {
+    const char* name;
+    std::vector<std::string> steps;  ///< after each, the index equals a fresh scan
 };
 
-void followMounts(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    const std::string place = watched.tree.path("place");
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_EQ(::mount("tmpfs", place.c_str(), "tmpfs", 0, nullptr), 0);
-        watched.tree.write("place/inside/file");
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-        watched.tree.write("place/inside/later");
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-        ASSERT_EQ(::umount(place.c_str()), 0) << "what is watched can be unmounted";
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-        watched.tree.write("place/hidden/file");
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    }
-}
-
-void followBindMounts(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    watched.tree.write("origin/folder/file");
-    const std::string place = watched.tree.path("place");
-    ASSERT_EQ(::mount(watched.tree.path("origin").c_str(), place.c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    watched.tree.write("origin/folder/more/seen twice");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    watched.tree.write("place/folder/more/again", "both");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-}
-
-void forgetWhatAKernelFileSystemHides(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    const std::string place = watched.tree.path("place");
-    ASSERT_EQ(::mount("proc", place.c_str(), "proc", 0, nullptr), 0);
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-}
-
-/// Mounts a new file system of the same kind as before, so that nothing in the table of mounts tells the two
-/// apart.
-bool mountMemory(const std::string& place) {
-    return ::mount("tmpfs", place.c_str(), "tmpfs", 0, nullptr) == 0;
-}
-
-void followAQuickExchange(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    const std::string place = watched.tree.path("place");
-    ASSERT_TRUE(mountMemory(place));
-    watched.tree.write("place/before/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    for (const int flags : {0, static_cast<int>(MNT_DETACH)}) {
-        ASSERT_EQ(::umount2(place.c_str(), flags), 0);
-        ASSERT_TRUE(mountMemory(place));
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-        watched.tree.write("place/after/file");
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-        watched.tree.write("place/after/deeper/file");
-        ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    }
-    ASSERT_EQ(::umount(place.c_str()), 0);
-}
-
-void followMountsOverMounts(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    const std::string place = watched.tree.path("place");
-    ASSERT_TRUE(mountMemory(place));
-    watched.tree.write("place/lower/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_TRUE(mountMemory(place));
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    watched.tree.write("place/upper/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    watched.tree.write("place/lower/more/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-}
-
-/// One file system at two places, of which the one goes and another file system takes its place.
-void followAnExchangeOfOneOfTwo(WatchMechanism mechanism) {
-    StreamedTree watched(mechanism);
-    const std::string place = watched.tree.path("place");
-    const std::string second = watched.tree.makeFolder("second");
-    ASSERT_TRUE(mountMemory(place));
-    ASSERT_EQ(::mount(place.c_str(), second.c_str(), nullptr, MS_BIND, nullptr), 0);
-    watched.tree.write("place/folder/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-    ASSERT_TRUE(mountMemory(place));
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    watched.tree.write("place/other/file");
-    watched.tree.write("second/folder/more");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    ASSERT_EQ(::umount(place.c_str()), 0);
-    ASSERT_EQ(::umount(second.c_str()), 0);
-}
-
-/// The devices that are watched are those that a scan would enter now, not those of the start.
-void followAVolumeThatIsMountedLater(WatchMechanism mechanism) {
-    const test::TemporaryTree tree;
-    const std::string place = tree.makeFolder("place");
-    WatchOptions options;
-    options.root = tree.path();
-    options.mechanism = mechanism;
-    options.allowedDevices = [&] {
-        return std::vector<DeviceId>{folderStamp(tree.path()).device, folderStamp(place).device};
-    };
-    const auto source = openEventSource(options);
-    ASSERT_NE(source, nullptr);
-    ASSERT_TRUE(mountMemory(place));
-    source->drain();
-    EXPECT_THAT(source->take({})->subtrees, Contains(place));
-    tree.write("place/file");
-    source->drain();
-    EXPECT_THAT(source->take({})->paths, Contains(place));
-    ASSERT_EQ(::umount(place.c_str()), 0);
-}
-
-void tellNothingOfMountsElsewhere(WatchMechanism mechanism) {
-    const test::TemporaryTree tree;
-    const test::TemporaryTree elsewhere;
-    WatchOptions options;
-    options.root = tree.path();
-    options.mechanism = mechanism;
-    const auto source = openEventSource(options);
-    ASSERT_NE(source, nullptr);
-    ASSERT_TRUE(mountMemory(elsewhere.path()));
-    source->drain();
-    EXPECT_THAT(source->take({})->subtrees, IsEmpty());
-    ASSERT_EQ(::umount(elsewhere.path().c_str()), 0);
-}
-
-class MountWatching : public testing::TestWithParam<WatchMechanism> {
-protected:
-    /// Runs on a thread of its own, so that the mounts of the other tests stay as they are.
-    static void run(void (*body)(WatchMechanism)) {
-        bool hasMounts = false;
-        std::thread([&] {
-            hasMounts = enterOwnMounts();
-            if (hasMounts) body(GetParam());
-        }).join();
-        if (!hasMounts) GTEST_SKIP() << "this user may not mount";
-    }
+const Script scripts[] = {
+    {"mounts that come and go",
+     {"folder place/hidden", "tmpfs place", "write place/inside/file", "write place/inside/later",
+      "umount place", "write place/hidden/file", "tmpfs place", "write place/inside/file", "umount place",
+      "write place/hidden/file"}},
+    {"one folder at two places",
+     {"write origin/folder/file", "folder place", "bind origin place", "write origin/folder/more/seen twice",
+      "write place/folder/more/both", "umount place"}},
+    {"a file system of the kernel's, which is not entered",
+     {"write place/hidden/file", "proc place", "umount place"}},
+    // The next file system looks in the table of mounts like the one before.
+    {"a quick exchange of one file system for another",
+     {"folder place", "tmpfs place", "write place/before/file", "umount place; tmpfs place",
+      "write place/after/file", "write place/after/deeper/file", "detach place; tmpfs place",
+      "write place/after/file", "write place/after/deeper/file", "umount place"}},
+    {"mounts over mounts",
+     {"folder place", "tmpfs place", "write place/lower/file", "tmpfs place", "write place/upper/file",
+      "umount place", "write place/lower/more/file", "umount place"}},
+    {"the exchange of one of two mounts of a file system",
+     {"folder place", "folder second", "tmpfs place", "bind place second", "write place/folder/file",
+      "umount place; tmpfs place", "write place/other/file; write second/folder/more", "umount place",
+      "umount second"}},
 };
+
+class MountWatching : public testing::TestWithParam<WatchMechanism> {};
 
 INSTANTIATE_TEST_SUITE_P(, MountWatching, test::everyMechanism, test::mechanismName);
 
-TEST_P(MountWatching, FollowsMountsThatComeAndGo) {
-    run(followMounts);
+TEST_P(MountWatching, FollowsScripts) {
+    for (const Script& script : scripts) {
+        SCOPED_TRACE(script.name);
+        const auto run = [&] {
+            test::FollowedTree followed(GetParam());
+            for (const std::string& step : script.steps) {
+                ASSERT_TRUE(test::perform(followed.tree.path(), step)) << step;
+                ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty()) << step;
+            }
+        };
+        if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    }
 }
 
-TEST_P(MountWatching, FollowsOneFolderAtTwoPlaces) {
-    run(followBindMounts);
-}
-
-TEST_P(MountWatching, FollowsAQuickExchangeOfOneFileSystemForAnother) {
-    run(followAQuickExchange);
-}
-
-TEST_P(MountWatching, FollowsMountsOverMounts) {
-    run(followMountsOverMounts);
-}
-
-TEST_P(MountWatching, FollowsTheExchangeOfOneOfTwoMounts) {
-    run(followAnExchangeOfOneOfTwo);
-}
-
+/// The devices that are watched are those that a scan would enter now, not those of the start.
 TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
-    run(followAVolumeThatIsMountedLater);
+    const auto run = [] {
+        std::string place;
+        test::FollowedTree followed(GetParam(),
+                                    {.root = {}, .allowedDevices = [&] {
+                                         return std::vector<DeviceId>{
+                                             folderStamp(place.substr(0, place.rfind('/'))).device,
+                                             folderStamp(place).device};
+                                     }});
+        place = followed.tree.makeFolder("place");
+        ASSERT_TRUE(test::perform(followed.tree.path(), "tmpfs place"));
+        EXPECT_THAT(followed.follow().subtrees, Contains(place));
+        followed.tree.write("place/file");
+        EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+        ASSERT_TRUE(test::perform(followed.tree.path(), "umount place"));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
 }
 
 TEST_P(MountWatching, TellsNothingOfMountsElsewhere) {
-    run(tellNothingOfMountsElsewhere);
-}
-
-TEST_P(MountWatching, ForgetsWhatAKernelFileSystemHides) {
-    run(forgetWhatAKernelFileSystemHides);
+    const auto run = [] {
+        test::FollowedTree followed(GetParam());
+        const test::TemporaryTree elsewhere;
+        ASSERT_TRUE(test::perform(elsewhere.path(), "tmpfs ."));
+        EXPECT_THAT(followed.follow().subtrees, IsEmpty());
+        ASSERT_TRUE(test::perform(elsewhere.path(), "umount ."));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
 }
 
 }  // namespace

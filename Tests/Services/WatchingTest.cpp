@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <memory>
 #include <sched.h>
 #include <stop_token>
 #include <string>
@@ -15,97 +13,29 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Index/ChangeApplication.hpp"
-#include "Services/FSEventsWatcher.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/FewDescriptors.hpp"
-#include "Support/FreshScan.hpp"
-#include "Support/InMemory.hpp"
-#include "Support/IndexBuilder.hpp"
-#include "Support/Privileges.hpp"
-#include "Support/TemporaryTree.hpp"
+#include "Support/FollowedTree.hpp"
 #include "Support/TreeStorm.hpp"
 #include "Support/WatchMechanisms.hpp"
 
 namespace dovra {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-/// A tree on the disk with an index of it that a watcher keeps current, as the services do.
-class WatchedTree {
-public:
-    explicit WatchedTree(WatchMechanism mechanism, std::size_t maxWatches = SIZE_MAX,
-                         std::chrono::milliseconds latency = 50ms)
-        : watcher_(options(mechanism, maxWatches),
-                   {.callback = [this](const ChangeBatch& batch) { apply(batch); },
-                    .onMustRescan = [this] { rescan(); }},
-                   latency) {}
-
-    /// Arms, scans while `meanwhile` runs, and starts.
-    bool start(const std::function<void()>& meanwhile = [] {}) {
-        if (!watcher_.arm()) return false;
-        meanwhile();
-        crawl(index, {tree.path()}, {});
-        return watcher_.start();
-    }
-
-    std::vector<std::string> differencesAfterFlush() {
-        if (!watcher_.flush(20s)) return {"the flush took too long"};
-        return test::differencesFromFreshScan(index, tree.path());
-    }
-
-    FSEventsWatcher& watcher() { return watcher_; }
-    int rescans() const { return rescans_; }
-    std::string path(const std::string& name) const { return tree.path(name); }
-
-    const test::InMemory inMemory;
-    const test::TemporaryTree tree;
-    FileIndex index;
-    std::vector<std::string> reports;
-
-private:
-    WatchOptions options(WatchMechanism mechanism, std::size_t maxWatches) {
-        WatchOptions watch;
-        watch.maxWatches = maxWatches;
-        watch.root = tree.path();
-        watch.mechanism = mechanism;
-        watch.report = [this](const std::string& message) { reports.push_back(message); };
-        return watch;
-    }
-
-    void apply(const ChangeBatch& batch) {
-        ChangeBatch all = batch;
-        all.paths.insert(all.paths.end(), unread_.begin(), unread_.end());
-        unread_ = applyChanges(index, all).unread;
-    }
-
-    void rescan() {
-        ++rescans_;
-        index.reset();
-        crawl(index, {tree.path()}, {});
-    }
-
-    std::vector<std::string> unread_;
-    std::atomic<int> rescans_{0};
-    FSEventsWatcher watcher_;
-};
-
 class Watching : public testing::TestWithParam<WatchMechanism> {
 protected:
     void SetUp() override {
-        const bool started = watched.start();
-        ASSERT_TRUE(started);
-        const std::string coverage = watched.watcher().coverage();
+        const std::string coverage = watched.source->coverage();
         if (GetParam() == WatchMechanism::best && coverage.find("fanotify") == std::string::npos)
             GTEST_SKIP() << "whole file systems cannot be watched here; " << coverage;
     }
 
-    WatchedTree watched{GetParam()};
+    test::FollowedTree watched{GetParam()};
     const test::TemporaryTree& tree = watched.tree;
 };
 
@@ -116,24 +46,20 @@ using Step = std::function<void(test::TreeStorm&)>;
 const Step anyStep = [](test::TreeStorm& storm) { storm.step(); };
 const Step folderStep = [](test::TreeStorm& storm) { storm.stepOfFolders(); };
 
-/// Storms from three sides at once, and a fourth that has the events taken as they come, a few at a time.
-void makeStorms(WatchedTree& watched, unsigned seed, int steps, const Step& step = anyStep) {
-    std::atomic<bool> isOver = false;
-    std::jthread flushing([&] {
-        while (!isOver)
-            watched.watcher().flush(20s);
-    });
-    {
-        std::vector<std::jthread> storms;
-        for (unsigned side = 0; side < 3; ++side) {
-            storms.emplace_back([&, side] {
-                test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
-                for (int i = 0; i < steps; ++i)
-                    step(storm);
-            });
-        }
+/// Storms from three sides at once, whose events are taken as they come, a few at a time.
+void makeStorms(test::FollowedTree& watched, unsigned seed, int steps, const Step& step = anyStep) {
+    std::atomic<int> running = 3;
+    std::vector<std::jthread> storms;
+    for (unsigned side = 0; side < 3; ++side) {
+        storms.emplace_back([&, side] {
+            test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
+            for (int i = 0; i < steps; ++i)
+                step(storm);
+            --running;
+        });
     }
-    isOver = true;
+    while (running > 0)
+        watched.follow();
 }
 
 /// Changes something in every folder, and nothing else: whether each is still known by its path.
@@ -162,7 +88,7 @@ TEST_P(Watching, StormsOfFoldersLeaveNoDifference) {
         touchEveryFolder(watched.tree);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed << ", afterwards";
     }
-    EXPECT_EQ(watched.rescans(), 0);
+    EXPECT_EQ(watched.scans, 1);
 }
 
 TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
@@ -183,7 +109,7 @@ TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     tree.write("moved/b/c/file", "longer than before");
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    EXPECT_EQ(watched.rescans(), 0);
+    EXPECT_EQ(watched.scans, 1);
 }
 
 TEST_P(Watching, FollowsWhatComesFromOutsideAndGoesThere) {
@@ -210,7 +136,7 @@ TEST_P(Watching, FollowsThousandsOfFilesUnpackedAndDeleted) {
     fs::remove_all(watched.path("pack"));
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_EQ(watched.index.itemCount(), 0);
-    EXPECT_EQ(watched.rescans(), 0);
+    EXPECT_EQ(watched.scans, 1);
 }
 
 TEST_P(Watching, FollowsAtomicSavesBesideALogThatGrows) {
@@ -224,14 +150,13 @@ TEST_P(Watching, FollowsAtomicSavesBesideALogThatGrows) {
         }
     }
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    EXPECT_EQ(watched.rescans(), 0);
+    EXPECT_EQ(watched.scans, 1);
 }
 
 TEST_P(Watching, ComesBackWhenTheWatchedFolderDoes) {
     tree.write("a/file");
     fs::remove_all(tree.path());
-    ASSERT_TRUE(watched.watcher().flush(20s));
-    EXPECT_EQ(watched.index.itemCount(), 0);
+    watched.follow();
     tree.write("b/file");
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     tree.write("b/more");
@@ -245,29 +170,26 @@ TEST_P(Watching, FollowsNamesOfAnyBytesAndPathsOfAnyLength) {
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     ASSERT_EQ(::write(deep.descriptor, "more", 4), 4);
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    EXPECT_EQ(watched.rescans(), 0);
+    EXPECT_EQ(watched.scans, 1);
 }
 
 TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
-    WatchedTree scanned(GetParam());
-    scanned.tree.write("before/file");
+    tree.write("before/file");
     std::atomic<bool> isOver = false;
-    std::thread storm([&] {
-        test::TreeStorm changes(scanned.tree.path(), 7);
+    std::jthread storm([&] {
+        test::TreeStorm changes(tree.path(), 7);
         while (!isOver)
             changes.step();
     });
     for (int i = 0; i < 3; ++i)
-        scanned.tree.write(fmt::format("more/{}", i));
-    ASSERT_TRUE(scanned.start([&] { scanned.tree.write("meanwhile/file"); }));
+        watched.rescan();
     isOver = true;
     storm.join();
-    EXPECT_THAT(scanned.differencesAfterFlush(), IsEmpty());
+    EXPECT_THAT(watched.differencesAfterFlush(), IsEmpty());
 }
 
 TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
-    WatchedTree watched(WatchMechanism::watches, 20);
-    ASSERT_TRUE(watched.start());
+    test::FollowedTree watched(WatchMechanism::watches, {.root = {}, .maxWatches = 20});
     for (unsigned seed = 1; seed <= 4; ++seed) {
         makeStorms(watched, seed, 300);
         ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty()) << "seed " << seed;
@@ -277,7 +199,7 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     for (int i = 0; i < 20; ++i)
         watched.tree.makeFolder(fmt::format("more/{}", i));
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    EXPECT_THAT(watched.watcher().coverage(), HasSubstr("polling"));
+    EXPECT_THAT(watched.source->coverage(), HasSubstr("polling"));
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
 }
 

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Index/ChangeApplication.hpp"
+#include "Platform/EventSource.hpp"
+#include "Support/FreshScan.hpp"
+#include "Support/InMemory.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra::test {
+
+/// A tree on the disk and an index of it that follows what the system tells. It has no thread: nothing is
+/// taken but when a test asks for it, which so decides what is told together.
+class FollowedTree {
+public:
+    explicit FollowedTree(WatchMechanism mechanism, WatchOptions options = {}) {
+        options.root = tree.path();
+        options.mechanism = mechanism;
+        options.report = [this](const std::string& message) { reports.push_back(message); };
+        source = openEventSource(options);
+        rescan();
+    }
+
+    /// Takes what was told, and applies it.
+    ChangeBatch follow() {
+        ChangeBatch batch = *source->take({});
+        if (batch.mustRescan) rescan();
+        ChangeBatch changes = batch;
+        std::ranges::move(source->polledTrees(), std::back_inserter(changes.subtrees));
+        std::ranges::move(unread_, std::back_inserter(changes.paths));
+        unread_ = applyChanges(index, changes).unread;
+        return batch;
+    }
+
+    void rescan() {
+        ++scans;
+        index.reset();
+        crawl(index, {tree.path()}, {});
+    }
+
+    std::vector<std::string> differencesAfterFlush(Compared compared = Compared::all) {
+        follow();
+        return differencesFromFreshScan(index, tree.path(), compared);
+    }
+
+    std::string path(std::string_view name) const { return tree.path(name); }
+
+    const InMemory inMemory;
+    const TemporaryTree tree;
+    FileIndex index;
+    std::unique_ptr<EventSource> source;
+    std::vector<std::string> reports;
+    int scans = 0;
+
+private:
+    std::vector<std::string> unread_;
+};
+
+}  // namespace dovra::test
