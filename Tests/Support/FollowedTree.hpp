@@ -1,12 +1,12 @@
 #pragma once
 
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Index/ChangeApplication.hpp"
+#include "Platform/ChangeSet.hpp"
 #include "Platform/EventSource.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
@@ -30,10 +30,12 @@ public:
     ChangeBatch follow() {
         ChangeBatch batch = *source->take({});
         if (batch.mustRescan) rescan();
-        ChangeBatch changes = batch;
-        std::ranges::move(source->polledTrees(), std::back_inserter(changes.subtrees));
-        std::ranges::move(unread_, std::back_inserter(changes.paths));
-        unread_ = applyChanges(index, changes).unread;
+        ChangeSet changes;
+        changes.add(batch);
+        changes.add(std::exchange(unread_, {}));
+        for (std::string& path : source->polledTrees())
+            changes.addSubtree(std::move(path));
+        unread_ = applyChanges(index, changes.take()).unread;
         return batch;
     }
 
@@ -58,7 +60,7 @@ public:
     int scans = 0;
 
 private:
-    std::vector<std::string> unread_;
+    ChangeBatch unread_;
 };
 
 }  // namespace dovra::test

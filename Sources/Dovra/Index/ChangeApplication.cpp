@@ -312,7 +312,7 @@ private:
 }  // namespace
 
 AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options) {
-    return {.unread = Application(index, options).run(changes), .changed = {}};
+    return {.unread = {.paths = Application(index, options).run(changes)}, .changed = {}};
 }
 
 }  // namespace dovra

@@ -11,7 +11,7 @@ namespace dovra {
 
 struct AppliedChanges {
     /// Folders that could not be looked at, to be handed in again with the next changes.
-    std::vector<std::string> unread;
+    ChangeBatch unread;
     /// Folders whose list of entries turned out to be another one.
     std::vector<std::string> changed;
 };

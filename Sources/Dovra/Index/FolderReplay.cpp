@@ -24,7 +24,7 @@ bool isChanged(const FileIndex& index, DirIndex folder, const std::string& path)
 
 }  // namespace
 
-std::vector<std::string> changedFolders(const FileIndex& index, const std::stop_token& stop) {
+ChangeBatch changedFolders(const FileIndex& index, const std::stop_token& stop) {
     const ReadGuard guard(index.rwlock);
     const DirectoryTable& directories = index.directoriesLocked();
     const EntryLists& lists = index.entriesByDirLocked();
@@ -42,7 +42,7 @@ std::vector<std::string> changedFolders(const FileIndex& index, const std::stop_
         const std::scoped_lock lock(mutex);
         std::ranges::move(found, std::back_inserter(changed));
     });
-    return changed;
+    return {.paths = std::move(changed)};
 }
 
 std::vector<std::string> listedFolders(const FileIndex& index) {

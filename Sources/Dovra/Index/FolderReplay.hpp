@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
+#include "Platform/ChangeBatch.hpp"
 
 namespace dovra {
 
@@ -13,7 +14,7 @@ namespace dovra {
 /// keep. Asks the system once for each listed folder, on all processors, under the index's read lock: 50 000
 /// folders take some 0.1 s when the system has them in memory. A file that was changed in place does not
 /// change its folder, and is not found. A request to stop ends it at once.
-std::vector<std::string> changedFolders(const FileIndex& index, const std::stop_token& stop = {});
+ChangeBatch changedFolders(const FileIndex& index, const std::stop_token& stop = {});
 
 /// Every folder whose contents the index holds, in the order of the index.
 std::vector<std::string> listedFolders(const FileIndex& index);

@@ -14,8 +14,8 @@ namespace dovra {
 struct IndexStatus {
     bool isReady = false;     ///< it holds all there is below the root, or will after a flush
     bool isCompared = false;  ///< also what was changed in place before the start
-    std::string coverage;     ///< how changes are noticed and which are not, in a few words
-    std::optional<RoundOutcome> lastRound;
+    std::string coverage = {};  ///< how changes are noticed and which are not, in a few words
+    std::optional<RoundOutcome> lastRound = {};
 };
 
 /// Brings an index up and keeps it current: what a server that lives on knows of where its index comes from.
