@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Base/JoinPath.hpp"
+#include "Diagnostics/IndexCheck.hpp"
 #include "Index/FileIndex.hpp"
 #include "Support/IndexBuilder.hpp"
 
@@ -40,27 +41,18 @@ void tombstone(FileIndex& index, std::string_view path) {
 }
 
 TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
-    const auto index = makeIndex({"/a/b/x", "/a/y", "/a-b/y", "/ab/z", "/b/a/z"});
-    tombstoneSubtree(*index, "/a");
-    EXPECT_THAT(livePaths(*index),
-                UnorderedElementsAre("/a", "/a-b", "/a-b/y", "/ab", "/ab/z", "/b", "/b/a", "/b/a/z"));
-    EXPECT_EQ(index->itemCount(), 8);
-    tombstoneSubtree(*index, "/nowhere");
-    EXPECT_EQ(index->itemCount(), 8);
-    tombstoneSubtree(*index, "/");
-    EXPECT_THAT(livePaths(*index), ElementsAre());
-    EXPECT_EQ(index->itemCount(), 0);
-}
-
-TEST(FileIndex, TombstonesFoldersThatWereScannedAsRootsOfTheirOwn) {
     FileIndex index;
     addTree(index, {"/a/b/c/x"}, "/a/b");
     addTree(index, {"/a/bb/y"}, "/a/bb");
-    addTree(index, {"/a/z"}, "/a");
+    addTree(index, {"/a/z", "/a/c/d/e"}, "/a");
+    tombstoneSubtree(index, "/nowhere");
     tombstoneSubtree(index, "/a/b");
-    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z"));
+    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z", "/a/c", "/a/c/d", "/a/c/d/e"));
+    tombstoneSubtree(index, "/a/c");
+    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z", "/a/c"));
     tombstoneSubtree(index, "/a");
     EXPECT_THAT(livePaths(index), ElementsAre());
+    EXPECT_EQ(index.itemCount(), 0);
 }
 
 TEST(FileIndex, KnowsThePathsOfLiveEntries) {
@@ -69,18 +61,14 @@ TEST(FileIndex, KnowsThePathsOfLiveEntries) {
     EXPECT_EQ(index->fullPath(2), "/a/b c");
     EXPECT_EQ(index->fullPath(-1), std::nullopt);
     EXPECT_EQ(index->fullPath(3), std::nullopt);
+    const std::vector<EntryId> ids = {2, 1, 0};
+    EXPECT_THAT(index->resolvePathsLocking(ids),
+                UnorderedElementsAre(Pair(0, "/top\xFF\n"), Pair(2, "/a/b c")));
     tombstone(*index, "/a/b c");
     tombstone(*index, "/a/b c");
     EXPECT_EQ(index->fullPath(2), std::nullopt);
+    EXPECT_THAT(index->resolvePathsLocking(ids), ElementsAre(Pair(0, "/top\xFF\n")));
     EXPECT_EQ(index->itemCount(), 2);
-}
-
-TEST(FileIndex, ResolvesThePathsOfFilesOnly) {
-    const auto index = makeIndex({"/folder/", "/gone", "/file", "/folder/inner"});
-    tombstone(*index, "/gone");
-    const std::vector<EntryId> ids = {3, 0, 1, 2};
-    EXPECT_THAT(index->resolvePathsLocking(ids),
-                UnorderedElementsAre(Pair(2, "/file"), Pair(3, "/folder/inner")));
 }
 
 TEST(FileIndex, TellsAnEmptyFolderFromOneThatWasNotListed) {
@@ -113,6 +101,26 @@ TEST(FileIndex, ForgetsEverythingOnReset) {
     addTree(index, {"/new/one"}, "/new");
     EXPECT_THAT(livePaths(index), ElementsAre("/new/one"));
     EXPECT_EQ(trigram->candidates(TrigramIndex::trigrams("one")), std::vector<EntryId>{0});
+}
+
+TEST(FileIndex, HandsItsContentsToAnother) {
+    FileIndex aside;
+    aside.attachTrigramIndex(std::make_shared<TrigramIndex>());
+    addTree(aside, {"/one", "/two/three"});
+    tombstone(aside, "/one");
+    const auto index = makeIndex({"/before"});
+    const std::uint64_t generation = index->generation();
+    index->replaceContents(aside.takeContents());
+    EXPECT_EQ(index->generation(), generation + 1);
+    EXPECT_THAT(livePaths(*index), ElementsAre("/two", "/two/three"));
+    EXPECT_TRUE(index->hasTrigramIndex());
+    EXPECT_THAT(indexViolations(*index), ElementsAre());
+    // What was emptied is as good as new.
+    EXPECT_FALSE(aside.hasTrigramIndex());
+    EXPECT_EQ(aside.itemCount(), 0);
+    addTree(aside, {"/new"});
+    EXPECT_FALSE(indexDifference(aside, *makeIndex({"/new"})));
+    EXPECT_THAT(indexViolations(aside), ElementsAre());
 }
 
 TEST(FileIndex, RefusesANameThatIsTooLong) {

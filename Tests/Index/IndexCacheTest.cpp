@@ -1,19 +1,23 @@
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stop_token>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/EventId.hpp"
 #include "Index/IndexCache.hpp"
+#include "Platform/AtomicFile.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FullDisk.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/TemporaryTree.hpp"
+#include "Support/WaitUntil.hpp"
 
 namespace dovra {
 namespace {
@@ -23,15 +27,20 @@ using testing::HasSubstr;
 
 const SnapshotSubject subject{.volumeDev = 7, .root = "/", .now = wallClockNow()};
 
+IndexCache cacheBelow(const std::string& dataHome) {
+    ::setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
+    return IndexCache("index.cache");
+}
+
 /// The application-support folder lies in a temporary tree.
 class IndexCacheTest : public testing::Test {
 protected:
-    void SetUp() override { ::setenv("XDG_DATA_HOME", home.path().c_str(), 1); }
-    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
+    ~IndexCacheTest() override { ::unsetenv("XDG_DATA_HOME"); }
 
     std::vector<std::string> files() const { return test::namesIn(home.path("Dovra")); }
 
     const test::TemporaryTree home;
+    const IndexCache cache = cacheBelow(home.path());
 };
 
 TEST_F(IndexCacheTest, NamesAFileForEachRoot) {
@@ -43,18 +52,15 @@ TEST_F(IndexCacheTest, NamesAFileForEachRoot) {
 }
 
 TEST_F(IndexCacheTest, SavesLoadsAndRemoves) {
-    const IndexCache cache("index.cache");
-    EXPECT_EQ(cache.filePath(), home.path("Dovra/index.cache"));
     FileIndex loaded;
     EXPECT_FALSE(cache.load(loaded, subject));
     cache.remove();
 
     const auto index = test::makeIndex({"/a/b", "/c"});
     EXPECT_FALSE(cache.save(*index, 7, 42));
-    EXPECT_EQ(test::modeOf(*cache.filePath()), 0600U);
+    EXPECT_EQ(test::modeOf(home.path("Dovra/index.cache")), 0600U);
     EXPECT_EQ(cache.load(loaded, subject).value().lastEventId, 42U);
     EXPECT_FALSE(indexDifference(*index, loaded));
-    EXPECT_THAT(files(), ElementsAre("index.cache"));
 
     cache.remove();
     EXPECT_FALSE(cache.load(loaded, subject));
@@ -63,53 +69,67 @@ TEST_F(IndexCacheTest, SavesLoadsAndRemoves) {
 }
 
 TEST_F(IndexCacheTest, KeepsTheOldFileWhenSavingFails) {
-    const IndexCache cache("index.cache");
     ASSERT_FALSE(cache.save(*test::makeIndex({"/old"}), 7, 1));
+    const auto expectFailure = [&](int code, const std::stop_token& stop = {}) {
+        const auto error = cache.save(*test::makeIndex({"/new"}), 7, 2, stop);
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->code, code) << error->message;
+        EXPECT_THAT(error->message, HasSubstr(*cache.filePath()));
+    };
     {
         const test::FullDisk full(100);
-        const auto error = cache.save(*test::makeIndex({"/new"}), 7, 2);
-        ASSERT_TRUE(error);
-        EXPECT_THAT(error->message, HasSubstr(*cache.filePath()));
+        expectFailure(EFBIG);
     }
+    {
+        const AtomicFile another(*cache.filePath());
+        expectFailure(EAGAIN);
+    }
+    std::stop_source stop;
+    stop.request_stop();
+    expectFailure(ECANCELED, stop.get_token());
     FileIndex loaded;
     EXPECT_EQ(cache.load(loaded, subject).value().lastEventId, 1U);
     EXPECT_THAT(files(), ElementsAre("index.cache"));
 }
 
 TEST_F(IndexCacheTest, WithoutAFolderNothingIsKept) {
-    ::setenv("XDG_DATA_HOME", home.write("not a folder").c_str(), 1);
-    const IndexCache cache("index.cache");
+    const IndexCache nowhere = cacheBelow(home.write("not a folder"));
     FileIndex index;
-    EXPECT_FALSE(cache.filePath());
-    EXPECT_TRUE(cache.save(index, 7, 1));
-    EXPECT_FALSE(cache.load(index, subject));
-    cache.remove();
+    EXPECT_FALSE(nowhere.filePath());
+    EXPECT_TRUE(nowhere.save(index, 7, 1));
+    EXPECT_FALSE(nowhere.load(index, subject));
+    nowhere.remove();
 }
 
-TEST_F(IndexCacheTest, WritersReplaceEachOthersFileWhole) {
-    const IndexCache cache("index.cache");
-    const auto one = test::makeIndex({"/one/a", "/one/b"});
-    const auto other = test::makeIndex({std::string("/") + std::string(200, 'x')});
-    std::atomic<int> writing = 2;
-    const auto write = [&](const FileIndex& index) {
-        for (int i = 0; i < 20; ++i) {
-            // Who comes while the other writes gives way.
-            if (const auto error = cache.save(index, 7, 1)) {
-                EXPECT_EQ(error->code, EWOULDBLOCK) << error->message;
+TEST_F(IndexCacheTest, AFileHoldsOneStateOfAnIndexThatChanges) {
+    std::vector<test::IndexItem> items;
+    for (int i = 0; i < 20'000; ++i)
+        items.emplace_back(fmt::format("/{}/{}", i % 100, i));
+    const auto one = test::makeIndex(items);
+    const auto other = test::makeIndex({"/other"});
+    FileIndex index;
+    std::jthread writer(
+        [&, spare = test::makeIndex(items)->takeContents()](const std::stop_token& stop) mutable {
+            test::addTree(index, {"/other"});
+            while (!stop.stop_requested()) {
+                IndexContents taken = index.takeContents();
+                index.replaceContents(std::move(spare));
+                spare = std::move(taken);
             }
-        }
-        --writing;
-    };
-    ASSERT_FALSE(cache.save(*one, 7, 1));
-    std::thread first([&] { write(*one); });
-    std::thread second([&] { write(*other); });
-    while (writing != 0) {
+        });
+    // Until the index was never at rest for long enough.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const auto error = cache.save(index, 7, 1);
+        if (error) return error->code == EAGAIN;
         FileIndex loaded;
-        ASSERT_TRUE(cache.load(loaded, subject));
-        EXPECT_TRUE(!indexDifference(loaded, *one) || !indexDifference(loaded, *other));
-    }
-    first.join();
-    second.join();
+        EXPECT_TRUE(cache.load(loaded, {.volumeDev = 7, .root = {}}));
+        EXPECT_TRUE(loaded.itemCount() == 0 || !indexDifference(loaded, *one) ||
+                    !indexDifference(loaded, *other));
+        return false;
+    }));
+    writer.request_stop();
+    writer.join();
+    EXPECT_FALSE(cache.save(index, 7, 1));
     EXPECT_THAT(files(), ElementsAre("index.cache"));
 }
 

@@ -191,8 +191,9 @@ TEST(AtomicFile, ReportsTheFirstFailure) {
     const test::TemporaryTree tree;
     const test::FullDisk full(100);
     AtomicFile file(tree.path("file"));
-    file.write(std::string(101, 'x'));
-    file.write("y");
+    EXPECT_TRUE(file.write("x"));
+    EXPECT_FALSE(file.write(std::string(101, 'x')));
+    EXPECT_FALSE(file.write("y"));
     EXPECT_EQ(file.commit().value().code, EFBIG);
 }
 

@@ -16,9 +16,12 @@ inline const SnapshotSubject anySubject{.volumeDev = 7, .root = {}, .now = 2'000
 /// The cache file of an index, as bytes.
 inline std::string snapshotOf(const FileIndex& index) {
     std::string bytes;
-    const auto obstacle = encodeSnapshot(index, anySubject.volumeDev, 1'000'000'000,
-                                         [&](std::string_view piece) { bytes += piece; });
-    if (obstacle) throw std::runtime_error(*obstacle);
+    const Encoded encoded =
+        encodeSnapshot(index, anySubject.volumeDev, 1'000'000'000, [&](std::string_view piece) {
+            bytes += piece;
+            return true;
+        });
+    if (encoded != Encoded::whole) throw std::runtime_error("the index could not be encoded");
     return bytes;
 }
 
