@@ -17,8 +17,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Index/ChangeApplication.hpp"
-#include "Services/FSEventsWatcher.hpp"
+#include "Services/AppServices.hpp"
 
 namespace dovra {
 namespace {
@@ -62,34 +61,21 @@ void unpack(const std::string& root, int folders, int filesEach) {
     }
 }
 
+/// An index that lives, as a server has it, with a cache of its own.
 class Watched {
 public:
-    Watched(std::string root, WatchMechanism mechanism)
-        : root_(std::move(root)),
-          watcher_(optionsFor(root_, mechanism),
-                   {.callback = [this](const ChangeBatch& batch) { applyChanges(index, batch); },
-                    .onMustRescan = [this] { ++rescans; }}) {
-        watcher_.arm();
-        crawl(index, {root_}, {});
-        watcher_.start();
+    Watched(const std::string& root, WatchMechanism mechanism)
+        : services(AppServices::make({.root = root, .mechanism = mechanism})) {
+        services->start();
+        services->waitUntilReady(60s);
+        flush();
     }
+    ~Watched() { services->close(); }
 
-    bool flush() { return watcher_.flush(60s); }
-    std::string coverage() const { return watcher_.coverage(); }
+    bool flush() { return services->flush(60s); }
+    const FileIndex& index() const { return services->index(); }
 
-    FileIndex index;
-    std::atomic<int> rescans{0};
-
-private:
-    static WatchOptions optionsFor(const std::string& root, WatchMechanism mechanism) {
-        WatchOptions options;
-        options.root = root;
-        options.mechanism = mechanism;
-        return options;
-    }
-
-    std::string root_;
-    FSEventsWatcher watcher_;
+    std::shared_ptr<AppServices> services;
 };
 
 void print(std::vector<double> values, const std::string& what) {
@@ -112,10 +98,10 @@ void measureVisibility(Watched& watched, const std::string& root) {
     for (int i = 0; i < 40; ++i) {
         // At any time within the latency after the last delivery, and sometimes long after it.
         std::this_thread::sleep_for(std::chrono::milliseconds(i * 37 % 1400));
-        const std::uint64_t before = watched.index.generation();
+        const std::uint64_t before = watched.index().generation();
         const auto start = Clock::now();
         writeFile(fmt::format("{}/unaided{}", root, i));
-        while (watched.index.generation() == before)
+        while (watched.index().generation() == before)
             std::this_thread::sleep_for(500us);
         unaided.push_back(milliseconds(Clock::now() - start));
     }
@@ -123,16 +109,15 @@ void measureVisibility(Watched& watched, const std::string& root) {
 }
 
 void measureUnpacking(Watched& watched, const std::string& root) {
-    const std::int64_t itemsBefore = watched.index.itemCount();
+    const std::int64_t itemsBefore = watched.index().itemCount();
     const double before = processorSeconds();
     const auto start = Clock::now();
     inOtherProcess([&] { unpack(root, 5000, 20); });
     const double took = milliseconds(Clock::now() - start);
     watched.flush();
     fmt::print(
-        "100 000 files in 5 000 folders unpacked in {:.0f} ms: {} items more, {} rescans, {:.2f} s of "
-        "processor time\n",
-        took, watched.index.itemCount() - itemsBefore, watched.rescans.load(), processorSeconds() - before);
+        "100 000 files in 5 000 folders unpacked in {:.0f} ms: {} items more, {:.2f} s of processor time\n",
+        took, watched.index().itemCount() - itemsBefore, processorSeconds() - before);
     const double beforeDeleting = processorSeconds();
     inOtherProcess([&] {
         for (int pack = 0; pack < 50; ++pack)
@@ -140,7 +125,102 @@ void measureUnpacking(Watched& watched, const std::string& root) {
     });
     watched.flush();
     fmt::print("and deleted: {} items left, {:.2f} s of processor time\n",
-               watched.index.itemCount() - itemsBefore, processorSeconds() - beforeDeleting);
+               watched.index().itemCount() - itemsBefore, processorSeconds() - beforeDeleting);
+}
+
+/// How long who searches waits for the index while it changes, is built anew and saved.
+void measureWaits(Watched& watched, const std::string& root) {
+    std::atomic<bool> isOver = false;
+    std::vector<double> waits;
+    std::thread reader([&] {
+        while (!isOver) {
+            const auto start = Clock::now();
+            { const ReadGuard guard(watched.index().rwlock); }
+            waits.push_back(milliseconds(Clock::now() - start));
+            std::this_thread::sleep_for(200us);
+        }
+    });
+    std::thread flusher([&] {
+        while (!isOver)
+            watched.flush();
+    });
+    std::thread builder([&] {
+        for (int i = 0; i < 3 && !isOver; ++i) {
+            std::this_thread::sleep_for(200ms);
+            watched.services->rebuild();
+        }
+    });
+    inOtherProcess([&] { unpack(root, 5000, 20); });
+    isOver = true;
+    reader.join();
+    flusher.join();
+    builder.join();
+    fmt::print("a search waits while 100 000 files are unpacked, applied, scanned and saved: worst {:.1f} ms\n",
+               std::ranges::max(waits));
+    for (int pack = 0; pack < 50; ++pack)
+        std::filesystem::remove_all(fmt::format("{}/pack{}", root, pack));
+    watched.flush();
+}
+
+/// What it costs to follow one file that changes all the time in a folder of many.
+void measureBusyFile(const std::string& folder, WatchMechanism mechanism, int files) {
+    const std::string root = folder + "/many";
+    std::filesystem::create_directory(root);
+    for (int i = 0; i < files; ++i)
+        writeFile(fmt::format("{}/file {} of many", root, i));
+    {
+        Watched watched(root, mechanism);
+        std::atomic<bool> isOver = false;
+        std::thread writer([&] {
+            for (int i = 0; !isOver; ++i) {
+                (void)!::truncate((root + "/file 17 of many").c_str(), i);
+                std::this_thread::sleep_for(1ms);
+            }
+        });
+        std::this_thread::sleep_for(2s);
+        const double before = processorSeconds();
+        std::this_thread::sleep_for(5s);
+        const double share = (processorSeconds() - before) / 5 * 100;
+        std::vector<double> calls;
+        for (int i = 0; i < 100; ++i) {
+            const auto start = Clock::now();
+            writeFile(fmt::format("{}/new {}", root, i));
+            watched.flush();
+            calls.push_back(milliseconds(Clock::now() - start));
+        }
+        isOver = true;
+        writer.join();
+        fmt::print("one file of {} changes all the time: {:.1f} % of a processor\n", files, share);
+        print(calls, "a new file among them to visible with a flush");
+    }
+    std::filesystem::remove_all(root);
+}
+
+/// What a whole round of comparing the index with the disk takes of a processor.
+void measureRound(const std::string& folder) {
+    const std::string root = folder + "/round";
+    unpack(root, 50'000, 20);
+    LiveIndex::Time now = Clock::now();
+    LiveIndex::Options options;
+    options.root = root;
+    options.openFeed = [] { return nullptr; };
+    options.now = [&] { return now; };
+    options.isOnBattery = [] { return false; };
+    LiveIndex live(options);
+    live.start();
+    live.step();
+    const double before = processorSeconds();
+    std::size_t pieces = 0;
+    for (; !live.lastRound(); now += 10min) {
+        live.flush(0ms);
+        while (auto task = live.nextTask()) {
+            task->run()();
+            ++pieces;
+        }
+    }
+    fmt::print("\na round over {} entries: {:.2f} s of processor time in {} pieces\n", live.index().itemCount(),
+               processorSeconds() - before, pieces);
+    std::filesystem::remove_all(root);
 }
 
 /// What watching adds to another process's `write`.
@@ -160,11 +240,14 @@ void measure(const std::string& folder, WatchMechanism mechanism) {
     const double unwatched = writeMicroseconds(root);
     {
         Watched watched(root, mechanism);
-        fmt::print("\n{}\n", watched.coverage());
+        fmt::print("\n{}\n", watched.services->status().coverage);
         fmt::print("a write takes {:.2f} us instead of {:.2f} us\n", writeMicroseconds(root), unwatched);
         measureUnpacking(watched, root);
+        measureWaits(watched, root);
         measureVisibility(watched, root);
     }
+    for (const int files : {200'000, 1'000'000})
+        measureBusyFile(root, mechanism, files);
     std::filesystem::remove_all(root);
 }
 
@@ -172,8 +255,11 @@ void measure(const std::string& folder, WatchMechanism mechanism) {
 }  // namespace dovra
 
 int main(int argc, char** argv) {
+    // The caches go with the trees.
+    ::setenv("XDG_DATA_HOME", std::filesystem::temp_directory_path().c_str(), 0);
     const std::string folder = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
     dovra::measure(folder, dovra::WatchMechanism::best);
     dovra::measure(folder, dovra::WatchMechanism::watches);
+    dovra::measureRound(folder);
     return 0;
 }

@@ -51,6 +51,7 @@ LiveIndex::Options AppServices::liveOptions() {
 std::unique_ptr<ChangeFeed> AppServices::openFeed() {
     WatchOptions watched;
     watched.root = options_.root;
+    watched.mechanism = options_.mechanism;
     if (options_.root == "/") watched.allowedDevices = startupVolumeDevices;
     watched.entersFolder = [root = options_.root](std::string_view path) {
         return !isBelowSkippedFolder(path, root);

@@ -28,6 +28,7 @@ public:
     struct Options {
         std::string root = "/";  ///< absolute, without a slash at its end
         bool usesTrigram = false;
+        WatchMechanism mechanism = WatchMechanism::best;
         /// Runs what concerns the user interface on the main queue; by default where it came up.
         std::function<void(DispatchQueue::Work)> postToMain = [](const DispatchQueue::Work& work) { work(); };
         /// Takes a message for the user, such as that the root is gone.
