@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -8,9 +7,9 @@
 namespace dovra {
 
 /// While it lives, a signal that asks the process to end (hang-up, interrupt, termination) first runs
-/// `finish` on a thread of this object; then the process ends by that signal. A signal that the process
-/// ignores is let be. Made before the process has other threads, which inherit that they are not interrupted.
-/// One at a time.
+/// `finish` on a thread of this object; then the process ends by that signal. A second signal meanwhile ends
+/// it at once, by that one. A signal that the process ignores is let be. Made before the process has other
+/// threads, which inherit that they are not interrupted. One at a time.
 class TerminationHandler {
 public:
     explicit TerminationHandler(std::function<void()> finish);
@@ -23,7 +22,6 @@ private:
 
     std::function<void()> finish_;
     const std::vector<int> signals_;
-    std::atomic<bool> isReleased_ = false;
     std::thread thread_;
 };
 

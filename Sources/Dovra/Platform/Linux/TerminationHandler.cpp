@@ -8,6 +8,10 @@ namespace dovra {
 
 namespace {
 
+/// Wakes the thread when the handler goes. The system drops it where nobody waits for it, so what others send
+/// to the process has no effect.
+constexpr int release = SIGURG;
+
 sigset_t setOf(const std::vector<int>& signals) {
     sigset_t set{};
     ::sigemptyset(&set);
@@ -16,11 +20,12 @@ sigset_t setOf(const std::vector<int>& signals) {
     return set;
 }
 
-/// Those that would end the process now: "nohup" has one ignored, for example, and so it stays.
-std::vector<int> endingSignals() {
+/// What the thread waits for: beside its release the signals that would end the process now. "nohup" has one
+/// ignored, for example, and so it stays.
+std::vector<int> awaitedSignals() {
     sigset_t blocked{};
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-    std::vector<int> signals;
+    std::vector<int> signals{release};
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
         struct sigaction action {};
         ::sigaction(signal, nullptr, &action);
@@ -29,27 +34,19 @@ std::vector<int> endingSignals() {
     return signals;
 }
 
-/// The others stay blocked: the one that is to wake this thread may have come meanwhile.
-void endBy(int signal) {
-    const sigset_t set = setOf({signal});
-    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-    ::raise(signal);
-}
-
 }  // namespace
 
 TerminationHandler::TerminationHandler(std::function<void()> finish)
-    : finish_(std::move(finish)), signals_(endingSignals()) {
+    : finish_(std::move(finish)), signals_(awaitedSignals()) {
     const sigset_t set = setOf(signals_);
     ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    if (!signals_.empty()) thread_ = std::thread([this] { waitForSignal(); });
+    thread_ = std::thread([this] { waitForSignal(); });
+    const sigset_t threadsOwn = setOf({release});
+    ::pthread_sigmask(SIG_UNBLOCK, &threadsOwn, nullptr);
 }
 
 TerminationHandler::~TerminationHandler() {
-    if (!thread_.joinable()) return;
-    isReleased_ = true;
-    // Any of the signals that it waits for.
-    ::pthread_kill(thread_.native_handle(), signals_.front());
+    ::pthread_kill(thread_.native_handle(), release);
     thread_.join();
     const sigset_t set = setOf(signals_);
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
@@ -58,9 +55,11 @@ TerminationHandler::~TerminationHandler() {
 void TerminationHandler::waitForSignal() {
     const sigset_t set = setOf(signals_);
     int signal = 0;
-    if (::sigwait(&set, &signal) != 0 || isReleased_) return;
+    if (::sigwait(&set, &signal) != 0 || signal == release) return;
+    // From now on a signal has its usual effect: what finishes may take long, or never end.
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     finish_();
-    endBy(signal);
+    ::raise(signal);
 }
 
 }  // namespace dovra
