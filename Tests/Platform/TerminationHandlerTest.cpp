@@ -20,6 +20,13 @@ protected:
         for (;;)
             (void)::pause();
     }
+    static void waitUntilTaken(int signal) {
+        sigset_t pending{};
+        do {
+            (void)::sigpending(&pending);
+        } while (::sigismember(&pending, signal) != 0);
+    }
+
     static void finish() { (void)std::fputs("finished once.", stderr); }
 };
 
@@ -55,8 +62,10 @@ TEST_F(TerminationHandlerDeathTest, WhatIsIgnoredStaysSo) {
         {
             (void)std::signal(SIGHUP, SIG_IGN);
             const TerminationHandler handler(finish);
-            for (const int signal : {SIGHUP, SIGURG, SIGTERM})
-                sendToProcess(signal);
+            sendToProcess(SIGHUP);
+            sendToProcess(SIGURG);
+            waitUntilTaken(SIGURG);
+            sendToProcess(SIGTERM);
             waitForTheEnd();
         },
         testing::KilledBySignal(SIGTERM), "^finished once.$");
