@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/FileIndex.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -121,14 +120,6 @@ TEST(FileIndex, HandsItsContentsToAnother) {
     addTree(aside, {"/new"});
     EXPECT_FALSE(indexDifference(aside, *makeIndex({"/new"})));
     EXPECT_THAT(indexViolations(aside), ElementsAre());
-}
-
-TEST(FileIndex, RefusesANameThatIsTooLong) {
-    FileIndex index;
-    const std::string name(65536, 'x');
-    EXPECT_DEATH(addTree(index, {joinPath("/", name)}), "a name is longer than 65535 bytes");
-    addTree(index, {joinPath("/", name.substr(1))});
-    EXPECT_EQ(index.fullPath(0), joinPath("/", name.substr(1)));
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <random>
-#include <set>
 #include <string>
 
 #include "Index/TrigramIndex.hpp"
@@ -80,25 +78,6 @@ TEST(TrigramIndex, KeepsManyTrigramsAndLongListsApart) {
     EXPECT_THAT(index.candidates(TrigramIndex::trigrams("LOG")), Optional(all));
     EXPECT_THAT(index.candidates(TrigramIndex::trigrams("log739963")), Optional(ElementsAre(19'999)));
     EXPECT_THAT(index.candidates(TrigramIndex::trigrams("logs")), Optional(IsEmpty()));
-}
-
-TEST(TrigramIndex, IntersectsListsOfAnyLengths) {
-    std::mt19937 random(11);
-    const auto ascending = [&](std::size_t count) {
-        std::set<EntryId> values;
-        while (values.size() < count)
-            values.insert(static_cast<EntryId>(random() % 5000));
-        return std::vector<EntryId>(values.begin(), values.end());
-    };
-    for (const std::size_t left : {0, 1, 3, 100, 4000}) {
-        for (const std::size_t right : {0, 1, 3, 100, 4000}) {
-            const std::vector<EntryId> a = ascending(left);
-            const std::vector<EntryId> b = ascending(right);
-            std::vector<EntryId> expected;
-            std::ranges::set_intersection(a, b, std::back_inserter(expected));
-            EXPECT_EQ(TrigramIndex::intersectSorted(a, b), expected) << left << " and " << right;
-        }
-    }
 }
 
 }  // namespace

@@ -41,16 +41,10 @@ std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volum
         const SnapshotSink sink = [&](std::string_view bytes) {
             return !stop.stop_requested() && file.write(bytes);
         };
-        switch (encodeSnapshot(index, volumeDev, lastEventId, sink)) {
-            case Encoded::whole:
-                return file.commit();
-            case Encoded::changed:
-                continue;
-            case Encoded::abandoned:
-                return stop.stop_requested() ? notWritten("it was stopped", ECANCELED) : file.commit();
-            case Encoded::tooManyRoots:
-                return notWritten("too many folders lie apart from all others", 0);
-        }
+        const Encoded encoded = encodeSnapshot(index, volumeDev, lastEventId, sink);
+        if (stop.stop_requested()) return notWritten("it was stopped", ECANCELED);
+        // What was abandoned then has failed, and says so.
+        if (encoded != Encoded::changed) return file.commit();
     }
     return notWritten("the index changed while it was written", EAGAIN);
 }

@@ -20,9 +20,8 @@ using SnapshotSink = std::function<bool(std::string_view)>;
 /// How an encoding ended. What the sink got is a snapshot only when it is whole.
 enum class Encoded : std::uint8_t {
     whole,
-    changed,       ///< the index changed meanwhile
-    abandoned,     ///< the sink wanted no more
-    tooManyRoots,  ///< the format cannot hold this index
+    changed,    ///< the index changed meanwhile
+    abandoned,  ///< the sink wanted no more
 };
 
 /// Hands the whole index to `sink`, piece by piece, in the format of the cache file. `volumeDev` is the

@@ -21,7 +21,7 @@ public:
     SnapshotEncoder(const FileIndex& index, const SnapshotSink& sink) : index_(index), sink_(sink) {}
 
     Encoded encode(DeviceId volumeDev, std::uint64_t lastEventId) {
-        if (!begin()) return Encoded::tooManyRoots;
+        begin();
         const bool isWhole = writePieces(folderCount_, &SnapshotEncoder::planFolders) &&
                              writeHeader(volumeDev, lastEventId) &&
                              writePieces(folderCount_, &SnapshotEncoder::copyPaths) &&
@@ -49,13 +49,12 @@ private:
     /// lock.
     using CopyPiece = std::size_t (SnapshotEncoder::*)(std::size_t first);
 
-    bool begin() {
+    void begin() {
         const ReadGuard guard(index_.rwlock);
         generation_ = index_.generation();
         folderCount_ = index_.directoriesLocked().count();
         poolBytes_ = index_.namePoolLocked().size();
         entryCount_ = index_.entriesLocked().size();
-        return index_.directoriesLocked().roots().size() <= maxRoots;
     }
 
     bool writePieces(std::size_t count, CopyPiece copy) {
