@@ -40,6 +40,6 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (std::strcmp(argv[3], "now") == 0) return print(test::differencesFromFreshScan(index, root));
-    applyChanges(index, {.paths = changedFolders(index)});
+    applyChanges(index, changedFolders(index));
     return print(test::differencesFromFreshScan(index, root, test::Compared::namesAndKinds));
 }

@@ -1,8 +1,9 @@
 #include <algorithm>
-#include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <random>
 #include <stop_token>
 #include <string>
@@ -13,7 +14,7 @@
 #include "Index/BulkEnumerator.hpp"
 #include "Index/ChangeApplication.hpp"
 #include "Index/FolderReplay.hpp"
-#include "Support/DeepTree.hpp"
+#include "Support/DeepFile.hpp"
 #include "Support/FewDescriptors.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
@@ -29,9 +30,10 @@ namespace {
 using test::differencesFromFreshScan;
 using test::idOf;
 using test::TemporaryTree;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 namespace fs = std::filesystem;
 
@@ -39,14 +41,13 @@ class ChangeApplication : public testing::Test {
 protected:
     void scan() { crawl(index, {tree.path()}, {}); }
 
-    std::vector<std::string> apply(const std::vector<std::string>& paths,
-                                   const std::vector<std::string>& subtrees = {}) {
-        ChangeBatch batch;
-        for (const std::string& path : paths)
-            batch.paths.push_back(tree.path(path));
-        for (const std::string& path : subtrees)
-            batch.subtrees.push_back(tree.path(path));
-        return applyChanges(index, batch).unread;
+    /// Takes relative paths; "." is the root.
+    AppliedChanges apply(ChangeBatch batch) {
+        for (auto* paths : {&batch.paths, &batch.files, &batch.subtrees}) {
+            for (std::string& path : *paths)
+                path = path == "." ? tree.path() : tree.path(path);
+        }
+        return applyChanges(index, batch);
     }
 
     std::vector<std::string> differences() const { return differencesFromFreshScan(index, tree.path()); }
@@ -59,6 +60,9 @@ protected:
 TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
     for (unsigned seed = 1; seed <= 12; ++seed) {
         const TemporaryTree stormy;
+        // In a large folder, single files are looked at.
+        for (unsigned i = 0; i < 300 * (seed % 2); ++i)
+            stormy.write("file" + std::to_string(i));
         test::TreeStorm storm(stormy.path(), seed);
         std::mt19937 random(seed);
         for (int i = 0; i < 60; ++i)
@@ -68,12 +72,13 @@ TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
         for (int round = 0; round < 25; ++round) {
             ChangeBatch batch;
             for (std::size_t steps = random() % 20; steps > 0; --steps) {
-                const ChangeBatch hints = storm.step();
-                batch.paths.insert(batch.paths.end(), hints.paths.begin(), hints.paths.end());
-                batch.subtrees.insert(batch.subtrees.end(), hints.subtrees.begin(), hints.subtrees.end());
+                ChangeBatch hints = storm.step();
+                std::ranges::move(hints.paths, std::back_inserter(batch.paths));
+                std::ranges::move(hints.files, std::back_inserter(batch.files));
+                std::ranges::move(hints.subtrees, std::back_inserter(batch.subtrees));
             }
             std::ranges::shuffle(batch.paths, random);
-            EXPECT_THAT(applyChanges(indexed, batch).unread, IsEmpty());
+            EXPECT_TRUE(applyChanges(indexed, batch).unread.empty());
             ASSERT_THAT(differencesFromFreshScan(indexed, stormy.path()), IsEmpty()) << seed << ' ' << round;
         }
     }
@@ -81,23 +86,21 @@ TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
 
 TEST_F(ChangeApplication, WhatDidNotChangeKeepsItsIdentifier) {
     tree.write("kept/file", "before");
-    tree.write("renamed");
+    tree.write("renamed/file");
     tree.write("turned/below");
     scan();
     const EntryId file = idOf(index, tree.path("kept/file"));
-    const EntryId folder = idOf(index, tree.path("kept"));
     tree.write("kept/file", "afterwards");
     fs::rename(tree.path("renamed"), tree.path("name"));
     fs::remove_all(tree.path("turned"));
     tree.write("turned");
     const std::uint64_t before = index.generation();
-    apply({"kept/file", "renamed", "name", "turned"});
+    const AppliedChanges applied = apply({.paths = {"kept/file", "renamed", "name", "turned"}});
+    EXPECT_THAT(applied.changed, UnorderedElementsAre(tree.path(), tree.path("kept"), tree.path("name")));
     EXPECT_GT(index.generation(), before);
-    EXPECT_EQ(index.fullPath(file), tree.path("kept/file"));
-    EXPECT_EQ(index.fullPath(folder), tree.path("kept"));
-    EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed"))), std::nullopt);
+    EXPECT_EQ(idOf(index, tree.path("kept/file")), file);
+    EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed/file"))), std::nullopt);
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("turned"))), std::nullopt) << "the folder, not the file";
-    EXPECT_EQ(index.itemCount(), 4);
     EXPECT_THAT(differences(), IsEmpty());
 }
 
@@ -108,9 +111,32 @@ TEST_F(ChangeApplication, ChangesNothingWhereNothingChanged) {
     // Once the stamps are as old as is needed, they are taken over.
     EXPECT_TRUE(test::waitUntil([&] {
         const std::uint64_t before = index.generation();
-        EXPECT_THAT(apply({"", "folder", "empty"}, {"folder"}), IsEmpty());
+        const auto applied = apply({.paths = {".", "folder", "empty"}, .subtrees = {"folder"}});
+        EXPECT_TRUE(applied.unread.empty());
+        EXPECT_THAT(applied.changed, IsEmpty());
         return index.generation() == before;
     }));
+}
+
+TEST_F(ChangeApplication, LooksAtSingleFilesOfALargeFolder) {
+    for (int i = 0; i < 300; ++i)
+        tree.write("file" + std::to_string(i));
+    tree.write("folder/below");
+    scan();
+    const EntryId changed = idOf(index, tree.path("file1"));
+    tree.write("file1", "changed");
+    fs::remove(tree.path("file2"));
+    tree.write("new");
+    fs::remove(tree.path("file3"));
+    tree.write("file3/below");
+    fs::remove_all(tree.path("folder"));
+    tree.write("folder");
+    tree.write("untold", "new");
+    apply({.files = {"file1", "file2", "new", "file3", "folder", "never"}});
+    EXPECT_THAT(differences(), ElementsAre(testing::HasSubstr("untold")));
+    EXPECT_EQ(idOf(index, tree.path("file1")), changed);
+    apply({.paths = {"untold"}, .files = {"new"}});
+    EXPECT_THAT(differences(), IsEmpty());
 }
 
 TEST_F(ChangeApplication, LeavesTheRestToAReplayAfterAStop) {
@@ -120,48 +146,28 @@ TEST_F(ChangeApplication, LeavesTheRestToAReplayAfterAStop) {
     tree.write("folder/other");
     const std::uint64_t before = index.generation();
     std::stop_source stop;
-    const ChangeBatch changes{.paths = {tree.path(), tree.path("folder")}, .subtrees = {}};
+    stop.request_stop();
     CrawlOptions options;
     options.stop = stop.get_token();
-    stop.request_stop();
-    EXPECT_THAT(applyChanges(index, changes, options).unread, IsEmpty());
+    const ChangeBatch changes{.paths = {tree.path(), tree.path("folder")}};
+    EXPECT_TRUE(applyChanges(index, changes, options).unread.empty());
     EXPECT_EQ(index.generation(), before);
-    EXPECT_THAT(applyChanges(index, {.paths = changedFolders(index), .subtrees = {}}).unread, IsEmpty());
+    EXPECT_TRUE(applyChanges(index, changedFolders(index)).unread.empty());
     EXPECT_THAT(differences(), IsEmpty());
 }
 
-TEST_F(ChangeApplication, TakesOverTheTimesOfTheFolderItself) {
-    tree.write("a/b/file");
-    scan();
-    const timespec longAgo[] = {{.tv_sec = 1'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000, .tv_nsec = 0}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, tree.path("a/b").c_str(), longAgo, 0), 0);
-    apply({"a/b"});
-    EXPECT_THAT(differences(), IsEmpty());
-}
-
-TEST_F(ChangeApplication, LooksAboveWhenTheFolderIsUnknownOrGone) {
-    tree.write("old/deep/er/file");
-    scan();
-    tree.write("new/deep/er/file");
-    fs::remove_all(tree.path("old"));
-    apply({"new/deep/er/file", "old/deep/er"});
-    EXPECT_THAT(differences(), IsEmpty());
-    fs::remove_all(tree.path());
-    apply({"anything"});
-    EXPECT_EQ(index.itemCount(), 0);
-    tree.write("again/file");
-    apply({"again/file"});
-    EXPECT_THAT(differences(), IsEmpty());
-}
-
-TEST_F(ChangeApplication, AFolderInTheOthersPlaceIsComparedToTheBottom) {
-    tree.write("a/same/x");
-    tree.write("b/same/y");
-    scan();
-    fs::rename(tree.path("a"), tree.path("c"));
-    fs::rename(tree.path("b"), tree.path("a"));
-    apply({"."}, {"a", "c"});
-    EXPECT_THAT(differences(), IsEmpty());
+TEST_F(ChangeApplication, AMissingRootIsTheCallersToForget) {
+    tree.write("served/file");
+    crawl(index, {tree.path("served")}, {});
+    const auto before = test::contentsOf(index);
+    fs::rename(tree.path("served"), tree.path("elsewhere"));
+    const ChangeBatch unread = apply({.paths = {"served/file"}}).unread;
+    EXPECT_THAT(unread.subtrees, ElementsAre(tree.path("served")));
+    EXPECT_EQ(test::contentsOf(index), before);
+    tree.write("elsewhere/deep/file");
+    fs::rename(tree.path("elsewhere"), tree.path("served"));
+    EXPECT_TRUE(applyChanges(index, unread).unread.empty());
+    EXPECT_THAT(differencesFromFreshScan(index, tree.path("served")), IsEmpty());
 }
 
 TEST_F(ChangeApplication, LeavesAloneWhatAScanDoesNotHold) {
@@ -171,17 +177,16 @@ TEST_F(ChangeApplication, LeavesAloneWhatAScanDoesNotHold) {
     fs::create_directory_symlink(elsewhere.path("target"), tree.path("served/link"));
     crawl(index, {tree.path("served")}, {});
     tree.write("served-not/file");
-    tree.write("beside");
     elsewhere.write("target/more");
     const auto before = test::contentsOf(index);
-    apply({"served-not/file", "beside", "served/link/more", ""}, {"served-not"});
+    apply({.paths = {"served-not/file", "served/link/more", ""}, .subtrees = {"served-not"}});
     EXPECT_EQ(test::contentsOf(index), before);
 }
 
 TEST_F(ChangeApplication, DoesNotEnterKernelFileSystemsNorSkippedFolders) {
     crawl(index, {"/sys/kernel/mm"}, {});  // inside one, its folders are entered
     const std::int64_t count = index.itemCount();
-    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {"/sys/kernel/mm"}}).unread, IsEmpty());
+    EXPECT_TRUE(applyChanges(index, {.subtrees = {"/sys/kernel/mm"}}).unread.empty());
     EXPECT_EQ(index.itemCount(), count);
     FileIndex whole;
     {
@@ -192,22 +197,37 @@ TEST_F(ChangeApplication, DoesNotEnterKernelFileSystemsNorSkippedFolders) {
         whole.storeListingLocked(whole.internDirLocked("/proc"), stale);
     }
     // Of all that lies in "/", nothing but what was listed before is entered when only that is named.
-    applyChanges(whole, {.paths = {"/proc"}, .subtrees = {}});
+    applyChanges(whole, {.paths = {"/proc"}});
     EXPECT_EQ(whole.fullPath(idOf(whole, "/proc/stale")), std::nullopt);
     applyChanges(whole, {.paths = {"/dev/null"}, .subtrees = {"/dev/shm"}});
     EXPECT_EQ(idOf(whole, "/dev/null"), -1);
 }
 
-TEST_F(ChangeApplication, KeepsWhatMayNotBeReadAnyMore) {
-    tree.write("closed/file");
+TEST_F(ChangeApplication, HandsInAgainWhatMayNotBeReadAnyMore) {
+    const ChangeBatch batches[] = {{.subtrees = {"closed"}},
+                                   {.subtrees = {"."}},
+                                   {.paths = {"closed/below"}},
+                                   {.subtrees = {"closed/below"}}};
     ::chmod(tree.path().c_str(), 0755);
+    const std::string closed = tree.makeFolder("closed");
+    tree.makeFolder("closed/below");
     scan();
-    const std::string folder = tree.path("closed");
-    ::chmod(folder.c_str(), 0);
-    const test::OrdinaryUser user;
-    if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
-    EXPECT_THAT(apply({"closed", "closed/file"}, {"closed"}), IsEmpty());
-    EXPECT_EQ(index.fullPath(idOf(index, tree.path("closed/file"))), tree.path("closed/file"));
+    for (const ChangeBatch& batch : batches) {
+        const std::string file = "closed/below/" + std::to_string(&batch - batches);
+        ChangeBatch unread;
+        const auto before = test::contentsOf(index);
+        ::chmod(closed.c_str(), 0);
+        {
+            const test::OrdinaryUser user;
+            if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
+            unread = apply(batch).unread;
+        }
+        ::chmod(closed.c_str(), 0755);
+        EXPECT_EQ(test::contentsOf(index), before) << file;
+        tree.write(file);
+        applyChanges(index, unread);
+        EXPECT_THAT(differences(), IsEmpty()) << file;
+    }
 }
 
 TEST_F(ChangeApplication, EntersAFolderOnceItMayBeRead) {
@@ -218,10 +238,11 @@ TEST_F(ChangeApplication, EntersAFolderOnceItMayBeRead) {
         const test::OrdinaryUser user;
         if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
         scan();
+        EXPECT_TRUE(apply({.paths = {"."}}).unread.empty());
     }
     EXPECT_EQ(index.itemCount(), 1);
     ::chmod(tree.path("closed").c_str(), 0755);
-    apply({"closed"});
+    apply({.paths = {"closed"}});
     EXPECT_THAT(differences(), IsEmpty());
 }
 
@@ -229,30 +250,31 @@ TEST_F(ChangeApplication, HandsInAgainWhatCouldNotBeOpened) {
     tree.write("folder/file");
     scan();
     for (int descriptors = 0; descriptors < 5; ++descriptors) {
-        const std::string name = std::to_string(descriptors);
-        tree.write("new " + name + "/file");
-        tree.write("folder/new " + name + "/deeper/file");
-        const ChangeBatch changes = {.paths = {tree.path(), tree.path("folder")}};
-        std::vector<std::string> unread;
+        tree.write(fmt::format("new {}/file", descriptors));
+        tree.write(fmt::format("folder/new {}/deeper/file", descriptors));
+        ChangeBatch unread;
         {
             const test::FewDescriptors shortage(descriptors);
-            unread = applyChanges(index, changes, {.threads = 1}).unread;
+            unread = apply({.paths = {".", "folder"}}).unread;
         }
-        EXPECT_THAT(applyChanges(index, {.paths = unread}).unread, IsEmpty());
+        EXPECT_TRUE(applyChanges(index, unread).unread.empty());
         EXPECT_THAT(differences(), IsEmpty()) << descriptors << " descriptors";
     }
 }
 
 TEST_F(ChangeApplication, GoesToPathsOfAnyLength) {
-    const test::DeepTree deep(tree.path(), std::string(200, 'd'), 60);
+    const test::DeepFile deep(tree.path(), "before");
     scan();
-    std::string path = tree.path();
-    for (int level = 0; level < 60; ++level)
-        path.append("/").append(200, 'd');
-    EXPECT_THAT(applyChanges(index, {.paths = {path}, .subtrees = {}}).unread, IsEmpty());
-    EXPECT_EQ(index.itemCount(), 60);
-    EXPECT_THAT(applyChanges(index, {.paths = {}, .subtrees = {tree.path()}}).unread, IsEmpty());
-    EXPECT_THAT(differences(), IsEmpty());
+    const EntryId file = idOf(index, deep.path);
+    for (const ChangeBatch& changes : {ChangeBatch{.files = {deep.path}}, {.subtrees = {tree.path()}}}) {
+        ASSERT_GT(::write(deep.descriptor, "more", 4), 0);
+        const AppliedChanges applied = applyChanges(index, changes);
+        EXPECT_TRUE(applied.unread.empty());
+        ASSERT_THAT(applied.changed, SizeIs(1));
+        EXPECT_TRUE(deep.path.starts_with(applied.changed.front()) && applied.changed.front().size() < 4096);
+        EXPECT_EQ(idOf(index, deep.path), file);
+        EXPECT_THAT(differences(), IsEmpty());
+    }
 }
 
 TEST_F(ChangeApplication, ListsOfFoldersThatChangeForEverDoNotGrow) {
@@ -260,7 +282,7 @@ TEST_F(ChangeApplication, ListsOfFoldersThatChangeForEverDoNotGrow) {
     scan();
     for (int i = 0; i < 50; ++i) {
         fs::rename(tree.path("log." + std::to_string(i)), tree.path("log." + std::to_string(i + 1)));
-        apply({"."});
+        apply({.paths = {"."}});
     }
     const ReadGuard guard(index.rwlock);
     EXPECT_EQ(index.entriesByDirLocked().ids(0).size(), 1U);

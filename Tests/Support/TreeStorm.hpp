@@ -76,7 +76,7 @@ private:
         const std::string bytes(random_() % 5000, 'x');
         (void)!::write(file, bytes.data(), bytes.size());
         ::close(file);
-        return {.paths = {path, parentOf(path)}, .subtrees = {}};
+        return {.files = {path}};
     }
 
     ChangeBatch makeFolders(const std::string& path) {
@@ -107,7 +107,7 @@ private:
     ChangeBatch link(const std::string& path) {
         // Leading nowhere, so that every path names what it says.
         (void)!::symlink("nowhere", path.c_str());
-        return {.paths = {path, parentOf(path)}, .subtrees = {}};
+        return {.files = {path}};
     }
 
     /// Sets a time that the clock would not give, so that a missed change shows.

@@ -1,18 +1,21 @@
 #include "Index/ChangeApplication.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <optional>
+#include <set>
+#include <span>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <variant>
 
 #include "Base/IsAtOrBelow.hpp"
-#include "Base/JoinPath.hpp"
+#include "Index/EntriesByName.hpp"
 #include "Index/FolderMerge.hpp"
+#include "Index/ListedFolders.hpp"
+#include "Index/ServedTree.hpp"
 #include "Index/StampClock.hpp"
-#include "Platform/Volume.hpp"
 
 // Why looking again at the named folders is enough, though events come late, merged and in no order: a change
 // was made before its event was read, and the folder is listed after that. So the last listing of a folder
@@ -20,17 +23,35 @@
 // is one more event, which names the new place with all below it. And a listing that comes too early, between
 // two changes, does no harm, because the second change has an event of its own.
 
+//
+// How it goes down: one folder is open at a time, and each child is opened relative to it. On the way back
+// the folder above is opened as "..", which must prove to be the one that was left. So the cost of a tree is
+// in proportion to its size, however deep it is, and no descriptor waits for what lies below.
+
 namespace dovra {
 
 namespace {
 
-/// A moved folder with a longer path is walked anew instead of compared folder by folder, which would open
-/// each by its whole path.
-constexpr std::size_t maxComparedPathBytes = 4096;
+/// In a folder with fewer entries all are listed where single names would do, which also mends what was lost.
+constexpr std::size_t largeFolderEntries = 256;
 
-std::string parentPath(std::string_view path) {
-    const std::size_t slash = path.rfind('/');
-    return std::string(slash == 0 ? "/" : path.substr(0, slash));
+/// How much of a folder is to be looked at.
+struct Extent {
+    bool isWhole = false;  ///< all its entries, not only `names`
+    bool isDeep = false;   ///< and all that lies below it
+    std::set<std::string_view> names = {};
+};
+
+std::map<std::string, Extent> extentsByFolder(const ChangeBatch& changes) {
+    // In order of their bytes, parents come before what lies below them.
+    std::map<std::string, Extent> extents;
+    for (const std::string& path : changes.paths)
+        extents[path].isWhole = true;
+    for (const std::string& path : changes.subtrees)
+        extents[path].isWhole = extents[path].isDeep = true;
+    for (const std::string& path : changes.files)
+        extents[parentPath(path)].names.insert(std::string_view(path).substr(path.rfind('/') + 1));
+    return extents;
 }
 
 std::vector<std::string> rootPaths(const FileIndex& index) {
@@ -46,6 +67,17 @@ std::optional<DirIndex> listedFolder(const FileIndex& index, std::string_view pa
     const ReadGuard guard(index.rwlock);
     const auto folder = index.directoriesLocked().find(path);
     return folder && index.entriesByDirLocked().contains(*folder) ? folder : std::nullopt;
+}
+
+bool isLarge(const FileIndex& index, DirIndex folder) {
+    const ReadGuard guard(index.rwlock);
+    return index.entriesByDirLocked().count(folder) >= largeFolderEntries;
+}
+
+/// The part of `path` by which it may be told: all of it, unless it is too long and not the root itself.
+std::string toldPath(const ServedTree& tree, std::string_view path) {
+    const std::size_t longest = std::max(maxAskedPathBytes, tree.path().size());
+    return std::string(path.size() <= longest ? path : path.substr(0, path.rfind('/', longest)));
 }
 
 /// Attributes of folders, to be taken over into the folders' own entries in the lists of their parents. One
@@ -65,246 +97,248 @@ public:
     }
 
 private:
-    using ByName = std::unordered_map<std::string_view, const RawDirent*>;
+    struct Children {
+        std::vector<std::string_view> names;
+        std::vector<RawDirent> attributes;
+    };
     using Changes = std::vector<std::pair<EntryId, RawDirent>>;
 
     Changes changesIn(const FileIndex& index) const {
         const ReadGuard guard(index.rwlock);
-        const DirectoryTable& directories = index.directoriesLocked();
-        std::unordered_map<DirIndex, ByName> byParent;
+        std::unordered_map<DirIndex, Children> byParent;
         for (const auto& [folder, attributes] : attributes_) {
-            if (const auto parent = directories.parent(folder))
-                byParent[*parent].emplace(directories.name(folder), &attributes);
+            const auto parent = index.directoriesLocked().parent(folder);
+            if (!parent) continue;
+            byParent[*parent].names.push_back(index.directoriesLocked().name(folder));
+            byParent[*parent].attributes.push_back(attributes);
         }
         Changes changes;
         for (const auto& [parent, children] : byParent) {
-            for (const EntryId id : index.entriesByDirLocked().ids(parent))
-                addChange(index, id, children, changes);
+            const std::vector<EntryId> ids = entriesByNameLocked(index, parent, children.names);
+            for (std::size_t i = 0; i < ids.size(); ++i)
+                addChange(index, ids[i], children.attributes[i], changes);
         }
         return changes;
     }
 
-    static void addChange(const FileIndex& index, EntryId id, const ByName& children, Changes& changes) {
+    static void addChange(const FileIndex& index, EntryId id, const RawDirent& now, Changes& changes) {
+        if (id < 0) return;
         const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
-        if (!entry.isFolder() || entry.isTombstone()) return;
-        const auto child = children.find(index.nameLocked(entry));
-        if (child == children.end()) return;
-        const RawDirent& now = *child->second;
-        if (entry.modTime != now.modTime || entry.crTime != now.crTime) changes.emplace_back(id, now);
+        const bool isSame = entry.modTime == now.modTime && entry.crTime == now.crTime;
+        if (entry.isFolder() && !isSame) changes.emplace_back(id, now);
     }
 
     std::unordered_map<DirIndex, RawDirent> attributes_;
 };
 
-/// One served root on the disk, and what a scan would enter below it.
-class ServedTree {
-public:
-    ServedTree(std::string path, const CrawlOptions& options)
-        : path_(std::move(path)), folder_(OpenFolder::tryOpen(path_)) {
-        if (options.restrictToStartupVolume) allowedDevices_ = startupVolumeDevices();
-    }
+/// A folder on the way down, and those of its children that are still to be gone into.
+struct Level {
+    DirIndex folder;
+    FolderStamp stamp;
+    std::size_t pathBytes;
+    bool isNew;  ///< the index did not hold its contents
+    std::vector<MergedFolder::Child> pending;
+};
 
-    const std::string& path() const { return path_; }
-
-    std::variant<OpenFolder, OpenFolder::Refusal> open(const std::string& path) const {
-        if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&folder_)) return *refusal;
-        return std::get<OpenFolder>(folder_).tryOpenBelow(below(path));
-    }
-
-    bool isSkipped(std::string_view path) const { return isBelowSkippedFolder(path, path_); }
-
-    /// Whether a scan enters the folder; asked of one that was entered once, and may have been mounted over.
-    bool isStillEntered(const std::string& path, const OpenFolder& folder) const {
-        if (path == path_) return true;
-        if (!isAllowed(folder.device())) return false;
-        if (!folder.isOnKernelFileSystem()) return true;
-        const auto parent = open(parentPath(path));
-        const auto* opened = std::get_if<OpenFolder>(&parent);
-        return opened == nullptr || opened->device() == folder.device();
-    }
-
-    /// Absent when the child cannot be opened now, but may be later.
-    std::optional<bool> entersChild(const std::string& path, const OpenFolder& folder,
-                                    const std::string& name) const {
-        if (isSkipped(joinPath(path, name))) return false;
-        const auto opened = folder.tryOpenBelow(name);
-        if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened))
-            return *refusal == OpenFolder::Refusal::failed ? std::nullopt : std::optional(false);
-        const auto& child = std::get<OpenFolder>(opened);
-        if (!isAllowed(child.device())) return false;
-        return child.device() == folder.device() || !child.isOnKernelFileSystem();
-    }
-
-private:
-    std::string below(const std::string& path) const {
-        return path.substr(std::min(path.size(), path_ == "/" ? 1 : path_.size() + 1));
-    }
-
-    bool isAllowed(DeviceId device) const {
-        return allowedDevices_.empty() || std::ranges::find(allowedDevices_, device) != allowedDevices_.end();
-    }
-
-    std::string path_;
-    std::variant<OpenFolder, OpenFolder::Refusal> folder_;
-    std::vector<DeviceId> allowedDevices_;
+/// The way from the folder where a descent began to where it has come.
+struct Descent {
+    const ServedTree& tree;
+    std::string path;  ///< of the folder that is being looked at
+    bool isDeep;       ///< also into folders that the index holds
+    std::vector<Level> levels = {};
+    std::optional<OpenFolder> here = {};  ///< the last level, or one that was `levelsBelow` levels below it
+    std::size_t levelsBelow = 0;
 };
 
 class Application {
 public:
     Application(FileIndex& index, const CrawlOptions& options) : index_(index), options_(options) {
         for (std::string& path : rootPaths(index))
-            trees_.emplace_back(std::move(path), options);
+            trees_.emplace_back(std::move(path), options.restrictToStartupVolume);
     }
 
-    std::vector<std::string> run(const ChangeBatch& changes) {
-        // In order of their bytes, parents come before what lies below them.
-        std::map<std::string_view, bool> places;
-        for (const std::string& path : changes.paths)
-            places.emplace(path, false);
-        for (const std::string& path : changes.files)
-            places.emplace(path, false);
-        for (const std::string& path : changes.subtrees)
-            places[path] = true;
-        for (const auto& [path, withSubtree] : places)
-            applyAt(path, withSubtree);
-        walkAppeared();
+    AppliedChanges run(const ChangeBatch& changes) {
+        for (auto& [path, extent] : extentsByFolder(changes)) {
+            if (options_.stop.stop_requested()) break;
+            const auto tree = std::ranges::find_if(
+                trees_, [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
+            if (tree != trees_.end() && !tree->isSkipped(path)) lookAt(*tree, path, std::move(extent));
+        }
         ownEntries_.storeIn(index_);
-        return std::move(unread_);
+        AppliedChanges applied{.unread = {}, .changed = {changed_.begin(), changed_.end()}};
+        for (const auto& [path, isDeep] : unread_)
+            (isDeep ? applied.unread.subtrees : applied.unread.paths).push_back(path);
+        return applied;
     }
 
 private:
-    std::vector<ServedTree>::const_iterator treeOf(std::string_view path) const {
-        return std::ranges::find_if(trees_,
-                                    [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
-    }
-
-    void applyAt(std::string_view path, bool withSubtree) {
-        const auto tree = treeOf(path);
-        if (tree == trees_.end() || tree->isSkipped(path)) return;
-        std::vector<std::string> pending = {std::string(path)};
-        while (!pending.empty() && !options_.stop.stop_requested()) {
-            const std::string next = std::move(pending.back());
-            pending.pop_back();
-            reconcileNearest(*tree, next, withSubtree ? &pending : nullptr);
-        }
-    }
-
-    /// Reconciles the folder at `path` or, where that is no folder that the index and the disk both have, the
-    /// nearest folder above it that is: its listing tells what became of the path. With `deeper`, the listed
-    /// child folders are added to it, unless it had to go above.
-    void reconcileNearest(const ServedTree& tree, std::string path, std::vector<std::string>* deeper) {
+    /// Looks at the folder at `path` or, where that is no folder that the index and the disk both have, at
+    /// the nearest folder above it that is: its listing tells what became of the path.
+    void lookAt(const ServedTree& tree, std::string path, Extent extent) {
         for (;;) {
             const auto folder = listedFolder(index_, path);
-            if (folder || path == tree.path()) {
+            const bool isRoot = path == tree.path();
+            if (folder && isDone(*folder, extent.isDeep)) return;
+            if (folder || isRoot) {
                 auto opened = tree.open(path);
                 if (auto* open = std::get_if<OpenFolder>(&opened)) {
-                    reconcileDirectory(tree, path, folder, *open, deeper);
+                    descend({.tree = tree, .path = path, .isDeep = extent.isDeep}, folder, std::move(*open),
+                            extent);
                     return;
                 }
-                if (cannotTell(std::get<OpenFolder::Refusal>(opened), path)) return;
+                const bool isMissing = std::get<OpenFolder::Refusal>(opened) == OpenFolder::Refusal::missing;
+                if (isRoot || !isMissing) {
+                    handIn(tree, path, extent.isDeep || isMissing);
+                    return;
+                }
             }
-            if (path == tree.path()) break;
             path = parentPath(path);
-            deeper = nullptr;
+            extent = {.isWhole = true};
         }
-        const WriteGuard guard(index_.rwlock);
-        index_.tombstoneSubtreeLocked(tree.path());
-        index_.raiseGenerationLocked();
     }
 
-    /// Whether a folder that could not be opened may still be there.
-    bool cannotTell(OpenFolder::Refusal refusal, const std::string& path) {
-        if (refusal == OpenFolder::Refusal::failed) unread_.push_back(path);
-        return refusal != OpenFolder::Refusal::missing;
-    }
-
-    void reconcileDirectory(const ServedTree& tree, const std::string& path, std::optional<DirIndex> known,
-                            const OpenFolder& open, std::vector<std::string>* deeper) {
-        const auto [done, isNew] = done_.try_emplace(path, deeper != nullptr);
-        if (!isNew && (deeper == nullptr || done->second)) return;
-        done->second = deeper != nullptr;
-        if (!tree.isStillEntered(path, open)) {
-            forget(*known);
+    void descend(Descent way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
+        if (way.path != way.tree.path() && !way.tree.enters(open)) {
+            forget(way, *known);
             return;
         }
+        look(way, known, std::move(open), extent);
+        while (!way.levels.empty()) {
+            if (way.levels.back().pending.empty()) {
+                way.levels.pop_back();
+                ++way.levelsBelow;
+            } else {
+                enterNext(way);
+            }
+        }
+    }
+
+    /// Takes over what the folder at the end of the way holds, and goes on from there if there is more to
+    /// look at.
+    void look(Descent& way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
+        const FolderStamp stamp = open.stamp();
+        const FolderStamp trusted = clock_.trusted(stamp);
         const auto attributes = open.attributes();
-        const FolderStamp stamp = clock_.trusted(open.stamp());
+        const std::vector<std::string_view> names(extent.names.begin(), extent.names.end());
         DirectoryListing listing;
-        if (!open.list(ListingDetail::attributes, listing)) {
-            unread_.push_back(path);
+        const bool isOfNames =
+            !extent.isWhole && known && isLarge(index_, *known) && listNames(open, names, listing);
+        if (!isOfNames && !open.list(ListingDetail::attributes, listing, options_.stop)) {
+            if (!known || !options_.stop.stop_requested()) handIn(way.tree, way.path, way.isDeep || !known);
             return;
         }
-        const DirIndex folder = known ? *known : intern(path);
-        if (attributes) ownEntries_.add(folder, *attributes);
-        const MergedFolder merged = mergeListing(index_, folder, listing, stamp);
-        for (const auto& [name, id] : merged.unlistedChildren) {
-            const auto enters = tree.entersChild(path, open, name);
-            if (!enters) {
-                unread_.push_back(joinPath(path, name));
-            } else if (*enters) {
-                appeared_[joinPath(path, name)] = id;
-            }
-        }
-        if (deeper != nullptr) goDeeper(path, merged.listedChildren, *deeper);
+        const DirIndex folder = known ? *known : intern(way);
+        MergedFolder merged = isOfNames ? mergeNames(index_, folder, listing, names)
+                                        : mergeListing(index_, folder, listing, trusted);
+        if (!isOfNames) done_[folder] = way.isDeep || !known;
+        if (const auto* now = std::get_if<RawDirent>(&attributes)) ownEntries_.add(folder, *now);
+        const bool isBelowNew = !way.levels.empty() && way.levels.back().isNew;
+        if (merged.isChanged && !isBelowNew) changed_.insert(toldPath(way.tree, way.path));
+        if (!way.isDeep) std::erase_if(merged.children, [](const auto& child) { return child.contents; });
+        if (merged.children.empty()) return;
+        way.levels.push_back({folder, stamp, way.path.size(), !known, std::move(merged.children)});
+        way.here = std::move(open);
+        way.levelsBelow = 0;
     }
 
-    void goDeeper(const std::string& path, const std::vector<MergedFolder::Child>& children,
-                  std::vector<std::string>& deeper) {
-        for (const auto& [name, id] : children) {
-            std::string child = joinPath(path, name);
-            if (child.size() <= maxComparedPathBytes) {
-                deeper.push_back(std::move(child));
-            } else if (const auto folder = listedFolder(index_, child)) {
-                forget(*folder);
-                appeared_[std::move(child)] = id;
+    /// The attributes of those of the names that are there. False when the listing must tell.
+    static bool listNames(const OpenFolder& folder, std::span<const std::string_view> names,
+                          DirectoryListing& listing) {
+        DirectoryListing found;
+        for (const std::string_view name : names) {
+            auto asked = folder.attributes(std::string(name));
+            if (auto* attributes = std::get_if<RawDirent>(&asked)) {
+                attributes->name = name;
+                found.add(*attributes);
+            } else if (std::get<OpenFolder::Refusal>(asked) != OpenFolder::Refusal::missing) {
+                return false;
             }
         }
+        listing = std::move(found);
+        return true;
     }
 
-    /// Walks the folders that appeared, but for those that have gone again meanwhile with a folder above.
-    void walkAppeared() {
-        std::vector<std::string> paths;
-        {
-            const ReadGuard guard(index_.rwlock);
-            for (const auto& [path, id] : appeared_) {
-                if (!index_.entriesLocked()[static_cast<std::size_t>(id)].isTombstone())
-                    paths.push_back(path);
-            }
+    void enterNext(Descent& way) {
+        Level& level = way.levels.back();
+        way.path.resize(level.pathBytes);
+        if (!options_.stop.stop_requested() && !comeBack(way)) {
+            handIn(way.tree, way.path, true);
+            level.pending.clear();
+            return;
         }
-        if (!paths.empty()) crawl(index_, paths, options_);
+        const auto [name, known] = std::move(level.pending.back());
+        level.pending.pop_back();
+        if (way.path != "/") way.path += '/';
+        way.path += name;
         if (options_.stop.stop_requested()) {
-            std::ranges::move(paths, std::back_inserter(unread_));
-        } else {
-            for (const std::string& path : paths)
-                keepIfNotWalked(path);
+            if (!known) handIn(way.tree, way.path, true);
+            return;
+        }
+        if (way.tree.isSkipped(way.path) || (known && isDone(*known, true))) return;
+        auto opened = way.here->tryOpenBelow(name);
+        if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened)) {
+            // What was never listed and may not be read is as a scan leaves it.
+            const bool isForbidden = *refusal == OpenFolder::Refusal::forbidden;
+            if (*refusal == OpenFolder::Refusal::failed || (isForbidden && known))
+                handIn(way.tree, way.path, true);
+        } else if (way.tree.enters(std::get<OpenFolder>(opened))) {
+            look(way, known, std::get<OpenFolder>(std::move(opened)), {.isWhole = true});
+        } else if (known) {
+            forget(way, *known);
         }
     }
 
-    /// Has a folder that is there, but was not listed, handed in again.
-    void keepIfNotWalked(const std::string& path) {
-        if (listedFolder(index_, path)) return;
-        const auto opened = treeOf(path)->open(path);
-        const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened);
-        if (refusal == nullptr || *refusal == OpenFolder::Refusal::failed) unread_.push_back(path);
+    /// Makes the last level the open folder again. False when it cannot be opened any more.
+    static bool comeBack(Descent& way) {
+        if (way.levelsBelow == 0) return true;
+        std::string above = "..";
+        for (; way.levelsBelow > 1; --way.levelsBelow)
+            above += "/..";
+        way.levelsBelow = 0;
+        const FolderStamp& left = way.levels.back().stamp;
+        auto opened = way.here->tryOpenBelow(above);
+        const auto* found = std::get_if<OpenFolder>(&opened);
+        const FolderStamp stamp = found == nullptr ? FolderStamp{} : found->stamp();
+        const bool isSame = stamp.isKnown() && stamp.device == left.device && stamp.inode == left.inode;
+        // A folder on the way moved.
+        if (!isSame) opened = way.tree.open(way.path);
+        if (!std::holds_alternative<OpenFolder>(opened)) return false;
+        way.here = std::get<OpenFolder>(std::move(opened));
+        return true;
     }
 
-    void forget(DirIndex folder) {
+    bool isDone(DirIndex folder, bool isDeep) const {
+        const auto done = done_.find(folder);
+        return done != done_.end() && (done->second || !isDeep);
+    }
+
+    void handIn(const ServedTree& tree, const std::string& path, bool isDeep) {
+        const std::string told = toldPath(tree, path);
+        unread_[told] |= isDeep || told != path;
+    }
+
+    /// Drops the contents of a folder that a scan would not enter any more.
+    void forget(const Descent& way, DirIndex folder) {
+        changed_.insert(toldPath(way.tree, way.path));
         const WriteGuard guard(index_.rwlock);
         index_.forgetContentsLocked(folder);
         index_.raiseGenerationLocked();
     }
 
-    DirIndex intern(std::string_view path) {
+    /// The position of the folder at the end of the way.
+    DirIndex intern(const Descent& way) {
         const WriteGuard guard(index_.rwlock);
-        return index_.internDirLocked(path);
+        if (way.levels.empty()) return index_.internDirLocked(way.path);
+        const std::string_view name = std::string_view(way.path).substr(way.path.rfind('/') + 1);
+        return index_.internChildDirLocked(way.levels.back().folder, name);
     }
 
     FileIndex& index_;
     const CrawlOptions& options_;
     std::vector<ServedTree> trees_;
-    std::unordered_map<std::string, bool> done_;  ///< reconciled folders, and whether with all below them
-    std::map<std::string, EntryId> appeared_;     ///< folders to be walked, and their own entries
-    std::vector<std::string> unread_;
+    std::unordered_map<DirIndex, bool> done_;  ///< folders listed as a whole, and whether with all below
+    std::map<std::string, bool> unread_;       ///< paths, and whether with all below
+    std::set<std::string> changed_;
     OwnEntries ownEntries_;
     const StampClock clock_;
 };
@@ -312,7 +346,7 @@ private:
 }  // namespace
 
 AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options) {
-    return {.unread = {.paths = Application(index, options).run(changes)}, .changed = {}};
+    return Application(index, options).run(changes);
 }
 
 }  // namespace dovra

@@ -66,8 +66,14 @@ std::optional<EntryLists::Run> EntryLists::run(DirIndex folder) const {
     return stored.first == isScattered ? std::nullopt : std::optional(stored);
 }
 
+std::size_t EntryLists::count(DirIndex folder) const {
+    const auto listed = run(folder);
+    return listed ? static_cast<std::size_t>(listed->count) : scattered_.at(folder).size();
+}
+
 std::vector<EntryId> EntryLists::ids(DirIndex folder) const {
     std::vector<EntryId> listed;
+    listed.reserve(count(folder));
     forEach(folder, [&](EntryId id) { listed.push_back(id); });
     return listed;
 }

@@ -42,6 +42,9 @@ public:
     /// The folder's list when it is a run (an absent list is an empty run); absent when it is not.
     std::optional<Run> run(DirIndex folder) const;
 
+    /// The length of the folder's list; 0 when there is none.
+    std::size_t count(DirIndex folder) const;
+
     /// The folder's list; empty when there is none.
     std::vector<EntryId> ids(DirIndex folder) const;
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Index/FileIndex.hpp"
@@ -11,24 +14,34 @@ namespace dovra {
 struct MergedFolder {
     struct Child {
         std::string name;
-        EntryId id;  ///< its entry in this folder
+        std::optional<DirIndex> contents;  ///< absent when the index does not hold them
     };
 
-    /// Child folders (not links) whose contents the index does not hold: those that appeared, and those that
-    /// no scan could or would enter.
-    std::vector<Child> unlistedChildren;
-    /// Child folders whose contents the index holds.
-    std::vector<Child> listedChildren;
+    /// Child folders, no links.
+    std::vector<Child> children;
+    /// Whether names, kinds, or sizes and times of files were other ones. The times of a child folder tell of
+    /// changes in there, not here.
+    bool isChanged = false;
 };
 
 /// Makes the index's list of `folder` equal to what was just listed on the disk. An entry of the same name
 /// and kind keeps its identifier and takes over size and times; one whose kind changed is deleted and
-/// appended anew; what is not listed any more is deleted, folders with all below them. Raises the generation,
-/// unless the index holds this list and this stamp already: then nothing changes.
+/// appended anew; what is not listed any more is deleted, folders with all below them. A name that is listed
+/// twice counts once. The folder counts as listed from then on. Raises the generation, unless the index holds
+/// this list and this stamp already: then nothing changes.
 ///
 /// The difference is worked out under the read lock, so searches go on meanwhile, and applied under the write
 /// lock. So nobody else may change the index during the call.
 MergedFolder mergeListing(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
                           const FolderStamp& stamp);
+
+/// The same for `names` alone: `listing` holds those of them that are there. The folder keeps its other
+/// entries and its stamp.
+MergedFolder mergeNames(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+                        std::span<const std::string_view> names);
+
+/// Whether `mergeListing` would find any difference but the stamp. Cheap where the listing has the order of
+/// the index's list.
+bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing);
 
 }  // namespace dovra

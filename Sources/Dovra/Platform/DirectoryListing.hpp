@@ -74,7 +74,7 @@ public:
     /// and when the path is longer than the system takes in one call.
     std::optional<OpenFolder> openBelow(const std::string& path) const;
 
-    /// Why a folder could not be opened.
+    /// Why a folder could not be opened, or an attribute not be asked.
     enum class Refusal : std::uint8_t {
         missing,    ///< there is none: nothing, something else, or a link on the way to it
         forbidden,  ///< this user may not read it
@@ -91,13 +91,14 @@ public:
     OpenFolder& operator=(OpenFolder&& other) noexcept;
     ~OpenFolder();
 
-    /// Appends every entry but "." and ".." to `listing`. An error midway, or a request to stop, ends the
-    /// listing with what was read; returns whether there was none.
+    /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
+    /// stop, ends the listing with what was read; returns whether there was none. A folder that was deleted
+    /// since it was opened is empty.
     bool list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop = {}) const;
 
-    /// The folder's own attributes, as a listing of its parent would tell them, without a name. Absent when
-    /// they cannot be asked.
-    std::optional<RawDirent> attributes() const;
+    /// The attributes of what has this name in the folder, or of the folder itself, as a listing would tell
+    /// them, but without the name. Tells why when it cannot; `missing` is nothing of that name.
+    std::variant<RawDirent, Refusal> attributes(const std::string& name = "") const;
 
     DeviceId device() const;
 
@@ -106,7 +107,7 @@ public:
     FolderStamp stamp() const;
 
     /// The device of what lies at `path` below this folder (a link itself, not its target), without
-    /// triggering an automount. Absent when it cannot be asked.
+    /// triggering an automount; of the folder above for "..". Absent when it cannot be asked.
     std::optional<DeviceId> deviceBelow(const std::string& path) const;
 
     /// Whether the folder lies on a file system of the kernel's own (process table, device nodes, controls):

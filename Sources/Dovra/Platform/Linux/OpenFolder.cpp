@@ -187,11 +187,11 @@ std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpenBelow(const std
     return *std::move(reached);
 }
 
-std::optional<RawDirent> OpenFolder::attributes() const {
-    RawDirent entry;
+std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::string& name) const {
     struct statx attributes {};
-    if (::statx(descriptor_, "", attributeFlags | AT_EMPTY_PATH, attributeMask, &attributes) != 0)
-        return std::nullopt;
+    const int flags = attributeFlags | AT_EMPTY_PATH;
+    if (::statx(descriptor_, name.c_str(), flags, attributeMask, &attributes) != 0) return refusal(errno);
+    RawDirent entry;
     setAttributes(entry, attributes);
     return entry;
 }
@@ -200,7 +200,12 @@ bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
-        if (length <= 0) return length == 0;
+        if (length == 0) return true;
+        if (length < 0) {
+            // What was deleted held nothing at the end.
+            if (errno == ENOENT) listing.clear();
+            return errno == ENOENT;
+        }
         for (ssize_t offset = 0; offset < length;) {
             if (stop.stop_requested()) return false;
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);

@@ -1,0 +1,90 @@
+#include <algorithm>
+#include <chrono>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <set>
+#include <stop_token>
+#include <string>
+
+#include "Index/Crawl.hpp"
+#include "Index/DiskComparison.hpp"
+#include "Support/DeepFile.hpp"
+#include "Support/Stamps.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class DiskComparisonRound : public testing::Test {
+protected:
+    void scan() {
+        crawl(index, {tree.path()}, {});
+        test::trustStamps(index);
+    }
+
+    /// What one round finds, and how many pieces it took.
+    std::set<std::string> round(bool withStamps, std::chrono::seconds budget = 60s) {
+        DiskComparison comparison(withStamps);
+        std::set<std::string> found;
+        for (auto piece = comparison.next(index); !piece.folders.empty(); piece = comparison.next(index)) {
+            const auto batch = comparison.compare(index, DiskComparison::read(std::move(piece), budget));
+            found.insert(batch.paths.begin(), batch.paths.end());
+            found.insert(batch.subtrees.begin(), batch.subtrees.end());
+            ++pieces;
+        }
+        return found;
+    }
+
+    const test::TemporaryTree tree;
+    FileIndex index;
+    int pieces = 0;
+};
+
+TEST_F(DiskComparisonRound, FindsWhateverNoEventTold) {
+    for (const char* file : {"same/file", "written/file", "names/old", "gone/file"})
+        tree.write(file);
+    scan();
+    EXPECT_THAT(round(true), IsEmpty());
+    EXPECT_EQ(pieces, 2);
+    tree.write("written/file", "in place, so that no stamp changes");
+    EXPECT_THAT(round(true), ElementsAre(tree.path("written")));
+    std::filesystem::rename(tree.path("names/old"), tree.path("names/new"));
+    std::filesystem::remove_all(tree.path("gone"));
+    const std::set<std::string> all = {tree.path(), tree.path("names"), tree.path("written")};
+    EXPECT_EQ(round(false), all);
+    EXPECT_EQ(round(true, 0s), all) << "however little time a piece has";
+    EXPECT_GT(pieces, 10);
+}
+
+TEST_F(DiskComparisonRound, TakesUpAgainWhatAReadingDidNotComeTo) {
+    tree.write("file");
+    scan();
+    tree.write("file", "changed");
+    DiskComparison comparison(false);
+    std::stop_source stop;
+    stop.request_stop();
+    const auto unread = DiskComparison::read(comparison.next(index), 60s, stop.get_token());
+    EXPECT_TRUE(comparison.compare(index, unread).empty());
+    const auto reading = DiskComparison::read(comparison.next(index), 60s);
+    {
+        const WriteGuard guard(index.rwlock);
+        index.forgetContentsLocked(0);
+    }
+    EXPECT_TRUE(comparison.compare(index, reading).empty()) << "what was forgotten meanwhile";
+    EXPECT_TRUE(comparison.next(index).folders.empty());
+}
+
+TEST_F(DiskComparisonRound, TellsWhatIsTooDeepAsASubtree) {
+    const test::DeepFile deep(tree.path(), "");
+    scan();
+    const auto found = round(true);
+    ASSERT_THAT(found, testing::SizeIs(1));
+    EXPECT_TRUE(deep.path.starts_with(*found.begin()));
+}
+
+}  // namespace
+}  // namespace dovra
