@@ -317,7 +317,7 @@ TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
     EXPECT_FALSE(source->hasChanges());
     tree.write("unheard of/deeper/file");
     source->drain();
-    EXPECT_THAT(source->take({})->paths, testing::ElementsAre(tree.path("unheard of/deeper")));
+    EXPECT_THAT(source->take({})->files, testing::ElementsAre(tree.path("unheard of/deeper/file")));
 }
 
 }  // namespace

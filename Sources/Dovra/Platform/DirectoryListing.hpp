@@ -87,6 +87,9 @@ public:
     /// As `openBelow`, for paths of any length (empty for this folder itself), and tells why when it cannot.
     std::variant<OpenFolder, Refusal> tryOpenBelow(const std::string& path) const;
 
+    /// Takes over an open descriptor of a folder.
+    explicit OpenFolder(int descriptor) : descriptor_(descriptor) {}
+
     OpenFolder(OpenFolder&& other) noexcept;
     OpenFolder& operator=(OpenFolder&& other) noexcept;
     ~OpenFolder();
@@ -114,9 +117,10 @@ public:
     /// it holds no files of the user's.
     bool isOnKernelFileSystem() const;
 
-private:
-    explicit OpenFolder(int descriptor) : descriptor_(descriptor) {}
+    /// For what the system is asked elsewhere; stays this object's.
+    int descriptor() const { return descriptor_; }
 
+private:
     int descriptor_ = -1;
 };
 

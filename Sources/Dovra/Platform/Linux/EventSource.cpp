@@ -54,6 +54,10 @@ bool isShared(const Mount& mount) {
     return std::ranges::find(sharedFileSystems, mount.type) != std::end(sharedFileSystems);
 }
 
+bool canBeOpened(const std::string& place) {
+    return OpenFolder::open(place).has_value();
+}
+
 bool isIn(const std::vector<Mount>& mounts, const Mount& mount) {
     return std::ranges::find(mounts, mount) != mounts.end();
 }
@@ -79,11 +83,11 @@ public:
                                           {fanotify_ ? fanotify_->descriptor() : -1, POLLIN, 0},
                                           {inotify_ ? inotify_->descriptor() : -1, POLLIN, 0}}};
         const std::chrono::milliseconds lookingForTop{1000};
-        if (inotify_ && inotify_->misses()) timeout = std::min(timeout, lookingForTop);
+        if (inotify_ && !inotify_->missingTrees().empty()) timeout = std::min(timeout, lookingForTop);
         ::poll(sources.data(), sources.size(), static_cast<int>(timeout.count()));
         std::uint64_t wakes = 0;
         (void)!::read(wake_.number(), &wakes, sizeof wakes);
-        hasMountEvent_ = hasMountEvent_ || sources[1].revents != 0;
+        mustReadMounts_ = mustReadMounts_ || sources[1].revents != 0;
     }
 
     void wake() override {
@@ -97,7 +101,8 @@ public:
     }
 
     void drain() override {
-        if (std::exchange(hasMountEvent_, false) || mountWatch_.hasChanged()) updateMounts();
+        if (mountWatch_.hasChanged() || mustReadMounts_) updateMounts();
+        if (std::ranges::any_of(unreachableMounts_, canBeOpened)) coverAgain();
         if (fanotify_) fanotify_->drain();
         if (inotify_) inotify_->drain();
     }
@@ -138,12 +143,18 @@ public:
             add(described(inotify_->watchCount(), "folder") + " (inotify)");
         if (const std::size_t polled = allPolledTrees().size(); polled > 0)
             add(described(polled, "tree") + " (polling)");
+        if (const std::size_t forbidden = inotify_ ? inotify_->forbiddenCount() : 0; forbidden > 0)
+            add(described(forbidden, "folder") + " not watched");
+        for (const std::string& place : unreachableMounts_)
+            add("not watched: " + place);
+        for (const std::string& place : inotify_ ? inotify_->missingTrees() : std::set<std::string>())
+            add("not watched: " + place);
         return text;
     }
 
 private:
     void openInotify() {
-        inotify_ = InotifyWatch::open({.enters = [this](const std::string& path) { return enters(path); },
+        inotify_ = InotifyWatch::open({.enters = options_.entersFolder,
                                        .reportLimit = [this] { options_.report(std::string(limitMessage)); },
                                        .maxWatches = options_.maxWatches,
                                        .stop = stop_.get_token()});
@@ -158,13 +169,8 @@ private:
         to.push_back(written.empty() ? "/" : written);
     }
 
-    /// Whether a folder below the root belongs to the tree that its parent is watched with.
-    bool enters(const std::string& path) const {
-        return !mountPlaces_.contains(path) && options_.entersFolder(path);
-    }
-
-    /// Whether a scan would enter the mount; `allowed` as in the options.
-    bool matters(const Mount& mount, const std::vector<DeviceId>& allowed) const {
+    /// Whether a scan would go to the place of the mount, and into the mount; `allowed` as in the options.
+    bool isEntered(const Mount& mount, const std::vector<DeviceId>& allowed) const {
         if (mount.place == root_) return true;
         if (mount.type == "autofs") return false;
         for (std::size_t end = mount.place.find('/', root_ == "/" ? 1 : root_.size() + 1);;) {
@@ -172,28 +178,21 @@ private:
             if (end == std::string::npos) break;
             end = mount.place.find('/', end + 1);
         }
-        if (!allowed.empty() && std::ranges::find(allowed, mount.device) == allowed.end()) return false;
-        const auto folder = OpenFolder::open(mount.place);
-        return folder && !folder->isOnKernelFileSystem();
+        return allowed.empty() || std::ranges::find(allowed, mount.device) != allowed.end();
     }
 
-    /// The mount that holds the root, with the root as its place, and those below the root. Of mounts at one
-    /// place only the last is seen.
+    /// The mount that holds the root, with the root as its place, and those that are seen below the root.
+    /// Empty when the system does not say them.
     std::vector<Mount> servedMounts() const {
-        std::vector<Mount> mounts;
-        std::optional<Mount> holder;
-        for (Mount& mount : readMounts()) {
-            if (isAtOrBelow(root_, mount.place)) {
-                if (!holder || mount.place.size() >= holder->place.size()) holder = std::move(mount);
-            } else if (isAtOrBelow(mount.place, root_)) {
-                std::erase_if(mounts,
-                              [&](const Mount& other) { return isAtOrBelow(other.place, mount.place); });
-                mounts.push_back(std::move(mount));
-            }
-        }
-        if (holder) {
-            holder->place = root_;
-            mounts.insert(mounts.begin(), *std::move(holder));
+        const std::vector<Mount> table = readMounts();
+        auto holder = mountHolding(root_, table);
+        // While the root is missing, it is watched for where it was.
+        if (!holder && !mounts_.empty()) holder = mounts_.front();
+        if (table.empty() || !holder) return {};
+        std::vector<Mount> mounts = {*std::move(holder)};
+        for (const Mount& mount : table) {
+            if (mount.place != root_ && isAtOrBelow(mount.place, root_) && isVisible(mount, table))
+                mounts.push_back(mount);
         }
         for (Mount& mount : mounts) {
             // What is polled need not be told apart, and a server that does not answer would keep us waiting.
@@ -214,11 +213,9 @@ private:
     /// Follows mounts that came and went: what lies below their places is another than before.
     void updateMounts() {
         std::vector<Mount> mounts = servedMounts();
-        // The root is always on one, so the table could not be read.
-        if (mounts.empty()) {
-            hasMountEvent_ = true;
-            return;
-        }
+        // A root that is missing may come back on another mount.
+        mustReadMounts_ = mounts.empty() || !canBeOpened(root_);
+        if (mounts.empty()) return;
         const std::vector<Mount> lost = lostMounts();
         if (mounts == mounts_ && lost.empty()) return;
         std::vector<std::string> uncovered;
@@ -237,36 +234,43 @@ private:
         }
     }
 
-    /// Parts of one file system can have devices of their own.
-    static DeviceId deviceAt(const Mount& mount) {
-        const auto folder = OpenFolder::open(mount.place);
-        return folder ? folder->device() : mount.device;
+    /// After a mount that could not be opened can be.
+    void coverAgain() {
+        for (const std::string& place : unreachableMounts_)
+            changes_.addSubtree(place);
+        coverAll();
     }
 
     void coverAll() {
-        mountPlaces_.clear();
-        for (const Mount& mount : mounts_) {
-            if (mount.place != root_) mountPlaces_.insert(mount.place);
-        }
         const std::vector<DeviceId> allowed = options_.allowedDevices();
         std::set<DeviceId> watchedDevices;
-        std::vector<Mount> viaFanotify;
         std::vector<Mount> viaInotify;
+        fanotifyMounts_.clear();
         polledMounts_.clear();
+        unreachableMounts_.clear();
         for (const Mount& mount : mounts_) {
-            if (!matters(mount, allowed)) continue;
-            if (!isShared(mount) && fanotify_ && fanotify_->addMount(mount)) {
-                viaFanotify.push_back(mount);
-            } else if (!isShared(mount) && inotify_ && watchedDevices.insert(deviceAt(mount)).second) {
+            if (!isEntered(mount, allowed)) continue;
+            if (isShared(mount)) {
+                polledMounts_.push_back(mount.place);
+                continue;
+            }
+            const auto folder = OpenFolder::open(mount.place);
+            if (!folder) {
+                unreachableMounts_.push_back(mount.place);
+            } else if (mount.place != root_ && folder->isOnKernelFileSystem()) {
+                continue;
+            } else if (fanotify_ && fanotify_->addMount(mount)) {
+                fanotifyMounts_.push_back(mount);
+            } else if (inotify_ && watchedDevices.insert(folder->device()).second) {
+                // Not that of the table: parts of one file system can have devices of their own.
                 viaInotify.push_back(mount);
             } else {
-                if (!isShared(mount)) reportThatInotifyIsMissing();
                 // A second mount of one file system too: a watch does not tell by which path a folder is
                 // meant.
+                reportThatInotifyIsMissing();
                 polledMounts_.push_back(mount.place);
             }
         }
-        fanotifyMounts_ = std::move(viaFanotify);
         if (inotify_) coverByInotify(viaInotify);
     }
 
@@ -289,6 +293,8 @@ private:
     }
 
     std::vector<std::string> allPolledTrees() const {
+        // Without the table of mounts nothing can be shared out.
+        if (mounts_.empty()) return {root_};
         std::vector<std::string> trees = polledMounts_;
         if (inotify_) {
             const std::vector<std::string> unwatched = inotify_->unwatchedFolders();
@@ -301,17 +307,17 @@ private:
     const std::string root_;
     Descriptor wake_;
     MountWatch mountWatch_;
-    bool hasMountEvent_ = false;
+    bool mustReadMounts_ = false;
     bool hasReportedInotify_ = false;
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
     std::stop_source stop_;
 
     std::vector<Mount> mounts_;
-    std::set<std::string> mountPlaces_;
     std::vector<Mount> fanotifyMounts_;
     std::vector<Mount> inotifyMounts_;
     std::vector<std::string> polledMounts_;
+    std::vector<std::string> unreachableMounts_;
     ChangeSet changes_;
 
     std::stop_callback<std::function<void()>> stopWithOptions_;  ///< last: it uses the others

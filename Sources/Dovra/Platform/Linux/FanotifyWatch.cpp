@@ -12,16 +12,17 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "Base/IsAtOrBelow.hpp"
-#include "Base/JoinPath.hpp"
 #include "Platform/Linux/FileErrors.hpp"
 
 namespace dovra {
 
 namespace {
 
+// A queue without a limit: the kernel loses nothing.
 constexpr unsigned fanotifyFlags =
     FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_NONBLOCK | FAN_CLOEXEC;
 
@@ -97,30 +98,52 @@ bool leadsTo(const std::string& path, int folder) {
            there.st_ino == here.st_ino;
 }
 
-/// The nearest folder above, the folder itself included, whose path the kernel says.
+using DeepFolders = FanotifyWatch::DeepFolders;
+
+std::optional<DeepFolders::key_type> identityOf(int folder) {
+    struct statx found {};
+    if (::statx(folder, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_INO | STATX_MNT_ID, &found) != 0)
+        return std::nullopt;
+    return DeepFolders::key_type(makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_mnt_id,
+                                 found.stx_ino);
+}
+
+/// Whether a folder is seen at or near the root. Most of what happens on a file system happens elsewhere.
+bool concerns(const std::string& path, int folder, std::string_view root) {
+    return (isAtOrBelow(path, root) || isAtOrBelow(root, path)) && leadsTo(path, folder);
+}
+
+/// The folder itself, or the nearest one above whose path the kernel says.
 struct FoundFolder {
-    std::string path;
+    std::shared_ptr<const std::string> path;
     bool isItself;
 };
 
 /// Absent with errno 0 when the folder is not seen at or near the root.
-std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root) {
-    bool isItself = true;
+std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root, DeepFolders& deep) {
+    std::vector<DeepFolders::key_type> climbed;
+    std::shared_ptr<const std::string> found;
     for (;;) {
-        if (auto path = saidPath(folder.number())) {
-            // Most of what happens on a file system happens elsewhere.
-            const bool concernsRoot = isAtOrBelow(*path, root) || isAtOrBelow(root, *path);
-            if (!concernsRoot || !leadsTo(*path, folder.number())) {
-                errno = 0;
-                return std::nullopt;
-            }
-            return FoundFolder{*std::move(path), isItself};
+        if (const auto path = saidPath(folder.number())) {
+            if (concerns(*path, folder.number(), root)) found = std::make_shared<const std::string>(*path);
+            break;
+        }
+        const auto identity = identityOf(folder.number());
+        if (!identity) return std::nullopt;
+        climbed.push_back(*identity);
+        if (const auto before = deep.find(*identity); before != deep.end()) {
+            found = before->second;
+            break;
         }
         Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
         if (!above) return std::nullopt;
         folder = std::move(above);
-        isItself = false;
     }
+    for (const auto& identity : climbed)
+        deep[identity] = found;
+    errno = 0;
+    if (!found) return std::nullopt;
+    return FoundFolder{std::move(found), climbed.empty()};
 }
 
 }  // namespace
@@ -187,7 +210,6 @@ std::size_t FanotifyWatch::takeEvents(const char* events, std::size_t length) {
         fanotify_event_metadata event{};
         std::memcpy(&event, events + offset, sizeof event);
         if (event.event_len < sizeof event) break;
-        if ((event.mask & FAN_Q_OVERFLOW) != 0) hasLost_ = true;
         const std::size_t records = offset + event.metadata_len;
         takeRecord(event.mask, {events + records, event.event_len - event.metadata_len});
         offset += event.event_len;
@@ -208,12 +230,14 @@ void FanotifyWatch::takeRecord(std::uint64_t mask, std::string_view record) {
     auto [folder, isNew] =
         folders_.try_emplace(std::string(record.substr(sizeof(fanotify_event_info_header), keyBytes)));
     if (isNew) bytes_ += keyBytes;
-    const bool arrives = (mask & FAN_ONDIR) != 0 && (mask & (FAN_CREATE | FAN_MOVED_TO)) != 0;
-    if (arrives && header.info_type == FAN_EVENT_INFO_TYPE_DFID_NAME) {
-        const char* name = record.data() + handleAt + sizeof handle + handle.handle_bytes;
-        bytes_ += std::strlen(name);
-        folder->second.arrivals.emplace(name);
-    }
+    const bool isFolder = (mask & FAN_ONDIR) != 0;
+    const bool arrives = isFolder && (mask & (FAN_CREATE | FAN_MOVED_TO)) != 0;
+    const bool hasName = header.info_type == FAN_EVENT_INFO_TYPE_DFID_NAME;
+    const std::string_view name =
+        hasName ? record.data() + handleAt + sizeof handle + handle.handle_bytes : "";
+    if (isFolder || name.empty()) folder->second.addWhole();
+    const bool isKept = isFolder ? arrives && folder->second.addArrival(name) : folder->second.addFile(name);
+    if (isKept) bytes_ += name.size();
     if (bytes_ > maxWaitingBytes) hasLost_ = true;
 }
 
@@ -234,18 +258,19 @@ void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, Chan
     const bool mustWait = !place && isShortage(errno);
     if (!place && !mustWait) return;
     const std::string& systemId = systemIds_.at(mount.id);
+    DeepFolders deep;
     for (const auto& changed : folders) {
         if (!changed.first.starts_with(systemId)) continue;
         if (mustWait) {
             keep(changed);
         } else {
-            tell(place, mount, changed, changes);
+            tell(place, mount, changed, deep, changes);
         }
     }
 }
 
 void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
-                         ChangeSet& changes) {
+                         DeepFolders& deep, ChangeSet& changes) {
     const auto& [key, folder] = changed;
     Descriptor opened(openByHandle(place.number(), std::string_view(key).substr(systemIdBytes)));
     if (!opened) {
@@ -259,26 +284,18 @@ void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Fold
         return;
     }
     broken_.erase(key);
-    const auto found = findFolder(std::move(opened), root_);
-    if (!found) {
-        if (isShortage(errno)) keep(changed);
-        return;
+    const auto found = findFolder(std::move(opened), root_, deep);
+    if (found) {
+        folder.tell(*found->path, found->isItself, changes);
+    } else if (isShortage(errno)) {
+        keep(changed);
     }
-    if (!found->isItself) {
-        changes.addSubtree(found->path);
-        return;
-    }
-    changes.addPath(found->path);
-    for (const std::string& name : folder.arrivals)
-        changes.addSubtree(joinPath(found->path, name));
 }
 
 void FanotifyWatch::keep(const Folders::value_type& changed) {
     const auto& [key, folder] = changed;
     if (!folders_.emplace(key, folder).second) return;
-    bytes_ += key.size();
-    for (const std::string& name : folder.arrivals)
-        bytes_ += name.size();
+    bytes_ += key.size() + folder.bytes();
 }
 
 }  // namespace dovra

@@ -1,16 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
 #include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/MountTable.hpp"
 
 namespace dovra {
@@ -26,6 +29,12 @@ namespace dovra {
 /// For one thread.
 class FanotifyWatch {
 public:
+    /// Folders so deep that the kernel does not say their paths, by device, mount and inode, each with the
+    /// nearest path above that it says (none when that is not at or near the root). So a deep tree is climbed
+    /// once, and not once from each of its folders.
+    using DeepFolders =
+        std::map<std::tuple<DeviceId, std::uint64_t, std::uint64_t>, std::shared_ptr<const std::string>>;
+
     /// Tells of what lies at, above or below `root`, a path without links. Absent without the privileges, and
     /// where the kernel does not know it.
     static std::optional<FanotifyWatch> open(std::string root);
@@ -53,11 +62,7 @@ private:
     /// A folder's file system and its handle there, as bytes.
     using Key = std::string;
 
-    struct Folder {
-        std::set<std::string> arrivals;  ///< names that folders were made at or moved to
-    };
-
-    using Folders = std::unordered_map<Key, Folder>;
+    using Folders = std::unordered_map<Key, FolderChanges>;
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
@@ -68,7 +73,7 @@ private:
     void takeRecord(std::uint64_t mask, std::string_view record);
     void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
     void tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
-              ChangeSet& changes);
+              DeepFolders& deep, ChangeSet& changes);
     void keep(const Folders::value_type& changed);
 
     Descriptor queue_;

@@ -4,12 +4,14 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/openat2.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include "Base/IsAtOrBelow.hpp"
 #include "Base/JoinPath.hpp"
-#include "Platform/DirectoryListing.hpp"
 #include "Platform/Linux/FileErrors.hpp"
 #include "Platform/Linux/LongPath.hpp"
 
@@ -17,23 +19,31 @@ namespace dovra {
 
 namespace {
 
-constexpr unsigned inotifyEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
-                                   IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR;
+constexpr unsigned inotifyEvents =
+    IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
 
-constexpr int nodeFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-std::string descriptorPath(int descriptor) {
-    return fmt::format("/proc/self/fd/{}", descriptor);
-}
+/// How many folders one above the other are kept open; those above are opened again from below.
+constexpr std::size_t maxOpenLevels = 32;
 
 Descriptor openInotifyQueue() {
     return Descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
 }
 
-/// Whether an error tells that a folder is not there or not ours, so that nothing can be missed in it.
-bool isOrdinary(int error) {
-    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES || error == EPERM ||
-           error == ENAMETOOLONG;
+/// A folder in another one. Fails with EXDEV where something is mounted: that is a tree of its own.
+std::optional<OpenFolder> openChild(const OpenFolder& parent, const char* name) {
+    open_how how{.flags = folderFlags, .mode = 0, .resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS};
+    long descriptor = -1;
+    do {
+        descriptor = ::syscall(SYS_openat2, parent.descriptor(), name, &how, sizeof how);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(static_cast<int>(descriptor)));
+}
+
+/// Whether an error tells that there is no folder of this tree, so that nothing can be missed in it.
+bool tellsThatNoneIsThere(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EXDEV || error == ENAMETOOLONG;
 }
 
 }  // namespace
@@ -45,52 +55,34 @@ std::optional<InotifyWatch> InotifyWatch::open(Rules rules) {
 }
 
 void InotifyWatch::addTree(const std::string& path) {
-    std::erase(trees_, path);
-    trees_.push_back(path);
-    openTop(path);
+    trees_[path] = none;
+    if (reachTop(path) == Top::missing) missing_.insert(path);
     workOff();
 }
 
-bool InotifyWatch::openTop(const std::string& path) {
-    const Descriptor folder(openLongPath(AT_FDCWD, path, nodeFlags));
-    if (!folder) return false;
-    const auto number = watch(folder.number(), {none, path});
-    if (!number) return false;
-    nodes_[*number].name = path;
-    roots_[*number] = path;
-    outstanding_[*number].all = true;
-    fresh_.insert(*number);
-    return true;
-}
-
 void InotifyWatch::removeTree(const std::string& path) {
-    std::erase(trees_, path);
-    for (const auto& [number, top] : std::map(roots_)) {
-        if (top == path) forget({number});
-    }
+    if (const auto tree = trees_.extract(path)) forget(tree.mapped());
+    missing_.erase(path);
+    unwatched_.erase({none, path});
 }
 
 void InotifyWatch::lookAt(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     const std::string parent = path.substr(0, std::max<std::size_t>(slash, 1));
-    for (const auto& [number, node] : nodes_) {
-        if (pathOf(number) == parent) outstanding_[number].names.insert(path.substr(slash + 1));
+    for (const auto& [top, number] : trees_) {
+        if (!isAtOrBelow(parent, top)) continue;
+        const std::size_t below = std::min(parent.size(), top == "/" ? 1 : top.size() + 1);
+        const WatchNumber folder = tree_.find(number, std::string_view(parent).substr(below));
+        if (tree_.contains(folder)) outstanding_[folder].names.insert(path.substr(slash + 1));
     }
 }
 
 void InotifyWatch::drain() {
-    std::swap(detachedBefore_, detached_);
-    fresh_.clear();
+    const std::set<WatchNumber> detachedBefore = tree_.detached();
     readQueue();
     const bool restartsAtOnce = mustRestart_;
     if (restartsAtOnce) restart();
-    if (misses()) {
-        for (const std::string& path : trees_) {
-            const bool isWatched =
-                std::ranges::any_of(roots_, [&](const auto& root) { return root.second == path; });
-            if (!isWatched && openTop(path)) tops_.push_back(path);
-        }
-    }
+    reachTops();
     workOff();
     // Whoever flushes gets what follows too. In a lasting shortage, the next drain tries again.
     if (mustRestart_ && !restartsAtOnce) {
@@ -98,8 +90,10 @@ void InotifyWatch::drain() {
         workOff();
     }
     // What was detached before this drain and came to no other place has left the tree.
-    const std::set<WatchNumber> gone = std::exchange(detachedBefore_, {});
-    forget({gone.begin(), gone.end()});
+    const std::set<WatchNumber> detached = tree_.detached();
+    for (const WatchNumber folder : detachedBefore) {
+        if (detached.contains(folder)) forget(folder);
+    }
 }
 
 void InotifyWatch::readQueue() {
@@ -122,24 +116,25 @@ void InotifyWatch::readQueue() {
 
 void InotifyWatch::take(WatchNumber number, unsigned mask, std::string_view name) {
     if ((mask & IN_Q_OVERFLOW) != 0) mustRestart_ = true;
-    if (!nodes_.contains(number)) return;
+    if (!tree_.contains(number)) return;
     if ((mask & IN_IGNORED) != 0) {
         erase(number);
         return;
     }
-    if ((mask & (IN_MOVE_SELF | IN_DELETE_SELF)) != 0 && roots_.contains(number)) {
-        forget({number});
+    if ((mask & IN_ISDIR) == 0 && !name.empty()) {
+        changed_[number].addFile(name);
         return;
     }
-    dirty_.insert(number);
-    if ((mask & IN_ISDIR) == 0) return;
+    changed_[number].addWhole();
     // A folder whose rights changed may have become readable, or what is in it.
     if (name.empty()) {
         if ((mask & IN_ATTRIB) != 0) outstanding_[number].all = true;
         return;
     }
-    if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) detachAt(number, std::string(name));
-    if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0) arrivals_.emplace(number, name);
+    if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
+        unwatched_.erase({number, std::string(name)});
+        tree_.detachAt(number, std::string(name));
+    }
     if ((mask & (IN_CREATE | IN_MOVED_TO | IN_ATTRIB)) != 0) outstanding_[number].names.emplace(name);
 }
 
@@ -150,109 +145,189 @@ void InotifyWatch::restart() {
     if (!queue) return;
     mustRestart_ = false;
     queue_ = std::move(queue);
-    nodes_.clear();
-    roots_.clear();
+    tree_ = {};
     outstanding_.clear();
-    detached_.clear();
-    detachedBefore_.clear();
-    dirty_.clear();
-    arrivals_.clear();
+    changed_.clear();
     unwatched_.clear();
-    for (const std::string& path : trees_)
-        openTop(path);
+    reachTops();
 }
 
-/// Looks at all that is outstanding, and at what comes to light by that. A folder can only be found when
-/// those above it are in their places again, so what cannot be done is tried again as long as anything could.
-void InotifyWatch::workOff() {
-    std::map<WatchNumber, Outstanding> postponed;
-    for (bool hasDoneAny = true; hasDoneAny; outstanding_ = std::exchange(postponed, {})) {
-        hasDoneAny = false;
-        while (!outstanding_.empty()) {
-            if (rules_.stop.stop_requested()) return;
-            auto next = outstanding_.extract(outstanding_.begin());
-            if (!nodes_.contains(next.key())) continue;
-            if (lookInto(next.key(), next.mapped())) {
-                hasDoneAny = true;
-            } else {
-                postponed.insert(std::move(next));
-            }
+/// Opens a folder that is known to be there.
+std::optional<OpenFolder> InotifyWatch::openPath(const std::string& path) {
+    const int descriptor = openLongPath(AT_FDCWD, path, folderFlags);
+    if (descriptor >= 0) return OpenFolder(descriptor);
+    if (isShortage(errno)) mustRestart_ = true;
+    return std::nullopt;
+}
+
+/// Watches what is at the path of a top, with all below it unless that is the folder that was there before.
+InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
+    auto folder = openPath(path);
+    const auto number = folder ? watch(*folder, {none, path}) : std::nullopt;
+    if (!number) return Top::missing;
+    WatchNumber& top = trees_[path];
+    if (top == *number && tree_.contains(top)) return Top::same;
+    forget(top);
+    top = *number;
+    tree_.putTop(*number, path);
+    Level level = levelOf(*number, path, false);
+    if (!listInto(level.names, *folder)) outstanding_[*number].all = true;
+    level.folder = std::move(folder);
+    walk(std::move(level), path, false);
+    return Top::another;
+}
+
+/// Looks whether the tops are still, or again, where they were. What happens above them has no event, and
+/// what was told while they could not be reached was looked for in vain.
+void InotifyWatch::reachTops() {
+    for (const auto& [path, number] : trees_) {
+        if (rules_.stop.stop_requested()) return;
+        const Top found = reachTop(path);
+        if (found == Top::missing) {
+            missing_.insert(path);
+        } else if (missing_.erase(path) > 0 || found == Top::another) {
+            returned_.push_back(path);
         }
     }
 }
 
+/// Looks at all that is outstanding. A folder can only be found when those above it are in their places
+/// again, so what could not be done is tried again as long as any folder was put to its place.
+void InotifyWatch::workOff() {
+    do {
+        hasMoved_ = false;
+        raiseDeep();
+        for (const auto& [folder, names] : std::exchange(outstanding_, {})) {
+            if (rules_.stop.stop_requested()) return;
+            if (tree_.contains(folder) && !lookInto(folder, names)) postpone(folder, names);
+        }
+    } while (hasMoved_ && !outstanding_.empty());
+}
+
+/// Leaves what lies too deep to be opened by its path to the nearest folder above that does not.
+void InotifyWatch::raiseDeep() {
+    std::set<WatchNumber> above;
+    std::erase_if(outstanding_, [&](const auto& each) {
+        const auto place = tree_.placeOf(each.first);
+        const bool isDeep = place && place->nearest != each.first;
+        if (isDeep) above.insert(place->nearest);
+        return isDeep;
+    });
+    for (const WatchNumber folder : above)
+        outstanding_[folder].allBelow = true;
+}
+
 /// False when the folder is not where it was believed to be, so that nothing can be said yet.
-bool InotifyWatch::lookInto(WatchNumber folder, Outstanding& outstanding) {
-    const auto path = pathOf(folder);
-    if (!path) return false;
-    const Descriptor opened(openLongPath(AT_FDCWD, *path, nodeFlags));
-    if (!opened) {
-        if (isShortage(errno)) mustRestart_ = true;
-        return false;
-    }
-    const WatchNumber found =
-        ::inotify_add_watch(queue_.number(), descriptorPath(opened.number()).c_str(), inotifyEvents);
-    if (found != folder) {
-        if (found >= 0 && !nodes_.contains(found)) ::inotify_rm_watch(queue_.number(), found);
-        return false;
-    }
-    if (outstanding.all && !listInto(outstanding, opened.number())) return false;
-    std::set<std::string>& names = outstanding.names;
-    std::erase_if(names,
-                  [&](const std::string& name) { return watchChild(folder, opened.number(), *path, name); });
-    return names.empty();
-}
-
-/// Adds the names of all folders in a folder to those to be looked at. False when it must be tried again.
-bool InotifyWatch::listInto(Outstanding& outstanding, int folderDescriptor) const {
-    const auto readable = OpenFolder::open(descriptorPath(folderDescriptor));
-    if (!readable) return isOrdinary(errno);
-    DirectoryListing listing;
-    readable->list(ListingDetail::namesAndTypes, listing, rules_.stop);
-    for (std::size_t i = 0; i < listing.count(); ++i) {
-        if (listing[i].isDir) outstanding.names.emplace(listing[i].name);
-    }
-    outstanding.all = false;
+bool InotifyWatch::lookInto(WatchNumber folder, const Outstanding& outstanding) {
+    const auto place = tree_.placeOf(folder);
+    if (!place || place->nearest != folder) return false;
+    std::string path(place->path);
+    auto opened = openPath(path);
+    if (!opened || numberOf(*opened) != folder) return false;
+    Level level = levelOf(folder, path, true);
+    level.names.assign(outstanding.names.begin(), outstanding.names.end());
+    const bool listsAll = outstanding.all || outstanding.allBelow;
+    if (listsAll && !listInto(level.names, *opened)) return false;
+    level.folder = std::move(opened);
+    walk(std::move(level), std::move(path), outstanding.allBelow);
     return true;
 }
 
-/// Whether `folder` is `above` or is believed to lie below it.
-bool InotifyWatch::isBelow(WatchNumber folder, WatchNumber above) const {
-    for (auto node = nodes_.find(folder); node != nodes_.end(); node = nodes_.find(node->second.parent)) {
-        if (node->first == above) return true;
-    }
-    return false;
+InotifyWatch::Level InotifyWatch::levelOf(WatchNumber folder, const std::string& path, bool tells) {
+    return {.number = folder, .folder = {}, .names = {}, .pathBytes = path.size(), .tells = tells};
 }
 
-/// Watches what is at a name, if that is a folder. False when that contradicts what is known, because events
-/// are still to come: a folder that went from below to above another.
-bool InotifyWatch::watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
-                              const std::string& name) {
-    if (rules_.stop.stop_requested() || !rules_.enters(joinPath(parentPath, name))) return true;
-    const Descriptor folder(::openat(parentDescriptor, name.c_str(), nodeFlags | O_NOFOLLOW));
+/// Looks at the names in a folder and at all that comes to light by that, with `allBelow` also at what is
+/// known there. At most a few folders are open at a time, at any depth.
+void InotifyWatch::walk(Level top, std::string path, bool allBelow) {
+    std::vector<Level> levels;
+    levels.push_back(std::move(top));
+    while (!levels.empty() && !rules_.stop.stop_requested()) {
+        Level& level = levels.back();
+        path.resize(level.pathBytes);
+        if (level.names.empty()) {
+            ascend(levels);
+            continue;
+        }
+        const std::string name = std::move(level.names.back());
+        level.names.pop_back();
+        // One that is too long is not continued.
+        if (path.size() <= FolderTree::maxPathBytes) path = joinPath(path, name);
+        auto below = visit(level, name, path, allBelow);
+        if (!below) continue;
+        if (levels.size() > maxOpenLevels) levels[levels.size() - maxOpenLevels].folder.reset();
+        levels.push_back(*std::move(below));
+    }
+}
+
+/// Leaves the deepest level for the one above.
+void InotifyWatch::ascend(std::vector<Level>& levels) {
+    const Level done = std::move(levels.back());
+    levels.pop_back();
+    if (levels.empty() || levels.back().folder) return;
+    levels.back().folder = openChild(*done.folder, "..");
+    if (levels.back().folder && numberOf(*levels.back().folder) == levels.back().number) return;
+    // A folder on the way was moved, and what tells so is on its way.
+    for (Level& level : levels)
+        postpone(level.number, {.names = {level.names.begin(), level.names.end()}});
+    levels.clear();
+}
+
+/// Watches what is at a name, if that is a folder. Returns it when what is in it is to be looked at too.
+std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, const std::string& name,
+                                                       const std::string& path, bool allBelow) {
+    if (path.size() <= FolderTree::maxPathBytes && !rules_.enters(path)) return std::nullopt;
+    const Place place{parent.number, name};
+    auto folder = openChild(*parent.folder, name.c_str());
     if (!folder) {
-        noteFailure(errno, {parent, name});
-        return true;
+        noteFailure(errno, place);
+        return std::nullopt;
     }
-    const auto number = watch(folder.number(), {parent, name});
-    if (!number) return true;
-    if (isBelow(parent, *number)) return false;
-    const bool isNew = !nodes_.contains(*number);
-    put(*number, parent, name);
-    if (!isNew) return true;
-    // Most folders hold no others, so that nothing more is to be done for them.
-    Outstanding below{.all = true, .names = {}};
-    if (!listInto(below, folder.number()) || !below.names.empty()) outstanding_[*number] = std::move(below);
-    // What happened in it before there was a watch has no event.
-    if (!fresh_.contains(parent)) arrivals_.emplace(parent, name);
-    fresh_.insert(*number);
-    return true;
+    const bool wasUnwatched = unwatched_.contains(place);
+    const auto number = watch(*folder, place);
+    if (!number) return std::nullopt;
+    const bool isNew = !tree_.contains(*number);
+    // It went from above to below the other, and what tells so is on its way.
+    if (!isNew && !tree_.isAt(*number, parent.number, name) && tree_.isBelow(parent.number, *number)) {
+        postpone(parent.number, {.names = {name}});
+        return std::nullopt;
+    }
+    const bool arrives = tree_.put(*number, parent.number, name) || wasUnwatched;
+    hasMoved_ = hasMoved_ || arrives;
+    // What happened in it before it was watched, or before it was known to be here, was not told.
+    if (arrives && parent.tells) changed_[parent.number].addArrival(name);
+    if (!isNew && !wasUnwatched && !allBelow) return std::nullopt;
+    Level below = levelOf(*number, path, parent.tells && !arrives);
+    if (!listInto(below.names, *folder)) outstanding_[*number].all = true;
+    if (below.names.empty()) return std::nullopt;
+    below.folder = std::move(folder);
+    return below;
 }
 
-std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(int folderDescriptor, const Place& place) {
-    const std::string path = descriptorPath(folderDescriptor);
+/// Adds the names of all folders in a folder. False when they are not known to be all.
+bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& folder) const {
+    thread_local DirectoryListing listing;
+    listing.clear();
+    const bool isWhole = folder.list(ListingDetail::namesAndTypes, listing, rules_.stop);
+    for (std::size_t i = 0; i < listing.count(); ++i) {
+        if (listing[i].isDir) names.emplace_back(listing[i].name);
+    }
+    return isWhole;
+}
+
+/// The number of the folder's watch; none when it has none.
+InotifyWatch::WatchNumber InotifyWatch::numberOf(const OpenFolder& folder) {
+    const std::string path = fmt::format("/proc/self/fd/{}", folder.descriptor());
     const WatchNumber number = ::inotify_add_watch(queue_.number(), path.c_str(), inotifyEvents);
-    const bool isTooMany = number >= 0 && !nodes_.contains(number) && nodes_.size() >= rules_.maxWatches;
+    if (number < 0 || tree_.contains(number)) return number;
+    ::inotify_rm_watch(queue_.number(), number);
+    return none;
+}
+
+std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(const OpenFolder& folder, const Place& place) {
+    const std::string path = fmt::format("/proc/self/fd/{}", folder.descriptor());
+    const WatchNumber number = ::inotify_add_watch(queue_.number(), path.c_str(), inotifyEvents);
+    const bool isTooMany = number >= 0 && !tree_.contains(number) && tree_.count() >= rules_.maxWatches;
     if (isTooMany) {
         ::inotify_rm_watch(queue_.number(), number);
         errno = ENOSPC;
@@ -260,118 +335,82 @@ std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(int folderDescripto
         unwatched_.erase(place);
         return number;
     }
-    if (errno == ENOSPC || errno == ENOMEM) {
-        unwatched_.insert(place);
-        if (!std::exchange(hasReportedLimit_, true)) rules_.reportLimit();
-    } else {
-        noteFailure(errno, place);
-    }
+    noteFailure(errno, place);
     return std::nullopt;
 }
 
-/// A folder that cannot be watched for any other reason than a passing one, such as a failing disk, is left
-/// to those who look again and again.
+/// A folder that cannot be watched for a reason that lasts, such as a failing disk, is left to those who look
+/// again and again.
 void InotifyWatch::noteFailure(int error, const Place& place) {
-    if (isShortage(error)) {
+    if (error == ENOSPC || error == ENOMEM) {
+        unwatched_[place] = Obstacle::noWatch;
+        if (!std::exchange(hasReportedLimit_, true)) rules_.reportLimit();
+    } else if (isShortage(error)) {
         mustRestart_ = true;
-    } else if (!isOrdinary(error)) {
-        unwatched_.insert(place);
+    } else if (tellsThatNoneIsThere(error)) {
+        unwatched_.erase(place);
+    } else {
+        unwatched_[place] = error == EACCES ? Obstacle::forbidden : Obstacle::noWatch;
     }
 }
 
-void InotifyWatch::put(WatchNumber folder, WatchNumber parent, const std::string& name) {
-    Node& node = nodes_[folder];
-    if (node.parent == parent && node.name == name) return;
-    if (node.parent != none) nodes_[node.parent].children.erase(node.name);
-    detachAt(parent, name);
-    detached_.erase(folder);
-    detachedBefore_.erase(folder);
-    node.parent = parent;
-    node.name = name;
-    nodes_[parent].children[name] = folder;
+void InotifyWatch::postpone(WatchNumber folder, const Outstanding& outstanding) {
+    Outstanding& later = outstanding_[folder];
+    later.all = later.all || outstanding.all;
+    later.allBelow = later.allBelow || outstanding.allBelow;
+    later.names.insert(outstanding.names.begin(), outstanding.names.end());
 }
 
-void InotifyWatch::detachAt(WatchNumber parent, const std::string& name) {
-    unwatched_.erase({parent, name});
-    const auto& children = nodes_[parent].children;
-    if (const auto child = children.find(name); child != children.end()) detach(child->second);
-}
-
-void InotifyWatch::detach(WatchNumber folder) {
-    Node& node = nodes_[folder];
-    nodes_[node.parent].children.erase(node.name);
-    node.parent = none;
-    detached_.insert(folder);
-}
-
-/// Removes the watches of the folders and of all below them.
-void InotifyWatch::forget(std::vector<WatchNumber> folders) {
-    while (!folders.empty()) {
-        const WatchNumber folder = folders.back();
-        folders.pop_back();
-        for (const auto& [name, child] : nodes_[folder].children)
-            folders.push_back(child);
-        ::inotify_rm_watch(queue_.number(), folder);
-        erase(folder);
+/// Removes the watches of the folder and of all below it.
+void InotifyWatch::forget(WatchNumber folder) {
+    if (!tree_.contains(folder)) return;
+    for (const WatchNumber each : tree_.withAllBelow(folder)) {
+        ::inotify_rm_watch(queue_.number(), each);
+        erase(each);
     }
 }
 
 void InotifyWatch::erase(WatchNumber folder) {
-    const Node node = std::move(nodes_[folder]);
-    nodes_.erase(folder);
-    if (const auto parent = nodes_.find(node.parent); parent != nodes_.end())
-        parent->second.children.erase(node.name);
-    for (const auto& [name, child] : node.children) {
-        nodes_[child].parent = none;
-        detached_.insert(child);
-    }
-    roots_.erase(folder);
+    tree_.remove(folder);
     outstanding_.erase(folder);
-    detached_.erase(folder);
-    detachedBefore_.erase(folder);
-    const auto isHere = [&](const Place& place) { return place.first == folder; };
+    changed_.erase(folder);
+    const auto isElsewhere = [&](const auto& each) { return each.first.first != folder; };
     const auto first = unwatched_.lower_bound({folder, ""});
-    unwatched_.erase(first, std::find_if_not(first, unwatched_.end(), isHere));
-}
-
-std::optional<std::string> InotifyWatch::pathOf(WatchNumber folder) const {
-    std::vector<const Node*> chain;
-    WatchNumber at = folder;
-    for (auto node = nodes_.find(at); node != nodes_.end(); node = nodes_.find(at)) {
-        chain.push_back(&node->second);
-        if (node->second.parent == none) break;
-        at = node->second.parent;
-    }
-    if (!roots_.contains(at)) return std::nullopt;
-    std::string path = chain.back()->name;
-    if (path == "/") path.clear();
-    for (std::size_t i = chain.size() - 1; i-- > 0;)
-        path.append("/").append(chain[i]->name);
-    return path.empty() ? "/" : path;
+    unwatched_.erase(first, std::find_if(first, unwatched_.end(), isElsewhere));
 }
 
 void InotifyWatch::take(ChangeSet& changes) {
     if (std::exchange(hasLost_, false)) changes.loseTrack();
-    for (const WatchNumber folder : dirty_) {
-        if (auto path = pathOf(folder)) changes.addPath(*std::move(path));
+    for (const auto& [folder, changed] : changed_) {
+        if (const auto place = tree_.placeOf(folder))
+            changed.tell(std::string(place->path), place->nearest == folder, changes);
     }
-    for (const auto& [parent, name] : arrivals_) {
-        if (const auto path = pathOf(parent)) changes.addSubtree(joinPath(*path, name));
-    }
-    for (std::string& path : tops_)
+    for (std::string& path : returned_)
         changes.addSubtree(std::move(path));
-    dirty_.clear();
-    arrivals_.clear();
-    tops_.clear();
+    changed_.clear();
+    returned_.clear();
+    tree_.forgetPlaces();
 }
 
 std::vector<std::string> InotifyWatch::unwatchedFolders() const {
     std::vector<std::string> paths;
-    for (const auto& [parent, name] : unwatched_) {
-        const auto path = parent == none ? std::optional(std::string()) : pathOf(parent);
-        if (path) paths.push_back(parent == none ? name : joinPath(*path, name));
+    for (const auto& [place, obstacle] : unwatched_) {
+        const auto& [parent, name] = place;
+        if (obstacle != Obstacle::noWatch) continue;
+        if (parent == none) {
+            paths.push_back(name);
+        } else if (const auto above = tree_.placeOf(parent)) {
+            paths.push_back(above->nearest == parent ? joinPath(above->path, name)
+                                                     : std::string(above->path));
+        }
     }
     return paths;
+}
+
+std::size_t InotifyWatch::forbiddenCount() const {
+    return static_cast<std::size_t>(std::ranges::count_if(unwatched_, [](const auto& each) {
+        return each.first.first != none && each.second == Obstacle::forbidden;
+    }));
 }
 
 }  // namespace dovra

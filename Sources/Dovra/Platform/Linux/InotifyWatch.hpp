@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -8,33 +9,37 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
+#include "Platform/DirectoryListing.hpp"
 #include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Linux/FolderChanges.hpp"
+#include "Platform/Linux/FolderTree.hpp"
 
 namespace dovra {
 
 /// Changes below some folders, from one watch on each folder.
 ///
 /// The kernel names a folder by the number of its watch, which stays the same when the folder is renamed, and
-/// for ever is given to no other. So what is known are nodes with such numbers, each with its name and its
-/// parent; a path is put together when it is told. What the kernel reports is only taken as a hint where to
-/// look:
-/// - a folder went from a name: its node is detached. If it comes to no other name, its watches are removed;
+/// for ever is given to no other. So what is known is a tree of such numbers; a path is put together when it
+/// is told. What the kernel reports is only taken as a hint where to look:
+/// - a folder went from a name: it is detached. If it comes to no other name, its watches are removed;
 /// - a folder came to a name: that name is to be looked at again. When the queue is empty, the parent is
-/// opened by its path and must prove to be the folder of its node (a second watch on a folder gives the
+/// opened by its path and must prove to be the folder of its number (a second watch on a folder gives the
 /// number of the first). Then what is at the name is opened relative to it, watched, and put there. A folder
-/// that was not known is to be listed then: watch first, list afterwards, so nothing falls between;
+/// that was not known is listed then: watch first, list afterwards, so nothing falls between;
 /// - a parent that does not prove right has moved, and what tells so is on its way: all stays to be done.
+///
+/// Folders whose paths are too long to be told are opened one from another, going down and up the tree. What
+/// happens to them is told as a subtree of the nearest folder above.
 ///
 /// For one thread.
 class InotifyWatch {
 public:
     struct Rules {
-        /// Whether the folder with this full path is to be watched.
+        /// Whether the folder with this full path is to be watched; not asked for paths that are too long.
         std::function<bool(const std::string& path)> enters;
         /// Called once, when the system grants no more watches.
         std::function<void()> reportLimit;
@@ -48,7 +53,7 @@ public:
 
     int descriptor() const { return queue_.number(); }
 
-    /// Watches the folder and all below it.
+    /// Watches the folder and all below it, as far as it lies on the same mount.
     void addTree(const std::string& path);
 
     void removeTree(const std::string& path);
@@ -59,31 +64,47 @@ public:
     /// Takes over what the kernel has queued, and watches what is new.
     void drain();
 
-    /// A tree whose top is gone, which must be looked for.
-    bool misses() const { return roots_.size() < trees_.size(); }
+    /// Trees whose top cannot be reached by its path. No event tells that it can be reached again.
+    const std::set<std::string>& missingTrees() const { return missing_; }
 
-    bool hasChanges() const { return hasLost_ || !dirty_.empty() || !arrivals_.empty() || !tops_.empty(); }
+    bool hasChanges() const { return hasLost_ || !changed_.empty() || !returned_.empty(); }
     void take(ChangeSet& changes);
 
-    std::size_t watchCount() const { return nodes_.size(); }
+    std::size_t watchCount() const { return tree_.count(); }
+
     /// Folders for which there was no watch; what lies below them has none either.
     std::vector<std::string> unwatchedFolders() const;
 
+    /// How many folders cannot be watched because this user may not read them.
+    std::size_t forbiddenCount() const;
+
 private:
-    using WatchNumber = int;
-    static constexpr WatchNumber none = -1;
+    using WatchNumber = FolderTree::Number;
+    static constexpr WatchNumber none = FolderTree::none;
     using Place = std::pair<WatchNumber, std::string>;
 
-    struct Node {
-        WatchNumber parent = none;  ///< none for the top of a tree and for what is detached
-        std::string name;           ///< for the top of a tree its path
-        std::map<std::string, WatchNumber, std::less<>> children;
+    enum class Obstacle : std::uint8_t {
+        noWatch,    ///< the system grants none, or fails: to be polled
+        forbidden,  ///< watched as soon as the right is there
     };
+
+    /// What is at the path of a top.
+    enum class Top : std::uint8_t { missing, same, another };
 
     /// Names in a folder that are to be looked at.
     struct Outstanding {
-        bool all = false;
-        std::set<std::string> names;
+        bool all = false;       ///< those of all folders in it
+        bool allBelow = false;  ///< and so on with what is in those
+        std::set<std::string> names = {};
+    };
+
+    /// A folder whose child folders are being looked at.
+    struct Level {
+        WatchNumber number;
+        std::optional<OpenFolder> folder;  ///< absent far above the deepest level: few are open at a time
+        std::vector<std::string> names;    ///< still to be looked at
+        std::size_t pathBytes;             ///< of its path
+        bool tells;                        ///< whether what is new in it must be told
     };
 
     InotifyWatch(Descriptor queue, Rules rules) : queue_(std::move(queue)), rules_(std::move(rules)) {}
@@ -92,41 +113,38 @@ private:
     void take(WatchNumber number, unsigned mask, std::string_view name);
     void restart();
 
-    bool openTop(const std::string& path);
+    std::optional<OpenFolder> openPath(const std::string& path);
+    Top reachTop(const std::string& path);
+    void reachTops();
     void workOff();
-    bool lookInto(WatchNumber folder, Outstanding& outstanding);
-    bool listInto(Outstanding& outstanding, int folderDescriptor) const;
-    bool watchChild(WatchNumber parent, int parentDescriptor, const std::string& parentPath,
-                    const std::string& name);
-    std::optional<WatchNumber> watch(int folderDescriptor, const Place& place);
+    void raiseDeep();
+    bool lookInto(WatchNumber folder, const Outstanding& outstanding);
+    static Level levelOf(WatchNumber folder, const std::string& path, bool tells);
+    void walk(Level top, std::string path, bool allBelow);
+    std::optional<Level> visit(const Level& parent, const std::string& name, const std::string& path,
+                               bool allBelow);
+    void ascend(std::vector<Level>& levels);
+    bool listInto(std::vector<std::string>& names, const OpenFolder& folder) const;
+    std::optional<WatchNumber> watch(const OpenFolder& folder, const Place& place);
+    WatchNumber numberOf(const OpenFolder& folder);
 
     void noteFailure(int error, const Place& place);
-
-    bool isBelow(WatchNumber folder, WatchNumber above) const;
-    void put(WatchNumber folder, WatchNumber parent, const std::string& name);
-    void detach(WatchNumber folder);
-    void detachAt(WatchNumber parent, const std::string& name);
-    void forget(std::vector<WatchNumber> folders);
+    void postpone(WatchNumber folder, const Outstanding& outstanding);
+    void forget(WatchNumber folder);
     void erase(WatchNumber folder);
-
-    /// Absent when the folder or one above it is detached.
-    std::optional<std::string> pathOf(WatchNumber folder) const;
 
     Descriptor queue_;
     Rules rules_;
-    std::vector<std::string> trees_;            ///< the tops that are to be watched
-    std::map<WatchNumber, std::string> roots_;  ///< those that are
-    std::unordered_map<WatchNumber, Node> nodes_;
+    std::map<std::string, WatchNumber> trees_;  ///< the tops that are to be watched
+    std::set<std::string> missing_;             ///< those of which another folder, or none, is at the path
+    FolderTree tree_;
     std::map<WatchNumber, Outstanding> outstanding_;
-    std::set<WatchNumber> detached_;  ///< in this drain
-    std::set<WatchNumber> detachedBefore_;
-    std::unordered_set<WatchNumber> fresh_;  ///< watched since the last drain began
-    std::set<Place> unwatched_;
+    std::map<Place, Obstacle> unwatched_;
     bool hasReportedLimit_ = false;
 
-    std::unordered_set<WatchNumber> dirty_;  ///< folders in which something changed
-    std::set<Place> arrivals_;               ///< folders that came to a name
-    std::vector<std::string> tops_;          ///< tops that came back
+    std::unordered_map<WatchNumber, FolderChanges> changed_;
+    std::vector<std::string> returned_;  ///< tops that came back
+    bool hasMoved_ = false;              ///< a folder was put somewhere
     bool hasLost_ = false;
     bool mustRestart_ = false;
 };

@@ -1,12 +1,16 @@
 #include "Platform/Linux/MountTable.hpp"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <fstream>
-#include <optional>
+#include <iterator>
 #include <poll.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <utility>
+
+#include "Base/IsAtOrBelow.hpp"
 
 namespace dovra {
 
@@ -33,12 +37,11 @@ std::string unescaped(const std::string& text) {
 std::optional<Mount> parseMount(const std::string& line) {
     std::istringstream fields(line);
     Mount mount;
-    std::string parent;
     std::string word;
     unsigned majorNumber = 0;
     unsigned minorNumber = 0;
     char colon = 0;
-    fields >> mount.id >> parent >> majorNumber >> colon >> minorNumber >> mount.root >> mount.place;
+    fields >> mount.id >> mount.parent >> majorNumber >> colon >> minorNumber >> mount.root >> mount.place;
     while (fields >> word && word != "-") {
     }
     if (!(fields >> mount.type >> mount.source)) return std::nullopt;
@@ -59,6 +62,40 @@ std::vector<Mount> readMounts() {
     return mounts;
 }
 
+bool isVisible(const Mount& mount, const std::vector<Mount>& table) {
+    const auto covers = [](const Mount& upper, int parent, const std::string& place) {
+        // Over the root of the process nothing can be mounted that it would see.
+        return upper.parent == parent && upper.place != "/" && isAtOrBelow(place, upper.place);
+    };
+    const auto isCovered = [&](int parent, const std::string& place, int except) {
+        return std::ranges::any_of(
+            table, [&](const Mount& other) { return other.id != except && covers(other, parent, place); });
+    };
+    if (isCovered(mount.id, mount.place, mount.id)) return false;
+    for (const Mount* at = &mount; at != nullptr;) {
+        if (isCovered(at->parent, at->place, at->id)) return false;
+        const auto parent = std::ranges::find(table, at->parent, &Mount::id);
+        at = parent == table.end() || parent->id == at->id ? nullptr : &*parent;
+    }
+    return true;
+}
+
+std::optional<Mount> mountHolding(const std::string& path, const std::vector<Mount>& table) {
+    struct statx found {};
+    if (::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &found) != 0) return std::nullopt;
+    const auto id = static_cast<int>(found.stx_mnt_id);
+    const auto listed = std::ranges::find(table, id, &Mount::id);
+    Mount mount;
+    if (listed != table.end()) {
+        mount = *listed;
+    } else {
+        mount.id = id;
+        mount.device = makedev(found.stx_dev_major, found.stx_dev_minor);
+    }
+    mount.place = path;
+    return mount;
+}
+
 std::uint64_t mountInstance(const std::string& place) {
     constexpr unsigned uniqueMountId = 0x4000;  // STATX_MNT_ID_UNIQUE, which older headers do not name
     struct statx found {};
@@ -72,7 +109,10 @@ MountWatch::MountWatch() : table_(::open(tablePath, O_RDONLY | O_CLOEXEC)) {}
 
 bool MountWatch::hasChanged() {
     pollfd table{.fd = table_.number(), .events = POLLPRI, .revents = 0};
-    return ::poll(&table, 1, 0) > 0 && (table.revents & (POLLPRI | POLLERR)) != 0;
+    const bool isTold = ::poll(&table, 1, 0) > 0 && (table.revents & (POLLPRI | POLLERR)) != 0;
+    std::ifstream file(tablePath);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    return std::exchange(text_, text) != text || isTold;
 }
 
 }  // namespace dovra
