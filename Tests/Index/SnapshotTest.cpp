@@ -106,9 +106,9 @@ TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
     EXPECT_LT(bytes.size(), 130'000U);  // 60 000 for the names, once; all paths would take nine millions
     FileIndex loaded;
     ASSERT_TRUE(loadBytes(loaded, bytes));
-    const std::vector<std::string> changed = changedFolders(loaded);
-    EXPECT_EQ(changed.size(), 1U);
-    applyChanges(loaded, {.paths = changed});
+    const ChangeBatch changed = changedFolders(loaded);
+    EXPECT_EQ(changed.paths.size(), 1U);
+    applyChanges(loaded, changed);
     EXPECT_THAT(test::differencesFromFreshScan(loaded, tree.path()), IsEmpty());
 }
 

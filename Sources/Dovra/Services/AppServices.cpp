@@ -61,10 +61,8 @@ std::unique_ptr<ChangeFeed> AppServices::openFeed() {
         watched.stop = stop;
         return openEventSource(watched);
     };
-    const auto ring = [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) self->run(&LiveIndex::step);
-    };
-    return std::make_unique<EventStream>(open, ring, stop_.get_token());
+    // The stream's thread must not hold this: it would end itself with the last holder. It ends before this.
+    return std::make_unique<EventStream>(open, [this] { run(&LiveIndex::step); }, stop_.get_token());
 }
 
 void AppServices::run(std::function<void(LiveIndex&)> operation) {

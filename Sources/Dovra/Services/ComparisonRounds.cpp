@@ -36,7 +36,7 @@ std::optional<DiskComparison::Piece> ComparisonRounds::next(const FileIndex& ind
         began_ = now;
     }
     DiskComparison::Piece piece = comparison_->next(index);
-    if (piece.empty()) {
+    if (piece.folders.empty()) {
         end(now);
         return std::nullopt;
     }
