@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     FileIndex index;
-    crawl(index, {standardizedPath(argv[1])}, {});
+    crawl(index, {standardizedPath(argv[1]).value_or(argv[1])}, {});
     for (int i = 2; i < argc; ++i)
         printTime(index, argv[i]);
     return 0;

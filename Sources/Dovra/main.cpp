@@ -12,7 +12,6 @@
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/OpenFileLimit.hpp"
-#include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Servers/MCPServer.hpp"
 
@@ -30,7 +29,7 @@ int runBenchmark(Arguments arguments) {
 
 /// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
 int runSelfTest(Arguments arguments) {
-    const std::string path = arguments.empty() ? currentDirectoryPath() : arguments[0];
+    const std::string path = arguments.empty() ? "." : arguments[0];
     std::uint64_t seed = SelfTest::usualSeed;
     if (arguments.size() > 1) {
         const std::string& text = arguments[1];

@@ -2,9 +2,11 @@
 """Which mode the arguments choose."""
 
 import itertools
+import subprocess
 import unittest
+from pathlib import Path
 
-from harness import ProgramTest
+from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
 
 # Every mode word, in the order in which they are looked for.
 MODES = [
@@ -81,6 +83,48 @@ class AvailableModes(ProgramTest):
                 outcome = self.run_program(*arguments)
                 self.assertEqual(outcome.status, 0, outcome)
                 self.assertNotEqual(outcome.out, b"")
+
+
+class DeletedCurrentFolder(ProgramTest):
+    def run_there(self, *arguments: str | Path) -> subprocess.CompletedProcess[bytes]:
+        folder = self.root / "deleted"
+        folder.mkdir()
+        script = 'cd "$1" && rmdir "$1" && shift && exec "$0" "$@"'
+        return subprocess.run(
+            ["sh", "-c", script, PROGRAM, folder, *arguments],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            env=self._environment({}),
+            timeout=TIMEOUT_SECONDS,
+            check=False,
+        )
+
+    def test_relative_paths_are_errors(self) -> None:
+        self.assertEqual(self.run_program("--saved", "--add", "name", "x").status, 0)
+        for arguments in [
+            ("--search", "-i", ".", "x"),
+            ("--saved", "name", "--in", "below"),
+            ("--duplicates", "--in", "."),
+            ("--du", "."),
+            ("--du", "--in", ".."),
+            ("--mcp", "--in", "."),
+            ("--selftest",),
+            ("--selftest", "below"),
+            ("--bench", "."),
+        ]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_there(*arguments)
+                self.assertGreater(outcome.returncode, 0)
+                self.assertEqual(outcome.stdout, b"")
+                self.assert_one_line(outcome.stderr, "current folder")
+
+    def test_absolute_paths_go_on_working(self) -> None:
+        self.write("x")
+        for arguments in [("--search", "--in", self.root, "x"), ("--du", self.root), ("--selftest", self.root)]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_there(*arguments)
+                self.assertEqual(outcome.returncode, 0, outcome)
+                self.assertIn(bytes(self.root), outcome.stdout)
 
 
 class HelpAndVersion(ProgramTest):

@@ -10,20 +10,22 @@ import shutil
 import stat
 import subprocess
 import tarfile
+import time
 from collections.abc import Callable, Iterator
 from pathlib import Path
 from random import Random
 
 NAMES = ["a", "b", "notes", "project", "Übung", "two words", "line\nbreak", "\udcff"]
 OLD_TIME = 1_000_000_000
+DEEP = "x" * 200  # the name of each folder of a chain that is deeper than a path can tell
 GIT = shutil.which("git")
 
 
 class TreeWork:
     """Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
 
-    A file with several names is never changed in place: where its other names stand nothing happens then, and what
-    is known of them may be old.
+    A file with several names is changed in place only with a touch of each: where its other names stand nothing
+    happens then, and what is known of them may be old.
     """
 
     def __init__(self, root: Path, origin: Path, random: Random, most_entries: int) -> None:
@@ -33,6 +35,7 @@ class TreeWork:
         self.most_folders = min(most_entries // 5, 900)
         self.origin = origin
         self.done: list[str] = []  # what a failure is told with
+        self.deep_folders = 0
         self._number = 0
         self._steps: list[Callable[[], None]] = [
             self.write_files,
@@ -52,6 +55,11 @@ class TreeWork:
             self.put_file_for_folder,
             self.put_folder_for_file,
             self.link,
+            self.change_through_one_name,
+            self.take_rights,
+            self.rename_above,
+            self.change_one_of_many,
+            self.dig_or_fill,
             self.unpack,
             self.build,
             *([self.clone] if GIT else []),
@@ -97,7 +105,7 @@ class TreeWork:
 
     @staticmethod
     def _listed(folder: Path) -> list[Path]:
-        return sorted(folder.iterdir())
+        return sorted(path for path in folder.iterdir() if path.name != DEEP)
 
     @staticmethod
     def _is_folder(path: Path) -> bool:
@@ -192,6 +200,80 @@ class TreeWork:
         else:
             place.hardlink_to(self._file_of_one_name())
 
+    def change_through_one_name(self) -> None:
+        file = self._file()
+        status = file.lstat()
+        if stat.S_ISREG(status.st_mode):
+            file.write_bytes(self._bytes())
+            for entry in self.entries():
+                if entry.inode() == status.st_ino:
+                    os.utime(entry.path, ns=(status.st_atime_ns, status.st_mtime_ns))
+
+    @contextlib.contextmanager
+    def _program_in(self, folder: Path) -> Iterator[Callable[[], None]]:
+        """Something that makes and renames files in the folder, wherever that is and whoever may look for it."""
+        inside = os.open(folder, os.O_RDONLY)
+
+        def work() -> None:
+            descriptor = os.open(".new", os.O_WRONLY | os.O_CREAT | os.O_EXCL, dir_fd=inside)
+            os.write(descriptor, self._bytes())
+            os.close(descriptor)
+            os.rename(".new", f"{self.random.randrange(5)}.made", src_dir_fd=inside, dst_dir_fd=inside)
+            time.sleep(self.random.uniform(0, 0.04))
+
+        try:
+            yield work
+        finally:
+            os.close(inside)
+
+    def _way_to(self, folder: Path) -> list[Path]:
+        """The folder and those above it, without the root."""
+        return [folder, *(above for above in folder.parents if self.root in above.parents)]
+
+    def take_rights(self) -> None:
+        """Gives them back at the end."""
+        folder = self._folder_below_root()
+        taken = self.random.choice(self._way_to(folder))
+        mode = stat.S_IMODE(taken.stat().st_mode)
+        with self._program_in(folder) as work:
+            taken.chmod(0)
+            try:
+                work()
+                work()
+            finally:
+                taken.chmod(mode)
+
+    def rename_above(self) -> None:
+        folder = self._folder_below_root()
+        with self._program_in(folder) as work:
+            for path in self._way_to(folder):
+                work()
+                path.rename(path.with_name(self._new_name()))
+
+    def change_one_of_many(self) -> None:
+        folder = self.root / "many"
+        folder.mkdir(exist_ok=True)
+        for number in range(self.most_entries // 5):
+            (folder / f"{number}.dat").touch()
+        changing = folder / "changing.log"
+        changing.unlink(missing_ok=True)  # It may have got another name meanwhile.
+        for _ in range(100):
+            changing.write_bytes(self._bytes())
+
+    def dig_or_fill(self) -> None:
+        if self.deep_folders:
+            shutil.rmtree(self.root / DEEP)
+            self.deep_folders = 0
+            return
+        folder = os.open(self.root, os.O_RDONLY)
+        for _ in range(self.random.randrange(1, 300)):
+            os.mkdir(DEEP, dir_fd=folder)
+            self.deep_folders += 1
+            below = os.open(DEEP, os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = below
+        os.close(folder)
+
     def unpack(self) -> None:
         packed = io.BytesIO()
         with tarfile.open(fileobj=packed, mode="w") as archive:
@@ -212,7 +294,9 @@ class TreeWork:
             unfinished = folder / f"{number}.o.tmp"
             unfinished.write_bytes(self._bytes())
             unfinished.replace(folder / f"{number}.o")
-            (folder / f"{number % 10}.py").write_text(f"number = {number}\n")
+            source = folder / f"{number % 10}.py"
+            source.unlink(missing_ok=True)
+            source.write_text(f"number = {number}\n")
         compileall.compile_dir(folder, quiet=2)
 
     def clone(self) -> None:
@@ -240,11 +324,13 @@ class TreeWork:
     # Bounds
 
     def entries(self) -> Iterator[os.DirEntry[str]]:
-        """Everything in the tree, folders before what they hold."""
+        """Everything in the tree but the deep chain, folders before what they hold."""
         pending = [str(self.root)]
         while pending:
             with os.scandir(pending.pop()) as folder:
                 for entry in folder:
+                    if entry.name == DEEP:
+                        continue
                     yield entry
                     if entry.is_dir(follow_symlinks=False):
                         pending.append(entry.path)

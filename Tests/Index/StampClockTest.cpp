@@ -15,20 +15,23 @@ namespace {
 constexpr std::int64_t second = 1'000'000'000;
 constexpr std::int64_t listedAt = 1000 * second;
 
-bool isProven(std::int64_t modified, std::int64_t changed) {
-    const FolderStamp stamp{.device = 1, .inode = 2, .modified = modified, .changed = changed};
-    const FolderStamp proven = provenAt(stamp, listedAt);
-    EXPECT_EQ(proven, proven.isKnown() ? stamp : FolderStamp{});
-    return proven.isKnown();
-}
-
 TEST(StampClock, TrustsOnlyWhatAChangeAfterwardsWouldAlter) {
-    EXPECT_TRUE(isProven(listedAt - 3 * second, 5));
-    EXPECT_TRUE(isProven(-5, listedAt - 3 * second));
-    EXPECT_FALSE(isProven(listedAt - 3 * second + 1, 5));
-    EXPECT_FALSE(isProven(5, listedAt - 3 * second + 1));
-    EXPECT_FALSE(isProven(5, listedAt + 500 * second));
-    EXPECT_FALSE(isProven(std::numeric_limits<std::int64_t>::max(), 5));
+    constexpr std::int64_t oldEnough = listedAt - 3 * second;
+    constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+    struct Case {
+        std::int64_t modified;
+        std::int64_t changed;
+        bool isProven;
+    };
+    for (const auto& [modified, changed, isProven] : {Case{oldEnough, 5, true},
+                                                      {-5, oldEnough, true},
+                                                      {oldEnough + 1, 5, false},
+                                                      {5, oldEnough + 1, false},
+                                                      {5, listedAt + 500 * second, false},
+                                                      {never, 5, false}}) {
+        const FolderStamp stamp{.device = 1, .inode = 2, .modified = modified, .changed = changed};
+        EXPECT_EQ(provenAt(stamp, listedAt), isProven ? stamp : FolderStamp{}) << modified << " " << changed;
+    }
 }
 
 TEST(StampClock, SeesTheWallClockBeingSet) {

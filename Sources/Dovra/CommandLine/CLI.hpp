@@ -8,7 +8,8 @@
 
 namespace dovra {
 
-/// The command-line modes. Each takes the arguments behind its mode word and returns the exit status.
+/// The command-line modes. Each takes the arguments behind its mode word and returns the exit status, which
+/// is 1 also when the folder is named by a relative path and the current folder was deleted.
 struct CLI {
     /// "--search": scans a folder tree, answers one query and prints one full path a line, then the number of
     /// matches on standard error. 0, or 1 when standard output could not be written.

@@ -8,7 +8,7 @@
 #include "Base/PrintError.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "Index/Crawl.hpp"
+#include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/TerminalStyle.hpp"
 
@@ -17,7 +17,7 @@ namespace dovra {
 namespace {
 
 struct DiskUsageOptions {
-    std::optional<std::string> folder;
+    std::optional<std::string> folder = "/";
     std::int64_t limit = 20;
 };
 
@@ -70,7 +70,7 @@ int CLI::runDiskUsage(Arguments args) {
     if (asksForHelp(args)) return printDiskUsageHelp(table);
     takeOtherArguments(parseOptions(args, table), options);
     FileIndex index;
-    crawl(index, {options.folder.value_or("/")}, {});
+    if (!scanFolder(index, options.folder)) return 1;
     return printRows(directoryUsage(index, options.folder, options.limit)) ? 0 : 1;
 }
 

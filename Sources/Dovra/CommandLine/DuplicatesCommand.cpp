@@ -1,4 +1,5 @@
 #include <fmt/core.h>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,7 @@
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"
-#include "Index/Crawl.hpp"
+#include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/TerminalStyle.hpp"
 #include "Query/ContentDuplicates.hpp"
@@ -19,7 +20,7 @@ namespace dovra {
 namespace {
 
 struct DuplicatesOptions {
-    std::string root = "/";
+    std::optional<std::string> root = "/";
     std::int64_t limit = noLimit;
     PathTerminator terminator = PathTerminator::newline;
 };
@@ -84,7 +85,7 @@ int CLI::runDuplicates(Arguments args) {
     if (asksForHelp(args)) return printDuplicatesHelp(table);
     const std::string query = joinedWords(parseOptions(args, table));
     FileIndex index;
-    crawl(index, {options.root}, {});
+    if (!scanFolder(index, options.root)) return 1;
     std::vector<DuplicateGroup> groups = findWithProgress(index, query);
     if (std::ssize(groups) > options.limit) groups.resize(static_cast<std::size_t>(options.limit));
     if (!printGroups(groups, options.terminator)) return 1;

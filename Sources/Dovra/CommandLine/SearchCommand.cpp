@@ -10,7 +10,7 @@
 #include "Base/UnicodeFold.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
-#include "Index/Crawl.hpp"
+#include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/TerminalStyle.hpp"
 #include "Query/QueryKeys.hpp"
@@ -97,7 +97,7 @@ int printSearch(std::string_view query, const SearchOptions& options) {
     const QueryNeeds needs = queryNeeds(query, options.sort);
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
-    crawl(index, {options.root}, {.detail = needs.detail});
+    if (!scanFolder(index, options.root, {.detail = needs.detail})) return 1;
     PathOutput output(options.terminator);
     const std::int64_t total = searchPaths(index, query, options.sort, options.limit,
                                            [&](std::string_view path) { output.writePath(path); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,7 +14,7 @@ namespace dovra {
 
 /// What a search from the command line can be told beside its query.
 struct SearchOptions {
-    std::string root = "/";
+    std::optional<std::string> root = "/";  ///< absent: relative to a current folder that was deleted
     std::int64_t limit = 100;
     SortSpec sort;
     bool usesTrigram = false;
@@ -23,8 +24,8 @@ struct SearchOptions {
 /// The options by their words; they write into `options`.
 std::vector<Option> searchOptionTable(SearchOptions& options);
 
-/// Scans, answers the query and prints paths and count. The exit status: 0, or 1 when standard output could
-/// not be written.
+/// Scans, answers the query and prints paths and count. The exit status: 0, or 1 when there is no root or
+/// standard output could not be written.
 int printSearch(std::string_view query, const SearchOptions& options);
 
 }  // namespace dovra

@@ -13,10 +13,10 @@
 #include "Base/PrintError.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
+#include "Diagnostics/ReadableFolder.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/EventId.hpp"
 #include "Index/IndexCache.hpp"
-#include "Platform/Paths.hpp"
 #include "Platform/ProcessMemory.hpp"
 #include "Query/SearchEngine.hpp"
 
@@ -196,21 +196,18 @@ void printQueries(Report& report, const FileIndex& index) {
 }  // namespace
 
 int Benchmark::run(std::string_view root, bool trigram) {
-    const std::string path = standardizedPath(root);
-    if (!OpenFolder::open(path)) {
-        printError("dovra: cannot read the folder {}\n", visibleText(root));
-        return 1;
-    }
+    const std::optional<std::string> path = readableFolder(root);
+    if (!path) return 1;
     Report report;
-    report.line("Root:     {}", visibleText(path));
+    report.line("Root:     {}", visibleText(*path));
     FileIndex index;
     const auto trigramIndex = trigram ? std::make_shared<TrigramIndex>() : nullptr;
     index.attachTrigramIndex(trigramIndex);
-    scanOnce(report, index, path);
+    scanOnce(report, index, *path);
     if (trigramIndex) report.line("Trigram:  {} postings indexed", trigramIndex->postingCount());
-    printScanTime(report, "with attributes", path, ListingDetail::attributes);
-    printScanTime(report, "names and types only", path, ListingDetail::namesAndTypes);
-    printCacheTimes(report, index, path);
+    printScanTime(report, "with attributes", *path, ListingDetail::attributes);
+    printScanTime(report, "names and types only", *path, ListingDetail::namesAndTypes);
+    printCacheTimes(report, index, *path);
     printQueries(report, index);
     return report.finish();
 }

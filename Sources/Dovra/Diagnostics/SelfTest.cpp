@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fmt/core.h>
 #include <memory>
+#include <optional>
 #include <random>
 #include <utility>
 #include <vector>
@@ -13,10 +14,10 @@
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
+#include "Diagnostics/ReadableFolder.hpp"
 #include "Diagnostics/SearchCheck.hpp"
 #include "Diagnostics/Stopwatch.hpp"
 #include "Index/Crawl.hpp"
-#include "Platform/Paths.hpp"
 #include "Platform/Terminal.hpp"
 
 namespace dovra {
@@ -203,12 +204,8 @@ private:
 }  // namespace
 
 int SelfTest::run(const std::string& path, std::uint64_t seed) {
-    const std::string root = standardizedPath(path);
-    if (!OpenFolder::open(root)) {
-        printError("dovra: cannot read the folder {}\n", visibleText(path));
-        return 1;
-    }
-    return Run(root, seed).run();
+    const std::optional<std::string> root = readableFolder(path);
+    return root ? Run(*root, seed).run() : 1;
 }
 
 }  // namespace dovra

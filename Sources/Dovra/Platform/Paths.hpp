@@ -6,16 +6,18 @@
 
 namespace dovra {
 
-/// The folder in which the program was started; "/" when it cannot be told.
-std::string currentDirectoryPath();
-
 /// The user's home folder: `$HOME` when that is an absolute path, else what the user database says.
 std::optional<std::string> homeFolderPath();
 
 /// The path as an absolute one: "~" and "~user" at its start replaced by the home folder (kept when there is
 /// no such user), a relative path taken from the current folder, "." and ".." removed by the text alone, no
-/// slash at the end but for "/". Links stay as they are written. The empty path stays empty.
-std::string standardizedPath(std::string_view path);
+/// slash at the end but for "/". Links stay as they are written. The empty path stays empty. Absent when the
+/// path is relative and the current folder was deleted.
+std::optional<std::string> standardizedPath(std::string_view path);
+
+/// What to tell the user then.
+inline constexpr std::string_view noCurrentFolder =
+    "the current folder was deleted, and the path begins there";
 
 /// The path by which the system itself calls what is there, without any link; absent when there is nothing, or
 /// the path is longer than the system tells.

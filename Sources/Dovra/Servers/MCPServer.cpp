@@ -110,7 +110,7 @@ std::vector<Option> serverOptionTable(ServerOptions& options) {
         {{"--in", "-i"},
          "folder",
          "serve what lies below this folder (default: /)",
-         [&](const std::string& value) { options.root = standardizedPath(value); }},
+         [&](const std::string& value) { options.root = standardizedPath(value).value_or(""); }},
         {{"--trigram"},
          {},
          "build a trigram index too: faster regular expressions for twice the memory",
@@ -173,7 +173,8 @@ int MCPCLI::run(Arguments args) {
     if (asksForHelp(args)) return printServerHelp(table);
     if (const auto fault = misuse(args, table)) return reportMisuse(*fault);
     parseOptions(args, table);
-    if (options.root.empty()) return reportMisuse("the folder has no name");
+    if (options.root.empty())
+        return reportMisuse("there is no such folder, or no current folder to look from");
     if (!OpenFolder::open(options.root))
         printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
     // A client that reads no messages may close standard error; the end of standard output is found when a

@@ -55,7 +55,7 @@ std::string normalizeExtensions(std::string_view text) {
 
 std::string expandedPath(std::string_view text) {
     const bool isAbsolute = text.starts_with('/') || text == "~" || text.starts_with("~/");
-    return isAbsolute ? standardizedPath(text) : std::string(text);
+    return isAbsolute ? standardizedPath(text).value_or(std::string(text)) : std::string(text);
 }
 
 }  // namespace dovra

@@ -48,23 +48,20 @@ std::string withoutDots(std::string_view absolutePath) {
 
 }  // namespace
 
-std::string currentDirectoryPath() {
-    std::error_code error;
-    const std::filesystem::path path = std::filesystem::current_path(error);
-    return error ? "/" : path.string();
-}
-
 std::optional<std::string> homeFolderPath() {
     const char* home = std::getenv("HOME");
     if (home != nullptr && home[0] == '/') return home;
     return homeOf(::getpwuid(::getuid()));
 }
 
-std::string standardizedPath(std::string_view path) {
-    if (path.empty()) return {};
-    std::string expanded = withHomeExpanded(path);
-    if (!expanded.starts_with('/')) expanded = currentDirectoryPath() + "/" + expanded;
-    return withoutDots(expanded);
+std::optional<std::string> standardizedPath(std::string_view path) {
+    if (path.empty()) return std::string();
+    const std::string expanded = withHomeExpanded(path);
+    if (expanded.starts_with('/')) return withoutDots(expanded);
+    std::error_code error;
+    const std::filesystem::path current = std::filesystem::current_path(error);
+    if (error) return std::nullopt;
+    return withoutDots(current.string() + "/" + expanded);
 }
 
 std::optional<std::string> realPath(const std::string& path) {
