@@ -99,7 +99,8 @@ TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
     crawl(index, {tree.path()}, {});
     {
         const WriteGuard guard(index.rwlock);
-        for (DirIndex folder = 0; folder < 120; ++folder)
+        const auto count = static_cast<DirIndex>(index.directoriesLocked().count());
+        for (DirIndex folder = 0; folder < count; ++folder)
             index.setStampLocked(folder, folderStamp(index.directoriesLocked().path(folder)));
     }
     const std::string bytes = snapshotOf(index);
