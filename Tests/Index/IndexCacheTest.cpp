@@ -35,7 +35,7 @@ IndexCache cacheBelow(const std::string& dataHome) {
 /// The application-support folder lies in a temporary tree.
 class IndexCacheTest : public testing::Test {
 protected:
-    ~IndexCacheTest() override { ::unsetenv("XDG_DATA_HOME"); }
+    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
 
     std::vector<std::string> files() const { return test::namesIn(home.path("Dovra")); }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <span>
 
 #include "Index/Snapshot.hpp"
 #include "Index/SnapshotFormat.hpp"
@@ -130,19 +131,19 @@ private:
     }
 
     std::size_t copyEntries(std::size_t first) {
-        const auto entries = index_.entriesLocked();
-        const std::size_t last = std::min(first + pieceBytes / sizeof(FileEntry), entryCount_);
-        for (std::size_t id = first; id < last; ++id)
-            append(bytesOf(placed(entries[id])));
-        return last;
+        const std::size_t count = std::min(pieceBytes / sizeof(FileEntry), entryCount_ - first);
+        // Byte by byte: assigned one by one, entries would get what the memory held before as reserved bytes.
+        append(bytesOf(index_.entriesLocked()[first], count * sizeof(FileEntry)));
+        for (FileEntry& entry : std::span(reinterpret_cast<FileEntry*>(buffer_.data()), count))
+            place(entry);
+        return first + count;
     }
 
-    /// The entry, in its folder's position in the file. Without that folder it is deleted.
-    FileEntry placed(FileEntry entry) const {
+    /// Sets the folder's position in the file. Without that folder the entry is deleted.
+    void place(FileEntry& entry) const {
         const Planned& folder = plan_[static_cast<std::size_t>(entry.dirIndex)];
         if (!folder.isSaved()) entry.flags |= FileEntry::tombstone;
         entry.dirIndex = folder.isSaved() ? folder.position : 0;
-        return entry;
     }
 
     bool writeStampHeader() const {
