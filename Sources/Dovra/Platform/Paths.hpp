@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace dovra {
+
+/// The longest path by which the system can be asked: it takes no longer one in one call.
+inline constexpr std::size_t maxPathBytes = 4095;
 
 /// The folder in which the program was started; "/" when it cannot be told.
 std::string currentDirectoryPath();
