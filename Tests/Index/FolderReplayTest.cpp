@@ -5,7 +5,7 @@
 
 #include "Index/Crawl.hpp"
 #include "Index/FolderReplay.hpp"
-#include "Index/ListedFolders.hpp"
+#include "Platform/Paths.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/Stamps.hpp"
 #include "Support/TemporaryTree.hpp"
@@ -45,7 +45,7 @@ TEST(FolderReplay, TellsWhatIsTooDeepByTheLastFolderThatIsNot) {
     FileIndex index;
     crawl(index, {tree.path()}, {});
     test::trustStamps(index);
-    const std::size_t last = (maxAskedPathBytes - tree.path().size()) / 201 * 201 + tree.path().size();
+    const std::size_t last = (maxPathBytes - tree.path().size()) / 201 * 201 + tree.path().size();
     const ChangeBatch changed = changedFolders(index);
     EXPECT_THAT(changed.paths, IsEmpty());
     EXPECT_THAT(changed.subtrees, ElementsAre(deep.path.substr(0, last)));

@@ -11,11 +11,10 @@
 #include <variant>
 
 #include "Base/IsAtOrBelow.hpp"
-#include "Index/EntriesByName.hpp"
 #include "Index/FolderMerge.hpp"
-#include "Index/ListedFolders.hpp"
-#include "Index/ServedTree.hpp"
 #include "Index/StampClock.hpp"
+#include "Platform/Paths.hpp"
+#include "Platform/Volume.hpp"
 
 // Why looking again at the named folders is enough, though events come late, merged and in no order: a change
 // was made before its event was read, and the folder is listed after that. So the last listing of a folder
@@ -34,6 +33,11 @@ namespace {
 
 /// In a folder with fewer entries all are listed where single names would do, which also mends what was lost.
 constexpr std::size_t largeFolderEntries = 256;
+
+std::string parentPath(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    return std::string(slash == 0 ? "/" : path.substr(0, slash));
+}
 
 /// How much of a folder is to be looked at.
 struct Extent {
@@ -74,12 +78,6 @@ bool isLarge(const FileIndex& index, DirIndex folder) {
     return index.entriesByDirLocked().count(folder) >= largeFolderEntries;
 }
 
-/// The part of `path` by which it may be told: all of it, unless it is too long and not the root itself.
-std::string toldPath(const ServedTree& tree, std::string_view path) {
-    const std::size_t longest = std::max(maxAskedPathBytes, tree.path().size());
-    return std::string(path.size() <= longest ? path : path.substr(0, path.rfind('/', longest)));
-}
-
 /// Attributes of folders, to be taken over into the folders' own entries in the lists of their parents. One
 /// pass over a parent serves all its children: looking for each child alone would make changes in a hundred
 /// thousand neighbouring folders quadratic.
@@ -87,48 +85,72 @@ class OwnEntries {
 public:
     void add(DirIndex folder, const RawDirent& attributes) { attributes_[folder] = attributes; }
 
-    void storeIn(FileIndex& index) const {
-        const auto changes = changesIn(index);
-        if (changes.empty()) return;
-        const WriteGuard guard(index.rwlock);
-        for (const auto& [id, attributes] : changes)
-            index.refreshEntryLocked(id, attributes);
-        index.raiseGenerationLocked();
+    void storeIn(FileIndex& index) {
+        for (const auto& [parent, children] : byParent(index))
+            mergeNames(index, parent, children.listing, children.names);
     }
 
 private:
     struct Children {
         std::vector<std::string_view> names;
-        std::vector<RawDirent> attributes;
+        DirectoryListing listing;
     };
-    using Changes = std::vector<std::pair<EntryId, RawDirent>>;
 
-    Changes changesIn(const FileIndex& index) const {
+    std::unordered_map<DirIndex, Children> byParent(const FileIndex& index) {
         const ReadGuard guard(index.rwlock);
+        const DirectoryTable& directories = index.directoriesLocked();
         std::unordered_map<DirIndex, Children> byParent;
-        for (const auto& [folder, attributes] : attributes_) {
-            const auto parent = index.directoriesLocked().parent(folder);
-            if (!parent) continue;
-            byParent[*parent].names.push_back(index.directoriesLocked().name(folder));
-            byParent[*parent].attributes.push_back(attributes);
+        for (auto& [folder, attributes] : attributes_) {
+            const auto parent = directories.parent(folder);
+            // What was deleted meanwhile has no entry.
+            if (!parent || !index.entriesByDirLocked().contains(folder)) continue;
+            attributes.name = directories.name(folder);
+            byParent[*parent].names.push_back(attributes.name);
+            byParent[*parent].listing.add(attributes);
         }
-        Changes changes;
-        for (const auto& [parent, children] : byParent) {
-            const std::vector<EntryId> ids = entriesByNameLocked(index, parent, children.names);
-            for (std::size_t i = 0; i < ids.size(); ++i)
-                addChange(index, ids[i], children.attributes[i], changes);
-        }
-        return changes;
-    }
-
-    static void addChange(const FileIndex& index, EntryId id, const RawDirent& now, Changes& changes) {
-        if (id < 0) return;
-        const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
-        const bool isSame = entry.modTime == now.modTime && entry.crTime == now.crTime;
-        if (entry.isFolder() && !isSame) changes.emplace_back(id, now);
+        return byParent;
     }
 
     std::unordered_map<DirIndex, RawDirent> attributes_;
+};
+
+/// One served root on the disk, and what a scan would enter below it.
+class ServedTree {
+public:
+    ServedTree(std::string path, const CrawlOptions& options)
+        : path_(std::move(path)), folder_(OpenFolder::tryOpen(path_)) {
+        if (options.restrictToStartupVolume) allowedDevices_ = startupVolumeDevices();
+    }
+
+    const std::string& path() const { return path_; }
+
+    std::variant<OpenFolder, OpenFolder::Refusal> open(const std::string& path) const {
+        if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&folder_)) return *refusal;
+        const std::size_t start = path_ == "/" ? 1 : path_.size() + 1;
+        return std::get<OpenFolder>(folder_).tryOpenBelow(path.substr(std::min(path.size(), start)));
+    }
+
+    bool isSkipped(std::string_view path) const { return isBelowSkippedFolder(path, path_); }
+
+    /// The part of `path` by which it may be told: all of it, unless it is too long and not the root itself.
+    std::string toldPath(std::string_view path) const {
+        const std::size_t longest = std::max(maxPathBytes, path_.size());
+        return std::string(path.size() <= longest ? path : path.substr(0, path.rfind('/', longest)));
+    }
+
+    /// Whether a scan enters a folder below the root; asked of those that were entered once too, which may
+    /// have been mounted over.
+    bool enters(const OpenFolder& folder) const {
+        const DeviceId device = folder.device();
+        if (!allowedDevices_.empty() && std::ranges::find(allowedDevices_, device) == allowedDevices_.end())
+            return false;
+        return !folder.isOnKernelFileSystem() || folder.deviceBelow("..").value_or(device) == device;
+    }
+
+private:
+    std::string path_;
+    std::variant<OpenFolder, OpenFolder::Refusal> folder_;
+    std::vector<DeviceId> allowedDevices_;
 };
 
 /// A folder on the way down, and those of its children that are still to be gone into.
@@ -154,7 +176,7 @@ class Application {
 public:
     Application(FileIndex& index, const CrawlOptions& options) : index_(index), options_(options) {
         for (std::string& path : rootPaths(index))
-            trees_.emplace_back(std::move(path), options.restrictToStartupVolume);
+            trees_.emplace_back(std::move(path), options);
     }
 
     AppliedChanges run(const ChangeBatch& changes) {
@@ -233,7 +255,7 @@ private:
         if (!isOfNames) done_[folder] = way.isDeep || !known;
         if (const auto* now = std::get_if<RawDirent>(&attributes)) ownEntries_.add(folder, *now);
         const bool isBelowNew = !way.levels.empty() && way.levels.back().isNew;
-        if (merged.isChanged && !isBelowNew) changed_.insert(toldPath(way.tree, way.path));
+        if (merged.isChanged && !isBelowNew) changed_.insert(way.tree.toldPath(way.path));
         if (!way.isDeep) std::erase_if(merged.children, [](const auto& child) { return child.contents; });
         if (merged.children.empty()) return;
         way.levels.push_back({folder, stamp, way.path.size(), !known, std::move(merged.children)});
@@ -313,13 +335,13 @@ private:
     }
 
     void handIn(const ServedTree& tree, const std::string& path, bool isDeep) {
-        const std::string told = toldPath(tree, path);
+        const std::string told = tree.toldPath(path);
         unread_[told] |= isDeep || told != path;
     }
 
     /// Drops the contents of a folder that a scan would not enter any more.
     void forget(const Descent& way, DirIndex folder) {
-        changed_.insert(toldPath(way.tree, way.path));
+        changed_.insert(way.tree.toldPath(way.path));
         const WriteGuard guard(index_.rwlock);
         index_.forgetContentsLocked(folder);
         index_.raiseGenerationLocked();

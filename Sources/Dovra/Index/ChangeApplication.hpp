@@ -34,7 +34,7 @@ struct AppliedChanges {
 /// rises only if something changed. The batch's `mustRescan` is the caller's to act on.
 ///
 /// What is too deep to be told by its own path is told as a part of the nearest folder above
-/// (`maxAskedPathBytes`).
+/// (`maxPathBytes`).
 AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options = {});
 
 }  // namespace dovra

@@ -1,9 +1,10 @@
 #include "Index/DiskComparison.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "Index/FolderMerge.hpp"
-#include "Index/FolderReplay.hpp"
+#include "Platform/Paths.hpp"
 
 namespace dovra {
 
@@ -12,40 +13,33 @@ namespace {
 /// Bounds the memory of a piece's paths; its listings are bounded by the time for reading them.
 constexpr std::size_t foldersAtOnce = 1024;
 
-DiskComparison::Sight look(const ListedFolder& folder, DiskComparison::Stage stage) {
-    if (folder.isTooDeep) return {};
-    if (stage == DiskComparison::Stage::stamps) return folderStamp(folder.path);
-    const auto open = OpenFolder::open(folder.path);
-    DirectoryListing listing;
-    if (!open || !open->list(ListingDetail::attributes, listing)) return {};
-    return listing;
-}
-
 /// Whether the index holds something else now. It may have forgotten the folder meanwhile.
 bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sight& sight) {
     const ReadGuard guard(index.rwlock);
     if (!index.entriesByDirLocked().contains(folder)) return false;
     if (const auto* listing = std::get_if<DirectoryListing>(&sight))
         return differsFromListingLocked(index, folder, *listing);
-    const auto* stamp = std::get_if<FolderStamp>(&sight);
-    return stamp != nullptr && stamp->isKnown() && hasChanged(index.stampLocked(folder), *stamp);
+    const FolderStamp known = index.stampLocked(folder);
+    const auto* now = std::get_if<FolderStamp>(&sight);
+    // Not "younger than": what was restored from a backup is older.
+    return now != nullptr && (!known.isKnown() || *now != known);
 }
 
 }  // namespace
 
 DiskComparison::Piece DiskComparison::next(const FileIndex& index) {
-    Piece piece{.stage = stage_, .folders = folders_.next(index, foldersAtOnce)};
+    Piece piece{.stage = stage_, .folders = nextFolders(index)};
     if (!piece.folders.empty() || stage_ == Stage::entries) return piece;
     stage_ = Stage::entries;
-    folders_ = ListedFolders();
-    return next(index);
+    position_ = 0;
+    return {.stage = stage_, .folders = nextFolders(index)};
 }
 
 DiskComparison::Reading DiskComparison::read(Piece piece, std::chrono::steady_clock::duration budget,
                                              const std::stop_token& stop) {
     const auto end = std::chrono::steady_clock::now() + budget;
     Reading reading{.piece = std::move(piece), .sights = {}};
-    for (const ListedFolder& folder : reading.piece.folders) {
+    for (const Folder& folder : reading.piece.folders) {
         if (stop.stop_requested()) break;
         reading.sights.push_back(look(folder, reading.piece.stage));
         if (std::chrono::steady_clock::now() >= end) break;
@@ -53,17 +47,71 @@ DiskComparison::Reading DiskComparison::read(Piece piece, std::chrono::steady_cl
     return reading;
 }
 
+DiskComparison::Sight DiskComparison::look(const Folder& folder, Stage stage) {
+    if (folder.isTooDeep) return {};
+    if (stage == Stage::stamps) return folderStamp(folder.path);
+    const auto open = OpenFolder::open(folder.path);
+    DirectoryListing listing;
+    if (!open || !open->list(ListingDetail::attributes, listing)) return {};
+    return listing;
+}
+
 ChangeBatch DiskComparison::compare(const FileIndex& index, const Reading& reading) {
-    const std::vector<ListedFolder>& folders = reading.piece.folders;
+    const std::vector<Folder>& folders = reading.piece.folders;
     ChangeBatch found;
     for (std::size_t i = 0; i < reading.sights.size(); ++i) {
-        // Once in a round.
-        if (folders[i].isTooDeep && reading.piece.stage == Stage::entries)
-            found.subtrees.push_back(folders[i].path);
+        if (folders[i].isTooDeep && reading.piece.stage == first_) found.subtrees.push_back(folders[i].path);
         if (differs(index, folders[i].position, reading.sights[i])) found.paths.push_back(folders[i].path);
     }
-    if (reading.sights.size() < folders.size()) folders_.goBackTo(folders[reading.sights.size()].position);
+    if (reading.sights.size() < folders.size())
+        position_ = static_cast<std::size_t>(folders[reading.sights.size()].position);
     return found;
+}
+
+std::vector<DiskComparison::Folder> DiskComparison::nextFolders(const FileIndex& index) {
+    const ReadGuard guard(index.rwlock);
+    std::vector<Folder> folders;
+    for (; folders.size() < foldersAtOnce && position_ < index.directoriesLocked().count(); ++position_) {
+        if (auto folder = listedFolder(index, static_cast<DirIndex>(position_)))
+            folders.push_back(*std::move(folder));
+    }
+    return folders;
+}
+
+/// Absent where there is nothing to look at.
+std::optional<DiskComparison::Folder> DiskComparison::listedFolder(const FileIndex& index, DirIndex folder) {
+    const DirectoryTable& directories = index.directoriesLocked();
+    const auto parent = directories.parent(folder);
+    if (position_ == pathBytes_.size()) {
+        const std::size_t above = parent ? pathBytes_[static_cast<std::size_t>(*parent)] + 1 : 0;
+        const std::size_t bytes = above + directories.name(folder).size();
+        pathBytes_.push_back(static_cast<std::uint16_t>(std::min(bytes, maxPathBytes + 1)));
+    }
+    if (!index.entriesByDirLocked().contains(folder)) return std::nullopt;
+    if (!isTooDeep(folder)) return Folder{.position = folder, .path = pathOf(directories, folder)};
+    if (parent && isTooDeep(*parent)) return std::nullopt;
+    return Folder{folder, pathOf(directories, parent.value_or(folder)), true};
+}
+
+bool DiskComparison::isTooDeep(DirIndex folder) const {
+    return pathBytes_[static_cast<std::size_t>(folder)] > maxPathBytes;
+}
+
+/// In the order of a scan a folder lies in the one before it or in one above that: its path is the last one,
+/// cut, and its name.
+std::string DiskComparison::pathOf(const DirectoryTable& directories, DirIndex folder) {
+    const auto parent = directories.parent(folder);
+    while (last_ && parent && *last_ > *parent)
+        last_ = directories.parent(*last_);
+    if (!parent || last_ != parent) {
+        path_ = directories.path(folder);
+        if (path_ == "/") path_.clear();
+    } else {
+        path_.resize(pathBytes_[static_cast<std::size_t>(*parent)]);
+        path_.append("/").append(directories.name(folder));
+    }
+    last_ = folder;
+    return path_.empty() ? "/" : path_;
 }
 
 }  // namespace dovra

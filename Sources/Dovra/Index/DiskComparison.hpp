@@ -1,12 +1,14 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <stop_token>
+#include <string>
 #include <variant>
 #include <vector>
 
 #include "Index/FileIndex.hpp"
-#include "Index/ListedFolders.hpp"
 #include "Platform/ChangeBatch.hpp"
 
 namespace dovra {
@@ -17,22 +19,27 @@ namespace dovra {
 /// A piece goes through three steps. `next` and `compare` belong to the one thread that changes the index,
 /// which may change it between them; `read` asks the disk on any thread, without the index and without a
 /// lock. What is found is a hint for `applyChanges`, which looks again. When the index is emptied or
-/// replaced, the round is void.
+/// replaced, the round is void. It keeps two bytes for each folder, and the paths of one piece.
 class DiskComparison {
 public:
-    /// After a replay the stamps need not be compared again.
-    explicit DiskComparison(bool withStamps) : stage_(withStamps ? Stage::stamps : Stage::entries) {}
-
     enum class Stage : std::uint8_t { stamps, entries };
+
+    struct Folder {
+        DirIndex position;
+        std::string path;
+        /// Its own path is longer than the system can be asked by; `path` is that of the nearest folder above
+        /// with a shorter one. What lies below it is left out.
+        bool isTooDeep = false;
+    };
 
     /// What is to be asked of the disk.
     struct Piece {
         Stage stage;
-        std::vector<ListedFolder> folders;
+        std::vector<Folder> folders;
     };
 
-    /// What the disk said of a folder: nothing when it may not be read or is not there, which the folder
-    /// above tells.
+    /// What the disk said of a folder: a stamp (not known when it cannot be asked), a listing, or nothing
+    /// when there could be none.
     using Sight = std::variant<std::monostate, FolderStamp, DirectoryListing>;
 
     struct Reading {
@@ -40,19 +47,34 @@ public:
         std::vector<Sight> sights;  ///< of the piece's first folders, as many as there was time for
     };
 
-    /// The next piece; without folders at the end of the round.
+    /// The round begins with this stage. After a replay the stamps need not be compared again.
+    explicit DiskComparison(Stage first) : first_(first), stage_(first) {}
+
+    /// The next piece, of one stage; without folders at the end of the round.
     Piece next(const FileIndex& index);
 
     /// Looks at the piece's folders, at least at one, until the time is up or a stop is requested.
     static Reading read(Piece piece, std::chrono::steady_clock::duration budget,
                         const std::stop_token& stop = {});
 
-    /// The folders that differ. Comes after each `next`; what the reading did not come to is the next piece.
+    static Sight look(const Folder& folder, Stage stage);
+
+    /// The folders that differ, and once in a round those below which it is too deep to look. Comes after
+    /// each `next`; what the reading did not come to is the next piece.
     ChangeBatch compare(const FileIndex& index, const Reading& reading);
 
 private:
+    std::vector<Folder> nextFolders(const FileIndex& index);
+    std::optional<Folder> listedFolder(const FileIndex& index, DirIndex folder);
+    bool isTooDeep(DirIndex folder) const;
+    std::string pathOf(const DirectoryTable& directories, DirIndex folder);
+
+    Stage first_;
     Stage stage_;
-    ListedFolders folders_;
+    std::size_t position_ = 0;              ///< of the next folder
+    std::vector<std::uint16_t> pathBytes_;  ///< of each folder so far, cut at one more than may be asked
+    std::optional<DirIndex> last_ = {};     ///< the folder whose path was put together last
+    std::string path_;                      ///< its path, "/" as ""
 };
 
 }  // namespace dovra

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace dovra {
+
+/// The longest path by which the system can be asked: it takes no longer one in one call.
+inline constexpr std::size_t maxPathBytes = 4095;
 
 /// The user's home folder: `$HOME` when that is an absolute path, else what the user database says.
 std::optional<std::string> homeFolderPath();
