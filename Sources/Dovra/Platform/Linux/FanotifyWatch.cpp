@@ -100,12 +100,23 @@ bool leadsTo(const std::string& path, int folder) {
 
 using DeepFolders = FanotifyWatch::DeepFolders;
 
-std::optional<DeepFolders::key_type> identityOf(int folder) {
+/// Of the folder, or with ".." of the one that holds it.
+std::optional<DeepFolders::key_type> identityOf(int folder, const char* path = "") {
     struct statx found {};
-    if (::statx(folder, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_INO | STATX_MNT_ID, &found) != 0)
+    if (::statx(folder, path, AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_INO | STATX_MNT_ID, &found) != 0)
         return std::nullopt;
     return DeepFolders::key_type(makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_mnt_id,
                                  found.stx_ino);
+}
+
+/// What is known of the folder, from itself or from the folder that holds it, which is as deep.
+DeepFolders::const_iterator findKnown(int folder, const DeepFolders& deep) {
+    for (const char* path : {"", ".."}) {
+        const auto identity = deep.empty() ? std::nullopt : identityOf(folder, path);
+        const auto known = identity ? deep.find(*identity) : deep.end();
+        if (known != deep.end()) return known;
+    }
+    return deep.end();
 }
 
 /// Whether a folder is seen at or near the root. Most of what happens on a file system happens elsewhere.
@@ -124,15 +135,17 @@ std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root, 
     std::vector<DeepFolders::key_type> climbed;
     std::shared_ptr<const std::string> found;
     for (;;) {
-        if (const auto path = saidPath(folder.number())) {
+        const auto known = findKnown(folder.number(), deep);
+        const auto path = known == deep.end() ? saidPath(folder.number()) : std::nullopt;
+        if (path) {
             if (concerns(*path, folder.number(), root)) found = std::make_shared<const std::string>(*path);
             break;
         }
         const auto identity = identityOf(folder.number());
         if (!identity) return std::nullopt;
         climbed.push_back(*identity);
-        if (const auto before = deep.find(*identity); before != deep.end()) {
-            found = before->second;
+        if (known != deep.end()) {
+            found = known->second;
             break;
         }
         Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
@@ -227,21 +240,29 @@ void FanotifyWatch::takeRecord(std::uint64_t mask, std::string_view record) {
     file_handle handle{};
     std::memcpy(static_cast<void*>(&handle), record.data() + handleAt, sizeof handle);
     const std::size_t keyBytes = systemIdBytes + sizeof handle + handle.handle_bytes;
-    auto [folder, isNew] =
-        folders_.try_emplace(std::string(record.substr(sizeof(fanotify_event_info_header), keyBytes)));
-    if (isNew) bytes_ += keyBytes;
+    FolderChanges& changed = changesOf(record.substr(sizeof(fanotify_event_info_header), keyBytes));
     const bool isFolder = (mask & FAN_ONDIR) != 0;
     const bool arrives = isFolder && (mask & (FAN_CREATE | FAN_MOVED_TO)) != 0;
     const bool hasName = header.info_type == FAN_EVENT_INFO_TYPE_DFID_NAME;
     const std::string_view name =
         hasName ? record.data() + handleAt + sizeof handle + handle.handle_bytes : "";
-    if (isFolder || name.empty()) folder->second.addWhole();
-    const bool isKept = isFolder ? arrives && folder->second.addArrival(name) : folder->second.addFile(name);
+    if (isFolder || name.empty()) changed.addWhole();
+    const bool isKept = isFolder ? arrives && changed.addArrival(name) : changed.addFile(name);
     if (isKept) bytes_ += name.size();
     if (bytes_ > maxWaitingBytes) hasLost_ = true;
 }
 
+/// Where the changes of a folder are gathered.
+FolderChanges& FanotifyWatch::changesOf(std::string_view key) {
+    if (const auto known = byKey_.find(key); known != byKey_.end()) return known->second->changes;
+    Changed& added = folders_.emplace_back(Key(key), FolderChanges());
+    byKey_.emplace(added.key, &added);
+    bytes_ += key.size();
+    return added.changes;
+}
+
 void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {
+    byKey_.clear();
     const auto folders = std::exchange(folders_, {});
     bytes_ = 0;
     if (std::exchange(hasLost_, false)) {
@@ -259,8 +280,8 @@ void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, Chan
     if (!place && !mustWait) return;
     const std::string& systemId = systemIds_.at(mount.id);
     DeepFolders deep;
-    for (const auto& changed : folders) {
-        if (!changed.first.starts_with(systemId)) continue;
+    for (const Changed& changed : folders) {
+        if (!changed.key.starts_with(systemId)) continue;
         if (mustWait) {
             keep(changed);
         } else {
@@ -269,9 +290,9 @@ void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, Chan
     }
 }
 
-void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
+void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Changed& changed,
                          DeepFolders& deep, ChangeSet& changes) {
-    const auto& [key, folder] = changed;
+    const auto& [key, folderChanges] = changed;
     Descriptor opened(openByHandle(place.number(), std::string_view(key).substr(systemIdBytes)));
     if (!opened) {
         // Otherwise a folder that was deleted; its parent has an event of its own.
@@ -286,16 +307,16 @@ void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Fold
     broken_.erase(key);
     const auto found = findFolder(std::move(opened), root_, deep);
     if (found) {
-        folder.tell(*found->path, found->isItself, changes);
+        folderChanges.tell(*found->path, found->isItself, changes);
     } else if (isShortage(errno)) {
         keep(changed);
     }
 }
 
-void FanotifyWatch::keep(const Folders::value_type& changed) {
-    const auto& [key, folder] = changed;
-    if (!folders_.emplace(key, folder).second) return;
-    bytes_ += key.size() + folder.bytes();
+void FanotifyWatch::keep(const Changed& changed) {
+    if (byKey_.contains(changed.key)) return;
+    changesOf(changed.key) = changed.changes;
+    bytes_ += changed.changes.bytes();
 }
 
 }  // namespace dovra

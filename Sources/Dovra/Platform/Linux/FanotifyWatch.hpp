@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -62,7 +63,13 @@ private:
     /// A folder's file system and its handle there, as bytes.
     using Key = std::string;
 
-    using Folders = std::unordered_map<Key, FolderChanges>;
+    struct Changed {
+        Key key;
+        FolderChanges changes;
+    };
+
+    /// In the order of their first events: most folders come before those that are made in them.
+    using Folders = std::deque<Changed>;
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
@@ -71,15 +78,17 @@ private:
     int changeMark(unsigned change, std::uint64_t events, int folder) const;
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
+    FolderChanges& changesOf(std::string_view key);
     void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
-    void tell(const Descriptor& place, const Mount& mount, const Folders::value_type& changed,
-              DeepFolders& deep, ChangeSet& changes);
-    void keep(const Folders::value_type& changed);
+    void tell(const Descriptor& place, const Mount& mount, const Changed& changed, DeepFolders& deep,
+              ChangeSet& changes);
+    void keep(const Changed& changed);
 
     Descriptor queue_;
     std::string root_;
     std::unordered_map<int, std::string> systemIds_;  ///< by the mount's id, how events name its file system
     Folders folders_;
+    std::unordered_map<std::string_view, Changed*> byKey_;
     std::unordered_set<Key> broken_;  ///< folders that could not be opened, for which all has been told
     std::size_t bytes_ = 0;
     bool hasLost_ = false;

@@ -4,9 +4,12 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -39,6 +42,17 @@ std::optional<OpenFolder> openChild(const OpenFolder& parent, const char* name) 
         descriptor = ::syscall(SYS_openat2, parent.descriptor(), name, &how, sizeof how);
     } while (descriptor < 0 && errno == EINTR);
     return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(static_cast<int>(descriptor)));
+}
+
+/// Whether the folder's number of links proves that it holds no folders, so that it need not be listed. Not
+/// all file systems count so.
+bool holdsNoFolders(const OpenFolder& folder) {
+    struct stat status {};
+    struct statfs system {};
+    return ::fstat(folder.descriptor(), &status) == 0 && status.st_nlink == 2 &&
+           ::fstatfs(folder.descriptor(), &system) == 0 &&
+           (system.f_type == EXT4_SUPER_MAGIC || system.f_type == XFS_SUPER_MAGIC ||
+            system.f_type == F2FS_SUPER_MAGIC || system.f_type == TMPFS_MAGIC);
 }
 
 /// Whether an error tells that there is no folder of this tree, so that nothing can be missed in it.
@@ -306,6 +320,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
 
 /// Adds the names of all folders in a folder. False when they are not known to be all.
 bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& folder) const {
+    if (holdsNoFolders(folder)) return true;
     thread_local DirectoryListing listing;
     listing.clear();
     const bool isWhole = folder.list(ListingDetail::namesAndTypes, listing, rules_.stop);
