@@ -155,8 +155,9 @@ void measureWaits(Watched& watched, const std::string& root) {
     reader.join();
     flusher.join();
     builder.join();
-    fmt::print("a search waits while 100 000 files are unpacked, applied, scanned and saved: worst {:.1f} ms\n",
-               std::ranges::max(waits));
+    fmt::print(
+        "a search waits while 100 000 files are unpacked, applied, scanned and saved: worst {:.1f} ms\n",
+        std::ranges::max(waits));
     for (int pack = 0; pack < 50; ++pack)
         std::filesystem::remove_all(fmt::format("{}/pack{}", root, pack));
     watched.flush();
@@ -218,8 +219,8 @@ void measureRound(const std::string& folder) {
             ++pieces;
         }
     }
-    fmt::print("\na round over {} entries: {:.2f} s of processor time in {} pieces\n", live.index().itemCount(),
-               processorSeconds() - before, pieces);
+    fmt::print("\na round over {} entries: {:.2f} s of processor time in {} pieces\n",
+               live.index().itemCount(), processorSeconds() - before, pieces);
     std::filesystem::remove_all(root);
 }
 

@@ -135,7 +135,8 @@ TEST(EventStream, EndsWhileItIsOpened) {
         test::waitUntil([&] { return token.stop_requested(); });
         return nullptr;
     };
-    EventStream stream(openForever, [] {}, stop.get_token());
+    EventStream stream(
+        openForever, [] {}, stop.get_token());
     EXPECT_FALSE(stream.take(0s));
     stop.request_stop();
     EXPECT_TRUE(test::waitUntil([&] { return stream.state() == ChangeFeed::State::refused; }));

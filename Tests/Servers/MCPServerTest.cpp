@@ -153,11 +153,12 @@ TEST_F(MCPServer, PreparesTheIndexForTheTool) {
     EXPECT_THAT(prepared, testing::ElementsAre("disk_usage", "index_stats"));
 }
 
-/// One whose first scan ends only after it has been waited for so many times. It finds out with a flush that it
-/// lacks a file, and may have to be waited for again.
+/// One whose first scan ends only after it has been waited for so many times. It finds out with a flush that
+/// it lacks a file, and may have to be waited for again.
 class SlowIndex final : public IndexService {
 public:
-    explicit SlowIndex(int waits, int waitsAfterFlush = 0) : waits_(waits), waitsAfterFlush_(waitsAfterFlush) {}
+    explicit SlowIndex(int waits, int waitsAfterFlush = 0)
+        : waits_(waits), waitsAfterFlush_(waitsAfterFlush) {}
 
     void start(std::function<void()>) override {}
     bool waitUntilReady(std::chrono::milliseconds) override {

@@ -95,13 +95,17 @@ protected:
     /// Goes on until a round has ended that began from now on.
     void passARound() {
         const auto before = live_->lastRound();
-        for (int i = 0; i < 1000 && (!live_->lastRound() || (before && live_->lastRound()->number == before->number)); ++i)
+        for (int i = 0;
+             i < 1000 && (!live_->lastRound() || (before && live_->lastRound()->number == before->number));
+             ++i)
             pass(1min);
     }
 
     void tell(const std::string& path) { feed_->waiting.addPath(path.empty() ? root_ : root_ + "/" + path); }
 
-    std::vector<std::string> differences() const { return test::differencesFromFreshScan(live_->index(), root_); }
+    std::vector<std::string> differences() const {
+        return test::differencesFromFreshScan(live_->index(), root_);
+    }
 
     /// Times that are as young as those of a test prove nothing; here nothing else changes, so they do.
     void proveStamps(FileIndex& index) const {
@@ -170,12 +174,14 @@ TEST_F(LiveIndexTest, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
     EXPECT_EQ(live_->state(), State::replaying);
     EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
     EXPECT_EQ(idOf(live_->index(), root_ + "/kept/a"), kept);
-    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds), IsEmpty());
+    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds),
+                IsEmpty());
     EXPECT_THAT(differences(), testing::Not(IsEmpty()));
     // Nobody tells yet, but who flushes knows.
     tree_.write("above/root/new/e");
     EXPECT_TRUE(live_->flush(1s));
-    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds), IsEmpty());
+    EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds),
+                IsEmpty());
     tree_.write("above/root/new/f");
     feed_->state = ChangeFeed::State::open;
     live_->step();

@@ -23,7 +23,9 @@ struct FakeChanges {
 /// A feed whose changes a test makes up, without a thread.
 class FakeFeed final : public EventSource {
 public:
-    explicit FakeFeed(std::shared_ptr<FakeChanges> changes) : changes_(std::move(changes)) { ++changes_->feeds; }
+    explicit FakeFeed(std::shared_ptr<FakeChanges> changes) : changes_(std::move(changes)) {
+        ++changes_->feeds;
+    }
 
     State state() const override { return changes_->state; }
     std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {

@@ -10,8 +10,8 @@ namespace dovra {
 struct ChangeBatch {
     /// Something changed at this path, or directly in the folder that is there.
     std::vector<std::string> paths = {};
-    /// What is at this path, and is no folder, may have come, gone or changed. Nothing else in the folder that
-    /// holds it is meant.
+    /// What is at this path, and is no folder, may have come, gone or changed. Nothing else in the folder
+    /// that holds it is meant.
     std::vector<std::string> files = {};
     /// The folder at this path may hold anything else than before, at any depth: it was made, moved there or
     /// mounted there.

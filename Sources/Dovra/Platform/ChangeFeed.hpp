@@ -12,8 +12,8 @@ namespace dovra {
 /// Tells what changed below one folder, when it is asked. For one thread.
 ///
 /// Promise: a change that was made before `take` was called is in the batch that it returns, or in one that
-/// was taken before. A place is told as it is called when the batch is taken. A folder that is renamed between
-/// that and the moment when somebody looks is told again, with all below it.
+/// was taken before. A place is told as it is called when the batch is taken. A folder that is renamed
+/// between that and the moment when somebody looks is told again, with all below it.
 class ChangeFeed {
 public:
     enum class State {

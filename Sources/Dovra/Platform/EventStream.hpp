@@ -15,14 +15,14 @@
 
 namespace dovra {
 
-/// A source on a thread of its own ("dovra.fsevents"), which opens it and empties the system's queue as soon as
-/// something is in it. Whoever wants the changes takes them; a ring tells that there are some.
+/// A source on a thread of its own ("dovra.fsevents"), which opens it and empties the system's queue as soon
+/// as something is in it. Whoever wants the changes takes them; a ring tells that there are some.
 ///
 /// Any thread may call its operations, but one at a time may take.
 class EventStream final : public ChangeFeed {
 public:
-    /// Opens the source; null when there is nothing to watch. A request to stop ends the opening, and later the
-    /// waiting.
+    /// Opens the source; null when there is nothing to watch. A request to stop ends the opening, and later
+    /// the waiting.
     using OpenSource = std::function<std::unique_ptr<EventSource>(const std::stop_token& stop)>;
 
     /// How long the changes that follow a first one are gathered.
@@ -30,8 +30,8 @@ public:
 
     /// `ring` is called on the stream's thread: when the source was opened or refused, and when there is
     /// something to take, at most once until it is taken. The first change of a quiet period rings at once,
-    /// further ones when `latency` has passed since the last were taken. It must not end the stream. A request
-    /// to `stop` ends opening and taking soon.
+    /// further ones when `latency` has passed since the last were taken. It must not end the stream. A
+    /// request to `stop` ends opening and taking soon.
     EventStream(OpenSource open, std::function<void()> ring, std::stop_token stop = {},
                 std::chrono::milliseconds latency = defaultLatency);
     ~EventStream() override;

@@ -11,8 +11,8 @@ constexpr const char* statsDescription =
 
 constexpr const char* statsSchema = R"({ "type": "object", "properties": {} })";
 
-/// The last time that the whole index was compared with the disk, and in how many folders something had changed
-/// that nothing had told of.
+/// The last time that the whole index was compared with the disk, and in how many folders something had
+/// changed that nothing had told of.
 JSONValue comparison(const std::optional<RoundOutcome>& round) {
     if (!round) return {};
     const auto ended = iso8601Text(static_cast<double>(round->endedAt));

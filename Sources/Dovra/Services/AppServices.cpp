@@ -62,7 +62,8 @@ std::unique_ptr<ChangeFeed> AppServices::openFeed() {
         return openEventSource(watched);
     };
     // The stream's thread must not hold this: it would end itself with the last holder. It ends before this.
-    return std::make_unique<EventStream>(open, [this] { run(&LiveIndex::step); }, stop_.get_token());
+    return std::make_unique<EventStream>(
+        open, [this] { run(&LiveIndex::step); }, stop_.get_token());
 }
 
 void AppServices::run(std::function<void(LiveIndex&)> operation) {

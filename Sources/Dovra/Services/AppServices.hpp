@@ -18,9 +18,9 @@
 namespace dovra {
 
 /// What lives as long as a front end does: the index of one root and the user's stores. It has the threads on
-/// which the index lives: everything that changes the index runs on one serial queue, "dovra.build", so builds,
-/// loads and batches of changes never overlap; what only reads runs on queues beside it. Held by a shared
-/// pointer: queued work holds it weakly and does nothing once it is gone.
+/// which the index lives: everything that changes the index runs on one serial queue, "dovra.build", so
+/// builds, loads and batches of changes never overlap; what only reads runs on queues beside it. Held by a
+/// shared pointer: queued work holds it weakly and does nothing once it is gone.
 ///
 /// Any thread may call its operations. The callbacks are set before `start`.
 class AppServices final : public IndexService, public std::enable_shared_from_this<AppServices> {
@@ -56,8 +56,8 @@ public:
     void start(std::function<void()> onReady) override;
     void start() { start({}); }
 
-    /// Builds the index anew, as when changes were lost. Not ready until that is done; the former contents may
-    /// be searched meanwhile.
+    /// Builds the index anew, as when changes were lost. Not ready until that is done; the former contents
+    /// may be searched meanwhile.
     void rebuild();
 
     /// Switches the trigram index on or off, and rebuilds; whether it is on now.

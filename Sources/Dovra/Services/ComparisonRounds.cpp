@@ -12,7 +12,9 @@ constexpr int restInRounds = 99;
 constexpr int restWhileCatchingUp = 3;
 
 std::int64_t secondsNow() {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()).time_since_epoch().count();
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
+        .time_since_epoch()
+        .count();
 }
 
 }  // namespace
@@ -31,7 +33,8 @@ std::optional<DiskComparison::Piece> ComparisonRounds::next(const FileIndex& ind
             nextTime_ = now + interval;
             return std::nullopt;
         }
-        comparison_.emplace(!catchesUp_);
+        using Stage = DiskComparison::Stage;
+        comparison_.emplace(catchesUp_ ? Stage::entries : Stage::stamps);
         current_ = {};
         began_ = now;
     }

@@ -34,8 +34,8 @@ public:
     /// A piece that takes long is read no further than for this time.
     static constexpr std::chrono::milliseconds readingBudget{10};
 
-    /// Forgets the round that goes on, if any. With `catchesUp` the next one begins at once, without asking for
-    /// the stamps, which are known to be right; otherwise after the interval.
+    /// Forgets the round that goes on, if any. With `catchesUp` the next one begins at once, without asking
+    /// for the stamps, which are known to be right; otherwise after the interval.
     void startOver(Time now, bool catchesUp);
 
     bool isCatchingUp() const { return catchesUp_; }

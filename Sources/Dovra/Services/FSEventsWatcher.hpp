@@ -12,8 +12,8 @@
 namespace dovra {
 
 /// Turns what a feed tells of one folder into the two things that can follow: `callback` gets what changed,
-/// `onMustRescan` is called when changes were lost, once for a batch and without the rest of it. Both are called
-/// by `deliver`, on its caller's thread; never on their own. The release of the watcher ends the feed.
+/// `onMustRescan` is called when changes were lost, once for a batch and without the rest of it. Both are
+/// called by `deliver`, on its caller's thread; never on their own. The release of the watcher ends the feed.
 class FSEventsWatcher {
 public:
     using OpenFeed = std::function<std::unique_ptr<ChangeFeed>()>;
@@ -26,8 +26,8 @@ public:
     FSEventsWatcher(OpenFeed open, Callbacks callbacks)
         : open_(std::move(open)), callbacks_(std::move(callbacks)) {}
 
-    /// Begins to watch: every change from `isOpening` being false on is delivered one day. In place of what was
-    /// watched before, when it is called again.
+    /// Begins to watch: every change from `isOpening` being false on is delivered one day. In place of what
+    /// was watched before, when it is called again.
     void start() {
         feed_.reset();
         feed_ = open_();
@@ -38,8 +38,8 @@ public:
     /// Whether there is no feed, and changes are not told at all.
     bool isRefused() const { return !feed_ || feed_->state() == ChangeFeed::State::refused; }
 
-    /// Calls back with the changes that were made before this call and have not been delivered. False when they
-    /// could not be told within the time: then they come with a later call.
+    /// Calls back with the changes that were made before this call and have not been delivered. False when
+    /// they could not be told within the time: then they come with a later call.
     bool deliver(std::chrono::milliseconds patience) {
         if (isRefused()) return true;
         auto batch = feed_->take(patience);

@@ -12,8 +12,8 @@ namespace dovra {
 
 /// How far an index is, for a status line.
 struct IndexStatus {
-    bool isReady = false;     ///< it holds all there is below the root, or will after a flush
-    bool isCompared = false;  ///< also what was changed in place before the start
+    bool isReady = false;       ///< it holds all there is below the root, or will after a flush
+    bool isCompared = false;    ///< also what was changed in place before the start
     std::string coverage = {};  ///< how changes are noticed and which are not, in a few words
     std::optional<RoundOutcome> lastRound = {};
 };

@@ -197,7 +197,8 @@ void LiveIndex::lookAgain(bool atPolledTrees) {
     const Time start = options_.now();
     if (!batch.empty()) apply(std::move(batch));
     const Time end = options_.now();
-    if (atPolledTrees) nextPoll_ = end + std::max<Clock::duration>(shortestPollInterval, (end - start) * restForEachPoll);
+    if (atPolledTrees)
+        nextPoll_ = end + std::max<Clock::duration>(shortestPollInterval, (end - start) * restForEachPoll);
 }
 
 /// What the feed tells is no find of a comparison.
@@ -239,7 +240,8 @@ bool LiveIndex::hasTooManyTombstones() const {
 }
 
 /// By what the folders are, not by how they are written: a link may lead to them.
-bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch, const std::vector<std::string>& changed) const {
+bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch,
+                                     const std::vector<std::string>& changed) const {
     if (!cache_.filePath() || !batch.subtrees.empty()) return false;
     const FolderStamp own = folderStamp(parentPath(*cache_.filePath()));
     const auto isOwn = [&](const std::string& path) {
@@ -356,9 +358,9 @@ void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::dur
 void LiveIndex::reportRound() const {
     const auto& round = rounds_.last();
     if (round->finds == 0) return;
-    options_.report(fmt::format("comparing with the disk found {} folder{} that had changed without being told: {}{}",
-                                round->finds, round->finds == 1 ? "" : "s", round->example,
-                                round->finds == 1 ? "" : ", ..."));
+    options_.report(fmt::format(
+        "comparing with the disk found {} folder{} that had changed without being told: {}{}", round->finds,
+        round->finds == 1 ? "" : "s", round->example, round->finds == 1 ? "" : ", ..."));
 }
 
 // The cache.
@@ -405,7 +407,8 @@ void LiveIndex::finishSaving(bool hasFailed) {
     if (state_ == State::rebuilding) cache_.remove();
     if (!hasFailed) return;
     isChanged_ = true;
-    nextSave_ = std::min(nextSave_, options_.now() + std::min<Clock::duration>(savePause, options_.saveInterval));
+    nextSave_ =
+        std::min(nextSave_, options_.now() + std::min<Clock::duration>(savePause, options_.saveInterval));
 }
 
 void LiveIndex::end() {

@@ -20,14 +20,15 @@
 namespace dovra {
 
 /// The life of the index of one root: it is loaded or scanned, follows the disk, proves itself against it, is
-/// built anew when that is needed, and is saved. Without threads and timers: whoever owns it steps it, as often
-/// as it likes, at least when `nextTime` has come and when the feed rings. So a test can go through a life step
-/// by step.
+/// built anew when that is needed, and is saved. Without threads and timers: whoever owns it steps it, as
+/// often as it likes, at least when `nextTime` has come and when the feed rings. So a test can go through a
+/// life step by step.
 ///
 ///     empty ── start ──┬─ a cache ──> replaying ── the feed is open ──> live <──┐
 ///                      └─ none ─────> loading ──── the feed is open ──> live    │ step: built
 ///                                                                       rebuilding
-///     any ── end ──> ended                                                ^ changes lost, asked for, another root
+///     any ── end ──> ended                                                ^ changes lost, asked for, another
+///     root
 ///
 /// For one thread, which alone may change the index; any thread may read it meanwhile, under its lock.
 class LiveIndex {
@@ -40,7 +41,8 @@ public:
         loading,     ///< a first scan is to come or goes on. No answers, but what was found may be searched.
         replaying,   ///< from a cache; the feed is being opened. Whole with each flush, but not yet compared.
         live,        ///< follows the disk. Whole with each flush; compared, once it was caught up with.
-        rebuilding,  ///< changes were lost, or it has to be made anew. No answers; the former one may be searched.
+        rebuilding,  ///< changes were lost, or it has to be made anew. No answers; the former one may be
+                     ///< searched.
         ended,       ///< No answers.
     };
 
@@ -60,7 +62,8 @@ public:
         /// Takes a message for the user, such as that the root is gone.
         std::function<void(const std::string&)> report = [](const std::string&) {};
         /// How many entries there are, and whether a scan goes on.
-        std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress = [](std::int64_t, bool) {};
+        std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress = [](std::int64_t, bool) {
+        };
         /// The index is another one than before.
         std::function<void()> onUpdated = [] {};
         /// The cache is saved no more often than this because of changes.
@@ -72,8 +75,8 @@ public:
         std::stop_token stop = {};
     };
 
-    /// Work that takes its time, to be done beside the steps by whoever steps: `run` on any thread, and what it
-    /// returns on the steps' own. Neither may outlive this object.
+    /// Work that takes its time, to be done beside the steps by whoever steps: `run` on any thread, and what
+    /// it returns on the steps' own. Neither may outlive this object.
     struct Task {
         enum class Kind : std::uint8_t { reading /* the disk, for a comparison */, saving /* the cache */ };
 
@@ -172,8 +175,8 @@ private:
     Time nextRootCheck_ = never;
 
     bool usesTrigram_;
-    bool comparesAll_ = false;    ///< the replay to come must find what changed in place, too
-    ChangeSet unread_;            ///< what could not be looked at, and is looked at again
+    bool comparesAll_ = false;  ///< the replay to come must find what changed in place, too
+    ChangeSet unread_;          ///< what could not be looked at, and is looked at again
     Time nextRetry_ = never;
     Time nextPoll_ = Time::min();
 
