@@ -23,7 +23,7 @@ struct AppliedChanges {
 /// Unchanged entries keep their identifiers.
 ///
 /// `options` are those of the scan. The disk is read without the lock, on the calling thread and with no more
-/// than three folders open at a time; the write lock is held while one folder's differences are stored. So
+/// than four folders open at a time; the write lock is held while one folder's differences are stored. So
 /// nothing else may change the index during the call.
 ///
 /// Only what is known to be gone is deleted. A folder that this user may not read any more, or that could not

@@ -41,18 +41,18 @@ DiskComparison::Reading DiskComparison::read(Piece piece, std::chrono::steady_cl
     Reading reading{.piece = std::move(piece), .sights = {}};
     for (const Folder& folder : reading.piece.folders) {
         if (stop.stop_requested()) break;
-        reading.sights.push_back(look(folder, reading.piece.stage));
+        reading.sights.push_back(look(folder, reading.piece.stage, stop));
         if (std::chrono::steady_clock::now() >= end) break;
     }
     return reading;
 }
 
-DiskComparison::Sight DiskComparison::look(const Folder& folder, Stage stage) {
+DiskComparison::Sight DiskComparison::look(const Folder& folder, Stage stage, const std::stop_token& stop) {
     if (folder.isTooDeep) return {};
     if (stage == Stage::stamps) return folderStamp(folder.path);
     const auto open = OpenFolder::open(folder.path);
     DirectoryListing listing;
-    if (!open || !open->list(ListingDetail::attributes, listing)) return {};
+    if (!open || !open->list(ListingDetail::attributes, listing, stop)) return {};
     return listing;
 }
 

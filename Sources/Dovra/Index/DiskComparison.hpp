@@ -57,7 +57,8 @@ public:
     static Reading read(Piece piece, std::chrono::steady_clock::duration budget,
                         const std::stop_token& stop = {});
 
-    static Sight look(const Folder& folder, Stage stage);
+    /// Looks at one folder. A request to stop leaves it unseen.
+    static Sight look(const Folder& folder, Stage stage, const std::stop_token& stop = {});
 
     /// The folders that differ, and once in a round those below which it is too deep to look. Comes after
     /// each `next`; what the reading did not come to is the next piece.
