@@ -215,11 +215,11 @@ class TreeWork:
         inside = os.open(folder, os.O_RDONLY)
 
         def work() -> None:
+            time.sleep(self.random.uniform(0, 0.04))
             descriptor = os.open(".new", os.O_WRONLY | os.O_CREAT | os.O_EXCL, dir_fd=inside)
             os.write(descriptor, self._bytes())
             os.close(descriptor)
             os.rename(".new", f"{self.random.randrange(5)}.made", src_dir_fd=inside, dst_dir_fd=inside)
-            time.sleep(self.random.uniform(0, 0.04))
 
         try:
             yield work
