@@ -252,9 +252,10 @@ class TreeWork:
 
     def change_one_of_many(self) -> None:
         folder = self.root / "many"
-        folder.mkdir(exist_ok=True)
-        for number in range(self.most_entries // 5):
-            (folder / f"{number}.dat").touch()
+        if not folder.exists():
+            folder.mkdir()
+            for number in range(self.most_entries // 5):
+                (folder / f"{number}.dat").write_bytes(b"x" * number)
         changing = folder / "changing.log"
         changing.unlink(missing_ok=True)  # It may have got another name meanwhile.
         for _ in range(100):
