@@ -215,11 +215,11 @@ class TreeWork:
         inside = os.open(folder, os.O_RDONLY)
 
         def work() -> None:
+            time.sleep(self.random.uniform(0, 0.04))
             descriptor = os.open(".new", os.O_WRONLY | os.O_CREAT | os.O_EXCL, dir_fd=inside)
             os.write(descriptor, self._bytes())
             os.close(descriptor)
             os.rename(".new", f"{self.random.randrange(5)}.made", src_dir_fd=inside, dst_dir_fd=inside)
-            time.sleep(self.random.uniform(0, 0.04))
 
         try:
             yield work
@@ -252,9 +252,10 @@ class TreeWork:
 
     def change_one_of_many(self) -> None:
         folder = self.root / "many"
-        folder.mkdir(exist_ok=True)
-        for number in range(self.most_entries // 5):
-            (folder / f"{number}.dat").touch()
+        if not folder.exists():
+            folder.mkdir()
+            for number in range(self.most_entries // 5):
+                (folder / f"{number}.dat").write_bytes(b"x" * number)
         changing = folder / "changing.log"
         changing.unlink(missing_ok=True)  # It may have got another name meanwhile.
         for _ in range(100):
