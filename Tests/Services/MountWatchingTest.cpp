@@ -1,9 +1,24 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
+#include "Platform/Linux/Descriptor.hpp"
 #include "Support/FollowedTree.hpp"
+#include "Support/Privileges.hpp"
 #include "Support/TreeScript.hpp"
 #include "Support/WatchMechanisms.hpp"
 
@@ -11,7 +26,9 @@ namespace dovra {
 namespace {
 
 using testing::Contains;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 struct Script {
     const char* name;
@@ -40,7 +57,39 @@ const Script scripts[] = {
      {"folder place", "folder second", "tmpfs place", "bind place second", "write place/folder/file",
       "umount place; tmpfs place", "write place/other/file; write second/folder/more", "umount place",
       "umount second"}},
+    {"a folder that is renamed with a mount in it",
+     {"folder a/place", "tmpfs a/place", "write a/place/inside/file", "rename a b",
+      "write b/place/inside/more", "rename b c; umount c/place", "write c/place/below"}},
+    {"an older mount moved into a younger one",
+     {"folder old; folder young", "tmpfs old", "write old/inside/file", "tmpfs young; folder young/z",
+      "move old young/z", "write young/z/inside/more", "umount young/z", "umount young"}},
+    {"a mount that hides another with the folder that it is in",
+     {"folder place/inner", "tmpfs place/inner", "write place/inner/file", "tmpfs place", "write place/other",
+      "umount place", "write place/inner/folder/more", "umount place/inner"}},
 };
+
+void follow(WatchMechanism mechanism, const Script& script) {
+    test::FollowedTree followed(mechanism);
+    for (const std::string& step : script.steps) {
+        ASSERT_TRUE(test::perform(followed.root, step)) << step;
+        ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty()) << step;
+    }
+}
+
+/// Has the calling thread see a kernel that numbers mounts anew all the time, as those before 6.8.
+void forgetUniqueMountNumbers() {
+    constexpr unsigned uniqueMountNumber = 0x4000;
+    constexpr auto argument = offsetof(seccomp_data, args) + 3 * sizeof(std::uint64_t);
+    sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_statx, 0, 3),
+                            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, argument),
+                            BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, uniqueMountNumber, 0, 1),
+                            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+                            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog program{.len = std::size(filter), .filter = filter};
+    ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
 
 class MountWatching : public testing::TestWithParam<WatchMechanism> {};
 
@@ -49,15 +98,20 @@ INSTANTIATE_TEST_SUITE_P(, MountWatching, test::everyMechanism, test::mechanismN
 TEST_P(MountWatching, FollowsScripts) {
     for (const Script& script : scripts) {
         SCOPED_TRACE(script.name);
-        const auto run = [&] {
-            test::FollowedTree followed(GetParam());
-            for (const std::string& step : script.steps) {
-                ASSERT_TRUE(test::perform(followed.tree.path(), step)) << step;
-                ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty()) << step;
-            }
-        };
-        if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+        if (!test::withOwnMounts([&] { follow(GetParam(), script); }))
+            GTEST_SKIP() << "this user may not mount";
     }
+}
+
+TEST_P(MountWatching, FollowsScriptsOnKernelsThatHardlyTellMountsApart) {
+    const auto run = [] {
+        forgetUniqueMountNumbers();
+        for (const Script& script : scripts) {
+            SCOPED_TRACE(script.name);
+            follow(GetParam(), script);
+        }
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
 }
 
 /// The devices that are watched are those that a scan would enter now, not those of the start.
@@ -87,6 +141,87 @@ TEST_P(MountWatching, TellsNothingOfMountsElsewhere) {
         ASSERT_TRUE(test::perform(elsewhere.path(), "tmpfs ."));
         EXPECT_THAT(followed.follow().subtrees, IsEmpty());
         ASSERT_TRUE(test::perform(elsewhere.path(), "umount ."));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+}
+
+/// The mount goes on where it was, with nothing in it any more.
+TEST_P(MountWatching, TellsThePlaceOfAFolderThatIsRemovedWhereItComesFrom) {
+    const auto run = [] {
+        test::FollowedTree followed(GetParam(), {.root = "watched"});
+        const std::string place = followed.tree.makeFolder("watched/place");
+        ASSERT_TRUE(test::perform(followed.tree.path(), "write origin/file; bind origin watched/place"));
+        followed.follow();
+        ASSERT_TRUE(test::perform(followed.tree.path(), "remove origin"));
+        const std::vector<std::string> told = followed.follow().subtrees;
+        EXPECT_TRUE(std::ranges::count(told, place) +
+                    std::ranges::count(followed.source->polledTrees(), place));
+        ASSERT_TRUE(test::perform(followed.tree.path(), "umount watched/place"));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+}
+
+TEST(WholeFileSystems, TellNothingOfWhatAMountHides) {
+    const auto run = [] {
+        test::FollowedTree followed(WatchMechanism::best);
+        const Descriptor hidden(::open(followed.tree.makeFolder("place").c_str(), O_PATH | O_CLOEXEC));
+        ASSERT_TRUE(test::perform(followed.root, "tmpfs place"));
+        followed.follow();
+        ASSERT_EQ(::mkdirat(hidden.number(), "hidden", 0700), 0);
+        EXPECT_TRUE(followed.follow().empty());
+        ASSERT_TRUE(test::perform(followed.root, "umount place"));
+        EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+}
+
+/// Ends the process: with 0 when a change below the root is told to a process for which no mount has a place
+/// that leads to the root.
+[[noreturn]] void watchInsideAnotherRoot(const test::TemporaryTree& tree, WatchMechanism mechanism) {
+    const bool isInside = test::perform(tree.path(), "folder proc; folder root; proc proc") &&
+                          ::chroot(tree.path().c_str()) == 0 && ::chdir("/") == 0;
+    WatchOptions options;
+    options.root = "/root";
+    options.mechanism = mechanism;
+    const auto source = isInside ? openEventSource(options) : nullptr;
+    const bool isChanged = source && test::perform("/root", "write file");
+    const ChangeBatch batch = isChanged ? *source->take({}) : ChangeBatch{};
+    const bool isPolled = mechanism == WatchMechanism::polling && !source->polledTrees().empty();
+    std::_Exit(batch.files == std::vector<std::string>{"/root/file"} || isPolled ? 0 : 1);
+}
+
+TEST_P(MountWatching, FollowsBelowARootThatIsNoMount) {
+    const auto run = [] {
+        const test::InMemory inMemory;
+        const test::TemporaryTree tree;
+        const pid_t child = ::fork();
+        if (child == 0) watchInsideAnotherRoot(tree, GetParam());
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        ASSERT_TRUE(test::perform(tree.path(), "umount proc"));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+}
+
+TEST(UnreachableMounts, AreNamedUntilTheyCanBeWatched) {
+    const auto run = [] {
+        test::FollowedTree followed(WatchMechanism::watches);
+        ASSERT_TRUE(test::perform(followed.root, "allow .; folder place; tmpfs place; forbid place"));
+        {
+            const test::OrdinaryUser user;
+            followed.follow();
+            EXPECT_THAT(followed.source->coverage(), HasSubstr("not watched: " + followed.path("place")));
+        }
+        ASSERT_TRUE(test::perform(followed.root, "allow place; write place/inside/file"));
+        {
+            const test::OrdinaryUser user;
+            EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+            EXPECT_THAT(followed.source->coverage(), Not(HasSubstr("not watched")));
+        }
+        ASSERT_TRUE(test::perform(followed.root, "write place/inside/more"));
+        EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+        ASSERT_TRUE(test::perform(followed.root, "umount place"));
     };
     if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
 }

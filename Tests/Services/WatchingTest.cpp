@@ -1,21 +1,29 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <stop_token>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
+#include "Platform/Linux/Descriptor.hpp"
 #include "Support/DeepFile.hpp"
+#include "Support/DeepTree.hpp"
 #include "Support/FewDescriptors.hpp"
 #include "Support/FollowedTree.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TreeScript.hpp"
 #include "Support/TreeStorm.hpp"
 #include "Support/WatchMechanisms.hpp"
 
@@ -188,6 +196,127 @@ TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
     EXPECT_THAT(watched.differencesAfterFlush(), IsEmpty());
 }
 
+TEST_P(Watching, NamesAFewFilesAndNoMore) {
+    if (GetParam() == WatchMechanism::polling) return;
+    tree.write("few/a");
+    for (int i = 0; i < 17; ++i)
+        tree.write(fmt::format("many/{}", i));
+    watched.follow();
+    tree.write("few/a", "longer");
+    tree.write("few/b");
+    for (int i = 0; i < 17; ++i)
+        tree.write(fmt::format("many/{}", i), "longer");
+    const ChangeBatch batch = watched.follow();
+    EXPECT_THAT(batch.files, testing::UnorderedElementsAre(watched.path("few/a"), watched.path("few/b")));
+    EXPECT_THAT(batch.paths, testing::ElementsAre(watched.path("many")));
+    EXPECT_THAT(batch.subtrees, IsEmpty());
+}
+
+TEST_P(Watching, FollowsTreesFarDeeperThanAPathCanTell) {
+    const std::string name(50, 'd');
+    const test::DeepTree deep(tree.path(), name, 300);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    fs::rename(watched.path(name), watched.path("moved"));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::mkdirat(deep.bottom(), "further", 0700), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::mkdirat(deep.bottom(), "further/and further", 0700), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::unlinkat(deep.bottom(), "further/and further", AT_REMOVEDIR), 0);
+    ASSERT_EQ(::unlinkat(deep.bottom(), "further", AT_REMOVEDIR), 0);
+    fs::rename(watched.path("moved"), watched.path(name));
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(watched.scans, 1);
+}
+
+TEST_P(Watching, IsNotKeptByDeepTreesElsewhere) {
+    const test::TemporaryTree outside;
+    const test::DeepTree deep(outside.path(), "d", 20'000);
+    EXPECT_TRUE(watched.follow().empty());
+}
+
+TEST_P(Watching, ComesBackWithAFolderAboveTheRoot) {
+    test::FollowedTree followed(GetParam(), {.root = "above/root"});
+    followed.tree.write("above/root/a/file");
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    fs::rename(followed.path("above"), followed.path("away"));
+    followed.tree.write("away/root/a/more");
+    followed.tree.write("away/root/new/deeper/file");
+    followed.follow();
+    fs::rename(followed.path("away"), followed.path("above"));
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    followed.tree.write("above/root/new/deeper/more");
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+}
+
+class Rights : public testing::TestWithParam<std::pair<const char*, const char*>> {};
+
+INSTANTIATE_TEST_SUITE_P(, Rights,
+                         testing::Values(std::pair("root", "root"), std::pair("root", "root/a"),
+                                         std::pair("root", "root/a/b"), std::pair("root/a", "root")));
+
+/// While a folder may not be entered, things are done below it by who was there before.
+TEST_P(Rights, AreFollowedWhenTheyComeBack) {
+    const test::OrdinaryUser user;
+    if (!user.isOrdinary()) GTEST_SKIP() << "root may enter every folder";
+    const auto& [root, folder] = GetParam();
+    test::FollowedTree followed(WatchMechanism::watches, {.root = root});
+    const std::string place = followed.path(folder);
+    followed.tree.write("root/a/b/c/file");
+    followed.follow();
+    const Descriptor inside(::open(followed.path("root/a/b/c").c_str(), O_PATH | O_CLOEXEC));
+    ASSERT_EQ(::chmod(place.c_str(), 0), 0);
+    ASSERT_EQ(::mkdirat(inside.number(), "new", 0700), 0);
+    followed.follow();
+    EXPECT_THAT(followed.source->coverage(), HasSubstr("not watched"));
+    ASSERT_EQ(::mkdirat(inside.number(), "new/deeper", 0700), 0);
+    followed.follow();
+    ASSERT_EQ(::chmod(place.c_str(), 0700), 0);
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    EXPECT_THAT(followed.source->coverage(), testing::Not(HasSubstr("not watched")));
+    followed.tree.write("root/a/b/c/new/deeper/file");
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+}
+
+TEST(FolderWatches, AreSetWhenAFolderThatWasForbiddenFromTheStartIsNot) {
+    const test::OrdinaryUser user;
+    if (!user.isOrdinary()) GTEST_SKIP() << "root may enter every folder";
+    const test::InMemory inMemory;
+    const test::TemporaryTree outside;
+    test::FollowedTree followed(WatchMechanism::watches);
+    outside.write("closed/inner/file");
+    ASSERT_TRUE(test::perform(outside.path(), "forbid closed/inner"));
+    fs::rename(outside.path("closed"), followed.path("closed"));
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    EXPECT_THAT(followed.source->coverage(), HasSubstr("1 folder not watched"));
+    ASSERT_TRUE(test::perform(followed.root, "allow closed/inner"));
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    ASSERT_TRUE(test::perform(followed.root, "write closed/inner/more"));
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    EXPECT_THAT(followed.source->coverage(), testing::Not(HasSubstr("not watched")));
+}
+
+/// The disk is ahead of the events: where a new folder was told, one that lay above is found.
+TEST(FolderWatches, TakeNoFolderForOneBelowItself) {
+    std::function<void()> meanwhile = [] {};
+    test::FollowedTree followed(WatchMechanism::watches,
+                                {.root = {}, .entersFolder = [&](std::string_view path) {
+                                     if (path.ends_with("/new")) std::exchange(meanwhile, [] {})();
+                                     return true;
+                                 }});
+    followed.tree.makeFolder("a/b");
+    followed.follow();
+    followed.tree.makeFolder("a/b/new");
+    meanwhile = [&] {
+        ASSERT_TRUE(test::perform(followed.root, "rename a/b b; remove b/new; rename a b/new"));
+    };
+    followed.follow();
+    ASSERT_TRUE(test::perform(followed.root, "write b/new/file"));
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    ASSERT_TRUE(test::perform(followed.root, "write b/new/more"));
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+}
+
 TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     test::FollowedTree watched(WatchMechanism::watches, {.root = {}, .maxWatches = 20});
     for (unsigned seed = 1; seed <= 4; ++seed) {
@@ -292,6 +421,21 @@ TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
     EXPECT_THAT(batch.subtrees, testing::ElementsAre(tree.path("folder")));
     EXPECT_FALSE(batch.mustRescan);
     EXPECT_FALSE(source->hasChanges());
+}
+
+TEST(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
+    test::FollowedTree followed(WatchMechanism::best);
+    if (followed.source->coverage().find("fanotify") == std::string::npos)
+        GTEST_SKIP() << "whole file systems cannot be watched here; " << followed.source->coverage();
+    const auto nameOf = [&](int number) { return followed.path(fmt::format("{:0>250}", number)); };
+    ASSERT_EQ(::mkdir(nameOf(0).c_str(), 0700), 0);
+    constexpr int names = (64 << 20) / 250 + 1;
+    for (int i = 0; i < names; ++i) {
+        ASSERT_EQ(::rename(nameOf(i).c_str(), nameOf(i + 1).c_str()), 0);
+        if (i % 10'000 == 0) followed.source->drain();
+    }
+    EXPECT_TRUE(followed.follow().mustRescan);
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
 }
 
 TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {

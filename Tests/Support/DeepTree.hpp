@@ -27,6 +27,9 @@ public:
         }
         ::close(bottom_);
     }
+    /// A descriptor of the deepest folder.
+    int bottom() const { return bottom_; }
+
     DeepTree(const DeepTree&) = delete;
     DeepTree& operator=(const DeepTree&) = delete;
 

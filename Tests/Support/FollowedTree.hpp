@@ -15,11 +15,13 @@
 namespace dovra::test {
 
 /// A tree on the disk and an index of it that follows what the system tells. It has no thread: nothing is
-/// taken but when a test asks for it, which so decides what is told together.
+/// taken but when a test asks for it, which so decides what is told together. With a root in the options,
+/// that folder of the tree alone is watched.
 class FollowedTree {
 public:
-    explicit FollowedTree(WatchMechanism mechanism, WatchOptions options = {}) {
-        options.root = tree.path();
+    explicit FollowedTree(WatchMechanism mechanism, WatchOptions options = {})
+        : root(options.root.empty() ? tree.path() : tree.makeFolder(options.root)) {
+        options.root = root;
         options.mechanism = mechanism;
         options.report = [this](const std::string& message) { reports.push_back(message); };
         source = openEventSource(options);
@@ -39,21 +41,25 @@ public:
         return batch;
     }
 
+    /// Compares the whole index with the disk, as is done in rounds for what no event tells.
+    void compareAll() { applyChanges(index, {.subtrees = {root}}); }
+
     void rescan() {
         ++scans;
         index.reset();
-        crawl(index, {tree.path()}, {});
+        crawl(index, {root}, {});
     }
 
     std::vector<std::string> differencesAfterFlush(Compared compared = Compared::all) {
         follow();
-        return differencesFromFreshScan(index, tree.path(), compared);
+        return differencesFromFreshScan(index, root, compared);
     }
 
     std::string path(std::string_view name) const { return tree.path(name); }
 
     const InMemory inMemory;
     const TemporaryTree tree;
+    const std::string root;
     FileIndex index;
     std::unique_ptr<EventSource> source;
     std::vector<std::string> reports;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -255,7 +256,10 @@ private:
                 continue;
             }
             const auto folder = OpenFolder::open(mount.place);
-            if (!folder) {
+            if (!folder && errno == ENOTDIR) {
+                // A file of another folder, of whose changes nothing is told by this path.
+                polledMounts_.push_back(mount.place);
+            } else if (!folder) {
                 unreachableMounts_.push_back(mount.place);
             } else if (mount.place != root_ && folder->isOnKernelFileSystem()) {
                 continue;

@@ -1,0 +1,143 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <vector>
+
+#include "Base/IsAtOrBelow.hpp"
+#include "Platform/Linux/MountTable.hpp"
+#include "Support/FollowedTree.hpp"
+#include "Support/Privileges.hpp"
+#include "Support/TreeScript.hpp"
+#include "Support/WatchMechanisms.hpp"
+
+namespace dovra {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Makes up lines for `test::perform`, crowded into few names so that they meet.
+class RandomScript {
+public:
+    explicit RandomScript(unsigned seed) : random_(seed) {}
+
+    std::string line() {
+        static constexpr const char* verbs[] = {"write",  "write",  "folder", "folder", "rename",  "rename",
+                                                "rename", "rename", "remove", "link",   "symlink", "forbid",
+                                                "forbid", "tmpfs",  "bind",   "move",   "umount",  "detach"};
+        const char* verb = verbs[number(std::size(verbs))];
+        const std::string path = anyPath();
+        return fmt::format("{} {} {}", verb, path, anyPath());
+    }
+
+    std::size_t number(std::size_t below) { return random_() % below; }
+
+private:
+    std::string anyPath() {
+        static constexpr const char* names[] = {"a", "b", "c", "d"};
+        std::string path = names[number(std::size(names))];
+        for (std::size_t depth = number(4); depth > 0; --depth)
+            path.append("/").append(names[number(std::size(names))]);
+        return path;
+    }
+
+    std::mt19937 random_;
+};
+
+/// Gives back all rights that were taken; folders may have moved with theirs.
+void allowAll(const std::string& root) {
+    std::vector<fs::path> folders = {root};
+    while (!folders.empty()) {
+        const fs::path folder = std::move(folders.back());
+        folders.pop_back();
+        ::chmod(folder.c_str(), 0755);
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            if (entry.is_directory() && !entry.is_symlink()) folders.push_back(entry.path());
+        }
+    }
+}
+
+void unmountAll(const std::string& root) {
+    const std::vector<Mount> mounts = readMounts();
+    for (auto mount = mounts.rbegin(); mount != mounts.rend(); ++mount) {
+        if (isAtOrBelow(mount->place, root)) ::umount2(mount->place.c_str(), MNT_DETACH);
+    }
+}
+
+/// As whom changes are followed: as root only where that has ways of its own.
+std::unique_ptr<test::OrdinaryUser> watcher(WatchMechanism mechanism) {
+    return mechanism == WatchMechanism::best ? nullptr : std::make_unique<test::OrdinaryUser>();
+}
+
+/// What the index lacks after a flush; after it was compared with all of the disk it lacks nothing. Before
+/// that, a file with several names may show what it was when it was changed by another of them.
+std::vector<std::string> differences(test::FollowedTree& followed, bool hasLinks) {
+    auto found =
+        followed.differencesAfterFlush(hasLinks ? test::Compared::namesAndKinds : test::Compared::all);
+    if (!found.empty() || !hasLinks) return found;
+    followed.compareAll();
+    return test::differencesFromFreshScan(followed.index, followed.root);
+}
+
+/// Returns the differences and the lines that led to them.
+std::vector<std::string> runRandomly(WatchMechanism mechanism, unsigned seed) {
+    RandomScript script(seed);
+    std::optional<test::FollowedTree> followed;
+    {
+        const auto user = watcher(mechanism);
+        followed.emplace(mechanism);
+    }
+    std::vector<std::string> done;
+    std::vector<std::string> found;
+    bool hasLinks = false;
+    for (int i = 0; i < 120 && found.empty(); ++i) {
+        const std::string line = script.line();
+        if (!test::perform(followed->root, line)) continue;
+        done.push_back(line);
+        hasLinks = hasLinks || line.starts_with("link");
+        const bool compares = script.number(6) == 0;
+        if (compares) allowAll(followed->root);
+        const auto user = watcher(mechanism);
+        if (compares) {
+            done.emplace_back("(compared)");
+            found = differences(*followed, hasLinks);
+        } else if (script.number(2) == 0) {
+            done.emplace_back("(followed)");
+            followed->follow();
+        }
+    }
+    unmountAll(followed->root);
+    allowAll(followed->root);
+    if (found.empty()) return {};
+    found.insert(found.end(), done.begin(), done.end());
+    return found;
+}
+
+class RandomChanges : public testing::TestWithParam<WatchMechanism> {};
+
+INSTANTIATE_TEST_SUITE_P(, RandomChanges, test::everyMechanism, test::mechanismName);
+
+/// The variable DOVRA_SEEDS asks for more seeds than a few; DOVRA_SEED for one.
+TEST_P(RandomChanges, LeaveNoDifference) {
+    const auto setting = [](const char* name, unsigned otherwise) {
+        const char* value = std::getenv(name);
+        return value == nullptr ? otherwise : static_cast<unsigned>(std::atoi(value));
+    };
+    const unsigned first = setting("DOVRA_SEED", 1);
+    const unsigned count = setting("DOVRA_SEEDS", 8);
+    for (unsigned seed = first; seed < first + count; ++seed) {
+        std::vector<std::string> found;
+        const auto run = [&] { found = runRandomly(GetParam(), seed); };
+        if (!test::withOwnMounts(run)) run();
+        ASSERT_TRUE(found.empty()) << "seed " << seed << '\n' << fmt::format("{}", fmt::join(found, "\n"));
+    }
+}
+
+}  // namespace
+}  // namespace dovra
