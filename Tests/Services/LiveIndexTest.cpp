@@ -412,6 +412,22 @@ TEST_F(LiveIndexTest, ARoundFindsWhatNobodyToldAndSaysSo) {
     EXPECT_EQ(reports_.size(), 1U);
 }
 
+TEST_F(LiveIndexTest, ARoundEntersWhatMayBeReadByNow) {
+    tree_.write("above/root/closed/file");
+    fs::permissions(root_ + "/closed", fs::perms::none);
+    fs::permissions(tree_.path(), fs::perms::group_exec, fs::perm_options::add);
+    {
+        const test::OrdinaryUser user;
+        if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
+        make();
+        live_->start();
+        live_->step();
+    }
+    EXPECT_EQ(live_->index().itemCount(), 1);
+    passARound();
+    EXPECT_EQ(live_->index().itemCount(), 2);
+}
+
 TEST_F(LiveIndexTest, WhatIsToldWhileItIsComparedIsNoFind) {
     tree_.write("above/root/a/file");
     alive();

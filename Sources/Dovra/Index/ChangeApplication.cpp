@@ -11,6 +11,7 @@
 #include <variant>
 
 #include "Base/IsAtOrBelow.hpp"
+#include "Base/ParentPath.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Index/StampClock.hpp"
 #include "Platform/Paths.hpp"
@@ -21,7 +22,6 @@
 // comes after its last change, wherever the folder was when the event was read. If it has moved since, there
 // is one more event, which names the new place with all below it. And a listing that comes too early, between
 // two changes, does no harm, because the second change has an event of its own.
-
 //
 // How it goes down: one folder is open at a time, and each child is opened relative to it. On the way back
 // the folder above is opened as "..", which must prove to be the one that was left. So the cost of a tree is
@@ -33,11 +33,6 @@ namespace {
 
 /// In a folder with fewer entries all are listed where single names would do, which also mends what was lost.
 constexpr std::size_t largeFolderEntries = 256;
-
-std::string parentPath(std::string_view path) {
-    const std::size_t slash = path.rfind('/');
-    return std::string(slash == 0 ? "/" : path.substr(0, slash));
-}
 
 /// How much of a folder is to be looked at.
 struct Extent {

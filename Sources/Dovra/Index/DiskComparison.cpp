@@ -10,8 +10,9 @@ namespace dovra {
 
 namespace {
 
-/// Bounds the memory of a piece's paths; its listings are bounded by the time for reading them.
-constexpr std::size_t foldersAtOnce = 1024;
+/// So many folders can all turn out to be different without keeping those waiting for long whose changes are
+/// to be applied.
+constexpr std::size_t foldersAtOnce = 256;
 
 /// Whether the index holds something else now. It may have forgotten the folder meanwhile.
 bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sight& sight) {

@@ -198,7 +198,9 @@ MergedFolder mergeNames(FileIndex& index, DirIndex folder, const DirectoryListin
 }
 
 bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing) {
-    return !differenceLocked(index, folder, listing).isEmpty();
+    const Difference difference = differenceLocked(index, folder, listing);
+    const auto isUnlisted = [](const MergedFolder::Child& child) { return !child.contents; };
+    return !difference.isEmpty() || std::ranges::any_of(difference.folder.children, isUnlisted);
 }
 
 }  // namespace dovra

@@ -40,7 +40,8 @@ MergedFolder mergeListing(FileIndex& index, DirIndex folder, const DirectoryList
 MergedFolder mergeNames(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
                         std::span<const std::string_view> names);
 
-/// Whether `mergeListing` would find any difference but the stamp. Cheap where the listing has the order of
+/// Whether `mergeListing` would find any difference but the stamp, or a child folder whose contents the index
+/// does not hold, which a scan may enter by now. Cheap where the listing has the order of
 /// the index's list.
 bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing);
 
