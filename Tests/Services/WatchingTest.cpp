@@ -222,6 +222,16 @@ TEST_P(Watching, NamesAFewFilesAndNoMore) {
 TEST_P(Watching, FollowsTreesFarDeeperThanAPathCanTell) {
     const std::string name(50, 'd');
     const test::DeepTree deep(tree.path(), name, 300);
+    std::string above;
+    for (int level = 0; level < 40; ++level)
+        above += "../";
+    const std::string aside = above + "aside";
+    ASSERT_EQ(::mkdirat(deep.bottom(), aside.c_str(), 0700), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::mkdirat(deep.bottom(), (aside + "/inner").c_str(), 0700), 0);
+    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    ASSERT_EQ(::unlinkat(deep.bottom(), (aside + "/inner").c_str(), AT_REMOVEDIR), 0);
+    ASSERT_EQ(::unlinkat(deep.bottom(), aside.c_str(), AT_REMOVEDIR), 0);
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     fs::rename(watched.path(name), watched.path("moved"));
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
@@ -248,11 +258,10 @@ TEST_P(Watching, ComesBackWithAFolderAboveTheRoot) {
     ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
     fs::rename(followed.path("above"), followed.path("away"));
     followed.tree.write("away/root/a/more");
-    followed.tree.write("away/root/new/deeper/file");
     followed.follow();
     fs::rename(followed.path("away"), followed.path("above"));
     ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
-    followed.tree.write("above/root/new/deeper/more");
+    followed.tree.write("above/root/new/deeper/file");
     EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
 }
 
@@ -272,14 +281,20 @@ TEST_P(Rights, AreFollowedWhenTheyComeBack) {
     followed.tree.write("root/a/b/c/file");
     followed.follow();
     const Descriptor inside(::open(followed.path("root/a/b/c").c_str(), O_PATH | O_CLOEXEC));
-    ASSERT_EQ(::chmod(place.c_str(), 0), 0);
-    ASSERT_EQ(::mkdirat(inside.number(), "new", 0700), 0);
+    const auto forbid = [&] { return ::chmod(place.c_str(), 0) == 0; };
+    const auto allow = [&] { return ::chmod(place.c_str(), 0700) == 0; };
+    ASSERT_TRUE(forbid());
     ASSERT_EQ(::renameat(inside.number(), "file", inside.number(), "renamed"), 0);
     followed.follow();
     EXPECT_THAT(followed.source->coverage(), HasSubstr("not watched"));
+    ASSERT_TRUE(allow());
+    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    ASSERT_TRUE(forbid());
+    ASSERT_EQ(::mkdirat(inside.number(), "new", 0700), 0);
+    followed.follow();
     ASSERT_EQ(::mkdirat(inside.number(), "new/deeper", 0700), 0);
     followed.follow();
-    ASSERT_EQ(::chmod(place.c_str(), 0700), 0);
+    ASSERT_TRUE(allow());
     EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
     EXPECT_THAT(followed.source->coverage(), testing::Not(HasSubstr("not watched")));
     followed.tree.write("root/a/b/c/new/deeper/file");
@@ -455,11 +470,12 @@ TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
 }
 
 TEST(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
-    test::FollowedTree followed(WatchMechanism::best, {.root = "watched"});
+    test::FollowedTree followed(WatchMechanism::best);
     if (followed.source->coverage().find("fanotify") == std::string::npos)
         GTEST_SKIP() << "whole file systems cannot be watched here; " << followed.source->coverage();
-    // Elsewhere on the file system, so that nothing of it would be told.
-    const auto nameOf = [&](int number) { return followed.path(fmt::format("{:0>250}", number)); };
+    // On the same file system, but nothing of it would be told.
+    const test::TemporaryTree elsewhere;
+    const auto nameOf = [&](int number) { return elsewhere.path(fmt::format("{:0>250}", number)); };
     ASSERT_EQ(::mkdir(nameOf(0).c_str(), 0700), 0);
     constexpr int names = (64 << 20) / 250 + 1;
     for (int i = 0; i < names; ++i) {
