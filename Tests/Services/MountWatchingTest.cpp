@@ -63,6 +63,9 @@ const Script scripts[] = {
     {"an older mount moved into a younger one",
      {"folder old; folder young", "tmpfs old", "write old/inside/file", "tmpfs young; folder young/z",
       "move old young/z", "write young/z/inside/more", "umount young/z", "umount young"}},
+    {"a mount that was there before its place was heard of",
+     {"folder a/place; tmpfs a/place; write a/place/file", "umount a/place", "write a/place/below/file",
+      "write a/place/below/more"}},
     {"a mount that hides another with the folder that it is in",
      {"folder place/inner", "tmpfs place/inner", "write place/inner/file", "tmpfs place", "write place/other",
       "umount place", "write place/inner/folder/more", "umount place/inner"}},
@@ -157,6 +160,22 @@ TEST_P(MountWatching, TellsThePlaceOfAFolderThatIsRemovedWhereItComesFrom) {
         EXPECT_TRUE(std::ranges::count(told, place) +
                     std::ranges::count(followed.source->polledTrees(), place));
         ASSERT_TRUE(test::perform(followed.tree.path(), "umount watched/place"));
+    };
+    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+}
+
+TEST_P(MountWatching, CountsNoMountThatIsHidden) {
+    if (GetParam() == WatchMechanism::polling) return;
+    const auto run = [] {
+        test::FollowedTree followed(GetParam());
+        const std::string before = followed.source->coverage();
+        ASSERT_TRUE(
+            test::perform(followed.root, "folder place/inner; tmpfs place/inner; tmpfs place; tmpfs place"));
+        followed.follow();
+        const bool isWhole = before.starts_with("1 whole");
+        EXPECT_EQ(followed.source->coverage(),
+                  isWhole ? "2 whole file systems (fanotify)" : "2 folders (inotify)");
+        ASSERT_TRUE(test::perform(followed.root, "umount place; umount place; umount place/inner"));
     };
     if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
 }

@@ -92,7 +92,6 @@ void InotifyWatch::lookAt(const std::string& path) {
 }
 
 void InotifyWatch::drain() {
-    const std::set<WatchNumber> detachedBefore = tree_.detached();
     readQueue();
     const bool restartsAtOnce = mustRestart_;
     if (restartsAtOnce) restart();
@@ -103,11 +102,10 @@ void InotifyWatch::drain() {
         restart();
         workOff();
     }
-    // What was detached before this drain and came to no other place has left the tree.
-    const std::set<WatchNumber> detached = tree_.detached();
-    for (const WatchNumber folder : detachedBefore) {
-        if (detached.contains(folder)) forget(folder);
-    }
+    // What came to no other place has left the tree. If it is only on its way, it is watched anew when it
+    // comes.
+    for (const WatchNumber folder : tree_.detached())
+        forget(folder);
 }
 
 void InotifyWatch::readQueue() {

@@ -25,7 +25,8 @@ namespace dovra {
 /// The kernel names a folder by the number of its watch, which stays the same when the folder is renamed, and
 /// for ever is given to no other. So what is known is a tree of such numbers; a path is put together when it
 /// is told. What the kernel reports is only taken as a hint where to look:
-/// - a folder went from a name: it is detached. If it comes to no other name, its watches are removed;
+/// - a folder went from a name: it is detached. If it comes to no other name at once, its watches are
+/// removed;
 /// - a folder came to a name: that name is to be looked at again. When the queue is empty, the parent is
 /// opened by its path and must prove to be the folder of its number (a second watch on a folder gives the
 /// number of the first). Then what is at the name is opened relative to it, watched, and put there. A folder
