@@ -92,13 +92,14 @@ protected:
         return kinds;
     }
 
-    /// Goes on until a round has ended that began from now on.
+    /// Somebody is served, and then a whole round goes by.
     void passARound() {
-        const auto before = live_->lastRound();
-        for (int i = 0;
-             i < 1000 && (!live_->lastRound() || (before && live_->lastRound()->number == before->number));
-             ++i)
+        const auto number = [&] { return live_->lastRound() ? live_->lastRound()->number : 0; };
+        const auto before = number();
+        live_->flush(1s);
+        for (int i = 0; i < 1000 && number() == before; ++i)
             pass(1min);
+        ASSERT_GT(number(), before);
     }
 
     void tell(const std::string& path) { feed_->waiting.addPath(path.empty() ? root_ : root_ + "/" + path); }
