@@ -114,6 +114,7 @@ public:
     }
 
     std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
+        mustReadMounts_ |= mountWatch_.readsOtherwise();
         drain();
         if (fanotify_) fanotify_->take(fanotifyMounts_, changes_);
         if (inotify_) inotify_->take(changes_);

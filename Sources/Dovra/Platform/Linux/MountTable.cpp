@@ -107,12 +107,15 @@ std::uint64_t mountInstance(const std::string& place) {
 
 MountWatch::MountWatch() : table_(::open(tablePath, O_RDONLY | O_CLOEXEC)) {}
 
-bool MountWatch::hasChanged() {
+bool MountWatch::hasChanged() const {
     pollfd table{.fd = table_.number(), .events = POLLPRI, .revents = 0};
-    const bool isTold = ::poll(&table, 1, 0) > 0 && (table.revents & (POLLPRI | POLLERR)) != 0;
+    return ::poll(&table, 1, 0) > 0 && (table.revents & (POLLPRI | POLLERR)) != 0;
+}
+
+bool MountWatch::readsOtherwise() {
     std::ifstream file(tablePath);
     std::string text(std::istreambuf_iterator<char>(file), {});
-    return std::exchange(text_, text) != text || isTold;
+    return std::exchange(text_, text) != text;
 }
 
 }  // namespace dovra

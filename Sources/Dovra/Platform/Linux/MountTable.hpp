@@ -50,8 +50,12 @@ public:
     /// To be polled for exceptional conditions.
     int descriptor() const { return table_.number(); }
 
-    /// Whether the table changed since the last call.
-    bool hasChanged();
+    /// Whether something was mounted or unmounted since the last call.
+    bool hasChanged() const;
+
+    /// Whether the table reads otherwise than at the last call: a folder above a mount may have been renamed,
+    /// of which the system does not tell. Costs the more the more mounts there are.
+    bool readsOtherwise();
 
 private:
     Descriptor table_;
