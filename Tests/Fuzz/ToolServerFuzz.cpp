@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // No such paths exist, so that no tool can read a file.
     static const auto index = test::makeIndex({{"/absent/a.txt", 3}, {"/absent/b.txt", 3}, "/absent/d/"});
     static const MCPRequestHandler handler({*index, "dovra", "1.0.0", [] {
-                                                return IndexStats{3, "/", true};
+                                                return IndexStats{3, "/", {.isReady = true}};
                                             }});
     const std::string line(reinterpret_cast<const char*>(data), size);
     const auto text = mcp::replyText(handler, {.text = line});

@@ -25,7 +25,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const SnapshotSubject subject{.volumeDev = 7, .root = "/", .now = wallClockNow()};
+const SnapshotSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
 
 IndexCache cacheBelow(const std::string& dataHome) {
     ::setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
@@ -53,17 +53,17 @@ TEST_F(IndexCacheTest, NamesAFileForEachRoot) {
 
 TEST_F(IndexCacheTest, SavesLoadsAndRemoves) {
     FileIndex loaded;
-    EXPECT_FALSE(cache.load(loaded, subject));
+    EXPECT_FALSE(cache.load(loaded, ofTheVolume));
     cache.remove();
 
     const auto index = test::makeIndex({"/a/b", "/c"});
     EXPECT_FALSE(cache.save(*index, 7, 42));
     EXPECT_EQ(test::modeOf(home.path("Dovra/index.cache")), 0600U);
-    EXPECT_EQ(cache.load(loaded, subject).value().lastEventId, 42U);
+    EXPECT_EQ(cache.load(loaded, ofTheVolume).value().lastEventId, 42U);
     EXPECT_FALSE(indexDifference(*index, loaded));
 
     cache.remove();
-    EXPECT_FALSE(cache.load(loaded, subject));
+    EXPECT_FALSE(cache.load(loaded, ofTheVolume));
     EXPECT_FALSE(indexDifference(*index, loaded));
     EXPECT_THAT(files(), ElementsAre());
 }
@@ -88,7 +88,7 @@ TEST_F(IndexCacheTest, KeepsTheOldFileWhenSavingFails) {
     stop.request_stop();
     expectFailure(ECANCELED, stop.get_token());
     FileIndex loaded;
-    EXPECT_EQ(cache.load(loaded, subject).value().lastEventId, 1U);
+    EXPECT_EQ(cache.load(loaded, ofTheVolume).value().lastEventId, 1U);
     EXPECT_THAT(files(), ElementsAre("index.cache"));
 }
 
@@ -97,7 +97,7 @@ TEST_F(IndexCacheTest, WithoutAFolderNothingIsKept) {
     FileIndex index;
     EXPECT_FALSE(nowhere.filePath());
     EXPECT_TRUE(nowhere.save(index, 7, 1));
-    EXPECT_FALSE(nowhere.load(index, subject));
+    EXPECT_FALSE(nowhere.load(index, ofTheVolume));
     nowhere.remove();
 }
 

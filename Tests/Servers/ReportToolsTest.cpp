@@ -68,12 +68,8 @@ TEST(IndexStats, SaysHowMuchIsThereAndWhetherThatIsAll) {
     EXPECT_EQ(at(caller.call("index_stats", "{}"), "ready"), false);
     tree.write("a/b");
     test::ToolCaller filled(tree);
-    JSONObject expected{{"indexedItems", 2},
-                        {"root", tree.path()},
-                        {"ready", true},
-                        {"watching", "made up"},
-                        {"lastComparison", {}},
-                        {"server", "dovra"},
+    JSONObject expected{{"indexedItems", 2},     {"root", tree.path()},  {"ready", true},
+                        {"watching", "made up"}, {"lastComparison", {}}, {"server", "dovra"},
                         {"version", "1.0.0"}};
     EXPECT_EQ(filled.call("index_stats", R"({"limit":1})"), expected);
     filled.status.lastRound = {.endedAt = 1'704'450'620, .finds = 2};

@@ -13,11 +13,13 @@
 #include <thread>
 #include <unistd.h>
 
+#include "Base/JoinPath.hpp"
+
 namespace dovra::test {
 
-/// Does what a line of words says in the tree at `root`, such as "rename a/b c"; paths are relative to it. ";
-/// " stands between changes of which nothing is to be seen one by one. False when one of them could not be
-/// done.
+/// Does what a line of words says in the tree at `root`, such as "rename a/b c"; paths are relative to it. A
+/// semicolon stands between changes of which nothing is to be seen one by one. False when one of them could
+/// not be done.
 inline bool perform(const std::string& root, const std::string& line) {
     namespace fs = std::filesystem;
     struct Verb {
@@ -77,7 +79,7 @@ inline bool perform(const std::string& root, const std::string& line) {
         std::string to;
         words >> word >> path >> to;
         const Verb* verb = std::ranges::find_if(verbs, [&](const Verb& each) { return each.word == word; });
-        isDone = verb != std::end(verbs) && verb->run(root + "/" + path, root + "/" + to) && isDone;
+        isDone = verb != std::end(verbs) && verb->run(joinPath(root, path), joinPath(root, to)) && isDone;
     }
     return isDone;
 }

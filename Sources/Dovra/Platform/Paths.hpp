@@ -23,8 +23,8 @@ std::optional<std::string> standardizedPath(std::string_view path);
 inline constexpr std::string_view noCurrentFolder =
     "the current folder was deleted, and the path begins there";
 
-/// The path by which the system itself calls what is there, without any link; absent when there is nothing, or
-/// the path is longer than the system tells.
+/// The path by which the system itself calls what is there, without any link; absent when there is nothing,
+/// or the path is longer than the system tells.
 std::optional<std::string> realPath(const std::string& path);
 
 }  // namespace dovra

@@ -39,7 +39,7 @@ constexpr auto stepPatience = 2s;
 LiveIndex::LiveIndex(Options options)
     : options_(std::move(options)),
       cache_(cacheFileName(options_.root)),
-      watcher_(options_.openFeed, {.callback = [this](ChangeBatch batch) { applyTold(std::move(batch)); },
+      watcher_(options_.openFeed, {.callback = [this](const ChangeBatch& batch) { applyTold(batch); },
                                    .onMustRescan = [this] { rebuild(); }}),
       usesTrigram_(options_.usesTrigram) {
     if (usesTrigram_) index_.attachTrigramIndex(std::make_shared<TrigramIndex>());
@@ -195,25 +195,25 @@ void LiveIndex::lookAgain(bool atPolledTrees) {
         std::ranges::move(trees, std::back_inserter(batch.subtrees));
     }
     const Time start = options_.now();
-    if (!batch.empty()) apply(std::move(batch));
+    if (!batch.empty()) apply(batch);
     const Time end = options_.now();
     if (atPolledTrees)
         nextPoll_ = end + std::max<Clock::duration>(shortestPollInterval, (end - start) * restForEachPoll);
 }
 
 /// What the feed tells is no find of a comparison.
-void LiveIndex::applyTold(ChangeBatch batch) {
+void LiveIndex::applyTold(const ChangeBatch& batch) {
     for (const std::string& path : batch.paths)
         finds_.erase(path);
     for (const std::string& path : batch.files)
         finds_.erase(parentPath(path));
     for (const std::string& top : batch.subtrees)
         std::erase_if(finds_, [&](const std::string& path) { return isAtOrBelow(path, top); });
-    apply(std::move(batch));
+    apply(batch);
 }
 
 /// Returns the folders that turned out to be different.
-std::vector<std::string> LiveIndex::apply(ChangeBatch batch) {
+std::vector<std::string> LiveIndex::apply(const ChangeBatch& batch) {
     const std::uint64_t generation = index_.generation();
     AppliedChanges applied = applyChanges(index_, batch, crawlOptions());
     keepUnread(applied.unread);
@@ -341,11 +341,11 @@ LiveIndex::Task LiveIndex::readingTask(DiskComparison::Piece piece) {
 void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::duration took) {
     if (isStopped() || state_ != State::live) return;
     const bool catchesUp = rounds_.isCatchingUp();
-    ChangeBatch suspects = rounds_.take(index_, reading, took, options_.now());
+    const ChangeBatch suspects = rounds_.take(index_, reading, took, options_.now());
     if (suspects.empty()) return;
     // What is told anyway, now or right after it was looked at, is no find.
     takeChanges(stepPatience);
-    for (std::string& path : apply(std::move(suspects)))
+    for (std::string& path : apply(suspects))
         finds_.insert(std::move(path));
     takeChanges(stepPatience);
     const std::vector<std::string> polled = watcher_.polledTrees();

@@ -146,8 +146,8 @@ private:
 
     bool takeChanges(std::chrono::milliseconds patience);
     void lookAgain(bool atPolledTrees);
-    void applyTold(ChangeBatch batch);
-    std::vector<std::string> apply(ChangeBatch batch);
+    void applyTold(const ChangeBatch& batch);
+    std::vector<std::string> apply(const ChangeBatch& batch);
     void keepUnread(const ChangeBatch& unread);
     bool concernsOwnFilesOnly(const ChangeBatch& batch, const std::vector<std::string>& changed) const;
     bool hasTooManyTombstones() const;
