@@ -29,7 +29,7 @@ constexpr auto shortestPollInterval = 2s;
 constexpr int restForEachPoll = 20;
 
 /// A save that changes got in the way of is tried again after this.
-constexpr auto savePause = 30s;
+constexpr auto savePause = 1min;
 
 /// How long a step waits for the feed, which waits for the system; what comes later comes with the next step.
 constexpr auto stepPatience = 2s;
@@ -190,6 +190,8 @@ bool LiveIndex::takeChanges(std::chrono::milliseconds patience) {
 void LiveIndex::lookAgain(bool atPolledTrees) {
     nextRetry_ = never;
     ChangeBatch batch = unread_.take();
+    // More than is kept.
+    if (batch.mustRescan) rebuild();
     if (atPolledTrees) {
         std::vector<std::string> trees = watcher_.polledTrees();
         std::ranges::move(trees, std::back_inserter(batch.subtrees));
@@ -309,7 +311,7 @@ LiveIndex::Time LiveIndex::nextTime() const {
     if (isStopped() || state_ == State::empty) return never;
     if (state_ != State::live) return watcher_.isOpening() ? nextRootCheck_ : options_.now();
     const Time poll = watcher_.polledTrees().empty() ? never : nextPoll_;
-    const Time save = isSaving_ ? never : nextSave_;
+    const Time save = isSaving_ || !maySave() ? never : nextSave_;
     return std::min({nextRootCheck_, nextRetry_, poll, save, rounds_.nextTime()});
 }
 
