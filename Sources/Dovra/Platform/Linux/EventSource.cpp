@@ -10,7 +10,6 @@
 #include <optional>
 #include <poll.h>
 #include <set>
-#include <stdlib.h>
 #include <stop_token>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -19,6 +18,7 @@
 #include "Platform/Linux/FanotifyWatch.hpp"
 #include "Platform/Linux/InotifyWatch.hpp"
 #include "Platform/Linux/MountTable.hpp"
+#include "Platform/Paths.hpp"
 
 namespace dovra {
 
@@ -37,15 +37,6 @@ constexpr std::string_view noInotifyMessage =
     "instead; "
     "to have their changes told at once, end other programs that watch files, or raise "
     "fs.inotify.max_user_instances with sysctl.";
-
-/// A path without links, as the kernel says paths.
-std::optional<std::string> withoutLinks(const std::string& path) {
-    char* resolved = ::realpath(path.c_str(), nullptr);
-    if (resolved == nullptr) return std::nullopt;
-    std::string result(resolved);
-    std::free(resolved);
-    return result;
-}
 
 std::string described(std::size_t count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
@@ -331,7 +322,7 @@ private:
 }  // namespace
 
 std::unique_ptr<EventSource> openEventSource(const WatchOptions& options) {
-    auto root = withoutLinks(options.root);
+    auto root = realPath(options.root);
     if (!root || !OpenFolder::open(*root)) return nullptr;
     return std::make_unique<LinuxEventSource>(options, *std::move(root));
 }
