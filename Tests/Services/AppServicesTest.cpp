@@ -195,6 +195,19 @@ TEST_F(AppServicesTest, TellsThatTheRootIsGone) {
     EXPECT_THAT(reports(), Contains(HasSubstr("is gone")));
 }
 
+TEST_F(AppServicesTest, IsNotReadyAfterAFlushThatFoundAnotherRoot) {
+    tree_.write("root/0");
+    const auto services = started();
+    for (int round = 1; round <= 50; ++round) {
+        fs::rename(root_, tree_.path(fmt::format("former {}", round)));
+        for (int i = 0; i <= round; ++i)
+            tree_.write(fmt::format("root/{}", i));
+        (void)services->flush(1min);
+        ASSERT_TRUE(services->waitUntilReady(1min));
+        ASSERT_EQ(services->index().itemCount(), round + 1);
+    }
+}
+
 TEST_F(AppServicesTest, EndsInTheMiddleOfAScanAndKeepsNoPartOfIt) {
     for (int i = 0; i < 300; ++i)
         tree_.makeFolder(fmt::format("root/{}/{}/{}", i % 7, i % 31, i));

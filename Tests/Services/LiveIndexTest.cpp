@@ -556,5 +556,23 @@ TEST_F(LiveIndexTest, ScansARootThatCouldNotBeReadAtFirst) {
     EXPECT_THAT(reports_, ElementsAre(HasSubstr("not told"), HasSubstr("can be read now")));
 }
 
+TEST_F(LiveIndexTest, WatchesARootThatIsKnownFromACacheOnceThatIsPossible) {
+    tree_.write("above/root/a", "text");
+    alive();
+    end();
+    feed_->state = ChangeFeed::State::refused;
+    make();
+    live_->start();
+    EXPECT_EQ(live_->coverage(), "not watched");
+    feed_->state = ChangeFeed::State::open;
+    live_->step();
+    EXPECT_EQ(live_->coverage(), "made up");
+    EXPECT_EQ(live_->answers(), Answers::whole);
+    tree_.write("above/root/b");
+    tell("");
+    EXPECT_TRUE(live_->flush(1s));
+    EXPECT_THAT(differences(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace dovra

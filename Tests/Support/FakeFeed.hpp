@@ -23,11 +23,13 @@ struct FakeChanges {
 /// A feed whose changes a test makes up, without a thread.
 class FakeFeed final : public EventSource {
 public:
-    explicit FakeFeed(std::shared_ptr<FakeChanges> changes) : changes_(std::move(changes)) {
+    explicit FakeFeed(std::shared_ptr<FakeChanges> changes)
+        : changes_(std::move(changes)), isRefused_(changes_->state == State::refused) {
         ++changes_->feeds;
     }
 
-    State state() const override { return changes_->state; }
+    /// What was refused stays so.
+    State state() const override { return isRefused_ ? State::refused : changes_->state; }
     std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
         if (std::exchange(changes_->isLate, false)) return std::nullopt;
         return changes_->waiting.take();
@@ -42,6 +44,7 @@ public:
 
 private:
     const std::shared_ptr<FakeChanges> changes_;
+    const bool isRefused_;
 };
 
 }  // namespace dovra::test

@@ -169,9 +169,12 @@ bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {
 bool AppServices::flush(std::chrono::milliseconds deadline) {
     const auto end = LiveIndex::Clock::now() + deadline;
     const auto isDone = std::make_shared<std::promise<bool>>();
-    run([isDone, end](LiveIndex& live) {
+    run([this, isDone, end](LiveIndex& live) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - LiveIndex::Clock::now());
-        isDone->set_value(left.count() > 0 && live.flush(left));
+        const bool isInTime = left.count() > 0 && live.flush(left);
+        // Whoever asks next whether the index is ready must know of a rebuild that this led to.
+        publish();
+        isDone->set_value(isInTime);
     });
     auto future = isDone->get_future();
     return future.wait_until(end) == std::future_status::ready && future.get();

@@ -270,9 +270,12 @@ void LiveIndex::checkRoot() {
     }
     const bool isSame = now.isSameFolder(before);
     const bool isElsewhere = now.realPath != before.realPath;
-    if (isSame && !isElsewhere && (isRootListed() || !OpenFolder::open(options_.root))) return;
-    // Whatever watched the former folder, or by the former way, does not watch this one.
-    if (isSame && isElsewhere) {
+    const bool isListed = isRootListed();
+    // A path too long to be resolved is never watched.
+    const bool isServed = isListed && (!watcher_.isRefused() || !now.realPath);
+    if (isSame && !isElsewhere && (isServed || !OpenFolder::open(options_.root))) return;
+    // Whatever watched the former folder, or by the former way, or not at all, does not watch this one.
+    if (isSame && (isElsewhere || isListed)) {
         if (state_ == State::live) state_ = State::replaying;
         comparesAll_ = true;
     } else {
