@@ -15,7 +15,8 @@ namespace dovra::test {
 struct FakeChanges {
     ChangeFeed::State state = ChangeFeed::State::open;
     ChangeSet waiting = {};
-    bool isLate = false;  ///< the next taking is not in time
+    ChangeSet later = {};  ///< is told only after the next taking
+    bool isLate = false;   ///< the next taking is not in time
     std::vector<std::string> polledTrees = {};
     int feeds = 0;  ///< opened so far
 };
@@ -32,7 +33,9 @@ public:
     State state() const override { return isRefused_ ? State::refused : changes_->state; }
     std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
         if (std::exchange(changes_->isLate, false)) return std::nullopt;
-        return changes_->waiting.take();
+        auto batch = changes_->waiting.take();
+        changes_->waiting.add(changes_->later.take());
+        return batch;
     }
     std::vector<std::string> polledTrees() const override { return changes_->polledTrees; }
     std::string coverage() const override { return "made up"; }

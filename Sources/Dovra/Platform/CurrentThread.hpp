@@ -13,8 +13,8 @@ std::string currentThreadName();
 /// priority that was given up cannot be taken back.
 void lowerCurrentThreadPriority();
 
-/// Lets the calling thread work only with what nobody else on the machine wants of its processors and disks,
-/// from now on and for good. So it must not hold a lock for long that others wait for.
+/// Lets the calling thread work with little more than what nobody else on the machine wants of its processors
+/// and disks, from now on and for good. So it must not hold a lock for long that others wait for.
 void makeCurrentThreadIdle();
 
 }  // namespace dovra

@@ -134,7 +134,6 @@ void LiveIndex::beginLife(bool catchesUp) {
     if (watcher_.isRefused() && root_.stamp.isKnown())
         options_.report(fmt::format("changes below {} are not told", options_.root));
     state_ = State::live;
-    comparesAll_ = false;
     rounds_.startOver(options_.now(), catchesUp);
     if (!isBuilt) return;
     isChanged_ = true;
@@ -296,7 +295,6 @@ void LiveIndex::forgetRoot() {
         index_.tombstoneSubtreeLocked(options_.root);
         index_.raiseGenerationLocked();
     }
-    unread_.take();
     options_.onUpdated();
 }
 
@@ -386,11 +384,9 @@ void LiveIndex::prepareSave() {
     const ChangeBatch unread = unread_.take();
     unread_.add(unread);
     const WriteGuard guard(index_.rwlock);
-    for (const auto* paths : {&unread.paths, &unread.subtrees}) {
-        for (const std::string& path : *paths) {
-            if (const auto parent = index_.directoriesLocked().find(parentPath(path)))
-                index_.setStampLocked(*parent, {});
-        }
+    for (const std::string& path : unread.subtrees) {
+        if (const auto parent = index_.directoriesLocked().find(parentPath(path)))
+            index_.setStampLocked(*parent, {});
     }
 }
 
@@ -417,7 +413,7 @@ void LiveIndex::finishSaving(bool hasFailed) {
 }
 
 void LiveIndex::end() {
-    const bool isWhole = state_ == State::live || state_ == State::replaying;
+    const bool isWhole = state_ != State::rebuilding;
     state_ = State::ended;
     isChanged_ = isChanged_ || isSaving_;
     if (!isWhole || !maySave()) return;

@@ -175,7 +175,7 @@ private:
     Time nextRootCheck_ = never;
 
     bool usesTrigram_;
-    bool comparesAll_ = false;  ///< the replay to come must find what changed in place, too
+    bool comparesAll_ = false;  ///< a replay must find what changed in place, too: it is not the first one
     ChangeSet unread_;          ///< what could not be looked at, and is looked at again
     Time nextRetry_ = never;
     Time nextPoll_ = Time::min();

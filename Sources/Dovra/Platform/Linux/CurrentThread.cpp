@@ -3,7 +3,6 @@
 #include <array>
 #include <linux/ioprio.h>
 #include <pthread.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -28,9 +27,12 @@ void lowerCurrentThreadPriority() {
 }
 
 void makeCurrentThreadIdle() {
-    // Where one of them is refused, by a sandbox for example, the thread works as usual in that respect.
-    const sched_param none{};
-    (void)::sched_setscheduler(0, SCHED_IDLE, &none);
+    // Where one of them is refused, by a sandbox for example, the thread works as usual in that respect. The
+    // scheduler's own idle policy is not taken: on a busy machine such a thread stands still for a minute,
+    // also within the kernel, and whoever needs the folder that it reads, or the allocator, stands still with
+    // it.
+    constexpr int lowest = 19;
+    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);
     (void)::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
 }
 
