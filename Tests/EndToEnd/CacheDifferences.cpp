@@ -9,10 +9,10 @@
 #include "Platform/RegularFile.hpp"
 #include "Support/FreshScan.hpp"
 
-// Prints what tells the index in a cache file from a fresh scan of its root; with "now", all that does; with
-// "after-replay", the names and kinds that would still be wrong when a start has listed again every folder
-// whose stamp is another one now: a stamp that proves what is not so. Status 0 when there is nothing to tell,
-// 1 when there is, 2 when the file is not loaded.
+// Prints what tells the index in a cache file from a fresh scan of its root; with "now", all that does and
+// can be saved; with "after-replay", the names and kinds that would still be wrong when a start has listed
+// again every folder whose stamp is another one now: a stamp that proves what is not so. Status 0 when there
+// is nothing to tell, 1 when there is, 2 when the file is not loaded.
 
 using namespace dovra;
 
@@ -39,7 +39,8 @@ int main(int argc, char** argv) {
         fmt::print("not loaded: {}\n", argv[1]);
         return 2;
     }
-    if (std::strcmp(argv[3], "now") == 0) return print(test::differencesFromFreshScan(index, root));
+    if (std::strcmp(argv[3], "now") == 0)
+        return print(test::differencesFromFreshScan(index, root, test::Compared::whatIsSaved));
     applyChanges(index, changedFolders(index));
     return print(test::differencesFromFreshScan(index, root, test::Compared::namesAndKinds));
 }

@@ -10,29 +10,33 @@
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/Crawl.hpp"
+#include "Index/SnapshotFormat.hpp"
 
 namespace dovra::test {
 
-/// Whether sizes and times count.
-enum class Compared : std::uint8_t { all, namesAndKinds };
+/// Whether sizes and times count, and folders whose paths are too long to be saved.
+enum class Compared : std::uint8_t { all, namesAndKinds, whatIsSaved };
 
 /// Every live entry with its attributes and every folder that was listed, in order; identifiers and what was
 /// deleted do not show.
 inline std::vector<std::string> contentsOf(const FileIndex& index, Compared compared = Compared::all) {
     const ReadGuard guard(index.rwlock);
     const DirectoryTable& directories = index.directoriesLocked();
+    const auto counts = [&](DirIndex folder) {
+        return compared != Compared::whatIsSaved || directories.path(folder).size() <= maxSavedPathBytes;
+    };
     std::vector<std::string> contents;
     for (const FileEntry& entry : index.entriesLocked()) {
-        if (entry.isTombstone()) continue;
+        if (entry.isTombstone() || !counts(entry.dirIndex)) continue;
         const std::string path = joinPath(directories.path(entry.dirIndex), index.nameLocked(entry));
         std::string line = fmt::format("{} kind {}", visibleText(path), entry.flags);
-        if (compared == Compared::all)
+        if (compared != Compared::namesAndKinds)
             line += fmt::format(" size {} times {} {}", entry.size, entry.modTime, entry.crTime);
         contents.push_back(std::move(line));
     }
     for (std::size_t i = 0; i < directories.count(); ++i) {
         const auto folder = static_cast<DirIndex>(i);
-        if (index.entriesByDirLocked().contains(folder))
+        if (index.entriesByDirLocked().contains(folder) && counts(folder))
             contents.push_back(visibleText(directories.path(folder)) + " is listed");
     }
     std::ranges::sort(contents);
