@@ -86,7 +86,7 @@ TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
 
 TEST_F(ChangeApplication, WhatDidNotChangeKeepsItsIdentifier) {
     tree.write("kept/file", "before");
-    tree.write("renamed/file");
+    tree.write("renamed/deep/file");
     tree.write("turned/below");
     scan();
     const EntryId file = idOf(index, tree.path("kept/file"));
@@ -99,7 +99,7 @@ TEST_F(ChangeApplication, WhatDidNotChangeKeepsItsIdentifier) {
     EXPECT_THAT(applied.changed, UnorderedElementsAre(tree.path(), tree.path("kept"), tree.path("name")));
     EXPECT_GT(index.generation(), before);
     EXPECT_EQ(idOf(index, tree.path("kept/file")), file);
-    EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed/file"))), std::nullopt);
+    EXPECT_EQ(index.fullPath(idOf(index, tree.path("renamed/deep/file"))), std::nullopt);
     EXPECT_EQ(index.fullPath(idOf(index, tree.path("turned"))), std::nullopt) << "the folder, not the file";
     EXPECT_THAT(differences(), IsEmpty());
 }
@@ -130,6 +130,7 @@ TEST_F(ChangeApplication, LooksAtSingleFilesOfALargeFolder) {
     for (int i = 0; i < 300; ++i)
         tree.write("file" + std::to_string(i));
     tree.write("folder/below");
+    tree.write("small/file");
     scan();
     const EntryId changed = idOf(index, tree.path("file1"));
     tree.write("file1", "changed");
@@ -140,11 +141,13 @@ TEST_F(ChangeApplication, LooksAtSingleFilesOfALargeFolder) {
     fs::remove_all(tree.path("folder"));
     tree.write("folder");
     tree.write("untold", "new");
-    apply({.files = {"file1", "file2", "new", "file3", "folder", "never"}});
+    tree.write("small/untold");
+    apply({.files = {"file1", "file2", "new", "file3", "folder", "never", "small/file"}});
     EXPECT_THAT(differences(), ElementsAre(testing::HasSubstr("untold")));
     EXPECT_EQ(idOf(index, tree.path("file1")), changed);
-    apply({.paths = {"untold"}, .files = {"new"}});
-    EXPECT_THAT(differences(), IsEmpty());
+    fs::remove_all(tree.path("file3"));
+    apply({.files = {"file3/below"}});
+    EXPECT_THAT(differences(), IsEmpty()) << "where a folder is gone, the one above is listed";
 }
 
 TEST_F(ChangeApplication, KeepsSingleFilesOfALargeFolderThatMayOnlyBeListed) {
@@ -235,6 +238,19 @@ TEST_F(ChangeApplication, DoesNotEnterKernelFileSystemsNorSkippedFolders) {
     EXPECT_EQ(idOf(whole, "/dev/null"), -1);
 }
 
+TEST_F(ChangeApplication, ForgetsWhatIsCoveredByAFileSystemOfTheKernel) {
+    tree.write("above/covered/file");
+    for (const ChangeBatch& batch :
+         {ChangeBatch{.paths = {"above/covered"}}, ChangeBatch{.subtrees = {"above"}}}) {
+        index.reset();
+        scan();
+        const test::MountedFolder kernel("proc", tree.path("above/covered"));
+        if (!kernel.isMounted()) GTEST_SKIP() << "needs the right to mount";
+        EXPECT_THAT(apply(batch).changed, ElementsAre(tree.path("above/covered")));
+        EXPECT_EQ(index.fullPath(idOf(index, tree.path("above/covered/file"))), std::nullopt);
+    }
+}
+
 TEST_F(ChangeApplication, KeepsWhatMayNotBeReadAndLooksOnceItMay) {
     const std::string closed = tree.makeFolder("closed");
     ::chmod(tree.path().c_str(), 0755);
@@ -244,6 +260,7 @@ TEST_F(ChangeApplication, KeepsWhatMayNotBeReadAndLooksOnceItMay) {
         return user.isOrdinary() && (body(), true);
     };
     if (!asOthers([&] { scan(); })) GTEST_SKIP() << "cannot give up root's rights";
+    asOthers([&] { EXPECT_TRUE(apply({.subtrees = {"."}}).unread.empty()) << "as a scan leaves it"; });
     ::chmod(closed.c_str(), 0755);
     apply({.paths = {"closed"}});
     EXPECT_THAT(differences(), IsEmpty()) << "never listed before";

@@ -6,7 +6,9 @@
 #include <set>
 #include <stop_token>
 #include <string>
+#include <vector>
 
+#include "Index/ChangeApplication.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/DiskComparison.hpp"
 #include "Support/DeepFile.hpp"
@@ -36,7 +38,8 @@ protected:
         for (auto piece = comparison.next(index); !piece.folders.empty(); piece = comparison.next(index)) {
             const auto batch = comparison.compare(index, DiskComparison::read(std::move(piece), budget));
             found.insert(batch.paths.begin(), batch.paths.end());
-            found.insert(batch.subtrees.begin(), batch.subtrees.end());
+            for (const std::string& top : batch.subtrees)
+                EXPECT_TRUE(found.insert(top).second) << "told once in a round";
             ++pieces;
         }
         return found;
@@ -74,12 +77,26 @@ TEST_F(DiskComparisonRound, TakesUpAgainWhatAReadingDidNotComeTo) {
     const auto unread = DiskComparison::read(comparison.next(index), 60s, stop.get_token());
     EXPECT_TRUE(comparison.compare(index, unread).empty());
     const auto reading = DiskComparison::read(comparison.next(index), 60s);
+    EXPECT_THAT(reading.piece.folders, testing::SizeIs(1));
     {
         const WriteGuard guard(index.rwlock);
         index.forgetContentsLocked(0);
     }
     EXPECT_TRUE(comparison.compare(index, reading).empty()) << "what was forgotten meanwhile";
     EXPECT_TRUE(comparison.next(index).folders.empty());
+}
+
+TEST_F(DiskComparisonRound, KnowsThePathsOfFoldersThatCameLater) {
+    tree.write("a/file");
+    tree.write("b/file");
+    scan();
+    const std::vector<std::string> later = {tree.makeFolder("a/n"), tree.makeFolder("b/n")};
+    applyChanges(index, {.paths = {tree.path("a"), tree.path("b")}});
+    test::trustStamps(index);
+    EXPECT_THAT(round(Stage::stamps), IsEmpty());
+    tree.write("a/n/new");
+    tree.write("b/n/new");
+    EXPECT_THAT(round(Stage::stamps), testing::ElementsAreArray(later));
 }
 
 TEST_F(DiskComparisonRound, TellsWhatIsTooDeepAsASubtree) {

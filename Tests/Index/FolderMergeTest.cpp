@@ -2,6 +2,7 @@
 
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/FolderMerge.hpp"
+#include "Support/IndexBuilder.hpp"
 
 namespace dovra {
 namespace {
@@ -21,6 +22,27 @@ TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
     EXPECT_EQ(index.itemCount(), 2);
     EXPECT_EQ(index.fullPath(0), "/folder/b") << "in the order of the listing";
     EXPECT_TRUE(indexViolations(index).empty());
+}
+
+TEST(FolderMerge, TellsChangesOfTheFolderFromThoseBelowAndOfItsStamp) {
+    const auto index = test::makeIndex({"/child/"});
+    const auto merge = [&](double childTime, const FolderStamp& stamp) {
+        DirectoryListing listing;
+        listing.add({.name = "child", .isDir = true, .modTime = childTime});
+        const std::uint64_t before = index->generation();
+        EXPECT_FALSE(mergeListing(*index, 0, listing, stamp).isChanged);
+        const ReadGuard guard(index->rwlock);
+        EXPECT_EQ(index->stampLocked(0), stamp);
+        return index->generation() != before;
+    };
+    constexpr FolderStamp stamp{.device = 1, .inode = 2, .modified = 3, .changed = 4};
+    EXPECT_TRUE(merge(7, {})) << "the time of the child";
+    EXPECT_TRUE(merge(7, stamp)) << "the stamp alone";
+    EXPECT_FALSE(merge(7, stamp));
+    const std::string_view gone[] = {"child"};
+    EXPECT_TRUE(mergeNames(*index, 0, {}, gone).isChanged);
+    const ReadGuard guard(index->rwlock);
+    EXPECT_EQ(index->stampLocked(0), stamp) << "only a whole listing proves one";
 }
 
 }  // namespace

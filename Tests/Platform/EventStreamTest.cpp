@@ -1,6 +1,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -41,7 +42,12 @@ public:
     void moveTo(ChangeSet& taken) {
         const std::scoped_lock lock(mutex_);
         taken.add(waiting_.take());
+        ++drains;
     }
+
+    std::mutex holding;  ///< who has it keeps the source from answering
+    std::atomic<int> drains = 0;
+    std::atomic<int> answers = 0;
 
 private:
     void wakeLocked() {
@@ -64,11 +70,13 @@ public:
     void drain() override { changes_.moveTo(drained_); }
     bool hasChanges() const override { return !drained_.empty(); }
     std::optional<ChangeBatch> take(std::chrono::milliseconds) override {
+        const std::scoped_lock held(changes_.holding);
         drain();
+        ++changes_.answers;
         return drained_.take();
     }
     std::vector<std::string> polledTrees() const override { return {"/polled"}; }
-    std::string coverage() const override { return "made up"; }
+    std::string coverage() const override { return fmt::format("answered {}", changes_.answers); }
 
 private:
     Changes& changes_;
@@ -79,7 +87,7 @@ class EventStreamTest : public testing::Test {
 protected:
     void open(std::chrono::milliseconds latency) {
         stream.emplace([this](const std::stop_token&) { return std::make_unique<Source>(changes); },
-                       [this] { ++rings; }, std::stop_token(), latency);
+                       [this] { ++rings; }, stop.get_token(), latency);
         ASSERT_TRUE(ringsAgain(0));
         EXPECT_EQ(stream->state(), ChangeFeed::State::open);
     }
@@ -90,17 +98,25 @@ protected:
 
     Changes changes;
     std::atomic<int> rings = 0;
+    std::stop_source stop;
     std::optional<EventStream> stream;
 };
 
 TEST_F(EventStreamTest, GathersUntilSomebodyTakes) {
     open(10s);
-    EXPECT_EQ(stream->coverage(), "made up");
+    EXPECT_EQ(stream->coverage(), "answered 0");
     EXPECT_THAT(stream->polledTrees(), ElementsAre("/polled"));
     changes.add("/a");
     EXPECT_TRUE(ringsAgain(1)) << "the first change of a quiet period";
     changes.add("/b");
+    for (int i = 0; i < 3; ++i) {
+        const int before = changes.drains;
+        changes.wake();
+        EXPECT_TRUE(test::waitUntil([&] { return changes.drains > before; }));
+    }
+    EXPECT_EQ(rings, 2) << "until it is taken";
     EXPECT_THAT(stream->take(5s)->paths, UnorderedElementsAre("/a", "/b"));
+    EXPECT_EQ(stream->coverage(), "answered 1");
     EXPECT_THAT(stream->take(5s)->paths, IsEmpty());
     for (const char* path : {"/c", "/d"}) {
         changes.add(path);
@@ -119,6 +135,21 @@ TEST_F(EventStreamTest, RingsAtMostOnceInEachLatency) {
         ASSERT_TRUE(ringsAgain(before));
         EXPECT_GE(Clock::now() - taken, 99ms);
     }
+}
+
+TEST_F(EventStreamTest, WhatComesTooLateForOneTakingComesWithTheNext) {
+    open(10s);
+    changes.add("/late");
+    {
+        const std::scoped_lock held(changes.holding);
+        EXPECT_FALSE(stream->take(20ms));
+    }
+    EXPECT_TRUE(test::waitUntil([&] { return stream->coverage() == "answered 1"; }));
+    EXPECT_THAT(stream->take(5s)->paths, ElementsAre("/late"));
+    stop.request_stop();
+    const auto start = Clock::now();
+    EXPECT_FALSE(stream->take(1min));
+    EXPECT_LT(Clock::now() - start, 30s);
 }
 
 TEST(EventStream, TellsThatThereIsNothingToWatch) {

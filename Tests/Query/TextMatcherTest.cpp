@@ -125,7 +125,7 @@ TEST(TextMatcher, SaysOnlyTrueThingsAboutItsMatches) {
         const std::string name = randomPieces(6, std::size(pieces));
         const bool caseSensitive = random() % 2 == 0;
         const TextMatcher matcher(MatchTarget::name, text, caseSensitive, random() % 3 == 0);
-        const bool fold = !matcher.literalIsCaseSensitive();
+        const bool fold = !caseSensitive;
         const std::string subject = fold ? asciiFolded(name) : name;
         const bool hasLiteral = subject.find(fold ? asciiFolded(matcher.requiredLiteral())
                                                   : matcher.requiredLiteral()) != std::string::npos;

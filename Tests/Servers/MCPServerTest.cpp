@@ -189,9 +189,9 @@ private:
 
 /// What is written as replies to two calls; each time the reader is looked for, `readerStays` may answer that
 /// it has left.
-std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<bool()> readerStays) {
-    const std::string call = R"({"id":1,"method":"tools/call","params":{"name":"disk_usage"}})"
-                             "\n";
+std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<bool()> readerStays,
+                                           const std::string& tool = "disk_usage") {
+    const std::string call = R"({"id":1,"method":"tools/call","params":{"name":")" + tool + "\"}}\n";
     std::string unread = call + call;
     LineReader input(
         [&](std::span<char> destination) {
@@ -217,6 +217,14 @@ TEST(MCPServerLoop, WaitsForTheFirstScanAlsoAfterTheEndOfInputAndForWhatAFlushFi
         const auto hasLateFile = HasSubstr(R"(\"files\":1)");
         EXPECT_THAT(replies, testing::ElementsAre(hasLateFile, hasLateFile)) << waitsAfterFlush;
     }
+}
+
+TEST(MCPServerLoop, AReportDoesNotWaitForTheFirstScan) {
+    SlowIndex service(std::numeric_limits<int>::max());
+    int looks = 0;
+    const auto replies = repliesToTwoCalls(
+        service, [&] { return ++looks < 5; }, "index_stats");
+    EXPECT_THAT(replies, testing::Each(HasSubstr(R"("isError":false)")));
 }
 
 TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReply) {

@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <variant>
 
@@ -195,7 +196,7 @@ private:
         for (;;) {
             const auto folder = listedFolder(index_, path);
             const bool isRoot = path == tree.path();
-            if (folder && isDone(*folder, extent.isDeep)) return;
+            if (folder && done_.contains(*folder)) return;
             if (folder || isRoot) {
                 auto opened = tree.open(path);
                 if (auto* open = std::get_if<OpenFolder>(&opened)) {
@@ -247,7 +248,7 @@ private:
         const DirIndex folder = known ? *known : intern(way);
         MergedFolder merged = isOfNames ? mergeNames(index_, folder, listing, names)
                                         : mergeListing(index_, folder, listing, trusted);
-        if (!isOfNames) done_[folder] = way.isDeep || !known;
+        if (!isOfNames) done_.insert(folder);
         if (const auto* now = std::get_if<RawDirent>(&attributes)) ownEntries_.add(folder, *now);
         const bool isBelowNew = !way.levels.empty() && way.levels.back().isNew;
         if (merged.isChanged && !isBelowNew) changed_.insert(way.tree.toldPath(way.path));
@@ -291,7 +292,7 @@ private:
             if (!known) handIn(way.tree, way.path, true);
             return;
         }
-        if (way.tree.isSkipped(way.path) || (known && isDone(*known, true))) return;
+        if (way.tree.isSkipped(way.path) || (known && done_.contains(*known))) return;
         auto opened = way.here->tryOpenBelow(name);
         if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened)) {
             // What was never listed and may not be read is as a scan leaves it.
@@ -312,21 +313,14 @@ private:
         for (; way.levelsBelow > 1; --way.levelsBelow)
             above += "/..";
         way.levelsBelow = 0;
-        const FolderStamp& left = way.levels.back().stamp;
         auto opened = way.here->tryOpenBelow(above);
         const auto* found = std::get_if<OpenFolder>(&opened);
-        const FolderStamp stamp = found == nullptr ? FolderStamp{} : found->stamp();
-        const bool isSame = stamp.isKnown() && stamp.device == left.device && stamp.inode == left.inode;
+        const bool isSame = found != nullptr && found->stamp().isOfSameFolder(way.levels.back().stamp);
         // A folder on the way moved.
         if (!isSame) opened = way.tree.open(way.path);
         if (!std::holds_alternative<OpenFolder>(opened)) return false;
         way.here = std::get<OpenFolder>(std::move(opened));
         return true;
-    }
-
-    bool isDone(DirIndex folder, bool isDeep) const {
-        const auto done = done_.find(folder);
-        return done != done_.end() && (done->second || !isDeep);
     }
 
     void handIn(const ServedTree& tree, const std::string& path, bool isDeep) {
@@ -353,8 +347,10 @@ private:
     FileIndex& index_;
     const CrawlOptions& options_;
     std::vector<ServedTree> trees_;
-    std::unordered_map<DirIndex, bool> done_;  ///< folders listed as a whole, and whether with all below
-    std::map<std::string, bool> unread_;       ///< paths, and whether with all below
+    /// Folders listed as a whole. Whether with all below need not be known: who asks for that asks at or
+    /// above the folder, and comes first.
+    std::unordered_set<DirIndex> done_;
+    std::map<std::string, bool> unread_;  ///< paths, and whether with all below
     std::set<std::string> changed_;
     OwnEntries ownEntries_;
     const StampClock clock_;

@@ -16,6 +16,10 @@ struct FolderStamp {
     std::int64_t changed = 0;   ///< when anything about the folder changed, nanoseconds since 1970
 
     bool isKnown() const { return inode != 0; }
+    /// Whether both are known, and of one folder, however it changed in between.
+    bool isOfSameFolder(const FolderStamp& other) const {
+        return isKnown() && device == other.device && inode == other.inode;
+    }
     bool operator==(const FolderStamp&) const = default;
 };
 

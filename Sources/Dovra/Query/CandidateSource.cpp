@@ -155,8 +155,7 @@ Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth);
 Restriction ofText(const TextMatcher& text, NodeIndex node) {
     if (text.needsNonAscii() && text.target() != MatchTarget::fullPath)
         return onSignature(NameSignature{1} << nonAsciiBit);
-    Restriction restriction =
-        onLiteral(text.target(), text.requiredLiteral(), !text.literalIsCaseSensitive());
+    Restriction restriction = onLiteral(text.target(), text.requiredLiteral(), !text.isCaseSensitive());
     const bool isWhole = text.isPlainSubstring() && text.target() != MatchTarget::stem;
     if (isWhole && restriction.kind != Restriction::Kind::none) restriction.proves = node;
     return restriction;

@@ -103,12 +103,6 @@ std::string TextMatcher::requiredLiteral() const {
                       engine_);
 }
 
-bool TextMatcher::literalIsCaseSensitive() const {
-    const bool isOnBytes =
-        std::holds_alternative<ByteSubstring>(engine_) || std::holds_alternative<GlobPattern>(engine_);
-    return isOnBytes && caseSensitive_;
-}
-
 bool TextMatcher::needsNonAscii() const {
     const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
     return needle != nullptr && !needle->foldedIsAscii();

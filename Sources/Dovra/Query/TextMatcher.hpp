@@ -52,9 +52,8 @@ public:
     bool matchesText(std::string_view text) const;
 
     /// Bytes that every matching text contains in one piece, compared with ASCII folding unless
-    /// `literalIsCaseSensitive()`. Empty when nothing is known.
+    /// `isCaseSensitive()`. Empty when nothing is known.
     std::string requiredLiteral() const;
-    bool literalIsCaseSensitive() const;
 
     /// Whether a text matches exactly when it contains the required literal.
     bool isPlainSubstring() const { return std::holds_alternative<ByteSubstring>(engine_); }

@@ -124,7 +124,6 @@ void LiveIndex::buildAside() {
     });
     if (isStopped()) return;
     index_.replaceContents(fresh.takeContents());
-    unread_.take();
     beginLife(false);
 }
 
@@ -245,10 +244,7 @@ bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch,
                                      const std::vector<std::string>& changed) const {
     if (!cache_.filePath() || !batch.subtrees.empty()) return false;
     const FolderStamp own = folderStamp(parentPath(*cache_.filePath()));
-    const auto isOwn = [&](const std::string& path) {
-        const FolderStamp stamp = folderStamp(path);
-        return own.isKnown() && stamp.device == own.device && stamp.inode == own.inode;
-    };
+    const auto isOwn = [&](const std::string& path) { return folderStamp(path).isOfSameFolder(own); };
     if (!changed.empty()) return std::ranges::all_of(changed, isOwn);
     return std::ranges::all_of(batch.paths, isOwn) && std::ranges::all_of(batch.files, isOwn, parentPath);
 }
@@ -267,7 +263,7 @@ void LiveIndex::checkRoot() {
         if (before.stamp.isKnown()) forgetRoot();
         return;
     }
-    const bool isSame = now.isSameFolder(before);
+    const bool isSame = now.stamp.isOfSameFolder(before.stamp);
     const bool isElsewhere = now.realPath != before.realPath;
     const bool isListed = isRootListed();
     // A path too long to be resolved is never watched.

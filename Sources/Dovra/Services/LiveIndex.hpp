@@ -124,10 +124,6 @@ private:
     struct Root {
         FolderStamp stamp;  ///< not known while there is no folder
         std::optional<std::string> realPath;
-
-        bool isSameFolder(const Root& other) const {
-            return stamp.device == other.stamp.device && stamp.inode == other.stamp.inode;
-        }
     };
 
     static constexpr Time never = Time::max();
