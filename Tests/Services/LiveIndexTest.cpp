@@ -582,9 +582,16 @@ TEST_F(LiveIndexTest, AReadingThatARebuildOvertookCountsForNothing) {
     EXPECT_EQ(live_->index().generation(), generation);
     live_->step();
     tree_.write("above/root/a/file", "untold");
-    finish();
+    runTasks();
     live_->flush(1s);
-    passARound();
+    now_ += 10min;
+    auto other = live_->nextTask();
+    ASSERT_TRUE(other);
+    finish();
+    EXPECT_FALSE(live_->nextTask()) << "the new one is still being read";
+    other->run()();
+    runTasks();
+    ASSERT_TRUE(live_->lastRound());
     EXPECT_EQ(live_->lastRound()->finds, 1);
     EXPECT_THAT(differences(), IsEmpty());
 }

@@ -21,6 +21,7 @@ std::int64_t secondsNow() {
 
 void ComparisonRounds::startOver(Time now, bool catchesUp) {
     comparison_.reset();
+    ++era_;
     catchesUp_ = catchesUp;
     isReading_ = false;
     nextTime_ = catchesUp ? now : now + interval;
@@ -49,8 +50,7 @@ std::optional<DiskComparison::Piece> ComparisonRounds::next(const FileIndex& ind
 
 ChangeBatch ComparisonRounds::take(const FileIndex& index, const DiskComparison::Reading& reading,
                                    Clock::duration took, Time now) {
-    // One that was begun before a start over is of no use.
-    if (!comparison_ || !std::exchange(isReading_, false)) return {};
+    isReading_ = false;
     nextTime_ = now + took * (catchesUp_ ? restWhileCatchingUp : restInRounds);
     return comparison_->compare(index, reading);
 }

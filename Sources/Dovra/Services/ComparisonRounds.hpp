@@ -38,6 +38,9 @@ public:
     /// for the stamps, which are known to be right; otherwise after the interval.
     void startOver(Time now, bool catchesUp);
 
+    /// Counts the starts over: what was read before the last one is of no use.
+    std::uint64_t era() const { return era_; }
+
     bool isCatchingUp() const { return catchesUp_; }
 
     /// Somebody was served, or something changed: the index is worth another round.
@@ -50,7 +53,7 @@ public:
     /// What is to be read now; absent when nothing is. Not before `nextTime`.
     std::optional<DiskComparison::Piece> next(const FileIndex& index, Time now);
 
-    /// Takes in what was read, in `took`: the places that differ.
+    /// Takes in what was read in this era, in `took`: the places that differ.
     ChangeBatch take(const FileIndex& index, const DiskComparison::Reading& reading, Clock::duration took,
                      Time now);
 
@@ -66,6 +69,7 @@ private:
     std::optional<DiskComparison> comparison_;  ///< present while a round goes on
     bool catchesUp_ = false;
     bool isReading_ = false;
+    std::uint64_t era_ = 0;
     bool isWorthwhile_ = false;
     Time began_;
     Time nextTime_ = Time::max();

@@ -328,12 +328,14 @@ std::optional<LiveIndex::Task> LiveIndex::nextTask() {
 }
 
 LiveIndex::Task LiveIndex::readingTask(DiskComparison::Piece piece) {
-    return {.kind = Task::Kind::reading, .run = [this, piece = std::move(piece)] {
+    return {.kind = Task::Kind::reading, .run = [this, era = rounds_.era(), piece = std::move(piece)] {
                 const Time start = options_.now();
                 auto reading = std::make_shared<const DiskComparison::Reading>(
                     DiskComparison::read(piece, ComparisonRounds::readingBudget, options_.stop));
                 const Clock::duration took = options_.now() - start;
-                return [this, reading, took] { finishReading(*reading, took); };
+                return [this, era, reading, took] {
+                    if (era == rounds_.era()) finishReading(*reading, took);
+                };
             }};
 }
 
