@@ -9,11 +9,13 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <optional>
+#include <semaphore>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "Platform/CurrentThread.hpp"
 #include "Services/AppServices.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
@@ -172,16 +174,80 @@ TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
     EXPECT_THAT(differences(*services), IsEmpty());
 }
 
-TEST_F(AppServicesTest, IsNotReadyWhileItIsBuiltAnew) {
-    for (int i = 0; i < 300; ++i)
-        tree_.makeFolder(fmt::format("root/{}/{}", i % 7, i));
-    const auto services = started();
-    const std::int64_t count = services->index().itemCount();
-    for (int round = 0; round < 30; ++round) {
-        services->rebuild();
-        ASSERT_TRUE(services->waitUntilReady(1min));
-        ASSERT_EQ(services->index().itemCount(), count);
+TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {
+    tree_.write("root/a");
+    // The build queue calls back, and waits here to be let through.
+    std::counting_semaphore<> hasCome(0);
+    std::counting_semaphore<> goesOn(0);
+    std::atomic<bool> isHeld = false;
+    AppServices::Options options{.root = root_};
+    options.postToMain = [&](const DispatchQueue::Work& work) {
+        work();
+        if (!isHeld) return;
+        hasCome.release();
+        goesOn.acquire();
+    };
+    const auto services = started(std::move(options));
+    isHeld = true;
+    tree_.write("root/b");
+    ASSERT_TRUE(hasCome.try_acquire_for(10s));
+    EXPECT_TRUE(services->waitUntilReady(0s));
+    EXPECT_FALSE(services->flush(1ms)) << "waits no longer than that";
+    services->rebuild();
+    EXPECT_FALSE(services->waitUntilReady(0s)) << "before the queue has come to it";
+    goesOn.release();
+    ASSERT_TRUE(hasCome.try_acquire_for(10s));
+    EXPECT_FALSE(services->waitUntilReady(0s)) << "although the queue has done other work";
+    isHeld = false;
+    goesOn.release();
+    EXPECT_TRUE(services->waitUntilReady(1min));
+    services->close();
+}
+
+TEST_F(AppServicesTest, CallsBackOnTheMainQueueAndIsReadyOnce) {
+    tree_.write("root/a");
+    DispatchQueue mainQueue("main", QualityOfService::userInteractive);
+    AppServices::Options options{.root = root_};
+    options.postToMain = [&](DispatchQueue::Work work) { mainQueue.async(std::move(work)); };
+    const auto services = make(std::move(options));
+    std::atomic<int> elsewhere = 0;
+    std::atomic<int> calls = 0;
+    const auto called = [&] {
+        ++calls;
+        if (currentThreadName() != "main") ++elsewhere;
+    };
+    services->onProgress = [=](std::int64_t, bool) { called(); };
+    services->onIndexUpdated = called;
+    std::atomic<int> readies = 0;
+    services->start([&] { ++readies; });
+    ASSERT_TRUE(services->waitUntilReady(1min));
+    services->rebuild();
+    EXPECT_THAT(differences(*services), IsEmpty());
+    services->close();
+    mainQueue.sync();
+    EXPECT_GT(calls, 2);
+    EXPECT_EQ(elsewhere, 0);
+    EXPECT_EQ(readies, 1);
+}
+
+TEST_F(AppServicesTest, LooksAgainInTimeAtWhatNobodyTells) {
+    const auto services = started({.root = root_, .mechanism = WatchMechanism::polling});
+    for (const char* name : {"/a", "/b"}) {
+        tree_.write(std::string("root") + name);
+        EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + name) >= 0; }));
     }
+}
+
+TEST_F(AppServicesTest, RanksByWhatWasOpenedAndKeepsThatAtItsEnd) {
+    const auto services = started();
+    services->frecency().recordOpen("/opened");
+    {
+        const ReadGuard guard(services->index().rwlock);
+        ASSERT_TRUE(services->index().frecencyLocked());
+        EXPECT_THAT(services->index().frecencyLocked()->boosts(), testing::SizeIs(1));
+    }
+    services->close();
+    EXPECT_GT(FrecencyStore(FrecencyStore::defaultURL()).boost("/opened"), 0);
 }
 
 TEST_F(AppServicesTest, TellsThatTheRootIsGone) {

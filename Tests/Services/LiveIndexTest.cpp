@@ -574,8 +574,8 @@ TEST_F(LiveIndexTest, AReadingThatARebuildOvertookCountsForNothing) {
     auto reading = live_->nextTask();
     ASSERT_TRUE(reading);
     EXPECT_FALSE(live_->nextTask()) << "one reading at a time";
-    const auto finish = reading->run();
     tree_.write("above/root/b/file", "untold");
+    const auto finish = reading->run();
     live_->rebuild();
     const auto generation = live_->index().generation();
     finish();
