@@ -568,6 +568,7 @@ TEST_F(LiveIndexTest, AReadingThatARebuildOvertookCountsForNothing) {
     finish();
     live_->flush(1s);
     passARound();
+    ASSERT_TRUE(live_->lastRound());
     EXPECT_EQ(live_->lastRound()->finds, 1);
     EXPECT_THAT(differences(), IsEmpty());
 }
