@@ -165,13 +165,13 @@ TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
 
 TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
     tree_.write("root/some name");
-    const auto services = started();
-    EXPECT_TRUE(services->toggleTrigram());
-    services->rebuild();
-    services->rebuild();
-    EXPECT_THAT(differences(*services), IsEmpty());
-    EXPECT_FALSE(services->toggleTrigram());
-    EXPECT_THAT(differences(*services), IsEmpty());
+    const auto services = started({.root = root_, .usesTrigram = true});
+    for (const bool isUsed : {true, false, true}) {
+        EXPECT_THAT(differences(*services), IsEmpty());
+        const ReadGuard guard(services->index().rwlock);
+        EXPECT_EQ(services->index().trigramLocked() != nullptr, isUsed);
+        EXPECT_EQ(services->toggleTrigram(), !isUsed);
+    }
 }
 
 TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {
@@ -232,7 +232,8 @@ TEST_F(AppServicesTest, CallsBackOnTheMainQueueAndIsReadyOnce) {
 
 TEST_F(AppServicesTest, LooksAgainInTimeAtWhatNobodyTells) {
     const auto services = started({.root = root_, .mechanism = WatchMechanism::polling});
-    for (const char* name : {"/a", "/b"}) {
+    EXPECT_THAT(services->status().coverage, HasSubstr("poll"));
+    for (const char* name : {"/a", "/b", "/c"}) {
         tree_.write(std::string("root") + name);
         EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + name) >= 0; }));
     }
