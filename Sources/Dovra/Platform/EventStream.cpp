@@ -79,7 +79,7 @@ void EventStream::run(const std::stop_token& stop) {
 }
 
 void EventStream::follow(EventSource& source, const std::stop_token& stop) {
-    auto nextRing = Clock::time_point::min();
+    auto nextRing = Clock::now();
     bool hasRung = false;
     while (!stop.stop_requested()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextRing - Clock::now());

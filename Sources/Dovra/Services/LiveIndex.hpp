@@ -174,7 +174,7 @@ private:
     bool comparesAll_ = false;  ///< a replay must find what changed in place, too: it is not the first one
     ChangeSet unread_;          ///< what could not be looked at, and is looked at again
     Time nextRetry_ = never;
-    Time nextPoll_ = Time::min();
+    Time nextPoll_;
 
     ComparisonRounds rounds_;
     std::set<std::string> finds_;  ///< of the reading that is being taken in, as far as nothing tells of them
