@@ -107,30 +107,6 @@ TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
     EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + "/b/c/later") >= 0; }));
 }
 
-TEST_F(AppServicesTest, RestartsFromTheCacheWithWhatChangedMeanwhile) {
-    for (const char* path : {"root/kept/a", "root/kept/b", "root/gone/c", "root/changed", "root/again/d"})
-        tree_.write(path, "text");
-    EntryId keptId = 0;
-    {
-        const auto services = started();
-        fs::remove_all(root_ + "/again");
-        ASSERT_TRUE(services->flush(1min));
-        services->close();
-        const ReadGuard guard(services->index().rwlock);
-        keptId = test::idOf(services->index(), root_ + "/kept/a");
-    }
-    fs::remove_all(root_ + "/gone");
-    tree_.write("root/kept/new");
-    tree_.write("root/again/e");
-    tree_.write("root/changed", "a longer text");
-    fs::last_write_time(root_ + "/changed", fs::file_time_type::clock::now() - 1h);
-    const auto services = started();
-    EXPECT_EQ(test::idOf(services->index(), root_ + "/kept/a"), keptId);
-    // Names are right after a flush, what changed in place some moments later.
-    EXPECT_TRUE(test::waitUntil([&] { return services->status().isCompared; }));
-    EXPECT_THAT(differences(*services), IsEmpty());
-}
-
 TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
     for (int i = 0; i < 1000; ++i)
         tree_.makeFolder(fmt::format("root/{}", i));

@@ -99,7 +99,9 @@ test("disk_usage adds up folders", async () => {
 });
 
 test("index_stats counts", async () => {
-    const stats = await call("index_stats");
+    const { watching, lastComparison, ...stats } = await call("index_stats");
+    assert.ok(watching.length > 0);
+    assert.equal(lastComparison, null);
     assert.deepEqual(stats, { indexedItems: 4, root: folder, ready: true, server: "dovra", version: "1.0.0" });
     assert.match(errors, /^[^\n]*MCP server[^\n]*ready · 4 items · root [^\n]*\n$/);
 });
