@@ -9,6 +9,7 @@
 #include "Base/JoinPath.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/SearchCheck.hpp"
+#include "Index/FolderMerge.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
 
@@ -145,6 +146,13 @@ void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches)
     test::addTree(index, randomItems(random, root, entries), root);
     for (EntryId id = 5; id < 200 && id < index.itemCount(); id += 7)
         tombstone(index, id);
+    // Folders whose entries no longer stand side by side.
+    DirectoryListing other;
+    for (const char* name : {"Ks", "k a.b", "prefix0s"})
+        other.add({.name = name});
+    const auto folders = static_cast<DirIndex>(index.directoriesLocked().count());
+    for (DirIndex folder = 3; folder < folders; folder += 9)
+        mergeListing(index, folder, other, {});
     SearchCheck check(index, trigram);
     QueryGenerator queries(index, seed, {.mayReadFiles = false});
     for (std::size_t i = 0; i < searches; ++i) {
