@@ -35,15 +35,15 @@ plist_t arrayOf(const Strings& strings) {
 }
 
 TEST(TagPropertyList, ReadsWhatTheLibraryWrites) {
-    Strings many;
-    for (int i = 0; i < 400; ++i)
-        many.push_back("tag " + std::to_string(i));
+    Strings many(400);
+    for (std::size_t i = 0; i < many.size(); ++i)
+        many[i] = "tag " + std::to_string(i);
     const Strings cases[] = {{},
+                             many,
                              {"Red\n6"},
                              {"", "a", "fourteen bytes", "fifteen bytes!!", std::string(300, 'x')},
                              {"Wichtig", "Ärger", "日本語", "🎈 party", "é", "<&>\"'"},
-                             {"twice", "twice"},
-                             many};
+                             {"twice", "twice"}};
     for (const Strings& strings : cases)
         expectTags(arrayOf(strings), strings);
 }
