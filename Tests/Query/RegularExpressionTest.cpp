@@ -70,7 +70,8 @@ TEST(RegularExpression, OrdinaryPatternsReachTheEndOfLongPaths) {
 
 TEST(RegularExpression, CopiesMatchOnManyThreads) {
     const RegularExpression expression = RegularExpression::compile("^(\\w+ )+(\\d+)$", false).value();
-    performOnNewThreads(4, [copy = expression](std::size_t) {
+    performOnNewThreads(4, [&](std::size_t) {
+        const RegularExpression copy = expression;
         for (int i = 0; i < 2000; ++i) {
             EXPECT_TRUE(copy.foundIn(fmt::format("some words {}", i)));
             EXPECT_FALSE(copy.foundIn(fmt::format("some words{}", i)));
