@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <vector>
 
 #include "Base/ConcurrentPerform.hpp"
 #include "Query/RegularExpression.hpp"
@@ -70,11 +71,11 @@ TEST(RegularExpression, OrdinaryPatternsReachTheEndOfLongPaths) {
 
 TEST(RegularExpression, CopiesMatchOnManyThreads) {
     const RegularExpression expression = RegularExpression::compile("^(\\w+ )+(\\d+)$", false).value();
-    performOnNewThreads(4, [&](std::size_t) {
-        const RegularExpression copy = expression;
+    const std::vector<RegularExpression> copies(4, expression);
+    performOnNewThreads(copies.size(), [&](std::size_t copy) {
         for (int i = 0; i < 2000; ++i) {
-            EXPECT_TRUE(copy.foundIn(fmt::format("some words {}", i)));
-            EXPECT_FALSE(copy.foundIn(fmt::format("some words{}", i)));
+            EXPECT_TRUE(copies[copy].foundIn(fmt::format("some words {}", i)));
+            EXPECT_FALSE(copies[copy].foundIn(fmt::format("some words{}", i)));
         }
     });
 }
