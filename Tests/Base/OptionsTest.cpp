@@ -14,15 +14,32 @@ using testing::IsEmpty;
 struct Parsed {
     std::vector<std::string> applied;
     std::vector<std::string> others;
+    std::string fault;
+    std::string unknownOption;
 };
 
 Parsed parsed(const std::vector<std::string>& arguments) {
     Parsed result;
     const std::vector<Option> table = {
-        {{"--flag", "-f"}, {}, "", [&](const std::string&) { result.applied.emplace_back("flag"); }},
-        {{"--value", "-v"}, "text", "", [&](const std::string& text) { result.applied.push_back(text); }},
+        {{"--flag", "-f"},
+         {},
+         "",
+         [&](const std::string&) {
+             result.applied.emplace_back("flag");
+             return true;
+         }},
+        {{"--value", "-v"},
+         "text",
+         "",
+         [&](const std::string& text) {
+             if (text != "bad") result.applied.push_back(text);
+             return text != "bad";
+         }},
     };
-    result.others = parseOptions(arguments, table);
+    const ParsedArguments rest = parseOptions(arguments, table);
+    result.others = rest.others;
+    result.fault = rest.fault.value_or("none");
+    result.unknownOption = rest.unknownOption.value_or("none");
     return result;
 }
 
@@ -50,15 +67,13 @@ TEST(Options, EndBehindTwoDashes) {
     EXPECT_THAT(result.others, ElementsAre("-f", "--", "-v"));
 }
 
-TEST(Options, KnowWhatIsWrongWithArguments) {
-    const std::vector<Option> table = {{{"--flag", "-f"}, {}, "", {}}, {{"--value", "-v"}, "text", "", {}}};
-    const auto fault = [&](std::vector<std::string> arguments) {
-        return misuse(arguments, table).value_or("none");
-    };
-    EXPECT_EQ(fault({"-f", "--value", "-x", "-v", "--flag"}), "none");
-    EXPECT_EQ(fault({"-f", "-x"}), "there is no option \"-x\"");
-    EXPECT_EQ(fault({"-v", "1", "2"}), "there is no option \"2\"");
-    EXPECT_EQ(fault({"-f", "-v"}), "-v needs a text behind it");
+TEST(Options, SayWhatIsWrong) {
+    const Parsed sound = parsed({"-f", "a", "--value", "-x", "-v", "--flag", "--", "-y"});
+    EXPECT_EQ(sound.fault, "none");
+    EXPECT_EQ(sound.unknownOption, "none");
+    EXPECT_EQ(parsed({"-f", "-v"}).fault, "\"-v\" needs a text behind it");
+    EXPECT_EQ(parsed({"-v", "bad", "-f"}).fault, "\"bad\" is no text for -v");
+    EXPECT_EQ(parsed({"a", "-x", "-y"}).unknownOption, "-x");
 }
 
 TEST(Options, AskForHelpOnlyAlone) {
