@@ -171,10 +171,10 @@ TEST_F(ContentComparison, TheFirstOfAFilesNamesStandsForItAndIsReadOnce) {
         EntryId first = test::idOf(index_, tree_.path(name));
         for (int number = 0; number < 20; ++number)
             first = std::min(first, test::idOf(index_, tree_.path(fmt::format("{}{}", name, number))));
-        return fs::relative(index_.fullPath(first), tree_.path()).string();
+        return fs::relative(index_.fullPath(first).value(), tree_.path()).string();
     };
     const std::uint64_t before = bytesRead();
-    EXPECT_EQ(equalFiles(), (Sets{{firstNameOf("a"), firstNameOf("b")}}));
+    EXPECT_EQ(equalFiles(), (Sets{Paths{firstNameOf("a"), firstNameOf("b")}}));
     EXPECT_LE(bytesRead() - before, 3 * sliceBytes + readElsewhere);
     EXPECT_EQ(progress_.furtherNames, 60);
 }

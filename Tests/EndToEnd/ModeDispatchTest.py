@@ -98,6 +98,7 @@ class WrongUsage(ProgramTest):
             ("--in", "--duplicates", "x", "--in"),
             ("1.5", "--duplicates", "-n", "1.5"),
             ("-n", "--saved", "name", "-n"),
+            ("--remove", "--saved", "name", "--remove"),
             ("colour", "--saved", "name", "--sort", "colour"),
             ("extra", "--selftest", ".", "1", "extra"),
             ("many", "--selftest", ".", "many"),

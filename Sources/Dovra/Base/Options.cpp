@@ -44,6 +44,10 @@ ParsedArguments parseOptions(Arguments arguments, std::span<const Option> option
     return parsed;
 }
 
+std::string noSuchOption(std::string_view word) {
+    return fmt::format("there is no option \"{}\"", word);
+}
+
 int reportMisuse(std::string_view mode, std::string_view fault) {
     printError("dovra: {}; see dovra {} --help\n", visibleText(fault), mode);
     return 2;

@@ -57,6 +57,9 @@ auto reads(T& target, std::optional<T> (*read)(std::string_view text)) {
     };
 }
 
+/// Says of an argument that it is no option, for a person to read.
+std::string noSuchOption(std::string_view word);
+
 /// Says on standard error in one line how a mode was used wrongly, and where its help is. Returns the exit
 /// status for it, 2.
 int reportMisuse(std::string_view mode, std::string_view fault);

@@ -42,7 +42,7 @@ std::vector<Option> diskUsageOptionTable(DiskUsageOptions& options) {
 /// A bare argument is the folder.
 std::optional<std::string> faultOf(const ParsedArguments& parsed, const DiskUsageOptions& options) {
     if (parsed.fault) return parsed.fault;
-    if (parsed.unknownOption) return fmt::format("there is no option \"{}\"", *parsed.unknownOption);
+    if (parsed.unknownOption) return noSuchOption(*parsed.unknownOption);
     if (options.folders.size() > 1)
         return fmt::format("one folder can be reported, and not \"{}\" too", options.folders.back());
     return std::nullopt;

@@ -118,6 +118,8 @@ int run(Arguments args) {
     const ParsedArguments parsed = parseOptions(args, searchOptionTable(options));
     if (parsed.fault) return reportMisuse("--saved", *parsed.fault);
     if (parsed.others.empty()) return reportUsage(runUsage);
+    if (parsed.unknownOption && *parsed.unknownOption != parsed.others.front())
+        return reportMisuse("--saved", noSuchOption(*parsed.unknownOption));
     const auto saved = openStore().query(trimmedWhiteSpace(parsed.others.front()));
     if (!saved) return reportUnknown(parsed.others.front());
     std::vector<std::string> query = parsed.others;

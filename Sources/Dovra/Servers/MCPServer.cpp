@@ -172,8 +172,7 @@ int MCPCLI::run(Arguments args) {
     if (asksForHelp(args)) return printServerHelp(table);
     const ParsedArguments parsed = parseOptions(args, table);
     if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);
-    if (!parsed.others.empty())
-        return reportMisuse("--mcp", fmt::format("there is no option \"{}\"", parsed.others.front()));
+    if (!parsed.others.empty()) return reportMisuse("--mcp", noSuchOption(parsed.others.front()));
     if (options.root.empty())
         return reportMisuse("--mcp", "there is no such folder, or no current folder to look from");
     if (!OpenFolder::open(options.root))
