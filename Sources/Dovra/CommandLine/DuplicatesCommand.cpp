@@ -85,7 +85,8 @@ void printSummary(std::span<const DuplicateGroup> groups, std::uint64_t furtherN
     printError("{} duplicate set(s); {} reclaimable\n",
                TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
                byteCountText(DuplicateFinder::reclaimableBytes(groups)));
-    if (furtherNames > 0) printError("{} further name(s) of one file left out\n", furtherNames);
+    if (furtherNames > 0)
+        printError("{} further name(s) of the same files (hard links) left out\n", furtherNames);
 }
 
 }  // namespace
