@@ -10,12 +10,12 @@ namespace dovra {
 namespace {
 
 /// Small enough for what was read to be hashed while the processor's cache holds it.
-constexpr std::size_t bufferBytes = std::size_t{64} * 1024;
+using Buffer = std::array<char, std::size_t{64} * 1024>;
 
 }  // namespace
 
 std::optional<Digest> rangeDigest(const RegularFile& file, std::uint64_t offset, std::int64_t length) {
-    alignas(64) std::array<char, bufferBytes> buffer;
+    alignas(64) Buffer buffer;
     Sha256 hash;
     auto left = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
     while (left > 0) {
