@@ -6,7 +6,7 @@ import subprocess
 import unittest
 from pathlib import Path
 
-from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
+from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest, Stream
 
 # Every mode word, in the order in which they are looked for.
 MODES = [
@@ -83,6 +83,59 @@ class AvailableModes(ProgramTest):
                 outcome = self.run_program(*arguments)
                 self.assertEqual(outcome.status, 0, outcome)
                 self.assertNotEqual(outcome.out, b"")
+
+
+class WrongUsage(ProgramTest):
+    def test_is_named_in_one_line_and_nothing_is_done(self) -> None:
+        self.assertEqual(self.run_program("--saved", "--add", "name", "x").status, 0)
+        for word, *arguments in [
+            ("-n", "--du", "-n", "5"),
+            ("--trigram", "--du", ".", "--trigram"),
+            ("--limit", "--du", ".", "--limit"),
+            ("few", "--du", "--limit", "few", "."),
+            ("extra", "--du", ".", "extra"),
+            ("extra", "--du", "--in", ".", "extra"),
+            ("--in", "--duplicates", "x", "--in"),
+            ("1.5", "--duplicates", "-n", "1.5"),
+            ("-n", "--saved", "name", "-n"),
+            ("--remove", "--saved", "name", "--remove"),
+            ("colour", "--saved", "name", "--sort", "colour"),
+            ("extra", "--selftest", ".", "1", "extra"),
+            ("many", "--selftest", ".", "many"),
+            ("extra", "--bench", ".", "extra"),
+            ("extra", "--bench", "--trigram", "extra"),
+            ("--in", "--bench", "--in", "."),
+            ("--in", "--mcp", "--in"),
+            ("extra", "--mcp", "extra"),
+        ]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program(*arguments)
+                self.assertEqual((outcome.status, outcome.out), (2, b""))
+                self.assert_one_line(outcome.err, f'"{word}"', f"dovra {arguments[0]} --help")
+
+
+class LostOutput(ProgramTest):
+    def test_is_reported(self) -> None:
+        for arguments in [
+            ("--help",),
+            ("--version",),
+            *((mode, "--help") for mode in MODES if mode not in UNAVAILABLE),
+            ("--saved",),
+            ("--selftest", self.root),
+        ]:
+            with self.subTest(arguments=arguments):
+                outcome = self.run_program(*arguments, out=Stream.FULL_DISK)
+                self.assertEqual(outcome.status, 1)
+                self.assert_one_line(outcome.err, "standard output", "No space left on device")
+                closed = subprocess.run(
+                    ["sh", "-c", 'exec "$0" "$@" >&-', PROGRAM, *arguments],
+                    stderr=subprocess.PIPE,
+                    env=self._environment({}),
+                    timeout=TIMEOUT_SECONDS,
+                    check=False,
+                )
+                self.assertEqual(closed.returncode, 1)
+                self.assert_one_line(closed.stderr, "standard output")
 
 
 class DeletedCurrentFolder(ProgramTest):

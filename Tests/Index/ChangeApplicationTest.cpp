@@ -12,7 +12,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Index/BulkEnumerator.hpp"
 #include "Index/ChangeApplication.hpp"
 #include "Index/FolderReplay.hpp"
 #include "Support/DeepFile.hpp"
@@ -226,7 +225,9 @@ TEST_F(ChangeApplication, DoesNotEnterKernelFileSystemsNorSkippedFolders) {
     FileIndex whole;
     {
         const WriteGuard guard(whole.rwlock);
-        whole.storeListingLocked(whole.internDirLocked("/"), *BulkEnumerator::listDirectory("/"));
+        DirectoryListing top;
+        OpenFolder::open("/")->list(ListingDetail::attributes, top);
+        whole.storeListingLocked(whole.internDirLocked("/"), top);
         DirectoryListing stale;
         stale.add({.name = "stale"});
         whole.storeListingLocked(whole.internDirLocked("/proc"), stale);
