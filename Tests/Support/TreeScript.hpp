@@ -84,17 +84,4 @@ inline bool perform(const std::string& root, const std::string& line) {
     return isDone;
 }
 
-/// Runs `body` on a thread with mounts of its own, which are gone afterwards. False, without having run it,
-/// where the process may not mount.
-template <typename Body>
-bool withOwnMounts(const Body& body) {
-    bool hasMounts = false;
-    std::thread([&] {
-        hasMounts =
-            ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-        if (hasMounts) body();
-    }).join();
-    return hasMounts;
-}
-
 }  // namespace dovra::test
