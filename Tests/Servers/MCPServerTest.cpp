@@ -200,8 +200,9 @@ TEST(MCPServerLoop, WaitsForTheFirstScanAlsoAfterTheEndOfInputAndForWhatAFlushFi
 TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReplyButAReportDoesNotWait) {
     const auto replies = [](const char* tool) {
         SlowIndex service(std::numeric_limits<int>::max());
+        int looks = 0;
         return repliesToTwoCalls(
-            service, [looks = 0]() mutable { return ++looks < 5; }, tool);
+            service, [&] { return ++looks < 5; }, tool);
     };
     EXPECT_THAT(replies("disk_usage"), testing::ElementsAre(HasSubstr(R"("isError":true)")));
     EXPECT_THAT(replies("index_stats"), testing::Each(HasSubstr(R"("isError":false)")));
