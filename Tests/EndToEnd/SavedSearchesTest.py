@@ -2,6 +2,7 @@
 """Saved searches from the command line: their forms, texts and statuses, their file, and many processes at once."""
 
 import json
+import resource
 import shutil
 import subprocess
 import unittest
@@ -141,8 +142,13 @@ class File(SavedTest):
     def test_a_write_that_fails_is_not_called_saved(self) -> None:
         self.add("a", "b")
         before = self.file.read_bytes()
-        limited = 'ulimit -f 0; exec "$0" --saved --add long name'
-        process = subprocess.run(["sh", "-c", limited, PROGRAM], env=self._environment({}), capture_output=True, check=False)
+        process = subprocess.run(
+            [PROGRAM, "--saved", "--add", "long", "x" * 1000],
+            env=self._environment({}),
+            capture_output=True,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (200, 200)),  # as on a full disk
+            check=False,
+        )
         self.assert_not_saved(Outcome(process.returncode, process.stdout, process.stderr), str(self.file))
         self.assertEqual(self.file.read_bytes(), before)
         self.assertEqual(len(list(self.folder.iterdir())), 2)  # and the lock
