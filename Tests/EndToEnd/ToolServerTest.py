@@ -51,27 +51,14 @@ class Protocol(ToolServerTest):
         self.assert_ended(server)
         self.assert_one_line(server.errors.read(), "MCP server", f"ready · 3 items · root {self.root}")
 
-    def test_faults_get_errors_and_the_session_goes_on(self) -> None:
-        server = self.serve()
-        for line, code in {
-            b"\xff": -32700,
-            b"{}\0": -32700,
-            b'{"a":' * 100_000 + b"1" + b"}" * 100_000: -32700,
-            b"7": -32600,
-            b'{"id":1,"method":"x"}': -32601,
-        }.items():
-            with self.subTest(line=line[:40]):
-                self.assertEqual(server.exchange(line)["error"]["code"], code)
-        server.send(b'\n\r\n{"id":1,"method":"notifications/x"}')
-        self.assertEqual(server.request("ping"), {})
-        self.assert_ended(server)
-
     def test_long_lines(self) -> None:
         server = self.serve()
         start, end = b'{"id":1,"method":"ping","params":"', b'"}'
         fitting = start + b"x" * (LINE_LIMIT - len(start) - len(end)) + end
         self.assertEqual(server.exchange(fitting)["result"], {})
         self.assertEqual(server.exchange(b" " + fitting)["error"]["code"], -32600)
+        self.assertEqual(server.exchange(b"\xff")["error"]["code"], -32700)
+        server.send(b'\n\r\n{"id":1,"method":"notifications/x"}')
         self.assertEqual(server.request("ping"), {})
         self.assert_ended(server)
 
@@ -91,18 +78,10 @@ class Protocol(ToolServerTest):
 
 
 class ManyFiles(ToolServerTest):
-    def write_many(self, count: int, folder: str = "many") -> None:
+    def write_many(self, count: int) -> None:
         """Equal files with long names."""
         for number in range(count):
-            self.write(f"{folder}/{number:06}{'x' * 240}", b"x")
-
-    def test_a_result_that_is_too_long(self) -> None:
-        folder = "/".join(["many" * 60] * 14)
-        self.write_many(8 * 1024 * 1024 // len(folder), folder)
-        server = self.serve()
-        self.assertRegex(server.call("find_duplicate_files"), "too long.*Narrow")
-        self.assertEqual(server.call("find_duplicate_files", query="00000")["duplicateSets"], 1)
-        self.assert_ended(server)
+            self.write(f"many/{number:06}{'x' * 240}", b"x")
 
     def test_a_reader_that_leaves_in_the_middle_of_a_reply(self) -> None:
         self.write_many(1000)

@@ -104,18 +104,6 @@ TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
     EXPECT_EQ(followed.scans, 1);
 }
 
-TEST_P(Watching, FollowsThousandsOfFilesUnpackedAndDeleted) {
-    for (int folder = 0; folder < 60; ++folder) {
-        for (int file = 0; file < 50; ++file)
-            tree.write(fmt::format("pack/{}/{}/{}", folder % 7, folder, file), "x");
-    }
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    fs::remove_all(watched.path("pack"));
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    EXPECT_EQ(watched.index.itemCount(), 0);
-    EXPECT_EQ(watched.scans, 1);
-}
-
 TEST_P(Watching, ComesBackWhenTheWatchedFolderDoes) {
     tree.write("a/file");
     fs::remove_all(tree.path());
@@ -134,21 +122,6 @@ TEST_P(Watching, FollowsNamesOfAnyBytesAndPathsOfAnyLength) {
     ASSERT_EQ(::write(deep.descriptor, "more", 4), 4);
     ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
     EXPECT_EQ(watched.scans, 1);
-}
-
-TEST_P(Watching, LosesNothingThatChangesDuringTheScan) {
-    tree.write("before/file");
-    std::atomic<bool> isOver = false;
-    std::jthread storm([&] {
-        test::TreeStorm changes(tree.path(), 7);
-        while (!isOver)
-            changes.step();
-    });
-    for (int i = 0; i < 3; ++i)
-        watched.rescan();
-    isOver = true;
-    storm.join();
-    EXPECT_THAT(watched.differencesAfterFlush(), IsEmpty());
 }
 
 TEST_P(Watching, NamesAFewFilesAndNoMore) {

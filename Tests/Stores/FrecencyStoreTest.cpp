@@ -1,4 +1,5 @@
 #include <atomic>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
@@ -45,9 +46,12 @@ TEST_F(FrecencyStoreTest, LosesNoOpenWhileItSaves) {
     FrecencyStore second = open();
     std::vector<std::thread> threads;
     for (FrecencyStore* store : {&first, &second}) {
-        threads.emplace_back([store] {
-            for (int i = 0; i < 500; ++i)
+        threads.emplace_back([store, own = fmt::format("/{}", threads.size())] {
+            for (int i = 1; i <= 500; ++i) {
                 store->recordOpen("/a");
+                store->recordOpen(own);
+                ASSERT_EQ(store->table().find(own).value().count, i);
+            }
         });
         threads.emplace_back([store] {
             for (int i = 0; i < 20; ++i)
