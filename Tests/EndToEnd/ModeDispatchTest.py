@@ -108,8 +108,8 @@ class DeletedCurrentFolder(ProgramTest):
 
     def test_relative_paths_are_errors(self) -> None:
         self.assertEqual(self.run_program("--saved", "--add", "name", "x").status, 0)
-        modes = ["--search -i . x", "--saved name --in below", "--duplicates --in .", "--du .", "--mcp --in .", "--selftest"]
-        for arguments in [line.split() for line in [*modes, "--selftest below", "--bench ."]]:
+        modes = ["--search -i . x", "--saved name --in below", "--duplicates --in .", "--du .", "--mcp --in ."]
+        for arguments in [line.split() for line in [*modes, "--selftest", "--selftest below", "--bench ."]]:
             with self.subTest(arguments=arguments):
                 outcome = self.run_there(*arguments)
                 self.assertGreater(outcome.returncode, 0)

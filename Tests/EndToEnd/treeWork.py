@@ -38,11 +38,12 @@ class TreeWork:
         self.deep_folders = 0
         self._number = 0
         twice = [self.write_files, self.move]
-        once = [self.make_folders, self.save_atomically, self.append, self.change_and_put_times_back]
-        once += [self.put_times_back, self.change_names_and_put_times_back, self.rename_many, self.swap, self.delete_file]
+        once = [self.make_folders, self.save_atomically, self.append, self.change_and_put_times_back, self.swap]
+        once += [self.put_times_back, self.change_names_and_put_times_back, self.rename_many, self.delete_file]
         once += [self.delete_folder, self.put_file_for_folder, self.put_folder_for_file, self.link, self.take_rights]
-        once += [self.change_through_one_name, self.rename_above, self.change_one_of_many, self.dig_or_fill, self.unpack]
-        self._steps: list[Callable[[], None]] = [*twice, *twice, *once, self.build, *([self.clone] if GIT else [])]
+        once += [self.change_through_one_name, self.rename_above, self.change_one_of_many, self.dig_or_fill]
+        once += [self.unpack, self.build, *([self.clone] if GIT else [])]
+        self._steps = [*twice, *twice, *once]
 
     def step(self) -> None:
         work = self.random.choice(self._steps)
