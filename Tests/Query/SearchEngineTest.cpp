@@ -84,6 +84,13 @@ TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     EXPECT_EQ(found(index, "x", {Key::path, false}, 1), std::vector<std::string>{"/9x"});
 }
 
+TEST(Search, ScoresComeBestFirstUnlessRelevanceItselfIsTurnedAround) {
+    const auto index = makeIndex({"/b-long-ab", "/a-x-b", "/ab"});
+    for (const SortSpec sort : {SortSpec{Key::modified, false}, {Key::size, true}, {Key::relevance, true}})
+        EXPECT_THAT(found(*index, "fuzzy:ab", sort, 1), ElementsAre("/ab"));
+    EXPECT_EQ(found(*index, "fuzzy:ab", {Key::relevance, false}).back(), "/ab");
+}
+
 TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
     const auto index = makeIndex({"/empty/", "/full/x", "/emptied/gone", "/empty.txt"});
     tombstone(*index, test::idOf(*index, "/emptied/gone"));

@@ -116,7 +116,11 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
                                       std::int64_t limit) {
     if (total > FileIndex::sortCap) return matches.firstIds(limit);
     std::vector<EntryId> ids = matches.firstIds(std::numeric_limits<std::int64_t>::max());
-    if (query.prefersRelevance()) return scoreSortLocked(index, ids, sort.ascending, query, limit);
+    if (query.prefersRelevance()) {
+        // A direction that was asked for another key says nothing about scores.
+        const bool bestFirst = sort.key != SortSpec::Key::relevance || sort.ascending;
+        return scoreSortLocked(index, ids, bestFirst, query, limit);
+    }
     return sortMatchesLocked(index, std::move(ids), sort, query, limit);
 }
 

@@ -15,8 +15,9 @@ namespace dovra {
 
 /// Answers a query: the one way by which every front end searches. Takes the index's read lock for its whole
 /// duration. More than `FileIndex::sortCap` matches come unsorted, in the index's order; fuzzy and similarity
-/// queries come by score whatever `sort` asks for. Only `limit` rows are built. Duplicates by content come in
-/// their sets; the lock is not held while contents are read.
+/// queries come by score, best first, whatever `sort` asks for; only a descending sort by relevance turns
+/// that around. Only `limit` rows are built. Duplicates by content come in their sets; the lock is not held
+/// while contents are read.
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
 /// As `search`, for whoever wants nothing but the full paths: visits each, which is valid during that visit,
