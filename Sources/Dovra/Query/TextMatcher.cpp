@@ -63,7 +63,7 @@ TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSens
         return UnicodeNeedle(text, caseSensitive);
     }
     if (hasWildcard) return GlobPattern::compile(text, caseSensitive);
-    return ByteSubstring(text, !caseSensitive);
+    return ByteNeedle(text, caseSensitive);
 }
 
 TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
@@ -83,7 +83,7 @@ std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
 
 bool TextMatcher::matchesText(std::string_view text) const {
     return std::visit(Overloaded{
-                          [&](const ByteSubstring& substring) { return substring.foundIn(text); },
+                          [&](const ByteNeedle& needle) { return needle.foundIn(text); },
                           [&](const GlobPattern& glob) { return glob.matches(text); },
                           [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
                           [&](const RegularExpression& expression) { return expression.foundIn(text); },
@@ -94,7 +94,7 @@ bool TextMatcher::matchesText(std::string_view text) const {
 
 std::string TextMatcher::requiredLiteral() const {
     return std::visit(Overloaded{
-                          [](const ByteSubstring& substring) { return substring.bytes(); },
+                          [](const ByteNeedle& needle) { return needle.bytes(); },
                           [](const GlobPattern& glob) { return glob.requiredLiteral(); },
                           [](const UnicodeNeedle&) { return std::string{}; },
                           [&](const RegularExpression&) { return wordLiteral_; },

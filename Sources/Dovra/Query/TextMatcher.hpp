@@ -5,9 +5,9 @@
 #include <string_view>
 #include <variant>
 
+#include "Base/ByteNeedle.hpp"
 #include "Base/UnicodeFold.hpp"
 #include "Index/NameSignature.hpp"
-#include "Query/ByteSubstring.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/RegularExpression.hpp"
 
@@ -56,7 +56,7 @@ public:
     std::string requiredLiteral() const;
 
     /// Whether a text matches exactly when it contains the required literal.
-    bool isPlainSubstring() const { return std::holds_alternative<ByteSubstring>(engine_); }
+    bool isPlainSubstring() const { return std::holds_alternative<ByteNeedle>(engine_); }
 
     /// What the signature of every name that can match contains. Says nothing (0) about full paths.
     NameSignature requiredSignature() const { return requiredSignature_; }
@@ -67,7 +67,7 @@ public:
 private:
     /// Where the pattern cannot be compiled (it is too large): no text matches.
     struct Never {};
-    using Engine = std::variant<ByteSubstring, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
+    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
 
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
