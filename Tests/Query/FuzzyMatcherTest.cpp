@@ -1,64 +1,12 @@
 #include <algorithm>
-#include <cctype>
 #include <gtest/gtest.h>
 #include <random>
 
-#include "Base/AsciiFold.hpp"
+#include "Diagnostics/SlowMatch.hpp"
 #include "Query/FuzzyMatcher.hpp"
 
 namespace dovra {
 namespace {
-
-/// The scoring rules written down a second time, case by case.
-std::optional<int> slowScore(std::string pattern, const std::string& name, bool caseSensitive) {
-    if (pattern.empty()) return 0;
-    if (!caseSensitive) pattern = asciiFolded(pattern);
-    std::size_t p = 0;
-    int score = 0, run = 0, carried = 0;
-    bool gap = false;
-    int before = ' ';
-    for (const char nameByte : name) {
-        const int c = static_cast<unsigned char>(nameByte);
-        const bool word = c >= 128 || std::isalnum(c);
-        const bool matches = nameByte == pattern[p] || (!caseSensitive && asciiFold(nameByte) == pattern[p]);
-        if (!matches) {
-            if (p > 0) score -= gap ? 1 : 3;
-            gap = p > 0;
-            run = 0;
-        } else {
-            int boundary = 0;
-            if (word && before < 128) {
-                if (before == ' ' || before == '\t') {
-                    boundary = 10;
-                } else if (std::string(",-./:;_").find(static_cast<char>(before)) != std::string::npos) {
-                    boundary = 9;
-                } else if (!std::isalnum(before)) {
-                    boundary = 8;
-                } else if ((std::islower(before) && c < 128 && (std::isupper(c) || std::isdigit(c))) ||
-                           (std::isdigit(before) && (c >= 128 || !std::isdigit(c)))) {
-                    boundary = 7;
-                }
-            }
-            int bonus = 0;
-            if (run == 0) {
-                bonus = carried = boundary;
-            } else if (boundary == 0) {
-                bonus = carried < 5 ? 4 : carried;
-            } else if (carried >= boundary) {
-                bonus = carried;
-            } else {
-                bonus = boundary;
-                if (boundary != 7) carried = boundary;
-            }
-            score += 16 + (p == 0 ? 2 * bonus : bonus);
-            ++run;
-            gap = false;
-            if (++p == pattern.size()) return score < 1 ? 0 : score;
-        }
-        before = c;
-    }
-    return std::nullopt;
-}
 
 TEST(FuzzyMatcher, ScoresWordStartsRunsAndGaps) {
     EXPECT_EQ(FuzzyMatcher("fb", false).score("foo_bar"), 56);
@@ -90,7 +38,7 @@ TEST(FuzzyMatcher, AgreesWithTheRulesOnRandomTexts) {
         const std::string pattern = text(6);
         const std::string name = text(40);
         const bool caseSensitive = random() % 2 == 0;
-        const auto expected = slowScore(pattern, name, caseSensitive);
+        const auto expected = slow::fuzzyScore(pattern, name, caseSensitive);
         ASSERT_EQ(FuzzyMatcher(pattern, caseSensitive).score(name), expected)
             << testing::PrintToString(pattern) << " in " << testing::PrintToString(name);
         matches += expected ? 1 : 0;
