@@ -53,7 +53,7 @@ std::chrono::weekday LocalCalendar::firstWeekday() const {
     // pointer.
     const auto origin = reinterpret_cast<std::uintptr_t>(::nl_langinfo_l(_NL_TIME_WEEK_1STDAY, locale));
     const bool isMonday = static_cast<std::uint32_t>(origin) == 19971201;
-    const auto ordinal = static_cast<unsigned>(*::nl_langinfo_l(_NL_TIME_FIRST_WEEKDAY, locale));
+    const auto ordinal = static_cast<std::uint8_t>(*::nl_langinfo_l(_NL_TIME_FIRST_WEEKDAY, locale));
     ::freelocale(locale);
     return (isMonday ? std::chrono::Monday : std::chrono::Sunday) + std::chrono::days(ordinal - 1);
 }
