@@ -135,6 +135,13 @@ class Query(SearchTest):
         self.write("a")
         self.assert_found(self.search("b"), [])
 
+    def test_what_an_expression_gave_up_is_told(self) -> None:
+        self.write("a" * 60)
+        outcome = self.search(r"regex:(.*)*\d$")
+        self.assertEqual((outcome.out, outcome.status), (b"", 0))
+        told = b"0 result(s)\n1 name(s) took the regular expression too many steps and count as no match\n"
+        self.assertEqual(outcome.err, told)
+
     def test_nothing_is_stored(self) -> None:
         self.write("a")
         self.assert_found(self.search("a"), [self.root / "a"])

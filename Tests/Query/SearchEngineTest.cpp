@@ -107,7 +107,7 @@ TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
 
 TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     const auto usesAttributes = [](std::string_view query, Key key = Key::name) {
-        return queryNeeds(query, {key, true}).detail == ListingDetail::attributes;
+        return queryNeeds(QueryParser::parse(query), {key, true}).detail == ListingDetail::attributes;
     };
     EXPECT_FALSE(usesAttributes("a|<b file:> empty: dupe: content:x"));
     EXPECT_FALSE(usesAttributes("size:huge", Key::path));

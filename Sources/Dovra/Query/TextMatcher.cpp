@@ -108,4 +108,9 @@ bool TextMatcher::needsNonAscii() const {
     return needle != nullptr && !needle->foldedIsAscii();
 }
 
+std::int64_t TextMatcher::abandonedMatches() const {
+    const auto* expression = std::get_if<RegularExpression>(&engine_);
+    return expression == nullptr ? 0 : expression->abandonedMatches();
+}
+
 }  // namespace dovra

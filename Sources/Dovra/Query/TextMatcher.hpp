@@ -64,6 +64,9 @@ public:
     /// Whether only texts with a byte above 127 can match.
     bool needsNonAscii() const;
 
+    /// As `RegularExpression::abandonedMatches`; 0 where none is used.
+    std::int64_t abandonedMatches() const;
+
 private:
     /// Where the pattern cannot be compiled (it is too large): no text matches.
     struct Never {};
