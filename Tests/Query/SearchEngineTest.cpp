@@ -11,6 +11,7 @@
 #include "Diagnostics/SearchCheck.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
+#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {
@@ -136,6 +137,25 @@ std::vector<test::IndexItem> randomItems(std::size_t count, unsigned seed) {
         items.emplace_back(isFolder ? path + "/" : path, random() % 9);
     }
     return items;
+}
+
+TEST(Search, ManyTermsMeanWhatFewDo) {
+    FileIndex index;
+    const auto trigram = std::make_shared<TrigramIndex>();
+    index.attachTrigramIndex(trigram);
+    test::addTree(index, randomItems(2000, 3));
+    SearchCheck check(index, trigram);
+    std::mt19937 random(4);
+    for (int i = 0; i < 60; ++i) {
+        const std::string separator = i % 3 == 0 ? " !" : "|";
+        std::string query = i % 3 == 0 ? "!n-1" : "n-1";
+        for (std::size_t count = 10 + random() % 30; count > 0; --count) {
+            query += separator + std::string(random() % 8 == 0 ? "case:" : random() % 8 == 0 ? "path:" : "");
+            query += random() % 10 == 0 ? "*K*" : test::randomText(random, "ksKS.-1abi\u00E9", 2, 4);
+        }
+        ASSERT_THAT(check.differences({.query = query, .sort = {}, .limit = 9}), IsEmpty()) << query;
+    }
+    EXPECT_GT(check.matchedSearches(), 40U);
 }
 
 /// However the candidates of a query are found, and in however many pieces, the answer is the slow one.

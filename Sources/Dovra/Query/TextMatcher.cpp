@@ -75,9 +75,13 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
+TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+    return {target, caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+}
+
 std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
     const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text_)
-                                          : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
+                                           : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
     return longestOf(RegexLiterals::literalRuns(pattern, caseSensitive_));
 }
 
@@ -87,6 +91,7 @@ bool TextMatcher::matchesText(std::string_view text) const {
                           [&](const GlobPattern& glob) { return glob.matches(text); },
                           [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
                           [&](const RegularExpression& expression) { return expression.foundIn(text); },
+                          [&](const NeedleSet& needles) { return needles.foundIn(text); },
                           [](const Never&) { return false; },
                       },
                       engine_);
@@ -96,9 +101,8 @@ std::string TextMatcher::requiredLiteral() const {
     return std::visit(Overloaded{
                           [](const ByteNeedle& needle) { return needle.bytes(); },
                           [](const GlobPattern& glob) { return glob.requiredLiteral(); },
-                          [](const UnicodeNeedle&) { return std::string{}; },
                           [&](const RegularExpression&) { return wordLiteral_; },
-                          [](const Never&) { return std::string{}; },
+                          [](const auto&) { return std::string{}; },
                       },
                       engine_);
 }

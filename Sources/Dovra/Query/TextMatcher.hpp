@@ -4,11 +4,13 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "Base/ByteNeedle.hpp"
 #include "Base/UnicodeFold.hpp"
 #include "Index/NameSignature.hpp"
 #include "Query/GlobPattern.hpp"
+#include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"
 
 namespace dovra {
@@ -29,6 +31,9 @@ std::string_view stemOf(std::string_view name);
 class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
+
+    /// Matches where one of the texts, all plain ASCII and none empty, is contained as it stands.
+    static TextMatcher anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive);
 
     MatchTarget target() const { return target_; }
     const std::string& text() const { return text_; }
@@ -70,8 +75,10 @@ public:
 private:
     /// Where the pattern cannot be compiled (it is too large): no text matches.
     struct Never {};
-    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
+    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet, Never>;
 
+    TextMatcher(MatchTarget target, bool caseSensitive, Engine engine)
+        : target_(target), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
     std::string longestWordLiteral(bool wholeWord) const;
