@@ -25,6 +25,10 @@ public:
     /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
     bool standsAt(const char* text) const { return equalFolding({text, needle_.size()}, needle_, fold_); }
 
+    /// Whether the text begins with the needle, or is the needle.
+    bool isPrefixOf(std::string_view text) const { return text.size() >= size() && standsAt(text.data()); }
+    bool equals(std::string_view text) const { return text.size() == size() && standsAt(text.data()); }
+
     /// The needle, folded unless case-sensitive.
     const std::string& bytes() const { return needle_; }
     std::size_t size() const { return needle_.size(); }

@@ -137,7 +137,7 @@ private:
     void notePlainTerm(const QueryNode& leaf) {
         const auto* text = std::get_if<TextMatcher>(&leaf);
         if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
+        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->rankedText(), text->isCaseSensitive()};
     }
 
     /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the

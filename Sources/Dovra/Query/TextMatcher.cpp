@@ -70,8 +70,9 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
     : target_(target),
       text_(text),
       caseSensitive_(caseSensitive),
+      wholeWord_(wholeWord),
       engine_(makeEngine(text, caseSensitive, wholeWord)) {
-    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral(wholeWord);
+    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral();
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
@@ -79,8 +80,14 @@ TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> text
     return {target, caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
 }
 
-std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
-    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text_)
+std::string TextMatcher::rankedText() const {
+    if (wholeWord_) return text_;
+    const std::size_t first = std::min(text_.find_first_not_of('*'), text_.size());
+    return text_.substr(first, text_.find_last_not_of('*') + 1 - first);
+}
+
+std::string TextMatcher::longestWordLiteral() const {
+    const std::string pattern = wholeWord_ ? RegularExpression::escapedPattern(text_)
                                            : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
     return longestOf(RegexLiterals::literalRuns(pattern, caseSensitive_));
 }

@@ -39,6 +39,10 @@ public:
     const std::string& text() const { return text_; }
     bool isCaseSensitive() const { return caseSensitive_; }
 
+    /// What a name is ranked by: the text, without the wildcards at its ends, which ask for what is between
+    /// them.
+    std::string rankedText() const;
+
     /// `fullPath` returns the entry's full path; it is called only when the target is the full path.
     template <typename FullPath>
     bool matches(std::string_view name, FullPath&& fullPath) const {
@@ -81,12 +85,13 @@ private:
         : target_(target), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
-    std::string longestWordLiteral(bool wholeWord) const;
+    std::string longestWordLiteral() const;
     static Engine makeEngine(std::string_view text, bool caseSensitive, bool wholeWord);
 
     MatchTarget target_;
     std::string text_;
     bool caseSensitive_;
+    bool wholeWord_ = false;
     Engine engine_;
     std::string wordLiteral_;
     NameSignature requiredSignature_ = 0;
