@@ -2,7 +2,10 @@
 
 #include <map>
 #include <string>
+#include <tuple>
 #include <utility>
+
+#include "Base/AsciiFold.hpp"
 
 namespace dovra {
 
@@ -13,7 +16,7 @@ constexpr std::size_t fewestMerged = 8;
 
 const TextMatcher* plainText(const QueryTree& tree, NodeIndex node) {
     const auto* text = std::get_if<TextMatcher>(&tree[node]);
-    return text != nullptr && text->isPlainSubstring() && !text->text().empty() ? text : nullptr;
+    return text != nullptr && text->isSubstring() && !text->text().empty() ? text : nullptr;
 }
 
 /// `textOf` gives the text of an operand that may be merged, else null; `add` adds the merged text to the
@@ -21,9 +24,11 @@ const TextMatcher* plainText(const QueryTree& tree, NodeIndex node) {
 template <typename TextOf, typename Add>
 void merge(std::vector<NodeIndex>& operands, const TextOf& textOf, const Add& add) {
     if (operands.size() < fewestMerged) return;
-    using Kind = std::pair<MatchTarget, bool>;
+    using Kind = std::tuple<MatchTarget, bool, bool>;
     std::map<Kind, std::vector<std::string>> texts;
-    const auto kindOf = [](const TextMatcher& text) { return Kind(text.target(), text.isCaseSensitive()); };
+    const auto kindOf = [](const TextMatcher& text) {
+        return Kind(text.target(), text.isCaseSensitive(), isAscii(text.text()));
+    };
     for (const NodeIndex operand : operands) {
         if (const TextMatcher* text = textOf(operand)) texts[kindOf(*text)].push_back(text->text());
     }
@@ -33,7 +38,7 @@ void merge(std::vector<NodeIndex>& operands, const TextOf& textOf, const Add& ad
         return text != nullptr && texts.contains(kindOf(*text));
     });
     for (auto& [kind, group] : texts)
-        operands.push_back(add(TextMatcher::anyOf(kind.first, std::move(group), kind.second)));
+        operands.push_back(add(TextMatcher::anyOf(std::get<0>(kind), std::move(group), std::get<1>(kind))));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/CanonicalForm.hpp"
 
 namespace dovra {
 
@@ -18,6 +19,19 @@ std::size_t hashOf(std::string_view block, unsigned bits) {
     for (const char c : block)
         bytes = bytes << 8 | static_cast<std::uint8_t>(c) | 0x20U;
     return (bytes * 0x9E3779B1U) >> (32 - bits);
+}
+
+std::string_view canonicalBytes(std::string_view text, bool caseSensitive) {
+    thread_local CanonicalForm form;
+    const std::u16string_view units = form.of(text, !caseSensitive);
+    return {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)};
+}
+
+std::vector<std::string> canonicalBytes(const std::vector<std::string>& texts, bool caseSensitive) {
+    std::vector<std::string> all;
+    for (const std::string& text : texts)
+        all.emplace_back(canonicalBytes(text, caseSensitive));
+    return all;
 }
 
 }  // namespace
@@ -90,6 +104,18 @@ bool NeedleSet::startsWithOne(const Group& group, std::string_view text) const {
     if (behind == group.needles.begin()) return false;
     const std::string& needle = *std::prev(behind);
     return equalFolding(text.substr(0, needle.size()), needle, fold_);
+}
+
+UnicodeNeedleSet::UnicodeNeedleSet(const std::vector<std::string>& needles, bool caseSensitive)
+    : caseSensitive_(caseSensitive), forms_(canonicalBytes(needles, caseSensitive), true) {
+    for (const std::string& needle : needles)
+        needles_.emplace_back(needle, caseSensitive);
+}
+
+bool UnicodeNeedleSet::foundIn(std::string_view text) const {
+    // An occurrence of a form may still end within a character, or begin within a code unit.
+    return forms_.foundIn(canonicalBytes(text, caseSensitive_)) &&
+           std::ranges::any_of(needles_, [&](const UnicodeNeedle& needle) { return needle.foundIn(text); });
 }
 
 }  // namespace dovra

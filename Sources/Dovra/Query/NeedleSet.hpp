@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/UnicodeFold.hpp"
+
 namespace dovra {
 
 /// Many byte strings that are looked for in one pass over a text. Immutable; safe from any thread.
@@ -41,6 +43,19 @@ private:
 
     bool fold_;
     std::vector<Group> groups_;
+};
+
+/// The same for texts that are compared as `UnicodeNeedle` does.
+class UnicodeNeedleSet {
+public:
+    UnicodeNeedleSet(const std::vector<std::string>& needles, bool caseSensitive);
+
+    bool foundIn(std::string_view text) const;
+
+private:
+    bool caseSensitive_;
+    NeedleSet forms_;  ///< the canonical forms as bytes: one of them occurs wherever a needle does
+    std::vector<UnicodeNeedle> needles_;
 };
 
 }  // namespace dovra

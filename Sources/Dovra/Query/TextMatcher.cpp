@@ -77,6 +77,7 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
 }
 
 TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+    if (!isAscii(texts.front())) return {target, caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
     return {target, caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
 }
 
@@ -99,6 +100,7 @@ bool TextMatcher::matchesText(std::string_view text) const {
                           [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
                           [&](const RegularExpression& expression) { return expression.foundIn(text); },
                           [&](const NeedleSet& needles) { return needles.foundIn(text); },
+                          [&](const UnicodeNeedleSet& needles) { return needles.foundIn(text); },
                           [](const Never&) { return false; },
                       },
                       engine_);

@@ -32,7 +32,7 @@ class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
-    /// Matches where one of the texts, all plain ASCII and none empty, is contained as it stands.
+    /// Matches where one of the texts is contained as it stands: none empty, all or none plain ASCII.
     static TextMatcher anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive);
 
     MatchTarget target() const { return target_; }
@@ -67,6 +67,9 @@ public:
     /// Whether a text matches exactly when it contains the required literal.
     bool isPlainSubstring() const { return std::holds_alternative<ByteNeedle>(engine_); }
 
+    /// Whether a text matches exactly when it contains `text()`, by bytes or by the rules of Unicode.
+    bool isSubstring() const { return isPlainSubstring() || std::holds_alternative<UnicodeNeedle>(engine_); }
+
     /// What the signature of every name that can match contains. Says nothing (0) about full paths.
     NameSignature requiredSignature() const { return requiredSignature_; }
 
@@ -79,7 +82,8 @@ public:
 private:
     /// Where the pattern cannot be compiled (it is too large): no text matches.
     struct Never {};
-    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet, Never>;
+    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet,
+                                UnicodeNeedleSet, Never>;
 
     TextMatcher(MatchTarget target, bool caseSensitive, Engine engine)
         : target_(target), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
