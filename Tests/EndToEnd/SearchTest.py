@@ -108,6 +108,13 @@ class Query(SearchTest):
         names = ["folder", "folder/file", "link"]
         self.assert_found(self.search("--sort", "path"), [self.root / name for name in names])
 
+    def test_what_an_expression_gave_up_is_told(self) -> None:
+        self.write("a" * 60)
+        outcome = self.search(r"regex:(.*)*\d$")
+        self.assertEqual((outcome.out, outcome.status), (b"", 0))
+        told = b"0 result(s)\n1 name(s) took the regular expression too many steps and count as no match\n"
+        self.assertEqual(outcome.err, told)
+
 
 class Root(SearchTest):
     def test_every_spelling_of_the_root(self) -> None:

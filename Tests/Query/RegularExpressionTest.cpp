@@ -58,6 +58,19 @@ TEST(RegularExpression, GivesUpOnEndlessMatches) {
         EXPECT_FALSE(found(pattern, text)) << pattern;
 }
 
+TEST(RegularExpression, GivesUpSoonerTheMoreOftenItDoes) {
+    for (const bool interprets : {false, true}) {
+        const auto expression =
+            RegularExpression::compile(interprets ? "(*NO_JIT)(.*)*\\d$" : "(.*)*\\d$", false).value();
+        const int texts = interprets ? 10000 : 100000;
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < texts; ++i)
+            EXPECT_FALSE(expression.foundIn("Annual Report 2023.pdf"));
+        EXPECT_EQ(expression.abandonedMatches(), texts);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    }
+}
+
 TEST(RegularExpression, OrdinaryPatternsReachTheEndOfLongPaths) {
     std::string path;
     while (path.size() < 4000)

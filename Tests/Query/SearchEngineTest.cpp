@@ -12,6 +12,7 @@
 #include "Index/FolderMerge.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
+#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {
@@ -85,6 +86,13 @@ TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     EXPECT_EQ(found(index, "x", {Key::path, false}, 1), std::vector<std::string>{"/9x"});
 }
 
+TEST(Search, ScoresComeBestFirstUnlessRelevanceItselfIsTurnedAround) {
+    const auto index = makeIndex({"/b-long-ab", "/a-x-b", "/ab"});
+    for (const SortSpec sort : {SortSpec{Key::modified, false}, {Key::size, true}, {Key::relevance, true}})
+        EXPECT_THAT(found(*index, "fuzzy:ab", sort, 1), ElementsAre("/ab"));
+    EXPECT_EQ(found(*index, "fuzzy:ab", {Key::relevance, false}).back(), "/ab");
+}
+
 TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
     const auto index = makeIndex({"/empty/", "/full/x", "/emptied/gone", "/empty.txt"});
     tombstone(*index, test::idOf(*index, "/emptied/gone"));
@@ -101,7 +109,7 @@ TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
 
 TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     const auto usesAttributes = [](std::string_view query, Key key = Key::name) {
-        return queryNeeds(query, {key, true}).detail == ListingDetail::attributes;
+        return queryNeeds(QueryParser::parse(query), {key, true}).detail == ListingDetail::attributes;
     };
     EXPECT_FALSE(usesAttributes("a|<b file:> empty: dupe: content:x"));
     EXPECT_FALSE(usesAttributes("size:huge", Key::path));
@@ -132,6 +140,26 @@ std::vector<test::IndexItem> randomItems(std::mt19937& random, const std::string
         items.emplace_back(path, sizes[random() % std::size(sizes)], times[random() % std::size(times)]);
     }
     return items;
+}
+
+TEST(Search, ManyTermsMeanWhatFewDo) {
+    FileIndex index;
+    const auto trigram = std::make_shared<TrigramIndex>();
+    index.attachTrigramIndex(trigram);
+    std::mt19937 random(4);
+    test::addTree(index, randomItems(random, "/", 2000), "/");
+    SearchCheck check(index, trigram);
+    for (int i = 0; i < 60; ++i) {
+        const std::string separator = i % 3 == 0 ? " !" : "|";
+        std::string query = i % 3 == 0 ? "!n-1" : "n-1";
+        for (std::size_t count = 20 + random() % 30; count > 0; --count) {
+            query += separator + std::string(random() % 8 == 0 ? "case:" : random() % 8 == 0 ? "path:" : "");
+            query += random() % 10 == 0 ? "*K*" : test::randomText(random, "ksKS.-1abi", 2, 4);
+            if (random() % 2 == 0) query += random() % 2 == 0 ? "\u00E9" : "\u212A";
+        }
+        ASSERT_THAT(check.differences({.query = query, .sort = {}, .limit = 9}), IsEmpty()) << query;
+    }
+    EXPECT_GT(check.matchedSearches(), 40U);
 }
 
 /// However the candidates of a query are found, and in however many pieces, the answer is the slow one.

@@ -84,16 +84,21 @@ int CLI::runSearch(Arguments args) {
     return printSearch(joinedWords(parseOptions(args, table).others), options);
 }
 
-int printSearch(std::string_view query, const SearchOptions& options) {
+int printSearch(std::string_view text, const SearchOptions& options) {
+    const CompiledQuery query = QueryParser::parse(text);
     const QueryNeeds needs = queryNeeds(query, options.sort);
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
     if (!scanFolder(index, options.root, {.detail = needs.detail})) return 1;
     PathOutput output(options.terminator);
-    const std::int64_t total = searchPaths(index, query, options.sort, options.limit,
+    const SearchCounts found = searchPaths(index, query, options.sort, options.limit,
                                            [&](std::string_view path) { output.writePath(path); });
     if (!output.finish()) return 1;
-    printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(total)));
+    printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(found.total)));
+    if (found.abandoned > 0) {
+        printError("{} name(s) took the regular expression too many steps and count as no match\n",
+                   found.abandoned);
+    }
     return 0;
 }
 

@@ -64,6 +64,7 @@ SearchResult searchContentDuplicates(const FileIndex& index, const CompiledQuery
             ids.insert(ids.end(), group.ids.begin(), group.ids.end());
         SearchResult result;
         result.total = std::ssize(ids);
+        result.abandoned = query.tree.abandonedMatches();
         ids.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(limit, 0, std::ssize(ids))));
         result.rows = rowsLocked(index, ids);
         return result;

@@ -63,6 +63,9 @@ public:
     void setRoot(NodeIndex node) { root_ = node; }
     std::size_t size() const { return nodes_.size(); }
 
+    /// How many texts the regular expressions have given up since the query was parsed.
+    std::int64_t abandonedMatches() const;
+
     /// Whether the root lets every entry through.
     bool matchesAll() const { return std::holds_alternative<MatchAllNode>((*this)[root_]); }
 

@@ -10,7 +10,7 @@ namespace dovra {
 
 /// The first term of a query that is plain text on names: relevance order asks how a name meets it.
 struct PlainTerm {
-    std::string text;
+    std::string text;  ///< as `TextMatcher::rankedText` says
     bool caseSensitive = false;
 };
 

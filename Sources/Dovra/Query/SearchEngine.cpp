@@ -116,7 +116,11 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
                                       std::int64_t limit) {
     if (total > FileIndex::sortCap) return matches.firstIds(limit);
     std::vector<EntryId> ids = matches.firstIds(std::numeric_limits<std::int64_t>::max());
-    if (query.prefersRelevance()) return scoreSortLocked(index, ids, sort.ascending, query, limit);
+    if (query.prefersRelevance()) {
+        // A direction that was asked for another key says nothing about scores.
+        const bool bestFirst = sort.key != SortSpec::Key::relevance || sort.ascending;
+        return scoreSortLocked(index, ids, bestFirst, query, limit);
+    }
     return sortMatchesLocked(index, std::move(ids), sort, query, limit);
 }
 
@@ -144,8 +148,7 @@ EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
     return matches;
 }
 
-QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort) {
     bool usesAttributes = query.wantsContentDuplicates || sort.key == SortSpec::Key::size ||
                           sort.key == SortSpec::Key::modified;
     for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
@@ -184,17 +187,18 @@ SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec 
     if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
     const ReadGuard guard(index.rwlock);
     const Answer answer = answerLocked(index, query, sort, limit);
-    return {.rows = rowsLocked(index, answer.first), .total = answer.total};
+    return {.rows = rowsLocked(index, answer.first),
+            .total = answer.total,
+            .abandoned = query.tree.abandonedMatches()};
 }
 
-std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit,
-                         const std::function<void(std::string_view path)>& visit) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+SearchCounts searchPaths(const FileIndex& index, const CompiledQuery& query, SortSpec sort,
+                         std::int64_t limit, const std::function<void(std::string_view path)>& visit) {
     if (query.wantsContentDuplicates) {
         const SearchResult result = searchContentDuplicates(index, query, limit);
         for (const FileRow& row : result.rows)
             visit(joinPath(row.path, row.name));
-        return result.total;
+        return {.total = result.total, .abandoned = result.abandoned};
     }
     const ReadGuard guard(index.rwlock);
     const Answer answer = answerLocked(index, query, sort, limit);
@@ -206,7 +210,7 @@ std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, Sort
         if (!path.ends_with('/')) path += '/';
         visit(path += index.nameLocked(entry));
     }
-    return answer.total;
+    return {.total = answer.total, .abandoned = query.tree.abandonedMatches()};
 }
 
 }  // namespace dovra

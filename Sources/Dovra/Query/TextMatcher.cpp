@@ -63,30 +63,44 @@ TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSens
         return UnicodeNeedle(text, caseSensitive);
     }
     if (hasWildcard) return GlobPattern::compile(text, caseSensitive);
-    return ByteSubstring(text, !caseSensitive);
+    return ByteNeedle(text, caseSensitive);
 }
 
 TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
     : target_(target),
       text_(text),
       caseSensitive_(caseSensitive),
+      wholeWord_(wholeWord),
       engine_(makeEngine(text, caseSensitive, wholeWord)) {
-    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral(wholeWord);
+    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral();
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
-std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
-    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text_)
-                                          : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
+TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+    if (!isAscii(texts.front())) return {target, caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
+    return {target, caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+}
+
+std::string TextMatcher::rankedText() const {
+    if (wholeWord_) return text_;
+    const std::size_t first = std::min(text_.find_first_not_of('*'), text_.size());
+    return text_.substr(first, text_.find_last_not_of('*') + 1 - first);
+}
+
+std::string TextMatcher::longestWordLiteral() const {
+    const std::string pattern = wholeWord_ ? RegularExpression::escapedPattern(text_)
+                                           : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
     return longestOf(RegexLiterals::literalRuns(pattern, caseSensitive_));
 }
 
 bool TextMatcher::matchesText(std::string_view text) const {
     return std::visit(Overloaded{
-                          [&](const ByteSubstring& substring) { return substring.foundIn(text); },
+                          [&](const ByteNeedle& needle) { return needle.foundIn(text); },
                           [&](const GlobPattern& glob) { return glob.matches(text); },
                           [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
                           [&](const RegularExpression& expression) { return expression.foundIn(text); },
+                          [&](const NeedleSet& needles) { return needles.foundIn(text); },
+                          [&](const UnicodeNeedleSet& needles) { return needles.foundIn(text); },
                           [](const Never&) { return false; },
                       },
                       engine_);
@@ -94,11 +108,10 @@ bool TextMatcher::matchesText(std::string_view text) const {
 
 std::string TextMatcher::requiredLiteral() const {
     return std::visit(Overloaded{
-                          [](const ByteSubstring& substring) { return substring.bytes(); },
+                          [](const ByteNeedle& needle) { return needle.bytes(); },
                           [](const GlobPattern& glob) { return glob.requiredLiteral(); },
-                          [](const UnicodeNeedle&) { return std::string{}; },
                           [&](const RegularExpression&) { return wordLiteral_; },
-                          [](const Never&) { return std::string{}; },
+                          [](const auto&) { return std::string{}; },
                       },
                       engine_);
 }
@@ -106,6 +119,11 @@ std::string TextMatcher::requiredLiteral() const {
 bool TextMatcher::needsNonAscii() const {
     const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
     return needle != nullptr && !needle->foldedIsAscii();
+}
+
+std::int64_t TextMatcher::abandonedMatches() const {
+    const auto* expression = std::get_if<RegularExpression>(&engine_);
+    return expression == nullptr ? 0 : expression->abandonedMatches();
 }
 
 }  // namespace dovra
