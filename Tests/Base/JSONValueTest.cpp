@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "Base/JSONValue.hpp"
-#include "Base/JsonText.hpp"
 
 namespace dovra {
 namespace {
@@ -51,8 +50,8 @@ TEST(JSONValue, RefusesWhatIsNoJson) {
     for (const std::string& text : {""s, "{"s, "[1,]"s, "{1:2}"s, "nul"s, "1 2"s, "'a'"s, "\"\xFF\""s,
                                     "\"\\ud800\""s, "1e999"s, "NaN"s, "{}\0{"s, "\0"s, "\"\0\""s})
         EXPECT_EQ(JSONValue::parse(text), std::nullopt) << text;
-    std::string deep(maxJsonDepth, '[');
-    deep.append(maxJsonDepth, ']');
+    std::string deep(maxJSONDepth, '[');
+    deep.append(maxJSONDepth, ']');
     EXPECT_TRUE(JSONValue::parse(deep));
     EXPECT_FALSE(JSONValue::parse("[" + deep + "]"));
     EXPECT_FALSE(JSONValue::parse(R"({"a":)" + deep + "}"));
