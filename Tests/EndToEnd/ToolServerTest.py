@@ -7,6 +7,7 @@ import json
 import os
 import subprocess
 import threading
+import time
 import unittest
 from pathlib import Path
 from typing import Any
@@ -154,6 +155,51 @@ class ManyFiles(ToolServerTest):
             self.assertEqual(json.loads(texts[0])["total"], 1000)
             self.assertTrue(json.loads(texts[1])["ready"])
             self.assertEqual((server.output.read(), server.process.wait(60)), (b"", 0))
+
+
+class Stopping(ToolServerTest):
+    """Calls that would read for a minute or more."""
+
+    CALLS = [
+        {"name": "search_files", "arguments": {"query": "content:x"}},
+        {"name": "find_duplicate_files"},
+    ]
+
+    def serve_working(self, call: dict[str, Any]) -> Server:
+        """A server that has begun to work on the call."""
+        for name in ["one", "other"]:
+            with open(self.root / name, "wb") as file:
+                file.truncate(200 << 30)
+        server = self.serve()
+        server.request("index_stats")
+        server.send(json.dumps({"id": "long", "method": "tools/call", "params": call}).encode())
+        deadline = time.monotonic() + TIMEOUT_SECONDS
+        while self.bytes_read(server) < 100 << 20 and time.monotonic() < deadline:
+            time.sleep(0.01)
+        return server
+
+    def bytes_read(self, server: Server) -> int:
+        return int(Path(f"/proc/{server.process.pid}/io").read_text().split()[1])
+
+    def test_a_call_that_is_cancelled(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.send(b'{"id":"next","method":"tools/call","params":{"name":"index_stats"}}')
+                for cancelled in ["next", "long"]:
+                    message = {"method": "notifications/cancelled", "params": {"requestId": cancelled}}
+                    server.send(json.dumps(message).encode())
+                self.assertEqual(server.request("ping"), {})
+                self.assert_ended(server)
+
+    def test_a_client_that_dies(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.output.close()
+                assert server.process.stdout
+                server.process.stdout.close()
+                self.assertEqual(server.process.wait(END_SECONDS), 0)
 
 
 class FirstScan(ToolServerTest):

@@ -51,8 +51,10 @@ TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
     const auto file = [&](const char* name, Values matches) {
         return JSONValue(JSONObject{{"path", tree.path(name)}, {"matches", std::move(matches)}});
     };
-    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"/absent/"})"),
-              expected("todo", "ext:swift;ts within:/absent/", 0, {}, 0));
+    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"absent/"})"),
+              expected("todo", "ext:swift;ts within:absent/", 0, {}, 0));
+    EXPECT_EQ(caller.failure("search_content", R"({"query":"todo","within":"/absent/"})"),
+              "`within`: nothing in the index has \"/absent\" in its path.");
     EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"SRC/"})"),
               expected("todo", "ext:swift;ts within:SRC/", 4,
                        {file("src/a.ts", {match(1, "todo")}),
@@ -63,6 +65,29 @@ TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
     // What looks like an operator of the query language is part of the scope and does not widen it.
     EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":"none | swift"})"),
               expected("todo", "ext:none | swift", 0, {}, 0));
+}
+
+TEST(SearchContent, TakesAnyNameForAFolder) {
+    const test::TemporaryTree tree;
+    for (const char* folder : {"a*b", "a?b", "a\"b", "aXb"})
+        tree.write(std::string(folder) + "/file", "todo");
+    const test::ToolCaller caller(tree);
+    for (const char* folder : {"a*b", "a?b", "a\\\"b"}) {
+        const std::string arguments = fmt::format(R"({{"query":"todo","within":"{}"}})", folder);
+        EXPECT_EQ(at(caller.call("search_content", arguments), "filesMatched"), 1) << folder;
+    }
+}
+
+TEST(SearchContent, SaysThatItGaveUpAtItsCandidates) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 5000; ++i)
+        tree.write(fmt::format("{}.x", i));
+    const auto isTruncated = [&] {
+        return at(test::ToolCaller(tree).call("search_content", R"({"query":"1","ext":"x"})"), "truncated");
+    };
+    EXPECT_EQ(isTruncated(), false);
+    tree.write("one more.x");
+    EXPECT_EQ(isTruncated(), true);
 }
 
 TEST(SearchContent, StopsAtItsLimits) {

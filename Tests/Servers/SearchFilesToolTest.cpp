@@ -103,14 +103,25 @@ TEST(SearchFiles, LooksWithinAFolderOrText) {
     EXPECT_EQ(paths("").size(), 2U);
 }
 
-TEST(SearchFiles, LooksFurtherForWhatIsWithin) {
+TEST(SearchFiles, SaysWhatIsWrong) {
     const test::TemporaryTree tree;
-    for (int i = 0; i < 450; ++i)
+    const test::ToolCaller caller(tree);
+    EXPECT_EQ(caller.failure("search_files", R"({"query":"é(b","regex":true})"),
+              "`query` is no valid regular expression: missing closing parenthesis (at character 4).");
+    EXPECT_EQ(caller.failure("search_files", R"({"query":"a","within":"/nowhere/x"})"),
+              "`within`: nothing in the index has \"/nowhere/x\" in its path.");
+    EXPECT_EQ(at(caller.call("search_files", R"({"query":"(","within":"nowhere"})"), "returned"), 0);
+}
+
+TEST(SearchFiles, LooksAtAllMatchesForWhatIsWithin) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 600; ++i)
         tree.write(fmt::format("a/{:03}.x", i));
     tree.write("deep/999.x");
     const JSONValue found =
         test::ToolCaller(tree).call("search_files", R"({"query":".x","within":"deep","limit":1})");
     EXPECT_EQ(each(at(found, "results"), "path"), Values{tree.path("deep/999.x")});
+    EXPECT_EQ(at(found, "total"), 601);
 }
 
 TEST(SearchFiles, RepairsNamesThatAreNoText) {

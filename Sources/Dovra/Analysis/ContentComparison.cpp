@@ -68,6 +68,7 @@ struct Search {
     const DuplicateCandidates& candidates;
     OpenFileBudget& budget;
     HashProgress& progress;
+    const std::stop_token& stop;
 };
 
 using FilePair = std::array<const RegularFile*, 2>;
@@ -148,6 +149,7 @@ private:
     }
 
     void openOne(Member& member) {
+        if (search_.stop.stop_requested()) return;
         const auto path = search_.candidates.path(member.id);
         if (!path) return;
         member.file = RegularFile::open(*path, RegularFile::Links::refuse);
@@ -201,6 +203,7 @@ private:
     }
 
     void answer(std::span<const Request> requests, std::span<std::optional<Digest>> digests) const {
+        if (search_.stop.stop_requested()) return;
         std::array<std::optional<RegularFile>, 2> reopened;
         FilePair files{};
         for (std::size_t i = 0; i < requests.size(); ++i) {
@@ -235,14 +238,14 @@ private:
 }  // namespace
 
 std::vector<Finder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
-                                                      HashProgress& progress) {
+                                                      HashProgress& progress, const std::stop_token& stop) {
     const auto sizeGroups = candidates.groups();
     for (const Finder::SizeGroup& group : sizeGroups) {
         progress.filesToHash += group.ids.size();
         progress.bytesToHash += group.ids.size() * group.size;
     }
     OpenFileBudget budget;
-    const Search search{candidates, budget, progress};
+    const Search search{candidates, budget, progress, stop};
     std::vector<std::vector<Finder::IdGroup>> equal(sizeGroups.size());
     concurrentPerform(sizeGroups.size(),
                       [&](std::size_t i) { equal[i] = GroupComparison(sizeGroups[i], search).run(); });

@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <stop_token>
 #include <vector>
 
 #include "Analysis/DuplicateCandidates.hpp"
@@ -18,9 +19,11 @@ namespace dovra {
 /// Only what still is a regular file counts, reached without following a link at the end of its path. A file
 /// that cannot be opened or read, or that has grown since it was indexed, belongs to no set; one that has
 /// shrunk counts with what it holds now. Files that are names of one file on disk (hard links) are equal
-/// without being read for that; where others have the same size, it is read once for all its names.
+/// without being read for that; where others have the same size, it is read once for all its names. Once a
+/// stop is requested it returns soon, and what it returns is worth nothing.
 std::vector<DuplicateFinder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
-                                                               HashProgress& progress);
+                                                               HashProgress& progress,
+                                                               const std::stop_token& stop = {});
 
 /// Answers one or two requests that are for the same range; `digests` is as long as `requests`.
 using PairDigester = std::function<void(std::span<const DuplicateFinder::DigestRequest> requests,

@@ -17,6 +17,7 @@ namespace dovra {
 /// duration. More than `FileIndex::sortCap` matches come unsorted, in the index's order; fuzzy and similarity
 /// queries come by score whatever `sort` asks for. Only `limit` rows are built. Duplicates by content come in
 /// their sets; the lock is not held while contents are read.
+SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit);
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
 /// As `search`, for whoever wants nothing but the full paths: visits each, which is valid during that visit,

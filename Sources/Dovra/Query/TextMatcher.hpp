@@ -30,6 +30,9 @@ class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
+    /// One whose text is a piece of the full path as it stands, without wildcards.
+    static TextMatcher pieceOfPath(std::string_view text, bool caseSensitive);
+
     MatchTarget target() const { return target_; }
     const std::string& text() const { return text_; }
     bool isCaseSensitive() const { return caseSensitive_; }
@@ -69,6 +72,9 @@ private:
     struct Never {};
     using Engine = std::variant<ByteSubstring, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
 
+    TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, Engine engine);
+
+    static Engine substringEngine(std::string_view text, bool caseSensitive);
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
     std::string longestWordLiteral(bool wholeWord) const;
