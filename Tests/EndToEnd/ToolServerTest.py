@@ -49,6 +49,11 @@ class Protocol(ToolServerTest):
         self.assertEqual(server.call("find_duplicate_files")["duplicateSets"], 1)
         self.assertEqual(server.call("disk_usage", limit=1)["directories"][0]["files"], 2)
         self.assertEqual(server.call("search_files"), "`query` is required.")
+        folder = self.root / "folder"
+        folder.mkdir()
+        self.assertEqual(server.call("disk_usage", path=str(folder))["directories"][0]["files"], 0)
+        folder.rmdir()
+        self.assertIn("no folder in the index", server.call("disk_usage", path=str(folder)))
         self.assert_ended(server)
         self.assert_one_line(server.errors.read(), "MCP server", f"ready · 3 items · root {self.root}")
 

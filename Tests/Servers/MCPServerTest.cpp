@@ -243,7 +243,7 @@ TEST(MCPServerLoop, HoldsOnlySoMuchOfWhatWaitsAndGivesUpWhenNobodyIsLeftToReadTh
     std::size_t bytesRead = 0;
     int looks = 0;
     EXPECT_THAT(linesWritten(
-                    service, unread, [&] { return ++looks < 40; }, &bytesRead),
+                    service, unread, [&] { return ++looks < 25; }, &bytesRead),
                 testing::IsEmpty());
     EXPECT_GT(bytesRead, mcp::mostBytesAhead / 2);
     EXPECT_LT(bytesRead, 2 * mcp::mostBytesAhead);

@@ -53,8 +53,11 @@ TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
     };
     EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"absent/"})"),
               expected("todo", "ext:swift;ts within:absent/", 0, {}, 0));
-    EXPECT_EQ(caller.failure("search_content", R"({"query":"todo","within":"/absent/"})"),
-              "`within`: nothing in the index has \"/absent\" in its path.");
+    EXPECT_EQ(
+        caller.failure("search_content", R"({"query":"todo","within":"/absent/"})"),
+        fmt::format(
+            "`within`: nothing in the index, which holds what lies below {}, has \"/absent\" in its path.",
+            tree.path()));
     EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"SRC/"})"),
               expected("todo", "ext:swift;ts within:SRC/", 4,
                        {file("src/a.ts", {match(1, "todo")}),

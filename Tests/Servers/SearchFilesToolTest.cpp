@@ -108,8 +108,11 @@ TEST(SearchFiles, SaysWhatIsWrong) {
     const test::ToolCaller caller(tree);
     EXPECT_EQ(caller.failure("search_files", R"({"query":"é(b","regex":true})"),
               "`query` is no valid regular expression: missing closing parenthesis (at character 4).");
-    EXPECT_EQ(caller.failure("search_files", R"({"query":"a","within":"/nowhere/x"})"),
-              "`within`: nothing in the index has \"/nowhere/x\" in its path.");
+    EXPECT_EQ(
+        caller.failure("search_files", R"({"query":"a","within":"/nowhere/x"})"),
+        fmt::format(
+            "`within`: nothing in the index, which holds what lies below {}, has \"/nowhere/x\" in its path.",
+            tree.path()));
     EXPECT_EQ(at(caller.call("search_files", R"({"query":"(","within":"nowhere"})"), "returned"), 0);
 }
 

@@ -4,7 +4,7 @@
 
 #include "Analysis/DiskUsage.hpp"
 #include "Base/ByteCount.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/PathScope.hpp"
 
 namespace dovra {
 
@@ -39,17 +39,25 @@ JSONValue directoryJSON(const DirUsage& directory) {
                       {"files", directory.fileCount}};
 }
 
+/// Throws `ToolError` if what was found at and below the path shows that no such folder is in the index.
+/// Folders that are gone are known by their names until the next scan, with nothing in them.
+void refuseUnlessIndexed(const std::string& path, const std::vector<DirUsage>& found,
+                         const ToolContext& context) {
+    const std::string root = context.statsProvider().root;
+    const bool holdsFiles = !found.empty() && found.front().fileCount > 0;
+    if (holdsFiles || path == root || (!found.empty() && isInPaths(context.index, path))) return;
+    throw ToolError{
+        fmt::format("`path`: \"{}\" is no folder in the index, which holds what lies below {}.", path, root)};
+}
+
 JSONValue usageTool(const ToolContext& context, const ToolCall& call) {
     std::optional<std::string> path = call.arguments.text("path");
     if (path) path = expandedPath(*path);
     const auto limit = call.arguments.number("limit", {.usual = 20, .least = 1, .most = 1000});
+    const std::vector<DirUsage> usage = directoryUsage(context.index, path, limit);
+    if (path) refuseUnlessIndexed(*path, usage, context);
     JSONValue::Array directories;
-    std::ranges::transform(directoryUsage(context.index, path, limit), std::back_inserter(directories),
-                           directoryJSON);
-    if (path && directories.empty())
-        throw ToolError{
-            fmt::format("`path`: \"{}\" is no folder in the index, which holds what lies below {}.", *path,
-                        context.statsProvider().root)};
+    std::ranges::transform(usage, std::back_inserter(directories), directoryJSON);
     return JSONObject{{"directories", std::move(directories)}};
 }
 

@@ -7,7 +7,6 @@
 #include "Base/PeriodicCall.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Servers/PathScope.hpp"
-#include "Servers/Tool.hpp"
 
 namespace dovra {
 
@@ -66,7 +65,7 @@ JSONValue duplicatesTool(const ToolContext& context, const ToolCall& call) {
     CompiledQuery query = scope.narrowed(QueryParser::parse(call.arguments.text("query").value_or("")));
     query.stop = call.stop;
     std::vector<DuplicateGroup> sets = findSets(context.index, query, call);
-    if (sets.empty()) scope.refuseUnlessIndexed(context.index);
+    if (sets.empty()) scope.refuseUnlessIndexed(context);
     const std::uint64_t reclaimable = DuplicateFinder::reclaimableBytes(sets);
     const std::size_t count = sets.size();
     const auto limit = call.arguments.number("limit", {.usual = 50, .least = 1, .most = 1000});

@@ -4,9 +4,12 @@
 #include <utility>
 
 #include "Query/SearchEngine.hpp"
-#include "Servers/Tool.hpp"
 
 namespace dovra {
+
+bool isInPaths(const FileIndex& index, std::string_view text) {
+    return search(index, narrowedToPath(QueryParser::parse(""), text, false), {}, 0).total > 0;
+}
 
 PathScope::PathScope(const ToolArguments& arguments, bool caseSensitive)
     : text_(arguments.text("within")), caseSensitive_(caseSensitive) {
@@ -17,10 +20,11 @@ CompiledQuery PathScope::narrowed(CompiledQuery query) const {
     return text_ ? narrowedToPath(std::move(query), *text_, caseSensitive_) : query;
 }
 
-void PathScope::refuseUnlessIndexed(const FileIndex& index) const {
-    if (!text_ || !text_->starts_with('/')) return;
-    if (search(index, narrowed(QueryParser::parse("")), {}, 0).total > 0) return;
-    throw ToolError{fmt::format("`within`: nothing in the index has \"{}\" in its path.", *text_)};
+void PathScope::refuseUnlessIndexed(const ToolContext& context) const {
+    if (!text_ || !text_->starts_with('/') || isInPaths(context.index, *text_)) return;
+    throw ToolError{
+        fmt::format("`within`: nothing in the index, which holds what lies below {}, has \"{}\" in its path.",
+                    context.statsProvider().root, *text_)};
 }
 
 }  // namespace dovra

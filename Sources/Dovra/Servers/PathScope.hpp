@@ -2,12 +2,15 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
-#include "Index/FileIndex.hpp"
 #include "Query/QueryParser.hpp"
-#include "Servers/ToolArguments.hpp"
+#include "Servers/Tool.hpp"
 
 namespace dovra {
+
+/// Whether the full path of anything in the index contains the text.
+bool isInPaths(const FileIndex& index, std::string_view text);
 
 /// The "within" of a call: a folder or any other piece of full paths, taken as it stands. Without one,
 /// everything is in scope.
@@ -22,7 +25,7 @@ public:
 
     /// For a call that found nothing: throws `ToolError` if the scope is a whole path and the index has
     /// nothing there.
-    void refuseUnlessIndexed(const FileIndex& index) const;
+    void refuseUnlessIndexed(const ToolContext& context) const;
 
 private:
     std::optional<std::string> text_;

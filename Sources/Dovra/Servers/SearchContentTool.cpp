@@ -5,7 +5,6 @@
 #include "Query/SearchEngine.hpp"
 #include "Servers/FileGrep.hpp"
 #include "Servers/PathScope.hpp"
-#include "Servers/Tool.hpp"
 
 namespace dovra {
 
@@ -126,7 +125,7 @@ JSONValue contentSearchTool(const ToolContext& context, const ToolCall& call) {
     const Scope scope = requiredScope(call.arguments);
     const SearchResult candidates =
         search(context.index, scope.candidateQuery(), {.key = SortSpec::Key::path}, mostCandidates);
-    if (candidates.rows.empty()) scope.within.refuseUnlessIndexed(context.index);
+    if (candidates.rows.empty()) scope.within.refuseUnlessIndexed(context);
     ContentMatches found = matchesIn(candidates, TextNeedle(*query, call.arguments.flag("match_case")), call);
     return JSONObject{{"query", *query},
                       {"scope", scope.text},

@@ -10,7 +10,6 @@
 #include "Query/SearchEngine.hpp"
 #include "Servers/PathScope.hpp"
 #include "Servers/SortParameter.hpp"
-#include "Servers/Tool.hpp"
 
 namespace dovra {
 
@@ -87,13 +86,13 @@ std::string composedQuery(const std::string& query, const ToolArguments& argumen
 }
 
 /// Of all matches those in scope. The total counts all of them, unless files would have to be read for that.
-SearchResult searchWithin(const FileIndex& index, const CompiledQuery& query, SortSpec sort,
+SearchResult searchWithin(const ToolContext& context, const CompiledQuery& query, SortSpec sort,
                           std::int64_t limit, const PathScope& scope) {
-    SearchResult result = search(index, scope.narrowed(query), sort, limit);
+    SearchResult result = search(context.index, scope.narrowed(query), sort, limit);
     if (!scope.isGiven()) return result;
-    if (result.rows.empty()) scope.refuseUnlessIndexed(index);
+    if (result.rows.empty()) scope.refuseUnlessIndexed(context);
     const bool readsFiles = query.wantsContentDuplicates || query.tree.readsFiles();
-    if (!readsFiles) result.total = search(index, query, sort, 0).total;
+    if (!readsFiles) result.total = search(context.index, query, sort, 0).total;
     return result;
 }
 
@@ -121,7 +120,7 @@ JSONValue searchTool(const ToolContext& context, const ToolCall& call) {
     CompiledQuery compiled = QueryParser::parse(query);
     compiled.stop = call.stop;
     const PathScope scope(arguments, arguments.flag("match_case"));
-    const SearchResult result = searchWithin(context.index, compiled, sort, limit, scope);
+    const SearchResult result = searchWithin(context, compiled, sort, limit, scope);
     JSONValue::Array rows;
     std::ranges::transform(result.rows, std::back_inserter(rows), rowJSON);
     return JSONObject{
