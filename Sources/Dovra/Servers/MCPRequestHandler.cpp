@@ -138,12 +138,13 @@ JSONValue MCPRequestHandler::toolList() const {
     for (const Tool& tool : tools()) {
         std::vector<JSONObject::Member> members = {
             {"name", tool.name}, {"description", tool.description}, {"inputSchema", tool.schema}};
-        if (clientKnows(annotationsVersion))
+        if (clientKnows(annotationsVersion)) {
             members.push_back(
                 {"annotations",
                  JSONObject{{"title", tool.title}, {"readOnlyHint", true}, {"openWorldHint", false}}});
+        }
         if (clientKnows(structuredVersion)) members.push_back({"outputSchema", tool.outputSchema});
-        list.push_back(JSONObject(std::move(members)));
+        list.emplace_back(JSONObject(std::move(members)));
     }
     return JSONObject{{"tools", std::move(list)}};
 }

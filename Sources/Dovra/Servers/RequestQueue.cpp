@@ -6,6 +6,7 @@ namespace dovra {
 
 void RequestQueue::push(Message message, std::size_t bytes) {
     const MutexGuard guard(mutex_);
+    if (isAbandoned_) return;
     waiting_.push_back({std::move(message), bytes});
     waitingBytes_ += bytes;
     changed_.notify_all();
@@ -40,10 +41,12 @@ void RequestQueue::end() {
 }
 
 void RequestQueue::abandon() {
-    cancel([](const Message&) { return true; });
-    end();
     const MutexGuard guard(mutex_);
-    isAbandoned_ = true;
+    isAbandoned_ = hasEnded_ = true;
+    waiting_.clear();
+    waitingBytes_ = 0;
+    if (current_) current_->stop.request_stop();
+    changed_.notify_all();
 }
 
 RequestQueue::State RequestQueue::state() const {
