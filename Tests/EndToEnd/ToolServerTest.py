@@ -170,13 +170,15 @@ class Stopping(ToolServerTest):
         {"name": "find_duplicate_files"},
     ]
 
-    def serve_working(self, call: dict[str, Any]) -> Server:
-        """A server that has begun to work on the call."""
+    def setUp(self) -> None:
+        super().setUp()
         for name in ["one", "other"]:
             with open(self.root / name, "wb") as file:
                 file.truncate(200 << 30)
+
+    def serve_working(self, call: dict[str, Any]) -> Server:
+        """A server that has begun to work on the call."""
         server = self.serve()
-        server.request("index_stats")
         server.send(json.dumps({"id": "long", "method": "tools/call", "params": call}).encode())
         deadline = time.monotonic() + TIMEOUT_SECONDS
         while self.bytes_read(server) < 100 << 20 and time.monotonic() < deadline:
@@ -185,6 +187,16 @@ class Stopping(ToolServerTest):
 
     def bytes_read(self, server: Server) -> int:
         return int(Path(f"/proc/{server.process.pid}/io").read_text().split()[1])
+
+    def test_nothing_is_read_outside_of_the_scope(self) -> None:
+        for name in ["1", "2"]:
+            self.write(f"small folder/{name}", b"x")
+        server = self.serve()
+        scope = {"within": "small folder"}
+        self.assertEqual(server.call("search_files", query="content:x", **scope)["total"], 2)
+        self.assertEqual(server.call("find_duplicate_files", **scope)["duplicateSets"], 1)
+        self.assertLess(self.bytes_read(server), 100 << 20)
+        self.assert_ended(server)
 
     def test_a_call_that_is_cancelled(self) -> None:
         for call in self.CALLS:
