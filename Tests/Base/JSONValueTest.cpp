@@ -1,12 +1,10 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 #include "Base/JSONValue.hpp"
-#include "Base/JsonText.hpp"
 
 namespace dovra {
 namespace {
@@ -39,18 +37,14 @@ TEST(JSONValue, ReadsEachKindAndWritesItBack) {
 }
 
 TEST(JSONValue, RefusesWhatIsNoJson) {
-    const auto isRefused = [](const std::string& text) {
-        EXPECT_EQ(JSONValue::parse(text).has_value(), parseJson(text).has_value()) << text;
-        return !JSONValue::parse(text);
-    };
     for (const std::string& text : {""s, "{"s, "[1,]"s, "{1:2}"s, "nul"s, "1 2"s, "'a'"s, "\"\xFF\""s,
                                     "\"\\ud800\""s, "1e999"s, "NaN"s, "{}\0{"s, "\0"s, "\"\0\""s})
-        EXPECT_TRUE(isRefused(text)) << text;
-    const std::string deep = std::string(maxJsonDepth, '[') + std::string(maxJsonDepth, ']');
-    EXPECT_FALSE(isRefused(deep));
-    EXPECT_TRUE(isRefused("[" + deep + "]"));
-    EXPECT_TRUE(isRefused(R"({"a":)" + deep + "}"));
-    EXPECT_TRUE(isRefused(std::string(1'000'000, '[')));
+        EXPECT_FALSE(JSONValue::parse(text)) << text;
+    const std::string deep = std::string(maxJSONDepth, '[') + std::string(maxJSONDepth, ']');
+    EXPECT_TRUE(JSONValue::parse(deep));
+    EXPECT_FALSE(JSONValue::parse("[" + deep + "]"));
+    EXPECT_FALSE(JSONValue::parse(R"({"a":)" + deep + "}"));
+    EXPECT_FALSE(JSONValue::parse(std::string(1'000'000, '[')));
 }
 
 TEST(JSONValue, HasOnlySoManyValues) {

@@ -6,6 +6,7 @@ from __future__ import annotations
 import json
 import subprocess
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -46,6 +47,11 @@ class Protocol(ToolServerTest):
         self.assertEqual(server.call("find_duplicate_files")["duplicateSets"], 1)
         self.assertEqual(server.call("disk_usage", limit=1)["directories"][0]["files"], 2)
         self.assertEqual(server.call("search_files"), "`query` is required.")
+        folder = self.root / "folder"
+        folder.mkdir()
+        self.assertEqual(server.call("disk_usage", path=str(folder))["directories"][0]["files"], 0)
+        folder.rmdir()
+        self.assertIn("no folder in the index", server.call("disk_usage", path=str(folder)))
         self.assert_ended(server)
         self.assert_one_line(server.errors.read(), "MCP server", f"ready · 3 items · root {self.root}")
 
@@ -112,6 +118,63 @@ class ManyFiles(ToolServerTest):
             found = server.call("search_files", query=f"{number}.new", sort="size", order="desc", limit=1)
             self.assertEqual([row["bytes"] for row in found["results"]], [number])
         self.assert_ended(server)
+
+
+class Stopping(ToolServerTest):
+    """Calls that would read for a minute or more."""
+
+    CALLS = [
+        {"name": "search_files", "arguments": {"query": "content:x"}},
+        {"name": "find_duplicate_files"},
+    ]
+
+    def setUp(self) -> None:
+        super().setUp()
+        for name in ["one", "other"]:
+            with open(self.root / name, "wb") as file:
+                file.truncate(200 << 30)
+
+    def serve_working(self, call: dict[str, Any]) -> Server:
+        """A server that has begun to work on the call."""
+        server = self.serve()
+        server.send(json.dumps({"id": "long", "method": "tools/call", "params": call}).encode())
+        deadline = time.monotonic() + TIMEOUT_SECONDS
+        while self.bytes_read(server) < 100 << 20 and time.monotonic() < deadline:
+            time.sleep(0.01)
+        return server
+
+    def bytes_read(self, server: Server) -> int:
+        return int(Path(f"/proc/{server.process.pid}/io").read_text().split()[1])
+
+    def test_nothing_is_read_outside_of_the_scope(self) -> None:
+        for name in ["1", "2"]:
+            self.write(f"small folder/{name}", b"x")
+        server = self.serve()
+        scope = {"within": "small folder"}
+        self.assertEqual(server.call("search_files", query="content:x", **scope)["total"], 2)
+        self.assertEqual(server.call("find_duplicate_files", **scope)["duplicateSets"], 1)
+        self.assertLess(self.bytes_read(server), 100 << 20)
+        self.assert_ended(server)
+
+    def test_a_call_that_is_cancelled(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.send(b'{"id":"next","method":"tools/call","params":{"name":"index_stats"}}')
+                for cancelled in ["next", "long"]:
+                    message = {"method": "notifications/cancelled", "params": {"requestId": cancelled}}
+                    server.send(json.dumps(message).encode())
+                self.assertEqual(server.request("ping"), {})
+                self.assert_ended(server)
+
+    def test_a_client_that_dies(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.output.close()
+                assert server.process.stdout
+                server.process.stdout.close()
+                self.assertEqual(server.process.wait(END_SECONDS), 0)
 
 
 class FirstScan(ToolServerTest):

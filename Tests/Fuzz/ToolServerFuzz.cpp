@@ -11,13 +11,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace dovra;
     // No such paths exist, so that no tool can read a file.
     static const auto index = test::makeIndex({{"/absent/a.txt", 3}, {"/absent/b.txt", 3}, "/absent/d/"});
-    static const MCPRequestHandler handler({*index, "dovra", "1.0.0", [] {
-                                                return IndexStats{3, "/", {.isReady = true}};
-                                            }});
+    MCPRequestHandler handler({*index, "dovra", "1.0.0", [] {
+                                   return IndexStats{3, "/", {.isReady = true}};
+                               }});
+    // In a version that knows all there is to say.
+    handler.handle(*JSONValue::parse(R"({"method":"initialize","params":{"protocolVersion":"2025-06-18"}})"));
     const std::string line(reinterpret_cast<const char*>(data), size);
     const auto request = JSONValue::parse(line);
     fuzzCheck(!request || JSONValue::parse(request->serializedString()) == request, "JSON survives writing");
-    const auto text = mcp::replyText(handler, {.text = line});
+    const auto message = mcp::messageOf({.text = line});
+    const auto text = message ? mcp::replyText(handler, *message) : std::nullopt;
     if (!text) return 0;
     fuzzCheck(text->find('\n') == std::string::npos && text->size() < mcp::mostReplyBytes, "one line");
     const auto reply = JSONValue::parse(*text);

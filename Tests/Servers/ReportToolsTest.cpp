@@ -38,6 +38,8 @@ TEST(FindDuplicateFiles, ReportsSetsAndWhatTheyWaste) {
     EXPECT_EQ(each(at(within, "sets"), "copies"), Values{2});
     EXPECT_EQ(at(within, "reclaimableBytes"), 10);
     EXPECT_EQ(at(caller.call("find_duplicate_files", R"({"within":"3.txt"})"), "duplicateSets"), 0);
+    EXPECT_EQ(at(caller.call("find_duplicate_files", R"({"query":"\".txt"})"), "duplicateSets"), 1);
+    EXPECT_EQ(caller.failure("find_duplicate_files", R"({"within":"~/absent"})").substr(0, 8), "`within`");
 }
 
 TEST(DiskUsage, ListsTheLargestFolders) {
@@ -53,7 +55,9 @@ TEST(DiskUsage, ListsTheLargestFolders) {
     EXPECT_EQ(paths(R"({"limit":-3})"), Values{tree.path()});
     EXPECT_EQ(paths(R"({"path":")" + tree.path("b/../a/") + "\"}"),
               (Values{tree.path("a"), tree.path("a/sub")}));
-    EXPECT_EQ(paths(R"({"path":"/nowhere"})"), Values());
+    EXPECT_EQ(caller.failure("disk_usage", R"({"path":"/nowhere"})"),
+              fmt::format("`path`: \"/nowhere\" is no folder in the index, which holds what lies below {}.",
+                          tree.path()));
     EXPECT_EQ(at(caller.call("disk_usage", R"({"limit":1})"), "directories"),
               (Values{JSONObject{{"path", tree.path()}, {"size", "4 KB"}, {"files", 3}}}));
 }

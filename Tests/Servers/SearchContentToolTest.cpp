@@ -49,12 +49,40 @@ TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
         caller.call("search_content", R"({"query":"TODO","ext":"swift","match_case":true})"),
         expected(R"("query":"TODO","scope":"ext:swift","filesScanned":3,"filesMatched":1,"totalMatches":1)",
                  file("src/b.swift", R"({"line":2,"text":"TODO one"})")));
+    EXPECT_EQ(
+        caller.failure("search_content", R"({"query":"todo","within":"/absent/"})"),
+        fmt::format(
+            "`within`: nothing in the index, which holds what lies below {}, has \"/absent\" in its path.",
+            tree.path()));
     // What looks like an operator of the query language is part of the scope and does not widen it.
     EXPECT_EQ(
         caller.call("search_content", R"({"query":"todo","ext":"none | swift"})"),
         expected(
             R"("query":"todo","scope":"ext:none | swift","filesScanned":0,"filesMatched":0,"totalMatches":0)",
             ""));
+}
+
+TEST(SearchContent, TakesAnyNameForAFolder) {
+    const test::TemporaryTree tree;
+    for (const char* folder : {"a*b", "a?b", "a\"b", "aXb"})
+        tree.write(std::string(folder) + "/file", "todo");
+    const test::ToolCaller caller(tree);
+    for (const char* folder : {"a*b", "a?b", "a\\\"b"}) {
+        const std::string arguments = fmt::format(R"({{"query":"todo","within":"{}"}})", folder);
+        EXPECT_EQ(at(caller.call("search_content", arguments), "filesMatched"), 1) << folder;
+    }
+}
+
+TEST(SearchContent, SaysThatItGaveUpAtItsCandidates) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 5000; ++i)
+        tree.write(fmt::format("{}.x", i));
+    const auto isTruncated = [&] {
+        return at(test::ToolCaller(tree).call("search_content", R"({"query":"1","ext":"x"})"), "truncated");
+    };
+    EXPECT_EQ(isTruncated(), false);
+    tree.write("one more.x");
+    EXPECT_EQ(isTruncated(), true);
 }
 
 TEST(SearchContent, StopsAtItsLimits) {

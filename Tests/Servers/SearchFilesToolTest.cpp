@@ -82,7 +82,7 @@ TEST_F(SearchFiles, SortsAndLimits) {
 TEST_F(SearchFiles, LooksWithinAFolderOrText) {
     tree.write("Src/one\xFF.x");
     tree.write("Src/two.x");
-    for (int i = 0; i < 450; ++i)
+    for (int i = 0; i < 600; ++i)
         tree.write(fmt::format("other/one{}.x", i));
     const auto paths = [&](const std::string& within, const std::string& rest = "") {
         return found("one", R"(,"limit":1,"within":")" + within + "\"" + rest, "path");
@@ -92,7 +92,19 @@ TEST_F(SearchFiles, LooksWithinAFolderOrText) {
     EXPECT_EQ(paths("src/o"), expected);
     EXPECT_EQ(paths("src/o", R"(,"match_case":true)"), Values());
     EXPECT_EQ(paths("Src", R"(,"match_case":true)"), expected);
-    EXPECT_EQ(at(search("one", R"(,"within":"src/o")"), "total"), 451);
+    EXPECT_EQ(at(search("one", R"(,"within":"src/o")"), "total"), 601);
+}
+
+TEST_F(SearchFiles, SaysWhatIsWrong) {
+    const test::ToolCaller caller(tree);
+    EXPECT_EQ(caller.failure("search_files", R"({"query":"é(b","regex":true})"),
+              "`query` is no valid regular expression: missing closing parenthesis (at character 4).");
+    EXPECT_EQ(
+        caller.failure("search_files", R"({"query":"a","within":"/nowhere/x"})"),
+        fmt::format(
+            "`within`: nothing in the index, which holds what lies below {}, has \"/nowhere/x\" in its path.",
+            tree.path()));
+    EXPECT_EQ(at(caller.call("search_files", R"({"query":"(","within":"nowhere"})"), "returned"), 0);
 }
 
 }  // namespace

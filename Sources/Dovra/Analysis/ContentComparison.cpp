@@ -64,6 +64,7 @@ struct Search {
     const DuplicateCandidates& candidates;
     OpenFileBudget& budget;
     HashProgress& progress;
+    const std::stop_token& stop;
 };
 
 /// Tells a file on disk from all others, whatever names it has.
@@ -114,6 +115,7 @@ private:
 
     /// The start of a file is read on the way, unless it might be read under another name too.
     void open(Member& member) {
+        if (search_.stop.stop_requested()) return;
         const auto path = search_.candidates.path(member.id);
         if (!path) return;
         auto file = RegularFile::open(*path, RegularFile::Links::refuse);
@@ -147,6 +149,7 @@ private:
     }
 
     std::optional<Digest> digest(const Request& request) const {
+        if (search_.stop.stop_requested()) return std::nullopt;
         const Member& member = *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
         if (request.offset == 0 && member.head) return member.head;
         if (member.file) return rangeDigest(*member.file, request.offset, request.length);
@@ -172,14 +175,14 @@ private:
 }  // namespace
 
 std::vector<Finder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
-                                                      HashProgress& progress) {
+                                                      HashProgress& progress, const std::stop_token& stop) {
     const auto sizeGroups = candidates.groups();
     for (const Finder::SizeGroup& group : sizeGroups) {
         progress.filesToHash += group.ids.size();
         progress.bytesToHash += group.ids.size() * group.size;
     }
     OpenFileBudget budget;
-    const Search search{candidates, budget, progress};
+    const Search search{candidates, budget, progress, stop};
     std::vector<std::vector<Finder::IdGroup>> equal(sizeGroups.size());
     concurrentPerform(sizeGroups.size(),
                       [&](std::size_t i) { equal[i] = GroupComparison(sizeGroups[i], search).run(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <vector>
 
 #include "Analysis/DuplicateCandidates.hpp"
@@ -15,8 +16,10 @@ namespace dovra {
 /// Only what still is a regular file counts, reached without following a link at the end of its path. A file
 /// that cannot be opened or read, or that has grown since it was indexed, belongs to no set; one that has
 /// shrunk counts with what it holds now. Names that share device and inode (hard links) are one file: the
-/// candidate with the lowest identifier stands for it, and the others belong to no set.
+/// candidate with the lowest identifier stands for it, and the others belong to no set. Once a
+/// stop is requested it returns soon, and what it returns is worth nothing.
 std::vector<DuplicateFinder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
-                                                               HashProgress& progress);
+                                                               HashProgress& progress,
+                                                               const std::stop_token& stop = {});
 
 }  // namespace dovra

@@ -38,7 +38,7 @@ int QueryTree::weightOf(const QueryNode& node) const {
                           [&](const OrNode& disjunction) { return largestWeight(disjunction.children); },
                           [&](const NotNode& negation) { return weight(negation.child); },
                           [](const ContentMatcher&) { return 100; },
-                          [](const TagMatcher&) { return 90; },
+                          [](const TagMatcher&) { return tagWeight; },
                           [](const SimilarMatcher&) { return 50; },
                           [](const auto&) { return 0; },
                       },

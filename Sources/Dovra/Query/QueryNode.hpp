@@ -59,6 +59,9 @@ public:
     /// other tests; operators take the largest of their children. Expensive tests run last.
     int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
 
+    /// Whether the query looks at the files themselves, their contents or tags.
+    bool readsFiles() const { return weight(root_) >= tagWeight; }
+
     NodeIndex root() const { return root_; }
     void setRoot(NodeIndex node) { root_ = node; }
     std::size_t size() const { return nodes_.size(); }
@@ -70,6 +73,8 @@ public:
     bool matchesAll() const { return std::holds_alternative<MatchAllNode>((*this)[root_]); }
 
 private:
+    static constexpr int tagWeight = 90;
+
     int weightOf(const QueryNode& node) const;
     int largestWeight(const std::vector<NodeIndex>& children) const;
 

@@ -203,4 +203,12 @@ CompiledQuery QueryParser::parse(std::string_view text) {
     return query;
 }
 
+CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool caseSensitive) {
+    QueryTree& tree = query.tree;
+    // Before the other terms, which may read files.
+    const NodeIndex piece = tree.add(TextMatcher::pieceOfPath(text, caseSensitive));
+    tree.setRoot(tree.add(AndNode{{piece, tree.root()}}));
+    return query;
+}
+
 }  // namespace dovra

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <fmt/format.h>
 #include <new>
 #include <pcre2.h>
 #include <utility>
@@ -70,6 +71,19 @@ PCRE2_SPTR codeUnits(std::string_view text) {
     return reinterpret_cast<PCRE2_SPTR>(text.data());
 }
 
+struct CompileFault {
+    int error = 0;
+    std::size_t offset = 0;  ///< in bytes
+};
+
+/// Null, and why, when the pattern, well-formed UTF-8, is no valid one.
+pcre2_code* compiledCode(std::string_view pattern, bool caseSensitive, CompileFault& fault) {
+    const std::uint32_t caseOption = caseSensitive ? 0 : PCRE2_CASELESS;
+    return pcre2_compile(codeUnits(pattern), pattern.size(),
+                         PCRE2_UTF | PCRE2_UCP | PCRE2_NEVER_BACKSLASH_C | caseOption, &fault.error,
+                         &fault.offset, nullptr);
+}
+
 }  // namespace
 
 struct RegularExpression::Code {
@@ -118,15 +132,27 @@ struct RegularExpression::Code {
 RegularExpression::RegularExpression(std::shared_ptr<const Code> code) : code_(std::move(code)) {}
 
 std::optional<RegularExpression> RegularExpression::compile(std::string_view pattern, bool caseSensitive) {
-    const std::string repaired = repairUtf8(pattern);
-    const std::uint32_t caseOption = caseSensitive ? 0 : PCRE2_CASELESS;
-    int error = 0;
-    std::size_t errorOffset = 0;
-    pcre2_code* compiled = pcre2_compile(codeUnits(repaired), repaired.size(),
-                                         PCRE2_UTF | PCRE2_UCP | PCRE2_NEVER_BACKSLASH_C | caseOption, &error,
-                                         &errorOffset, nullptr);
+    CompileFault fault;
+    pcre2_code* compiled = compiledCode(repairUtf8(pattern), caseSensitive, fault);
     if (compiled == nullptr) return std::nullopt;
     return RegularExpression(std::make_shared<const Code>(compiled));
+}
+
+std::optional<std::string> RegularExpression::fault(std::string_view pattern) {
+    const std::string repaired = repairUtf8(pattern);
+    CompileFault fault;
+    if (pcre2_code* compiled = compiledCode(repaired, true, fault)) {
+        pcre2_code_free(compiled);
+        return std::nullopt;
+    }
+    constexpr std::size_t longestMessage = 256;
+    std::string message(longestMessage, '\0');
+    const int length =
+        pcre2_get_error_message(fault.error, reinterpret_cast<PCRE2_UCHAR*>(message.data()), message.size());
+    message.resize(static_cast<std::size_t>(std::max(0, length)));
+    const auto before = std::string_view(repaired).substr(0, fault.offset);
+    const auto characters = std::ranges::count_if(before, [](char c) { return (c & 0xC0) != 0x80; });
+    return fmt::format("{} (at character {})", message, characters + 1);
 }
 
 std::string RegularExpression::escapedPattern(std::string_view text) {

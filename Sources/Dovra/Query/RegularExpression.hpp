@@ -17,6 +17,10 @@ public:
     /// byte of a character) is not allowed.
     static std::optional<RegularExpression> compile(std::string_view pattern, bool caseSensitive);
 
+    /// What is wrong with a pattern that `compile` refuses, and before which character, counted from 1;
+    /// absent when nothing is.
+    static std::optional<std::string> fault(std::string_view pattern);
+
     /// A pattern that matches exactly `text`.
     static std::string escapedPattern(std::string_view text);
 

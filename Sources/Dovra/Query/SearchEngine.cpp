@@ -40,10 +40,10 @@ void eraseTombstones(const FileIndex& index, EntryRange range, EntrySet& matches
 
 /// Erases the candidates that do not meet the query.
 void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRange range,
-                    EntrySet& candidates) {
+                    const std::stop_token& stop, EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
-    EntryTest test(index, program);
+    EntryTest test(index, program, stop);
     candidates.forEach(range, [&](EntryId id) {
         if (!test.matches(id)) candidates.erase(id);
     });
@@ -61,10 +61,11 @@ struct Scan {
     const FileIndex& index;
     const CandidateSource& source;
     const QueryProgram& program;
+    const std::stop_token& stop;
 
     void run(EntryRange range, EntrySet& matches) const {
         source.scan(range, matches);
-        testCandidates(index, program, range, matches);
+        testCandidates(index, program, range, stop, matches);
     }
 };
 
@@ -86,7 +87,7 @@ void parallelScanLocked(const Scan& scan, EntryId entriesEach, EntrySet& matches
 EntrySet scanLocked(const FileIndex& index, const CompiledQuery& query) {
     const CandidatePlan plan = planCandidates(index, query.tree);
     const QueryProgram program(query.tree, plan.provenNode);
-    const Scan scan{index, *plan.source, program};
+    const Scan scan{index, *plan.source, program, query.stop};
     EntrySet matches(index.entriesLocked().size());
     const bool isLarge = index.entriesLocked().size() >= parallelEntries;
     const auto mode = index.scanModeOverrideLocked().value_or(isLarge ? FileIndex::ScanMode::parallel
@@ -107,7 +108,7 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     EntrySet matches(index.entriesLocked().size());
     for (const EntryId id : *candidates)
         matches.insert(id);
-    testCandidates(index, QueryProgram(query.tree), allEntries(index), matches);
+    testCandidates(index, QueryProgram(query.tree), allEntries(index), query.stop, matches);
     return matches;
 }
 
@@ -183,7 +184,10 @@ bool isEmptyFolderLocked(const FileIndex& index, EntryId id) {
 }
 
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+    return search(index, QueryParser::parse(rawQuery), sort, limit);
+}
+
+SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit) {
     if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
     const ReadGuard guard(index.rwlock);
     const Answer answer = answerLocked(index, query, sort, limit);

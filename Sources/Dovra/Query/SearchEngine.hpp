@@ -18,6 +18,7 @@ namespace dovra {
 /// queries come by score, best first, whatever `sort` asks for; only a descending sort by relevance turns
 /// that around. Only `limit` rows are built. Duplicates by content come in their sets; the lock is not held
 /// while contents are read.
+SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit);
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
 /// What a `SearchResult` holds beside its rows.

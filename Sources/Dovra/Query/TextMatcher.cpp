@@ -1,6 +1,7 @@
 #include "Query/TextMatcher.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "Base/AsciiFold.hpp"
 #include "Base/Overloaded.hpp"
@@ -41,6 +42,11 @@ std::string_view stemOf(std::string_view name) {
     return dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+TextMatcher::Engine TextMatcher::substringEngine(std::string_view text, bool caseSensitive) {
+    if (isAscii(text)) return ByteNeedle(text, caseSensitive);
+    return UnicodeNeedle(text, caseSensitive);
+}
+
 TextMatcher::Engine TextMatcher::wholeWordEngine(std::string_view text, bool caseSensitive) {
     const std::string pattern =
         R"((?<![\p{L}\p{N}]))" + RegularExpression::escapedPattern(text) + R"((?![\p{L}\p{N}]))";
@@ -58,27 +64,28 @@ TextMatcher::Engine TextMatcher::unicodeGlobEngine(std::string_view text, bool c
 TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSensitive, bool wholeWord) {
     if (wholeWord) return wholeWordEngine(text, caseSensitive);
     const bool hasWildcard = text.find_first_of("*?") != std::string_view::npos;
-    if (!isAscii(text)) {
-        if (hasWildcard) return unicodeGlobEngine(text, caseSensitive);
-        return UnicodeNeedle(text, caseSensitive);
-    }
-    if (hasWildcard) return GlobPattern::compile(text, caseSensitive);
-    return ByteNeedle(text, caseSensitive);
+    if (!hasWildcard) return substringEngine(text, caseSensitive);
+    if (!isAscii(text)) return unicodeGlobEngine(text, caseSensitive);
+    return GlobPattern::compile(text, caseSensitive);
 }
 
+TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, Engine engine)
+    : target_(target), text_(text), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
+
 TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
-    : target_(target),
-      text_(text),
-      caseSensitive_(caseSensitive),
-      wholeWord_(wholeWord),
-      engine_(makeEngine(text, caseSensitive, wholeWord)) {
+    : TextMatcher(target, text, caseSensitive, makeEngine(text, caseSensitive, wholeWord)) {
+    wholeWord_ = wholeWord;
     if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral();
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
 TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
-    if (!isAscii(texts.front())) return {target, caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
-    return {target, caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+    if (!isAscii(texts.front())) return {target, "", caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
+    return {target, "", caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+}
+
+TextMatcher TextMatcher::pieceOfPath(std::string_view text, bool caseSensitive) {
+    return {MatchTarget::fullPath, text, caseSensitive, substringEngine(text, caseSensitive)};
 }
 
 std::string TextMatcher::rankedText() const {

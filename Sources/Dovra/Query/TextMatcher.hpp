@@ -35,6 +35,9 @@ public:
     /// Matches where one of the texts is contained as it stands: none empty, all or none plain ASCII.
     static TextMatcher anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive);
 
+    /// One whose text is a piece of the full path as it stands, without wildcards.
+    static TextMatcher pieceOfPath(std::string_view text, bool caseSensitive);
+
     MatchTarget target() const { return target_; }
     const std::string& text() const { return text_; }
     bool isCaseSensitive() const { return caseSensitive_; }
@@ -85,8 +88,9 @@ private:
     using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet,
                                 UnicodeNeedleSet, Never>;
 
-    TextMatcher(MatchTarget target, bool caseSensitive, Engine engine)
-        : target_(target), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
+    TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, Engine engine);
+
+    static Engine substringEngine(std::string_view text, bool caseSensitive);
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
     std::string longestWordLiteral() const;
