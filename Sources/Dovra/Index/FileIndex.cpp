@@ -1,5 +1,6 @@
 #include "Index/FileIndex.hpp"
 
+#include <functional>
 #include <utility>
 
 #include "Base/FatalError.hpp"
@@ -20,6 +21,15 @@ const std::set<std::string, std::less<>> FileIndex::skipDirs = {
     "/private/var/vm",
     "/private/var/folders",
 };
+
+namespace {
+
+std::size_t refreshedSlot(DirIndex folder, std::string_view name) {
+    const std::size_t hash = std::hash<std::string_view>{}(name) + static_cast<std::size_t>(folder);
+    return hash % std::tuple_size_v<decltype(IndexContents::refreshed)>;
+}
+
+}  // namespace
 
 // Giving back the memory of millions of entries takes a while: what an index held goes when the lock is free.
 
@@ -102,6 +112,14 @@ void FileIndex::setScanModeOverride(std::optional<ScanMode> mode) {
 std::optional<DirIndex> FileIndex::contentsOfLocked(const FileEntry& folder) const {
     const auto contents = contents_.directories.findChild(folder.dirIndex, nameLocked(folder));
     return contents && contents_.entriesByDir.contains(*contents) ? contents : std::nullopt;
+}
+
+std::optional<EntryId> FileIndex::findRefreshedLocked(DirIndex folder, std::string_view name) const {
+    if (contents_.entries.empty()) return std::nullopt;
+    const EntryId id = contents_.refreshed[refreshedSlot(folder, name)];
+    const FileEntry& entry = contents_.entries[static_cast<std::size_t>(id)];
+    const bool isIt = !entry.isTombstone() && entry.dirIndex == folder && nameLocked(entry) == name;
+    return isIt ? std::optional(id) : std::nullopt;
 }
 
 DirIndex FileIndex::internDirLocked(std::string_view path) {
@@ -196,6 +214,7 @@ void FileIndex::refreshEntryLocked(EntryId id, const RawDirent& raw) {
     entry.size = raw.size;
     entry.modTime = raw.modTime;
     entry.crTime = raw.crTime;
+    contents_.refreshed[refreshedSlot(entry.dirIndex, nameLocked(entry))] = id;
 }
 
 }  // namespace dovra

@@ -134,6 +134,11 @@ public:
     /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
     std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_UNCHECKED_LOCKING;
 
+    /// The live entry of that name, without a pass over the folder's list; absent unless it is one of those
+    /// that were refreshed last.
+    std::optional<EntryId> findRefreshedLocked(DirIndex folder,
+                                               std::string_view name) const DOVRA_UNCHECKED_LOCKING;
+
     /// The position of `path` in the directory table, added when it is new.
     DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
     DirIndex internChildDirLocked(DirIndex parent, std::string_view name) DOVRA_REQUIRES(rwlock);
