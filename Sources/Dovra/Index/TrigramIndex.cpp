@@ -81,7 +81,18 @@ std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
 void TrigramIndex::add(EntryId id, std::string_view name) {
     if (name.size() < trigramLength) return;
     const WriteGuard guard(lock_);
-    postings_.post(name, id);
+    forEachTrigram(name, [&](Trigram trigram) DOVRA_REQUIRES(lock_) {
+        PodVector<EntryId>& list = postings_[trigram];
+        // It may have the trigram more than once.
+        if (!list.empty() && list.back() == id) return;
+        list.push_back(id);
+        ++postingCount_;
+    });
+}
+
+std::span<const EntryId> TrigramIndex::listLocked(Trigram trigram) const {
+    const auto found = postings_.find(trigram);
+    return found == postings_.end() ? Postings() : found->second.span();
 }
 
 std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& required) const {
@@ -90,7 +101,7 @@ std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& r
     std::vector<Postings> lists;
     lists.reserve(required.size());
     for (const Trigram trigram : required) {
-        lists.push_back(postings_.list(trigram));
+        lists.push_back(listLocked(trigram));
         if (lists.back().empty()) return std::vector<EntryId>();
     }
     // The rarest trigram first: it bounds the work of every step.
@@ -106,7 +117,7 @@ std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
     std::vector<Postings> lists;
     lists.reserve(accepted.size());
     for (const Trigram trigram : accepted) {
-        const Postings list = postings_.list(trigram);
+        const Postings list = listLocked(trigram);
         if (!list.empty()) lists.push_back(list);
     }
     return joined(lists);
@@ -114,12 +125,13 @@ std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
 
 std::size_t TrigramIndex::postingCount() const {
     const ReadGuard guard(lock_);
-    return postings_.postingCount();
+    return postingCount_;
 }
 
 void TrigramIndex::reset() {
     const WriteGuard guard(lock_);
     postings_.clear();
+    postingCount_ = 0;
 }
 
 }  // namespace dovra
