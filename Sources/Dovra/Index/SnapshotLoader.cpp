@@ -89,20 +89,24 @@ private:
     std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
 
     bool readDirectories() {
-        SequentialReader bytes(source_, SnapshotHeader::bytes);
+        // As long as it may be: what follows takes the rest.
+        PodVector<char> section;
+        const std::size_t most =
+            source_.size - SnapshotHeader::bytes - header_.poolBytes - entrySectionBytes();
+        if (!source_.read(SnapshotHeader::bytes, {section.extend(most), most})) return false;
+        std::string_view rest(section.data(), most);
         contents_.directories.reserve(header_.directoryCount);
         DirectoryPathReader paths(contents_.directories);
         for (std::uint32_t i = 0; i < header_.directoryCount; ++i) {
-            if (stop_.stop_requested()) return false;
             std::uint32_t length = 0;
-            const auto lengthBytes = bytes.take(sizeof length);
-            if (!lengthBytes) return false;
-            std::memcpy(&length, lengthBytes->data(), sizeof length);
-            const auto path = bytes.take(length);
-            if (!path || !paths.add(*path)) return false;
+            if (stop_.stop_requested() || rest.size() < sizeof length) return false;
+            std::memcpy(&length, rest.data(), sizeof length);
+            rest.remove_prefix(sizeof length);
+            if (rest.size() < length || !paths.add(rest.substr(0, length))) return false;
+            rest.remove_prefix(length);
         }
-        poolOffset_ = bytes.offset();
-        return isOfTheRoot() && header_.poolBytes + entrySectionBytes() <= source_.size - poolOffset_;
+        poolOffset_ = SnapshotHeader::bytes + most - rest.size();
+        return isOfTheRoot();
     }
 
     bool isOfTheRoot() const {
