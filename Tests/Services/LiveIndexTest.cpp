@@ -31,7 +31,6 @@ using test::idOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Answers = LiveIndex::Answers;
 using State = LiveIndex::State;
 using Kind = LiveIndex::Task::Kind;
 
@@ -73,7 +72,7 @@ protected:
         live_->start();
         live_->step();
         runTasks();
-        EXPECT_EQ(live_->answers(), Answers::whole);
+        EXPECT_TRUE(live_->isCompared());
         return *live_;
     }
 
@@ -152,7 +151,7 @@ TEST_F(LiveIndexTest, ScansOnceNoChangeIsMissedAndSaves) {
     tree_.write("above/root/a/file");
     feed_->state = ChangeFeed::State::opening;
     make();
-    EXPECT_EQ(live_->answers(), Answers::none);
+    EXPECT_FALSE(live_->isWhole());
     live_->start();
     live_->step();
     EXPECT_EQ(live_->state(), State::loading);
@@ -162,7 +161,7 @@ TEST_F(LiveIndexTest, ScansOnceNoChangeIsMissedAndSaves) {
     EXPECT_LE(live_->nextTime(), now_) << "to be stepped at once";
     live_->step();
     EXPECT_EQ(live_->state(), State::live);
-    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_TRUE(live_->isCompared());
     EXPECT_THAT(runTasks(), ElementsAre(Kind::saving));
     FileIndex saved;
     const auto loaded =
@@ -199,7 +198,7 @@ TEST_F(LiveIndexTest, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
     make();
     live_->start();
     EXPECT_EQ(live_->state(), State::replaying);
-    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    EXPECT_TRUE(live_->isWhole() && !live_->isCompared());
     EXPECT_EQ(idOf(live_->index(), root_ + "/kept/a"), kept);
     EXPECT_THAT(test::differencesFromFreshScan(live_->index(), root_, test::Compared::namesAndKinds),
                 IsEmpty());
@@ -212,9 +211,9 @@ TEST_F(LiveIndexTest, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
     tree_.write("above/root/new/f");
     feed_->state = ChangeFeed::State::open;
     live_->step();
-    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    EXPECT_TRUE(live_->isWhole() && !live_->isCompared());
     EXPECT_LE(live_->nextTime(), now_) << "compared at once";
-    while (live_->answers() != Answers::whole)
+    while (!live_->isCompared())
         pass(1s);
     EXPECT_THAT(differences(), IsEmpty());
     EXPECT_THAT(reports_, IsEmpty()) << "what changed while nobody watched is no fault";
@@ -308,13 +307,13 @@ TEST_F(LiveIndexTest, AnswersNothingAfterChangesWereLostUntilItIsBuiltAnew) {
     tree_.write("above/root/b");
     feed_->waiting.loseTrack();
     EXPECT_FALSE(live_->flush(1s));
-    EXPECT_EQ(live_->answers(), Answers::none);
+    EXPECT_FALSE(live_->isWhole());
     EXPECT_EQ(live_->index().itemCount(), 1) << "whoever searches meanwhile sees no part";
     EXPECT_FALSE(live_->nextTask());
     const auto before = live_->index().generation();
     live_->step();
     EXPECT_EQ(live_->index().generation(), before + 1) << "taken over at once";
-    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_TRUE(live_->isCompared());
     EXPECT_THAT(differences(), IsEmpty());
 }
 
@@ -717,7 +716,7 @@ TEST_F(LiveIndexTest, WatchesARootThatIsKnownFromACacheOnceThatIsPossible) {
     feed_->state = ChangeFeed::State::open;
     live_->step();
     EXPECT_EQ(live_->coverage(), "made up");
-    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_TRUE(live_->isCompared());
     tree_.write("above/root/b");
     tell("");
     EXPECT_TRUE(live_->flush(1s));

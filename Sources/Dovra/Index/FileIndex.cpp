@@ -109,6 +109,12 @@ void FileIndex::setScanModeOverride(std::optional<ScanMode> mode) {
     scanModeOverride_ = mode;
 }
 
+std::optional<DirIndex> FileIndex::listedFolder(std::string_view path) const {
+    const ReadGuard guard(rwlock);
+    const auto folder = contents_.directories.find(path);
+    return folder && contents_.entriesByDir.contains(*folder) ? folder : std::nullopt;
+}
+
 std::optional<DirIndex> FileIndex::contentsOfLocked(const FileEntry& folder) const {
     const auto contents = contents_.directories.findChild(folder.dirIndex, nameLocked(folder));
     return contents && contents_.entriesByDir.contains(*contents) ? contents : std::nullopt;
@@ -130,7 +136,10 @@ DirIndex FileIndex::internChildDirLocked(DirIndex parent, std::string_view name)
     return contents_.directories.internChild(parent, name);
 }
 
-FileEntry FileIndex::makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+    if (static_cast<std::int64_t>(contents_.entries.size()) >= maxEntries)
+        fatalError("more than 2147483647 entries");
+    const auto id = static_cast<EntryId>(contents_.entries.size());
     FileEntry entry{};
     entry.size = raw.size;
     entry.modTime = raw.modTime;
@@ -140,14 +149,7 @@ FileEntry FileIndex::makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     entry.nameLen = static_cast<std::uint16_t>(raw.name.size());
     entry.flags = static_cast<std::uint8_t>((raw.isDir ? FileEntry::folder : 0) |
                                             (raw.isSymlink ? FileEntry::symbolicLink : 0));
-    return entry;
-}
-
-EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
-    if (static_cast<std::int64_t>(contents_.entries.size()) >= maxEntries)
-        fatalError("more than 2147483647 entries");
-    const auto id = static_cast<EntryId>(contents_.entries.size());
-    contents_.entries.push_back(makeEntryLocked(raw, dirIndex));
+    contents_.entries.push_back(entry);
     contents_.signatures.push_back(nameSignature(raw.name));
     if (contents_.trigram) contents_.trigram->add(id, raw.name);
     return id;
