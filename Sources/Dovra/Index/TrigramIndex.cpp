@@ -81,12 +81,11 @@ std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
 void TrigramIndex::add(EntryId id, std::string_view name) {
     if (name.size() < trigramLength) return;
     const WriteGuard guard(lock_);
-    forEachTrigram(name, [&](Trigram trigram) DOVRA_REQUIRES(lock_) {
+    // The analysis does not follow the lock into the lambda.
+    forEachTrigram(name, [&](Trigram trigram) DOVRA_UNCHECKED_LOCKING {
         PodVector<EntryId>& list = postings_[trigram];
         // It may have the trigram more than once.
-        if (!list.empty() && list.back() == id) return;
-        list.push_back(id);
-        ++postingCount_;
+        if (list.empty() || list.back() != id) list.push_back(id);
     });
 }
 
@@ -125,13 +124,15 @@ std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
 
 std::size_t TrigramIndex::postingCount() const {
     const ReadGuard guard(lock_);
-    return postingCount_;
+    std::size_t count = 0;
+    for (const auto& [trigram, list] : postings_)
+        count += list.size();
+    return count;
 }
 
 void TrigramIndex::reset() {
     const WriteGuard guard(lock_);
     postings_.clear();
-    postingCount_ = 0;
 }
 
 }  // namespace dovra

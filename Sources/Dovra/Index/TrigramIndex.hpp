@@ -52,7 +52,6 @@ private:
 
     mutable RWLock lock_;
     std::unordered_map<Trigram, PodVector<EntryId>> postings_ DOVRA_GUARDED_BY(lock_);
-    std::size_t postingCount_ DOVRA_GUARDED_BY(lock_) = 0;
 };
 
 }  // namespace dovra
