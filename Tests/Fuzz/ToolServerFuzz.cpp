@@ -15,6 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                 return IndexStats{3, "/", {.isReady = true}};
                                             }});
     const std::string line(reinterpret_cast<const char*>(data), size);
+    const auto request = JSONValue::parse(line);
+    fuzzCheck(!request || JSONValue::parse(request->serializedString()) == request, "JSON survives writing");
     const auto text = mcp::replyText(handler, {.text = line});
     if (!text) return 0;
     fuzzCheck(text->find('\n') == std::string::npos && text->size() < mcp::mostReplyBytes, "one line");
@@ -23,7 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const JSONObject& members = *reply->object();
     fuzzCheck((members.find("result") == nullptr) != (members.find("error") == nullptr),
               "a result or an error");
-    const auto request = JSONValue::parse(line);
     const JSONValue* id = request && request->object() != nullptr ? request->object()->find("id") : nullptr;
     fuzzCheck(*members.find("id") == (id != nullptr ? *id : JSONValue()), "the identifier comes back");
     return 0;

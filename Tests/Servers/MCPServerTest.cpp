@@ -15,6 +15,7 @@
 namespace dovra {
 namespace {
 
+using test::at;
 using testing::HasSubstr;
 
 class MCPServer : public testing::Test {
@@ -37,25 +38,17 @@ TEST_F(MCPServer, AnswersFaultsOfTheProtocol) {
         std::string reply;
     } examples[] = {
         {"", "none"},
-        {"\r", "none"},
-        {" ", error("null", -32700, "Parse error")},
         {"{", error("null", -32700, "Parse error")},
-        {R"({"id":1,"method":"ping"} x)", error("null", -32700, "Parse error")},
         {"{\"id\":1,\"method\":\"\xFF\"}", error("null", -32700, "Parse error")},
         {std::string(100'000, '['), error("null", -32700, "Parse error")},
         {"[]", error("null", -32600, "Invalid Request: not an object")},
         {R"([{"id":1,"method":"ping"}])", error("null", -32600, "Invalid Request: not an object")},
-        {"7", error("null", -32600, "Invalid Request: not an object")},
-        {"{}", error("null", -32600, "Invalid Request: missing method")},
         {R"({"id":[1,{"a":2.5}]})", error(R"([1,{"a":2.5}])", -32600, "Invalid Request: missing method")},
         {R"({"id":"x","method":7})", error(R"("x")", -32600, "Invalid Request: missing method")},
         {R"({"id":1.5,"method":"no"})", error("1.5", -32601, "Method not found: no")},
-        {R"({"method":""})", error("null", -32601, "Method not found: ")},
         {R"({"id":18446744073709551616,"method":"PING"})",
          error("1.8446744073709552e+19", -32601, "Method not found: PING")},
         {R"({"id":1,"method":"tools/call"})", error("1", -32602, "Invalid params: missing tool name")},
-        {R"({"id":1,"method":"tools/call","params":["x"]})",
-         error("1", -32602, "Invalid params: missing tool name")},
         {R"({"id":1,"method":"tools/call","params":{"name":null}})",
          error("1", -32602, "Invalid params: missing tool name")},
         {R"({"id":1,"method":"tools/call","params":{"name":"rm"}})", error("1", -32602, "Unknown tool: rm")},
@@ -64,51 +57,37 @@ TEST_F(MCPServer, AnswersFaultsOfTheProtocol) {
          R"({"jsonrpc":"2.0","id":-9223372036854775808,"result":{}})"},
         {"{\"method\":\"ping\"}\r", R"({"jsonrpc":"2.0","id":null,"result":{}})"},
         {R"({"id":1,"method":"notifications/initialized"})", "none"},
-        {R"({"method":"notifications/"})", "none"},
         {R"({"id":1,"method":"notifications"})", error("1", -32601, "Method not found: notifications")},
     };
     for (const auto& [line, expected] : examples)
         EXPECT_EQ(reply(line), expected) << line.substr(0, 100);
 }
 
-TEST_F(MCPServer, GreetsInTheClientsVersion) {
-    const auto greeting = [&](const std::string& params) {
-        return *JSONValue::parse(reply(R"({"id":1,"method":"initialize","params":)" + params + "}"));
+TEST_F(MCPServer, GreetsInTheClientsVersionAndListsItsTools) {
+    const auto result = [&](const std::string& method, const std::string& params) {
+        return at(
+            *JSONValue::parse(reply(R"({"id":1,"method":")" + method + R"(","params":)" + params + "}")),
+            "result");
     };
-    using test::at;
-    const auto version = [&](const std::string& params) {
-        return at(at(greeting(params), "result"), "protocolVersion");
-    };
-    EXPECT_EQ(version(R"({"protocolVersion":"2025-06-18"})"), "2025-06-18");
-    EXPECT_EQ(version(R"({"protocolVersion":"any"})"), "any");
+    const JSONValue greeting = result("initialize", R"({"protocolVersion":"any"})");
+    EXPECT_EQ(at(greeting, "protocolVersion"), "any");
+    EXPECT_EQ(at(greeting, "capabilities"), *JSONValue::parse(R"({"tools":{"listChanged":false}})"));
+    EXPECT_EQ(at(greeting, "serverInfo"), *JSONValue::parse(R"({"name":"dovra","version":"1.0.0"})"));
+    EXPECT_THAT(*at(greeting, "instructions").string(), HasSubstr("read-only"));
     for (const char* params : {"{}", R"({"protocolVersion":""})", R"({"protocolVersion":1})", "null", "[1]"})
-        EXPECT_EQ(version(params), "2024-11-05") << params;
-    const JSONValue result = at(greeting("{}"), "result");
-    EXPECT_EQ(at(result, "capabilities"), *JSONValue::parse(R"({"tools":{"listChanged":false}})"));
-    EXPECT_EQ(at(result, "serverInfo"), *JSONValue::parse(R"({"name":"dovra","version":"1.0.0"})"));
-    EXPECT_THAT(*at(result, "instructions").string(), HasSubstr("read-only"));
-}
-
-TEST_F(MCPServer, ListsItsTools) {
-    using test::at;
-    const JSONValue list =
-        at(at(*JSONValue::parse(reply(R"({"id":1,"method":"tools/list"})")), "result"), "tools");
-    EXPECT_EQ(test::each(list, "name"),
+        EXPECT_EQ(at(result("initialize", params), "protocolVersion"), "2024-11-05") << params;
+    EXPECT_EQ(test::each(at(result("tools/list", "{}"), "tools"), "name"),
               (JSONValue::Array{"search_files", "search_content", "find_duplicate_files", "disk_usage",
                                 "index_stats"}));
-    for (const JSONValue& schema : test::each(list, "inputSchema"))
-        EXPECT_EQ(at(schema, "type"), "object");
 }
 
 TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
     EXPECT_THAT(*mcp::replyText(caller_.handler(), {.text = {}, .isTooLong = true}),
                 HasSubstr(R"("id":null,"error":{"code":-32600)"));
-    std::string large;
-    large.resize(mcp::mostReplyBytes, 'x');
-    for (const std::string& line :
-         {R"({"id":1,"method":")" + large + "\"}", R"({"method":"ping","id":")" + large + "\"}",
-          R"({"method":"tools/call","params":{"name":"index_stats"},"id":")" + large + "\"}"})
-        EXPECT_THAT(reply(line), HasSubstr(R"("id":null,"error":{"code":-32600)"));
+    const std::string large(mcp::mostReplyBytes, 'x');
+    for (const char* beginning :
+         {R"({"id":1,"method":")", R"({"method":"tools/call","params":{"name":"index_stats"},"id":")"})
+        EXPECT_THAT(reply(beginning + large + "\"}"), HasSubstr(R"("id":null,"error":{"code":-32600)"));
 
     // Twenty names of 255 bytes that are written with six bytes each, in a result that is quoted once more.
     const std::string name(250, '\x01');
@@ -121,9 +100,8 @@ TEST_F(MCPServer, PutsSomethingShortInPlaceOfAReplyThatIsTooLong) {
         R"({"id":7,"method":"tools/call","params":{"name":"search_files","arguments":{"query":"*","limit":1000}}})";
     const std::string answer = *mcp::replyText(filled.handler(), {.text = call});
     EXPECT_LT(answer.size(), 1000U);
-    EXPECT_THAT(answer, HasSubstr(R"("id":7,"result":{"content")"));
-    EXPECT_THAT(answer, HasSubstr("too long"));
-    EXPECT_THAT(answer, HasSubstr(R"("isError":true)"));
+    for (const char* part : {R"("id":7,"result":{"content")", "too long", R"("isError":true)"})
+        EXPECT_THAT(answer, HasSubstr(part));
 }
 
 TEST_F(MCPServer, RefusesLongTextsForTools) {
@@ -189,7 +167,7 @@ private:
 
 /// What is written as replies to two calls; each time the reader is looked for, `readerStays` may answer that
 /// it has left.
-std::vector<std::string> repliesToTwoCalls(IndexService& service, std::function<bool()> readerStays,
+std::vector<std::string> repliesToTwoCalls(IndexService& service, const std::function<bool()>& readerStays,
                                            const std::string& tool = "disk_usage") {
     const std::string call = R"({"id":1,"method":"tools/call","params":{"name":")" + tool + "\"}}\n";
     std::string unread = call + call;
@@ -219,19 +197,15 @@ TEST(MCPServerLoop, WaitsForTheFirstScanAlsoAfterTheEndOfInputAndForWhatAFlushFi
     }
 }
 
-TEST(MCPServerLoop, AReportDoesNotWaitForTheFirstScan) {
-    SlowIndex service(std::numeric_limits<int>::max());
-    int looks = 0;
-    const auto replies = repliesToTwoCalls(
-        service, [&] { return ++looks < 5; }, "index_stats");
-    EXPECT_THAT(replies, testing::Each(HasSubstr(R"("isError":false)")));
-}
-
-TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReply) {
-    SlowIndex service(std::numeric_limits<int>::max());
-    int looks = 0;
-    const auto replies = repliesToTwoCalls(service, [&] { return ++looks < 5; });
-    EXPECT_THAT(replies, testing::ElementsAre(HasSubstr(R"("isError":true)")));
+TEST(MCPServerLoop, GivesUpWhenNobodyIsLeftToReadTheReplyButAReportDoesNotWait) {
+    const auto replies = [](const char* tool) {
+        SlowIndex service(std::numeric_limits<int>::max());
+        int looks = 0;
+        return repliesToTwoCalls(
+            service, [&] { return ++looks < 5; }, tool);
+    };
+    EXPECT_THAT(replies("disk_usage"), testing::ElementsAre(HasSubstr(R"("isError":true)")));
+    EXPECT_THAT(replies("index_stats"), testing::Each(HasSubstr(R"("isError":false)")));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "Base/ByteCount.hpp"
 #include "Base/GroupedNumber.hpp"
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"
@@ -110,11 +111,14 @@ std::vector<Option> serverOptionTable(ServerOptions& options) {
         {{"--in", "-i"},
          "folder",
          "serve what lies below this folder (default: /)",
-         [&](const std::string& value) { options.root = standardizedPath(value).value_or(""); }},
+         [&](const std::string& value) {
+             options.root = standardizedPath(value).value_or("");
+             return true;
+         }},
         {{"--trigram"},
          {},
          "build a trigram index too: faster regular expressions for twice the memory",
-         [&](const std::string&) { options.usesTrigram = true; }},
+         sets(options.usesTrigram, true)},
     };
 }
 
@@ -127,7 +131,7 @@ AppServices::Options serviceOptions(const ServerOptions& options) {
 }
 
 int printServerHelp(std::span<const Option> table) {
-    fmt::print(
+    printOutput(
         "usage: dovra --mcp [options]\n\n"
         "Serves tools that search for files to an AI client, which starts this itself: one JSON-RPC message "
         "a\n"
@@ -135,11 +139,6 @@ int printServerHelp(std::span<const Option> table) {
         "Options:\n{}",
         optionsHelp(table));
     return 0;
-}
-
-int reportMisuse(std::string_view what) {
-    printError("dovra: {}; see dovra --mcp --help\n", what);
-    return 2;
 }
 
 }  // namespace
@@ -171,10 +170,11 @@ int MCPCLI::run(Arguments args) {
     ServerOptions options;
     const std::vector<Option> table = serverOptionTable(options);
     if (asksForHelp(args)) return printServerHelp(table);
-    if (const auto fault = misuse(args, table)) return reportMisuse(*fault);
-    parseOptions(args, table);
+    const ParsedArguments parsed = parseOptions(args, table);
+    if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);
+    if (!parsed.others.empty()) return reportMisuse("--mcp", noSuchOption(parsed.others.front()));
     if (options.root.empty())
-        return reportMisuse("there is no such folder, or no current folder to look from");
+        return reportMisuse("--mcp", "there is no such folder, or no current folder to look from");
     if (!OpenFolder::open(options.root))
         printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
     // A client that reads no messages may close standard error; the end of standard output is found when a

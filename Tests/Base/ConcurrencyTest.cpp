@@ -2,11 +2,21 @@
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
+#include <stdexcept>
 
+#include "Base/ConcurrentPerform.hpp"
 #include "Base/ConcurrentSort.hpp"
 
 namespace dovra {
 namespace {
+
+TEST(ConcurrentPerform, RethrowsWhatAnIterationThrows) {
+    const auto body = [](std::size_t i) {
+        if (i == 50) throw std::runtime_error("50");
+    };
+    EXPECT_THROW(concurrentPerform(100, body), std::runtime_error);
+    EXPECT_THROW(performOnNewThreads(100, body), std::runtime_error);
+}
 
 TEST(ConcurrentSort, SortsAnyNumberOfValues) {
     std::mt19937 random(1);
