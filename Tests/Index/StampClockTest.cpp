@@ -30,14 +30,17 @@ TEST(StampClock, TrustsOnlyWhatAChangeAfterwardsWouldAlter) {
                                                       {5, listedAt + 500 * second, false},
                                                       {never, 5, false}}) {
         const FolderStamp stamp{.device = 1, .inode = 2, .modified = modified, .changed = changed};
-        EXPECT_EQ(provenAt(stamp, listedAt), isProven ? stamp : FolderStamp{}) << modified << " " << changed;
+        const ClockReading now{.wall = listedAt, .steady = 7};
+        EXPECT_EQ(StampClock(now).trusted(stamp, now), isProven ? stamp : FolderStamp{})
+            << modified << " " << changed;
     }
 }
 
-TEST(StampClock, SeesTheWallClockBeingSet) {
+TEST(StampClock, TrustsNothingOnceTheWallClockWasSet) {
     const auto wasSet = [](std::int64_t wall, std::int64_t steady) {
-        return StampClock::wasSet({.wall = listedAt, .steady = 7},
-                                  {.wall = listedAt + wall, .steady = 7 + steady});
+        const StampClock clock(ClockReading{.wall = listedAt, .steady = 7});
+        const FolderStamp old{.device = 1, .inode = 2, .modified = -9 * listedAt, .changed = -9 * listedAt};
+        return clock.trusted(old, {.wall = listedAt + wall, .steady = 7 + steady}) != old;
     };
     EXPECT_FALSE(wasSet(0, 0));
     EXPECT_FALSE(wasSet(3600 * second, 3601 * second));

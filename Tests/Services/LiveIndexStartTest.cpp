@@ -13,7 +13,6 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Answers = LiveIndex::Answers;
 using State = LiveIndex::State;
 using test::Compared;
 
@@ -26,7 +25,7 @@ TEST_F(LiveIndexStart, ScansOnceNoChangeIsMissedAndSaves) {
     write("a/file");
     feed_->state = ChangeFeed::State::opening;
     make();
-    EXPECT_EQ(live_->answers(), Answers::none);
+    EXPECT_FALSE(live_->isWhole());
     live_->start();
     live_->step();
     EXPECT_EQ(live_->state(), State::loading);
@@ -35,7 +34,7 @@ TEST_F(LiveIndexStart, ScansOnceNoChangeIsMissedAndSaves) {
     feed_->state = ChangeFeed::State::open;
     EXPECT_LE(live_->nextTime(), now_) << "to be stepped at once";
     live_->step();
-    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_TRUE(live_->isCompared());
     EXPECT_THAT(runTasks(), ElementsAre(Kind::saving));
     FileIndex saved;
     const auto loaded =
@@ -69,7 +68,7 @@ TEST_F(LiveIndexStart, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
     feed_->state = ChangeFeed::State::opening;
     begin();
     EXPECT_EQ(live_->state(), State::replaying);
-    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    EXPECT_TRUE(live_->isWhole() && !live_->isCompared());
     EXPECT_EQ(test::idOf(live_->index(), root_ + "/kept/a"), kept);
     EXPECT_THAT(differences(Compared::namesAndKinds), IsEmpty());
     EXPECT_THAT(differences(), testing::Not(IsEmpty()));
@@ -79,9 +78,9 @@ TEST_F(LiveIndexStart, KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared) {
     write("new/f");
     feed_->state = ChangeFeed::State::open;
     live_->step();
-    EXPECT_EQ(live_->answers(), Answers::wholeButNotCompared);
+    EXPECT_TRUE(live_->isWhole() && !live_->isCompared());
     EXPECT_LE(live_->nextTime(), now_) << "compared at once";
-    while (live_->answers() != Answers::whole)
+    while (!live_->isCompared())
         pass(1s);
     EXPECT_THAT(differences(), IsEmpty());
     EXPECT_THAT(reports_, IsEmpty()) << "what changed while nobody watched is no fault";
@@ -144,7 +143,7 @@ TEST_F(LiveIndexStart, WatchesARootThatIsKnownFromACacheOnceThatIsPossible) {
     feed_->state = ChangeFeed::State::open;
     live_->step();
     EXPECT_EQ(live_->coverage(), "made up");
-    EXPECT_EQ(live_->answers(), Answers::whole);
+    EXPECT_TRUE(live_->isCompared());
     change("b");
     EXPECT_TRUE(live_->flush(1s));
     EXPECT_THAT(differences(), IsEmpty());
