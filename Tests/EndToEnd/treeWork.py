@@ -30,7 +30,9 @@ def dig(root: Path, name: str, depth: int) -> None:
 
 
 class TreeWork:
-    """Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
+    """Every public method but `step` and `entries` is something that people do.
+
+    Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
 
     A file with several names is changed in place only with a touch of each: where its other names stand nothing
     happens then, and what is known of them may be old.
@@ -44,20 +46,16 @@ class TreeWork:
         self.done: list[str] = []  # what a failure is told with
         self.deep_folders = 0
         self._number = 0
-        twice = [self.write_files, self.move]
-        once = [self.make_folders, self.save_atomically, self.append, self.change_and_put_times_back, self.swap]
-        once += [self.put_times_back, self.change_names_and_put_times_back, self.rename_many, self.delete_file]
-        once += [self.delete_folder, self.put_file_for_folder, self.put_folder_for_file, self.link, self.take_rights]
-        once += [self.change_through_one_name, self.rename_above, self.change_one_of_many, self.dig_or_fill]
-        once += [self.unpack, self.build]
-        self._steps = [*twice, *twice, *once]
+        steps = [work for name, work in vars(TreeWork).items() if name[0] != "_" and name not in ("step", "entries")]
+        # Three times as often as any other.
+        self._steps = [*steps, *[TreeWork.write_files, TreeWork.move] * 2]
 
     def step(self) -> None:
         work = self.random.choice(self._steps)
         self.done.append(work.__name__)
         # What the choice of places makes impossible is not done, such as moving a folder into itself.
         with contextlib.suppress(OSError, IndexError):
-            work()
+            work(self)
         self._bound()
 
     # Places

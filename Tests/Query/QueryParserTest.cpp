@@ -32,28 +32,6 @@ TEST(QueryParser, PutsExpensiveTestsLast) {
     EXPECT_EQ(asked("content:x <tag:y a>|b <b similar:abc>"), "b #similar a #tag #content ");
 }
 
-TEST(QueryParser, TheFirstFuzzyAndTheFirstSimilarTermCount) {
-    const CompiledQuery query = QueryParser::parse("a !fuzzy:abc <fuzzy:xyz|similar:hello> similar:abc");
-    EXPECT_TRUE(query.prefersRelevance());
-    EXPECT_EQ(query.primaryFuzzy->pattern(), "abc");
-    EXPECT_EQ(query.primarySimilar->queryTrigrams().size(), 3U);
-    EXPECT_FALSE(QueryParser::parse("fuzzy: similar: > fuzzy:abc").prefersRelevance());
-    EXPECT_TRUE(QueryParser::parse("similar:ab").prefersRelevance());
-}
-
-TEST(QueryParser, RelevanceFollowsTheFirstPlainTermThatMustHold) {
-    const std::pair<std::string_view, std::optional<std::string_view>> cases[] = {
-        {"file: report x", "report"},      {"!draft report", "report"},
-        {"!<draft|old> report", "report"}, {"!<a !b>", "b"},
-        {"!<<x y>|z", std::nullopt},       {"!<a x> a", "a"},
-        {"path:a", std::nullopt},          {"<<a> b>", "a"},
-    };
-    for (const auto& [text, expected] : cases) {
-        const auto term = QueryParser::parse(text).plainTerm;
-        EXPECT_EQ(term ? std::optional<std::string_view>(term->text) : std::nullopt, expected) << text;
-    }
-}
-
 TEST(QueryParser, BearsQueriesOfAnyDepthAndLength) {
     constexpr std::size_t million = 1'000'000;
     EXPECT_EQ(asked(std::string(million, '<') + "a"), "a ");

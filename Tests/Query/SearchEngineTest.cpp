@@ -71,20 +71,6 @@ TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     EXPECT_EQ(found(index, "x", {Key::path, false}, 1), std::vector<std::string>{"/9x"});
 }
 
-TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
-    const auto index = makeIndex({"/empty/", "/full/x", "/emptied/gone", "/empty.txt"});
-    tombstone(*index, test::idOf(*index, "/emptied/gone"));
-    {
-        const WriteGuard guard(index->rwlock);
-        index->appendEntryLocked({.name = "unreadable", .isDir = true},
-                                 *index->directoriesLocked().find("/"));
-    }
-    EXPECT_THAT(found(*index, "empty:"), ElementsAre("/emptied", "/empty"));
-    EXPECT_THAT(found(*index, "empty: !ied"), ElementsAre("/empty"));
-    tombstone(*index, test::idOf(*index, "/empty"));
-    EXPECT_THAT(found(*index, "empty:"), ElementsAre("/emptied"));
-}
-
 TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     const auto usesAttributes = [](std::string_view query, Key key = Key::name) {
         return queryNeeds(query, {key, true}).detail == ListingDetail::attributes;
