@@ -36,10 +36,10 @@ class SavedSearchesTest(ProgramTest):
             ([], b"md           new\nlonger name  q\nMD           other\n"),
             (["--remove", "md"], b'Removed "md"\n'),
             (["-r", "MD"], b'Removed "MD"\n'),
-            # Behind "--" nothing is an option.
-            (["-a", "--", "--help", "x"], b'Saved "--help"\n'),
-            ([], b"longer name  q\n--help       x\n"),
-            (["-r", "--", "--help"], b'Removed "--help"\n'),
+            # Behind "--" nothing is an option or a mode.
+            (["-a", "--", "--search", "x"], b'Saved "--search"\n'),
+            ([], b"longer name  q\n--search     x\n"),
+            (["-r", "--", "--search"], b'Removed "--search"\n'),
             ([], b"longer name  q\n"),
         )
         self.assertEqual(self.file.read_bytes(), b'[{"name":"longer name","query":"q"}]')
@@ -71,7 +71,7 @@ class SavedSearchesTest(ProgramTest):
         for arguments, paths, total in [
             (["notes"], [a, b, c], 3),
             (["notes", "--desc", "-n", "2"], [c, b], 3),
-            (["notes", "one"], [a, b], 2),
+            ([" notes\n", "one"], [a, b], 2),
             (["notes", "one", "--desc", "!txt"], [a], 1),
             (["-x", "two"], [c], 1),
             (["--", "--add"], [a, b, c], 3),

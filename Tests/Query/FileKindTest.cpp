@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <random>
 
-#include "Diagnostics/SlowMatch.hpp"
 #include "Query/FileKind.hpp"
 
 namespace dovra {

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
-#include <random>
+#include <string>
 
-#include "Diagnostics/SlowMatch.hpp"
 #include "Query/FuzzyMatcher.hpp"
-#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {

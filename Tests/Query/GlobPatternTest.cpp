@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 
-#include "Base/AsciiFold.hpp"
-#include "Diagnostics/SlowMatch.hpp"
 #include "Query/GlobPattern.hpp"
-#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <string>
-#include <utility>
 
 #include "Query/QueryParser.hpp"
 #include "Query/QueryProgram.hpp"

@@ -1,8 +1,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <vector>
+#include <string>
 
-#include "Base/ConcurrentPerform.hpp"
 #include "Query/RegularExpression.hpp"
 
 namespace dovra {

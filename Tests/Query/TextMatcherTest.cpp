@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 
-#include "Base/AsciiFold.hpp"
-#include "Diagnostics/SlowMatch.hpp"
 #include "Query/TextMatcher.hpp"
 
 namespace dovra {

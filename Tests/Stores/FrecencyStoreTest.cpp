@@ -1,12 +1,12 @@
 #include <atomic>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Stores/FrecencyStore.hpp"
-#include "Support/FileFacts.hpp"
 #include "Support/FullDisk.hpp"
 #include "Support/TemporaryTree.hpp"
 
