@@ -108,6 +108,7 @@ class SavedSearchesTest(ProgramTest):
     def test_a_write_that_fails_is_not_called_saved(self) -> None:
         self.saved("--add", "a", "b")
         before = self.file.read_bytes()
+        folders = [self.folder, self.folder.parent, self.folder.parent.parent]
         self.file.chmod(0o644)
         for how in [{"script": 'ulimit -f 1; exec "$0" "$@"'}, {"unprivileged": True}]:
             outcome = self.saved("--add", "long", "x" * 1000, **how)
@@ -116,9 +117,10 @@ class SavedSearchesTest(ProgramTest):
             self.assertEqual(self.file.read_bytes(), before)
             self.assertEqual(len(list(self.folder.iterdir())), 2)  # and the lock
             # The second may look and not write.
-            for folder in [self.folder, self.folder.parent, self.folder.parent.parent]:
+            for folder in folders:
                 folder.chmod(0o555)
-        self.folder.chmod(0o755)
+        for folder in folders:
+            folder.chmod(0o755)
 
     def test_processes_at_once_lose_nothing(self) -> None:
         self.saved("--add", "gone", "q")
