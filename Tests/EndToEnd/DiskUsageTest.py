@@ -17,45 +17,35 @@ class DiskUsageTest(ProgramTest):
     def usage(self, *arguments: str | bytes | Path, **how: object) -> Outcome:
         return self.run_program("--du", *arguments, **how)  # type: ignore[arg-type]
 
-    def assert_printed(self, outcome: Outcome, *rows: bytes) -> None:
-        self.assertEqual(outcome, Outcome(0, b"".join(rows), b""))
-
-
-class Sums(DiskUsageTest):
-    def setUp(self) -> None:
-        super().setUp()
-        self.write("a/large", b"x" * 2_000_000)
-        self.write("a/b/small", b"x" * 999)
-        self.write("c/one", b"x")
+    def test_folders_are_listed_largest_first_as_the_options_tell(self) -> None:
+        for name, size in [("a/large", 2_000_000), ("a/b/small", 999), ("c/one", 1)]:
+            self.write(name, b"x" * size)
         (self.root / "d").mkdir()
-        self.rows = [
+        rows = [
             row("2 MB", 3, self.root),
             row("2 MB", 2, self.root / "a"),
             row("999 bytes", 1, self.root / "a/b"),
             row("1 byte", 1, self.root / "c"),
             row("Zero KB", 0, self.root / "d"),
         ]
-
-    def test_largest_first(self) -> None:
-        for arguments in [(self.root,), ("--in", self.root), ("--", self.root), (f"{self.root}/",)]:
-            with self.subTest(arguments=arguments):
-                self.assert_printed(self.usage(*arguments), *self.rows)
-        self.assert_printed(self.usage("a", cwd=self.root), *self.rows[1:3])
-
-    def test_limit(self) -> None:
-        for value, count in [("2", 2), ("0", 5), ("-1", 5), ("99", 5)]:
-            with self.subTest(value=value):
-                self.assert_printed(self.usage(self.root, "--limit", value), *self.rows[:count])
+        for line, expected in [
+            ("ROOT", rows),
+            ("--in ROOT", rows),
+            ("-- ROOT///", rows),
+            ("a", rows[1:3]),
+            ("ROOT --limit 2", rows[:2]),
+            ("ROOT --limit 0", rows),
+            ("--limit -1 ROOT", rows),
+            ("ROOT/nowhere", []),
+            ("ROOT/c/one", []),
+        ]:
+            with self.subTest(line=line):
+                outcome = self.usage(*line.replace("ROOT", str(self.root)).split())
+                self.assertEqual(outcome, Outcome(0, b"".join(expected), b""))
         for number in range(30):
             (self.root / f"e{number}").mkdir()
         self.assertEqual(self.usage(self.root).out.count(b"\n"), 20)
 
-    def test_what_cannot_be_listed_is_empty(self) -> None:
-        self.assert_printed(self.usage(self.root / "nowhere"))
-        self.assert_printed(self.usage(self.write("file")))
-
-
-class PeerSums(DiskUsageTest):
     def test_sums_are_those_of_du(self) -> None:
         for number in range(2, 30):
             self.write("/".join(f"{number:b}") + "/file", b"x" * number)
@@ -67,27 +57,23 @@ class PeerSums(DiskUsageTest):
             # du counts the folders themselves.
             folders = sum(size for path, size in own.items() if (path + b"/").startswith(folder + b"/"))
             expected[folder] = b"%d bytes" % (int(total) - folders)
-        outcome = self.usage(self.root, "--limit", "0")
         found = {}
-        for line in outcome.out.splitlines():
+        for line in self.usage(self.root, "--limit", "0").out.splitlines():
             size, _, folder = line.rpartition(b" files  ")
             found[folder] = size[:10].strip()
         self.assertEqual(found, expected)
 
-
-class Output(DiskUsageTest):
-    NAME, SHOWN = b"new\nline \x1b[31m \xff", b"new\\nline \\x1B[31m \xef\xbf\xbd"
-
     def test_a_terminal_gets_colour_and_text_that_cannot_act_on_it(self) -> None:
-        self.write(self.NAME + b"/file", b"12")
-        folder = os.fsencode(self.root) + b"/" + self.NAME
-        shown = os.fsencode(self.root) + b"/" + self.SHOWN
+        folder = bytes(self.write(b"new\nline \x1b[31m \xff/file", b"12").parent)
+        shown = bytes(self.root) + b"/new\\nline \\x1B[31m \xef\xbf\xbd"
         accent, dim, reset = b"\x1b[38;2;207;58;78m", b"\x1b[2m", b"\x1b[0m"
-        self.assert_printed(self.usage(folder), row("2 bytes", 1, folder))
         styled = accent + b"   2 bytes" + reset + b"         1 files  ".rjust(18) + dim + shown + reset + b"\n"
-        self.assert_printed(self.usage(folder, out=Stream.TERMINAL), styled)
-        plain = self.usage(folder, out=Stream.TERMINAL, variables={"NO_COLOR": "1"})
-        self.assert_printed(plain, row("2 bytes", 1, shown))
+        for stream, variables, expected in [
+            (Stream.PIPE, {}, row("2 bytes", 1, folder)),
+            (Stream.TERMINAL, {}, styled),
+            (Stream.TERMINAL, {"NO_COLOR": "1"}, row("2 bytes", 1, shown)),
+        ]:
+            self.assertEqual(self.usage(folder, out=stream, variables=variables), Outcome(0, expected, b""))
 
 
 if __name__ == "__main__":

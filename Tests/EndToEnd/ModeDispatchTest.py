@@ -1,11 +1,9 @@
 #!/usr/bin/env python3
-"""Which mode the arguments choose."""
+"""Which mode the arguments choose, and what every mode does with wrong usage, lost output and no current folder."""
 
-import subprocess
 import unittest
-from pathlib import Path
 
-from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest, Stream
+from harness import Outcome, ProgramTest, Stream
 
 # Every mode word, in the order in which they are looked for, and what its own help tells of.
 MODES = {
@@ -23,189 +21,97 @@ MODES = {
 UNAVAILABLE = ["--snapshot", "--http"]
 
 
-class UnavailableModes(ProgramTest):
-    def assert_refused(self, *arguments: str, names: str = "") -> None:
-        outcome = self.run_program(*arguments)
-        self.assertEqual((outcome.status, outcome.out), (2, b""))
-        self.assert_one_line(outcome.err, names)
+class ModeDispatchTest(ProgramTest):
+    def run_line(self, line: str, **how: object) -> Outcome:
+        """Runs the program with the words of the line, of which ROOT stands for the tree's."""
+        words = [str(self.root) if word == "ROOT" else word for word in line.split(" ") if word]
+        return self.run_program(*words, **how)  # type: ignore[arg-type]
 
-    def test_each_is_named_in_one_line(self) -> None:
-        for mode in UNAVAILABLE:
-            for arguments in [(mode,), (mode, "x"), ("x", mode, "--in", "/nowhere")]:
-                with self.subTest(arguments=arguments):
-                    self.assert_refused(*arguments, names=mode)
+    def assert_refused(self, outcome: Outcome, status: int, *words: str) -> None:
+        self.assertEqual((outcome.status, outcome.out), (status, b""))
+        self.assert_one_line(outcome.err, *words)
 
     def test_the_first_of_the_table_wins_wherever_it_stands(self) -> None:
-        first, second = UNAVAILABLE
-        for arguments in [(first, second), (second, first)]:
-            err = self.run_program(*arguments).err.decode()
-            self.assertIn(first, err)
-            self.assertNotIn(second, err)
-
-    def test_without_a_mode_word_the_desktop_is_meant(self) -> None:
-        # Only a whole argument is a mode word; help and version count only when they come first.
-        for arguments in [(), ("x",), ("--searching",), ("--SEARCH",), ("--d",), ("-search",), ("x", "--help")]:
-            with self.subTest(arguments=arguments):
-                self.assert_refused(*arguments)
-
-
-class AvailableModes(ProgramTest):
-    def test_search_gets_all_that_follows_its_word_and_nothing_before(self) -> None:
-        found = self.write("sun --du --mcp x")
+        found = bytes(self.write("sun --du --mcp x"))
         self.write("moon")
-        for before in [(), ("moon",), ("--mcp", "moon"), ("--bench", "--saved")]:
-            arguments = [*before, "--search", "sun", "--in", self.root, "--du", "--mcp"]
-            with self.subTest(arguments=arguments):
-                outcome = self.run_program(*arguments)
-                self.assertEqual(outcome.out, bytes(found) + b"\n")
-                self.assertEqual((outcome.status, outcome.err), (0, b"1 result(s)\n"))
+        # Nothing in front of a mode word counts.
+        for before in ["", "moon", "--mcp moon", "--bench --saved"]:
+            outcome = self.run_line(f"{before} --search sun --in ROOT --du --mcp")
+            self.assertEqual(outcome, Outcome(0, found + b"\n", b"1 result(s)\n"), before)
+        for line in ["--selftest ROOT", "--selftest", "--search --selftest ROOT", "--bench ROOT --trigram"]:
+            outcome = self.run_line(line)
+            self.assertEqual((outcome.status, b"result(s)" in outcome.err), (0, False), line)
+            self.assertNotEqual(outcome.out, b"", line)
+        for line in ["--snapshot", "--snapshot x", "x --snapshot --in ROOT", "--http --snapshot"]:
+            self.assert_refused(self.run_line(line), 2, "--snapshot is")
+        # Only a whole argument is a mode word, and help and version count only when they come first.
+        for line in ["", "x", "--searching", "--SEARCH", "--d", "-search", "x --help"]:
+            self.assert_refused(self.run_line(line), 2, "desktop")
 
-    def test_the_self_test_wins_over_all_and_takes_a_folder_or_the_current_one(self) -> None:
-        self.write("a/b.txt", b"text")
-        for arguments in [("--selftest", self.root), ("--selftest",), ("--search", "--selftest", self.root)]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_program(*arguments, cwd=self.root)
-                self.assertEqual(outcome.status, 0, outcome)
-                self.assertNotIn(b"result(s)", outcome.err)
+    def test_wrong_usage_is_named_in_one_line_and_nothing_is_done(self) -> None:
+        self.assertEqual(self.run_line("--saved --add name x").status, 0)
+        for line, word in {
+            "--du -n 5": "-n",
+            "--du . --trigram": "--trigram",
+            "--du . --limit": "--limit",
+            "--du --limit few .": "few",
+            "--du . extra": "extra",
+            "--du --in . extra": "extra",
+            "--duplicates x --in": "--in",
+            "--duplicates -n 1.5": "1.5",
+            "--saved name -n": "-n",
+            "--saved name --remove": "--remove",
+            "--saved name --sort colour": "colour",
+            "--selftest . 1 extra": "extra",
+            "--selftest . many": "many",
+            "--bench . extra": "extra",
+            "--bench --trigram extra": "extra",
+            "--bench --in .": "--in",
+            "--mcp --in": "--in",
+            "--mcp extra": "extra",
+        }.items():
+            self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 
-    def test_bench_measures_the_folder_it_is_given(self) -> None:
-        self.write("a/b.txt", b"text")
-        outcome = self.run_program("--bench", self.root, "--trigram")
-        self.assertEqual(outcome.status, 0, outcome)
-        self.assertNotEqual(outcome.out, b"")
-
-
-class Output(ProgramTest):
-    def test_that_cannot_be_written_is_reported_and_that_nobody_reads_is_not(self) -> None:
+    def test_lost_output_is_reported_and_that_nobody_reads_is_not(self) -> None:
+        helps = [f"{mode} --help" for mode in MODES if mode not in UNAVAILABLE]
+        for line in ["--help", "--version", *helps, "--saved", "--selftest ROOT"]:
+            self.assert_refused(self.run_line(line, out=Stream.FULL_DISK), 1, "standard output", "No space left")
+            self.assert_refused(self.run_line(line, script='exec "$0" "$@" >&-'), 1, "standard output")
         # More than any buffer holds, so that the program writes before it is done.
         for number in range(2000):
             self.write(f"{'long name ' * 8}{number}/file", b"equal")
-        for arguments in [
-            ("--search", "-n", "0", "--in", self.root, "long"),
-            ("--duplicates", "--in", self.root),
-            ("--du", "--limit", "0", self.root),
-        ]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_program(*arguments, out=Stream.FULL_DISK)
-                self.assertEqual(outcome.status, 1)
-                self.assertRegex(outcome.err, rb"No space left on device")
-                self.assertEqual(self.run_program(*arguments, out=Stream.CLOSED_PIPE).err, b"")
+        for line in ["--search -n 0 --in ROOT long", "--duplicates --in ROOT", "--du --limit 0 ROOT"]:
+            outcome = self.run_line(line, out=Stream.FULL_DISK)
+            self.assertEqual((outcome.status, b"No space left on device" in outcome.err), (1, True), line)
+            self.assertEqual(self.run_line(line, out=Stream.CLOSED_PIPE).err, b"", line)
 
-
-class WrongUsage(ProgramTest):
-    def test_is_named_in_one_line_and_nothing_is_done(self) -> None:
-        self.assertEqual(self.run_program("--saved", "--add", "name", "x").status, 0)
-        for word, *arguments in [
-            ("-n", "--du", "-n", "5"),
-            ("--trigram", "--du", ".", "--trigram"),
-            ("--limit", "--du", ".", "--limit"),
-            ("few", "--du", "--limit", "few", "."),
-            ("extra", "--du", ".", "extra"),
-            ("extra", "--du", "--in", ".", "extra"),
-            ("--in", "--duplicates", "x", "--in"),
-            ("1.5", "--duplicates", "-n", "1.5"),
-            ("-n", "--saved", "name", "-n"),
-            ("--remove", "--saved", "name", "--remove"),
-            ("colour", "--saved", "name", "--sort", "colour"),
-            ("extra", "--selftest", ".", "1", "extra"),
-            ("many", "--selftest", ".", "many"),
-            ("extra", "--bench", ".", "extra"),
-            ("extra", "--bench", "--trigram", "extra"),
-            ("--in", "--bench", "--in", "."),
-            ("--in", "--mcp", "--in"),
-            ("extra", "--mcp", "extra"),
-        ]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_program(*arguments)
-                self.assertEqual((outcome.status, outcome.out), (2, b""))
-                self.assert_one_line(outcome.err, f'"{word}"', f"dovra {arguments[0]} --help")
-
-
-class LostOutput(ProgramTest):
-    def test_is_reported(self) -> None:
-        for arguments in [
-            ("--help",),
-            ("--version",),
-            *((mode, "--help") for mode in MODES if mode not in UNAVAILABLE),
-            ("--saved",),
-            ("--selftest", self.root),
-        ]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_program(*arguments, out=Stream.FULL_DISK)
-                self.assertEqual(outcome.status, 1)
-                self.assert_one_line(outcome.err, "standard output", "No space left on device")
-                closed = subprocess.run(
-                    ["sh", "-c", 'exec "$0" "$@" >&-', PROGRAM, *arguments],
-                    stderr=subprocess.PIPE,
-                    env=self._environment({}),
-                    timeout=TIMEOUT_SECONDS,
-                    check=False,
-                )
-                self.assertEqual(closed.returncode, 1)
-                self.assert_one_line(closed.stderr, "standard output")
-
-
-class DeletedCurrentFolder(ProgramTest):
-    def run_there(self, *arguments: str | Path) -> subprocess.CompletedProcess[bytes]:
-        folder = self.root / "deleted"
-        folder.mkdir()
-        script = 'cd "$1" && rmdir "$1" && shift && exec "$0" "$@"'
-        return subprocess.run(
-            ["sh", "-c", script, PROGRAM, folder, *arguments],
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            env=self._environment({}),
-            timeout=TIMEOUT_SECONDS,
-            check=False,
-        )
-
-    def test_relative_paths_are_errors(self) -> None:
-        self.assertEqual(self.run_program("--saved", "--add", "name", "x").status, 0)
-        modes = ["--search -i . x", "--saved name --in below", "--duplicates --in .", "--du .", "--mcp --in ."]
-        for arguments in [line.split() for line in [*modes, "--selftest", "--selftest below", "--bench ."]]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_there(*arguments)
-                self.assertGreater(outcome.returncode, 0)
-                self.assertEqual(outcome.stdout, b"")
-                self.assert_one_line(outcome.stderr, "current folder")
-
-    def test_absolute_paths_go_on_working(self) -> None:
+    def test_a_current_folder_that_was_deleted_is_missed_by_relative_paths_only(self) -> None:
         self.write("x")
-        for arguments in [("--search", "--in", self.root, "x"), ("--du", self.root), ("--selftest", self.root)]:
-            with self.subTest(arguments=arguments):
-                outcome = self.run_there(*arguments)
-                self.assertEqual(outcome.returncode, 0, outcome)
-                self.assertIn(bytes(self.root), outcome.stdout)
+        self.assertEqual(self.run_line("--saved --add name x").status, 0)
+        there = 'mkdir gone && cd gone && rmdir ../gone && exec "$0" "$@"'
+        relative = ["--search -i . x", "--saved name --in below", "--duplicates --in .", "--du .", "--mcp --in ."]
+        for line in [*relative, "--selftest", "--selftest below", "--bench ."]:
+            outcome = self.run_line(line, script=there)
+            self.assertGreater(outcome.status, 0, line)
+            self.assert_refused(outcome, outcome.status, "current folder")
+        for line in ["--search --in ROOT x", "--du ROOT", "--selftest ROOT"]:
+            outcome = self.run_line(line, script=there)
+            self.assertEqual((outcome.status, bytes(self.root) in outcome.out), (0, True), line)
 
-
-class HelpAndVersion(ProgramTest):
-    def answer(self, *arguments: str) -> str:
-        outcome = self.run_program(*arguments)
-        self.assertEqual((outcome.status, outcome.err), (0, b""))
-        return outcome.out.decode()
-
-    def test_help_lists_every_mode(self) -> None:
-        for arguments in [("--help",), ("--help", "--search"), ("--help", "x")]:
-            text = self.answer(*arguments)
-            for mode in MODES:
-                self.assertIn(mode, text, arguments)
-
-    def test_version_is_one_line_with_a_number(self) -> None:
-        for arguments in [("--version",), ("--version", "--search", "x")]:
-            self.assertRegex(self.answer(*arguments), r"\A[^\n]*\d+\.\d+[^\n]*\n\Z")
-
-    def test_the_only_argument_of_a_mode(self) -> None:
-        for mode, words in MODES.items():
+    def test_help_and_version(self) -> None:
+        tells = {f"{mode} --help": words for mode, words in MODES.items() if mode not in UNAVAILABLE}
+        tells |= {"--help": [*MODES], "--help --search": [*MODES]}
+        for line, words in tells.items():
+            outcome = self.run_line(line)
+            self.assertEqual((outcome.status, outcome.err), (0, b""), line)
             for word in words:
-                self.assertIn(word, self.answer(mode, "--help"))
-        self.assertRegex(self.answer("--search", "--version"), r"\d+\.\d+")
-
-    def test_elsewhere_they_are_words_of_the_query(self) -> None:
+                self.assertIn(word, outcome.out.decode(), line)
+        for line in ["--version", "--version --search x", "--search --version"]:
+            self.assertRegex(self.run_line(line).out, rb"\A[^\n]*\d+\.\d+[^\n]*\n\Z")
+        # Elsewhere they are words of the query.
         for word in ["--help", "--version"]:
-            found = self.write(f"about {word}")
-            outcome = self.run_program("--search", "--in", self.root, word)
-            self.assertEqual(outcome.out, bytes(found) + b"\n")
-            self.assertEqual(outcome.err, b"1 result(s)\n")
+            found = bytes(self.write(f"about {word}"))
+            self.assertEqual(self.run_line(f"--search --in ROOT {word}").out, found + b"\n")
 
 
 if __name__ == "__main__":

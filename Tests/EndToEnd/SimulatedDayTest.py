@@ -43,7 +43,7 @@ class Day:
     def __init__(self, test: SimulatedDayTest, seed: int, servers: int, most_entries: int) -> None:
         self.test = test
         self.random = Random(seed)
-        self.work = TreeWork(test.root, test.home / "origin", self.random, most_entries)
+        self.work = TreeWork(test.root, self.random, most_entries)
         self.servers: list[Server | None] = [None] * servers
         self.data = test.home / ".local/share/Dovra"
 

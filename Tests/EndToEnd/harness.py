@@ -2,11 +2,11 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import shutil
 import subprocess
 import tempfile
-import threading
 import tty
 import unittest
 from collections.abc import Mapping, Sequence
@@ -21,7 +21,7 @@ KEPT_VARIABLES = ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS
 
 
 class Stream(Enum):
-    """Where a stream of the program leads. A terminal delivers the bytes as they were written."""
+    """Where a stream of the program leads. A terminal delivers the bytes as they were written, 4 KB at most."""
 
     PIPE = "pipe"
     TERMINAL = "terminal"
@@ -36,47 +36,30 @@ class Outcome:
     err: bytes
 
 
-class _Capture:
-    """One output stream: the end that the program writes to, and what came out of it."""
+def _ends(stream: Stream, opened: contextlib.ExitStack) -> tuple[int | None, int]:
+    """The end of a terminal to read from, and what the program writes to: closed with `opened`."""
+    reader = None
+    if stream is Stream.PIPE:
+        return None, subprocess.PIPE
+    if stream is Stream.FULL_DISK:
+        writer = os.open("/dev/full", os.O_WRONLY)
+    elif stream is Stream.CLOSED_PIPE:
+        unread, writer = os.pipe()
+        os.close(unread)
+    else:
+        reader, writer = os.openpty()
+        tty.setraw(writer)
+    opened.callback(os.close, writer)
+    return reader, writer
 
-    def __init__(self, stream: Stream) -> None:
-        self.bytes = b""
-        self._reader: int | None = None
-        if stream is Stream.FULL_DISK:
-            self.writer = os.open("/dev/full", os.O_WRONLY)
-        elif stream is Stream.TERMINAL:
-            self._reader, self.writer = os.openpty()
-            tty.setraw(self.writer)
-        else:
-            self._reader, self.writer = os.pipe()
-        if stream is Stream.CLOSED_PIPE:
-            self._close_reader()
-        self._thread = threading.Thread(target=self._read, daemon=True)
 
-    def start(self) -> None:
-        os.close(self.writer)
-        self._thread.start()
-
-    def finish(self) -> bytes:
-        self._thread.join(TIMEOUT_SECONDS)
-        if self._thread.is_alive():
-            raise AssertionError("the program ended and something still holds its output open")
-        return self.bytes
-
-    def _read(self) -> None:
-        if self._reader is None:
-            return
-        try:
-            while chunk := os.read(self._reader, 65536):
-                self.bytes += chunk
-        except OSError:
-            pass  # How a terminal says that its other end is closed.
-        self._close_reader()
-
-    def _close_reader(self) -> None:
-        assert self._reader is not None
-        os.close(self._reader)
-        self._reader = None
+def _taken(terminal: int) -> bytes:
+    taken = b""
+    # An error is how a terminal says that its other end is closed.
+    with open(terminal, "rb", buffering=0) as reader, contextlib.suppress(OSError):
+        while chunk := reader.read(4096):
+            taken += chunk
+    return taken
 
 
 class ProgramTest(unittest.TestCase):
@@ -102,7 +85,7 @@ class ProgramTest(unittest.TestCase):
 
     def write(self, name: str | bytes, content: bytes = b"") -> Path:
         """Makes a file below `root`, and the folders that lead to it."""
-        path = Path(os.fsdecode(os.path.join(os.fsencode(self.root), os.fsencode(name))))
+        path = self.root / os.fsdecode(name)
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content)
         return path
@@ -134,38 +117,33 @@ class ProgramTest(unittest.TestCase):
         cwd: Path | None = None,
         variables: Mapping[str, str] | None = None,
         unprivileged: bool = False,
+        script: str = 'exec "$0" "$@"',
     ) -> Outcome:
-        """Runs the program to its end, with an empty standard input and no variables of the caller's."""
-        captures = [_Capture(out), _Capture(err)]
-        try:
-            process = subprocess.Popen(
-                [self._program(unprivileged), *arguments],
+        """Runs the program to its end, with an empty standard input and no variables of the caller's.
+
+        A shell script starts it, with the program as "$0".
+        """
+        with contextlib.ExitStack() as opened:
+            ends = [_ends(stream, opened) for stream in (out, err)]
+            done = subprocess.run(
+                ["/bin/sh", "-c", script, self._program(unprivileged), *arguments],
                 stdin=subprocess.DEVNULL,
-                stdout=captures[0].writer,
-                stderr=captures[1].writer,
+                stdout=ends[0][1],
+                stderr=ends[1][1],
                 cwd=cwd or self.root,
                 env=self._environment(variables or {}),
                 user="nobody" if unprivileged and os.geteuid() == 0 else None,
-                restore_signals=True,
+                timeout=TIMEOUT_SECONDS,
             )
-        finally:
-            for capture in captures:
-                capture.start()
-        try:
-            status = process.wait(TIMEOUT_SECONDS)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            process.wait()
-            self.fail(f"not done after {TIMEOUT_SECONDS} s: {arguments}")
-        return Outcome(status, *(capture.finish() for capture in captures))
+        piped = (done.stdout or b"", done.stderr or b"")
+        texts = [_taken(reader) if reader else text for (reader, _), text in zip(ends, piped)]
+        return Outcome(done.returncode, *texts)
 
     def _program(self, unprivileged: bool) -> str:
         """The program, where the user that runs it can reach it: the build may stand in root's own folder."""
         if not unprivileged or os.geteuid() != 0:
             return PROGRAM
-        copy = self._folder / "program"
-        shutil.copy(PROGRAM, copy)
-        return str(copy)
+        return shutil.copy(PROGRAM, self._folder / "program")
 
     def assert_one_line(self, text: bytes, *words: str) -> None:
         """Checks that the text is one line that ends in a newline and holds the words."""

@@ -2,13 +2,11 @@
 
 from __future__ import annotations
 
-import compileall
 import contextlib
 import io
 import os
 import shutil
 import stat
-import subprocess
 import tarfile
 import time
 from collections.abc import Callable, Iterator
@@ -18,39 +16,46 @@ from random import Random
 NAMES = ["a", "b", "notes", "project", "Übung", "two words", "line\nbreak", "\udcff"]
 OLD_TIME = 1_000_000_000
 DEEP = "x" * 200  # the name of each folder of a chain that is deeper than a path can tell
-GIT = shutil.which("git")
+
+
+def dig(root: Path, name: str, depth: int) -> None:
+    """Makes a chain of folders of one name, whose paths may be longer than the system takes."""
+    folder = os.open(root, os.O_RDONLY)
+    for _ in range(depth):
+        os.mkdir(name, dir_fd=folder)
+        below = os.open(name, os.O_RDONLY, dir_fd=folder)
+        os.close(folder)
+        folder = below
+    os.close(folder)
 
 
 class TreeWork:
-    """Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
+    """Every public method but `step` and `entries` is something that people do.
+
+    Each step leaves at most `most_entries` in the tree, of which a fifth and 900 at most are folders.
 
     A file with several names is changed in place only with a touch of each: where its other names stand nothing
     happens then, and what is known of them may be old.
     """
 
-    def __init__(self, root: Path, origin: Path, random: Random, most_entries: int) -> None:
+    def __init__(self, root: Path, random: Random, most_entries: int) -> None:
         self.root = root
         self.random = random
         self.most_entries = most_entries
         self.most_folders = min(most_entries // 5, 900)
-        self.origin = origin
         self.done: list[str] = []  # what a failure is told with
         self.deep_folders = 0
         self._number = 0
-        twice = [self.write_files, self.move]
-        once = [self.make_folders, self.save_atomically, self.append, self.change_and_put_times_back, self.swap]
-        once += [self.put_times_back, self.change_names_and_put_times_back, self.rename_many, self.delete_file]
-        once += [self.delete_folder, self.put_file_for_folder, self.put_folder_for_file, self.link, self.take_rights]
-        once += [self.change_through_one_name, self.rename_above, self.change_one_of_many, self.dig_or_fill]
-        once += [self.unpack, self.build, *([self.clone] if GIT else [])]
-        self._steps = [*twice, *twice, *once]
+        steps = [work for name, work in vars(TreeWork).items() if name[0] != "_" and name not in ("step", "entries")]
+        # Three times as often as any other.
+        self._steps = [*steps, *[TreeWork.write_files, TreeWork.move] * 2]
 
     def step(self) -> None:
         work = self.random.choice(self._steps)
         self.done.append(work.__name__)
         # What the choice of places makes impossible is not done, such as moving a folder into itself.
         with contextlib.suppress(OSError, IndexError):
-            work()
+            work(self)
         self._bound()
 
     # Places
@@ -246,14 +251,8 @@ class TreeWork:
             shutil.rmtree(self.root / DEEP)
             self.deep_folders = 0
             return
-        folder = os.open(self.root, os.O_RDONLY)
-        for _ in range(self.random.randrange(1, 300)):
-            os.mkdir(DEEP, dir_fd=folder)
-            self.deep_folders += 1
-            below = os.open(DEEP, os.O_RDONLY, dir_fd=folder)
-            os.close(folder)
-            folder = below
-        os.close(folder)
+        self.deep_folders = self.random.randrange(1, 300)
+        dig(self.root, DEEP, self.deep_folders)
 
     def unpack(self) -> None:
         packed = io.BytesIO()
@@ -268,35 +267,13 @@ class TreeWork:
             archive.extractall(self._folder() / self._new_name())
 
     def build(self) -> None:
-        """Objects with temporary names, renamed when they are whole; then a compiler that works so too."""
+        """Objects with temporary names, which are renamed when they are whole."""
         folder = self._folder() / "build"
         folder.mkdir(exist_ok=True)
         for number in range(self.random.randrange(1, 60)):
             unfinished = folder / f"{number}.o.tmp"
             unfinished.write_bytes(self._bytes())
             unfinished.replace(folder / f"{number}.o")
-            (folder / f"{number % 10}.py").unlink(missing_ok=True)
-            (folder / f"{number % 10}.py").write_text(f"number = {number}\n")
-        compileall.compile_dir(folder, quiet=2)
-
-    def clone(self) -> None:
-        if not self.origin.exists():
-            self._git("init", "--quiet", str(self.origin))
-            for number in range(20):
-                folder = self.origin / f"source{number % 5}"
-                folder.mkdir(exist_ok=True)
-                (folder / f"{number}.c").write_bytes(self._bytes())
-            self._git("-C", str(self.origin), "add", ".")
-            self._git("-C", str(self.origin), "commit", "--quiet", "--message", "all")
-        target = self._folder() / self._new_name()
-        if not os.path.lexists(target):
-            self._git("clone", "--quiet", str(self.origin), str(target))
-
-    def _git(self, *arguments: str) -> None:
-        assert GIT
-        user = ["-c", "user.name=anyone", "-c", "user.email=anyone@localhost", "-c", "safe.directory=*"]
-        environment = {"PATH": os.defpath, "HOME": str(self.origin.parent), "GIT_CONFIG_NOSYSTEM": "1"}
-        subprocess.run([GIT, *user, *arguments], check=True, env=environment)
 
     # Bounds
 

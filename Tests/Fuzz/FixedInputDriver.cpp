@@ -40,16 +40,16 @@ void runAll(const Seeds& seeds, std::size_t& number) {
     const auto deadline = std::chrono::steady_clock::now() + time;
     while (number < seeds.size() || (number < inputs && std::chrono::steady_clock::now() < deadline))
         runInput(number++, seeds);
-    std::printf("%zu inputs, %zu of them from corpus and dictionary\n", number, seeds.size());
+    std::printf("%zu inputs, %zu of them from the corpus\n", number, seeds.size());
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count < 3 || count > 4) fail("usage: CORPUS DICTIONARY [NUMBER]");
-    const Seeds seeds = readSeeds(arguments[1], arguments[2]);
-    if (count == 4) {
-        runInput(std::stoul(arguments[3]), seeds);
+    if (count < 2 || count > 3) fail("usage: CORPUS [NUMBER]");
+    const Seeds seeds = readSeeds(arguments[1]);
+    if (count == 3) {
+        runInput(std::stoul(arguments[2]), seeds);
         return 0;
     }
     void* shared =
@@ -65,8 +65,7 @@ int main(int count, char** arguments) {
     if (child < 0 || waitpid(child, &status, 0) != child) fail("no process of its own");
     if (status == 0) return 0;
     const std::size_t number = std::max<std::size_t>(started, 1) - 1;
-    std::fprintf(stderr, "failed; to repeat: %s %s %s %zu\n", arguments[0], arguments[1], arguments[2],
-                 number);
+    std::fprintf(stderr, "failed; to repeat: %s %s %zu\n", arguments[0], arguments[1], number);
     for (const char c : makeInput(number, seeds))
         std::fprintf(stderr, "%02x", static_cast<unsigned>(static_cast<std::uint8_t>(c)));
     std::fputc('\n', stderr);

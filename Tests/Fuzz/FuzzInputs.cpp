@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <set>
 
 namespace dovra::fuzz {
 
@@ -54,42 +55,6 @@ std::string repeated(const std::string& text, Random& random) {
     return made;
 }
 
-/// Appends the files of the folder, if there is one, in the order of their names.
-void addCorpus(const std::filesystem::path& folder, Seeds& seeds) {
-    if (!std::filesystem::exists(folder)) return;
-    const std::filesystem::directory_iterator entries(folder);
-    std::vector<std::filesystem::path> files(begin(entries), end(entries));
-    std::ranges::sort(files);
-    for (const auto& path : files) {
-        std::ifstream file(path, std::ios::binary);
-        if (!file) fail("cannot read " + path.string());
-        seeds.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-}
-
-/// The word of a dictionary line "word", with \\, \" and \xHH as escapes.
-std::string dictionaryWord(const std::string& line) {
-    std::string word;
-    for (std::size_t i = 1; i + 1 < line.size(); ++i) {
-        if (line[i] == '\\' && line[i + 1] == 'x') {
-            word += static_cast<char>(std::stoi(line.substr(i + 2, 2), nullptr, 16));
-            i += 3;
-        } else {
-            i += line[i] == '\\' ? 1 : 0;
-            word += line[i];
-        }
-    }
-    return word;
-}
-
-/// Appends the words of the dictionary, if there is one.
-void addDictionary(const std::filesystem::path& path, Seeds& seeds) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with('"')) seeds.push_back(dictionaryWord(line));
-    }
-}
-
 }  // namespace
 
 void fail(const std::string& message) {
@@ -97,10 +62,18 @@ void fail(const std::string& message) {
     std::exit(2);
 }
 
-Seeds readSeeds(const std::filesystem::path& corpus, const std::filesystem::path& dictionary) {
+Seeds readSeeds(const std::filesystem::path& corpus) {
     Seeds seeds{""};
-    addCorpus(corpus, seeds);
-    addDictionary(dictionary, seeds);
+    if (!std::filesystem::exists(corpus)) return seeds;
+    const std::filesystem::directory_iterator entries(corpus);
+    for (const auto& path : std::set<std::filesystem::path>(begin(entries), end(entries))) {
+        std::ifstream file(path, std::ios::binary);
+        if (!file) fail("cannot read " + path.string());
+        if (path.filename() != "words")
+            seeds.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        for (std::string word; std::getline(file, word);)
+            seeds.push_back(word);
+    }
     return seeds;
 }
 

@@ -13,9 +13,9 @@ using Seeds = std::vector<std::string>;
 /// Ends the program with status 2 and the message on standard error.
 [[noreturn]] void fail(const std::string& message);
 
-/// The empty input, the files of the corpus folder in the order of their names, and the words of the
-/// dictionary, which stand in quotes, one a line. Either may be absent.
-Seeds readSeeds(const std::filesystem::path& corpus, const std::filesystem::path& dictionary);
+/// The empty input, and the files of the corpus folder in the order of their names; of a file "words" each
+/// line is an input. The folder may be absent.
+Seeds readSeeds(const std::filesystem::path& corpus);
 
 /// The input of that number: first the seeds as they are, then random changes of them, a few of them long. It
 /// depends on the number and the seeds alone, never on the inputs before it.

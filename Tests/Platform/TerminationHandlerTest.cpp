@@ -8,52 +8,26 @@
 namespace dovra {
 namespace {
 
-/// Each statement runs in a process of its own, which a fault may not keep waiting for ever.
+/// What a test expects runs in a process of its own, which a fault may not keep waiting for ever.
 class TerminationHandlerDeathTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    static void sendToProcess(int signal) { (void)::kill(::getpid(), signal); }
-
-    [[noreturn]] static void waitForTheEnd() {
+    /// Sends the signal to the process and waits for its end.
+    [[noreturn]] static void die(int signal) {
+        (void)::kill(::getpid(), signal);
         (void)::alarm(20);
         for (;;)
             (void)::pause();
     }
-    static void waitUntilTaken(int signal) {
-        sigset_t pending{};
-        do {
-            (void)::sigpending(&pending);
-        } while (::sigismember(&pending, signal) != 0);
-    }
-
     static void finish() { (void)std::fputs("finished once.", stderr); }
 };
 
-TEST_F(TerminationHandlerDeathTest, ASignalEndsTheProcessAfterFinishing) {
+TEST_F(TerminationHandlerDeathTest, ASignalEndsTheProcessAfterFinishingAndASecondAtOnce) {
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-        EXPECT_EXIT(
-            {
-                const TerminationHandler handler(finish);
-                sendToProcess(signal);
-                waitForTheEnd();
-            },
-            testing::KilledBySignal(signal), "^finished once.$");
-    }
-}
-
-TEST_F(TerminationHandlerDeathTest, ASecondSignalEndsItAtOnce) {
-    for (const int second : {SIGTERM, SIGINT}) {
-        EXPECT_EXIT(
-            {
-                const TerminationHandler handler([second] {
-                    sendToProcess(second);
-                    waitForTheEnd();
-                });
-                sendToProcess(SIGTERM);
-                waitForTheEnd();
-            },
-            testing::KilledBySignal(second), "");
+        const auto end = testing::KilledBySignal(signal);
+        EXPECT_EXIT((TerminationHandler(finish), die(signal)), end, "^finished once.$");
+        EXPECT_EXIT((TerminationHandler([signal] { die(signal); }), die(SIGTERM)), end, "");
     }
 }
 
@@ -63,11 +37,13 @@ TEST_F(TerminationHandlerDeathTest, WhatIsIgnoredStaysSoAndNothingIsLeftBehindIt
             { const TerminationHandler gone(finish); }
             (void)std::signal(SIGHUP, SIG_IGN);
             const TerminationHandler handler(finish);
-            sendToProcess(SIGHUP);
-            sendToProcess(SIGURG);
-            waitUntilTaken(SIGURG);
-            sendToProcess(SIGTERM);
-            waitForTheEnd();
+            (void)::kill(::getpid(), SIGHUP);
+            (void)::kill(::getpid(), SIGURG);
+            sigset_t pending{};
+            do {
+                (void)::sigpending(&pending);
+            } while (::sigismember(&pending, SIGURG) != 0);
+            die(SIGTERM);
         },
         testing::KilledBySignal(SIGTERM), "^finished once.$");
 }

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iomanip>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -26,15 +27,6 @@ std::string document() {
     std::ifstream file(documentPath);
     if (!file) throw std::runtime_error("cannot read " + documentPath);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// What stands between two lines of the document; empty when one of them is missing.
-std::string between(const std::string& text, std::string_view first, std::string_view last) {
-    const std::size_t begin = text.find(first);
-    if (begin == std::string::npos) return {};
-    const std::size_t start = begin + first.size();
-    const std::size_t end = text.find(last, start);
-    return end == std::string::npos ? std::string{} : text.substr(start, end - start);
 }
 
 std::string trimmed(std::string_view text) {
@@ -74,13 +66,9 @@ std::vector<std::vector<std::string>> rowsUnder(const std::string& header) {
 /// Noon of a day like "2024-03-15", in seconds since 1970.
 double noonOf(const std::string& day) {
     std::tm fields{};
-    std::istringstream text(day);
-    char dash = 0;
-    text >> fields.tm_year >> dash >> fields.tm_mon >> dash >> fields.tm_mday;
+    std::istringstream text(day + " 12");
+    text >> std::get_time(&fields, "%Y-%m-%d %H");
     if (!text) throw std::runtime_error("not a day: " + day);
-    fields.tm_year -= 1900;
-    fields.tm_mon -= 1;
-    fields.tm_hour = 12;
     fields.tm_isdst = -1;
     return static_cast<double>(std::mktime(&fields));
 }
@@ -108,9 +96,8 @@ std::string shown(const FileIndex& index, const SearchResult& result) {
 
 TEST(QueryLanguageDocumentation, CarriesTheTableOfKeys) {
     const std::string written =
-        between(document(), "<!-- generated table: begin -->\n", "<!-- generated table: end -->");
-    EXPECT_TRUE(written == queryKeysMarkdown()) << documentPath << ": between the two comments must stand:\n"
-                                                << queryKeysMarkdown();
+        "<!-- generated table: begin -->\n" + queryKeysMarkdown() + "<!-- generated table: end -->";
+    EXPECT_TRUE(document().find(written) != std::string::npos) << documentPath << " must hold:\n" << written;
 }
 
 TEST(QueryLanguageDocumentation, ExamplesFindWhatTheySay) {

@@ -1,8 +1,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <vector>
+#include <string>
 
-#include "Base/ConcurrentPerform.hpp"
 #include "Query/RegularExpression.hpp"
 
 namespace dovra {
@@ -33,19 +32,6 @@ TEST(RegularExpression, RepairsIllFormedPatternsAndTexts) {
     EXPECT_TRUE(found("x\xFFy", "x\xC3y"));
     EXPECT_FALSE(found("x\xFFy", "xby"));
     EXPECT_TRUE(found("^x.{3}\u00E9$", "x\xED\xA0\x80\u00E9")) << "a surrogate is three ill-formed bytes";
-}
-
-TEST(RegularExpression, EscapedTextMatchesItselfOnly) {
-    for (unsigned byte = 0; byte < 128; ++byte) {
-        const std::string text(1, static_cast<char>(byte));
-        const std::string pattern = fmt::format("^{}\\z", RegularExpression::escapedPattern(text));
-        for (unsigned other = 0; other < 128; ++other) {
-            const bool isSame = other == byte;
-            EXPECT_EQ(found(pattern, std::string(1, static_cast<char>(other)), true), isSame) << pattern;
-        }
-    }
-    const std::string text = "\u00E9\u65E5 \\Q\\E";
-    EXPECT_TRUE(found(fmt::format("^{}\\z", RegularExpression::escapedPattern(text)), text, true));
 }
 
 /// Each would take longer than the universe has existed.
@@ -80,17 +66,6 @@ TEST(RegularExpression, OrdinaryPatternsReachTheEndOfLongPaths) {
         EXPECT_TRUE(found(pattern, path + "/baz-1.2.tar.gz")) << pattern;
         EXPECT_TRUE(found(fmt::format("(*NO_JIT){}", pattern), path + "/baz-1.2.tar.gz")) << pattern;
     }
-}
-
-TEST(RegularExpression, CopiesMatchOnManyThreads) {
-    const RegularExpression expression = RegularExpression::compile("^(\\w+ )+(\\d+)$", false).value();
-    const std::vector<RegularExpression> copies(4, expression);
-    performOnNewThreads(copies.size(), [&](std::size_t copy) {
-        for (int i = 0; i < 2000; ++i) {
-            EXPECT_TRUE(copies[copy].foundIn(fmt::format("some words {}", i)));
-            EXPECT_FALSE(copies[copy].foundIn(fmt::format("some words{}", i)));
-        }
-    });
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 
-#include "Base/AsciiFold.hpp"
-#include "Diagnostics/SlowMatch.hpp"
 #include "Query/TextMatcher.hpp"
 
 namespace dovra {
@@ -60,32 +57,6 @@ TEST(TextMatcher, FindsNeedlesLongerThanTheLargestShift) {
     const std::string name = std::string(70000, 'c') + needle;
     EXPECT_TRUE(matches(needle, name));
     EXPECT_FALSE(matches(needle + "d", name));
-}
-
-/// A search looks for the literal first and then trusts these statements about the matches.
-TEST(TextMatcher, SaysOnlyTrueThingsAboutItsMatches) {
-    std::mt19937 random(1);
-    // With the Kelvin sign, the long s and the dotless i, which case folding maps to ASCII letters or near.
-    const std::string_view pieces[] = {"k",        "K", "s",         "\xE2\x84\xAA", "\xC5\xBF", "\xC4\xB0",
-                                       "\xC4\xB1", "i", "\xC3\x89",  "\xC3\xA9",     "*",        "?",
-                                       " ",        ".", "e\xCC\x81", "\xFF"};
-    const auto randomPieces = [&](std::size_t most) {
-        std::string text;
-        for (std::size_t i = random() % most + 1; i > 0; --i)
-            text += pieces[random() % std::size(pieces)];
-        return text;
-    };
-    for (int i = 0; i < 50000; ++i) {
-        const std::string text = randomPieces(3);
-        const std::string name = randomPieces(6);
-        const bool caseSensitive = random() % 2 == 0;
-        const TextMatcher matcher(MatchTarget::name, text, caseSensitive, random() % 3 == 0);
-        const bool hasLiteral = slow::contains(name, matcher.requiredLiteral(), caseSensitive);
-        const bool isMatch = matcher.matchesText(name);
-        ASSERT_TRUE(!isMatch || hasLiteral) << text << " on " << name;
-        ASSERT_TRUE(!isMatch || !matcher.needsNonAscii() || !isAscii(name)) << text << " on " << name;
-        ASSERT_TRUE(!matcher.isPlainSubstring() || isMatch == hasLiteral) << text << " on " << name;
-    }
 }
 
 }  // namespace

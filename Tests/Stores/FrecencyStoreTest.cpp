@@ -1,12 +1,12 @@
 #include <atomic>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Stores/FrecencyStore.hpp"
-#include "Support/FileFacts.hpp"
 #include "Support/FullDisk.hpp"
 #include "Support/TemporaryTree.hpp"
 
@@ -26,19 +26,17 @@ protected:
     std::atomic<double> now_ = start;
 };
 
-TEST_F(FrecencyStoreTest, BoostsWhatWasOpened) {
-    FrecencyStore store = open();
-    EXPECT_EQ(store.boost("/a"), 0);
-    EXPECT_TRUE(store.boosts().empty());
-    store.recordOpen("/a");
-    EXPECT_EQ(store.boost("/a"), 16);
-    for (int i = 0; i < 4; ++i)
+TEST_F(FrecencyStoreTest, BoostsWhatWasOpenedAlsoWithoutAFile) {
+    for (const std::optional<std::string>& file : {std::optional(file_), std::optional<std::string>()}) {
+        now_ = start;
+        FrecencyStore store(file, [this] { return now_.load(); });
+        EXPECT_TRUE(store.boosts().empty());
         store.recordOpen("/a");
-    EXPECT_EQ(store.boost("/a"), 72);
-    now_ = start + 8 * 86400.0;
-    ASSERT_EQ(store.boosts().size(), 1U);
-    EXPECT_EQ(store.boosts().front().path, "/a");
-    EXPECT_EQ(store.boosts().front().boost, 10);
+        EXPECT_EQ(store.boost("/a"), 16);
+        EXPECT_FALSE(store.flush());
+        now_ = start + 8 * 86400.0;
+        EXPECT_EQ(store.boosts().at(0).boost, 2);
+    }
 }
 
 TEST_F(FrecencyStoreTest, LosesNoOpenWhileItSaves) {
@@ -82,13 +80,6 @@ TEST_F(FrecencyStoreTest, SavesWhatIsDueWhenItGoesAndAFailedSaveOnce) {
     const FrecencyTable saved = open().table();
     EXPECT_EQ(saved.find(path).value().count, 1);
     EXPECT_EQ(saved.size(), 3U);
-}
-
-TEST_F(FrecencyStoreTest, WorksInMemoryWithoutALocation) {
-    FrecencyStore store(std::nullopt);
-    store.recordOpen("/a");
-    EXPECT_FALSE(store.flush());
-    EXPECT_EQ(store.boost("/a"), 16);
 }
 
 }  // namespace

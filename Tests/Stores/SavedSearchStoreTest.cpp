@@ -30,19 +30,6 @@ protected:
     std::string file_ = tree_.path("saved-searches.json");
 };
 
-TEST_F(SavedSearchStoreTest, TrimsNamesAndIgnoresEmptyOnes) {
-    SavedSearchStore store = open();
-    store.save("  a b\n", " q ");
-    store.save(" \n\t", "x");
-    store.save("", "x");
-    EXPECT_THAT(store.items(), ElementsAre(Item{"a b", " q "}));
-    EXPECT_EQ(store.query("a b"), " q ");
-    EXPECT_EQ(store.query("A b"), std::nullopt);
-    EXPECT_FALSE(store.remove("A b"));
-    EXPECT_TRUE(store.remove("a b"));
-    EXPECT_FALSE(store.remove("a b"));
-}
-
 TEST_F(SavedSearchStoreTest, ManyChangesAreOneWrite) {
     SavedSearchStore store = open();
     for (int i = 0; i < 10; ++i)
