@@ -1,19 +1,25 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <deque>
 #include <filesystem>
+#include <fmt/format.h>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Services/FakeFeed.hpp"
 #include "Services/LiveIndex.hpp"
-#include "Support/FakeFeed.hpp"
+#include "Support/FewDescriptors.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -21,14 +27,16 @@
 #include "Support/Privileges.hpp"
 #include "Support/Stamps.hpp"
 #include "Support/TemporaryTree.hpp"
+#include "Support/TreeScript.hpp"
 
 namespace dovra::test {
 
-/// A life that the test steps, with a clock and a feed of its own. Nothing happens on its own.
+/// A life that a script steps, with a clock and a feed of its own: nothing happens on its own. A script holds
+/// steps with a semicolon between. What `perform` knows happens on the disk, untold; the other words are
+/// below. A path is relative to the root, "." is the root, and one that starts with a slash is relative to
+/// the temporary tree, in which the root is "/above/root".
 class LiveIndexLife : public testing::Test {
 protected:
-    using Kind = LiveIndex::Task::Kind;
-
     LiveIndexLife() {
         options_.root = root_;
         options_.openFeed = [this] { return std::make_unique<FakeFeed>(feed_); };
@@ -39,118 +47,234 @@ protected:
         options_.isOnBattery = [this] { return isOnBattery_; };
         options_.report = [this](const std::string& message) { reports_.push_back(message); };
         options_.onUpdated = [this] { ++updates_; };
-        options_.onProgress = [this](std::int64_t count, bool goesOn) {
-            progress_.emplace_back(count, goesOn);
-        };
+        // For those who become another user, but not of another group.
+        std::filesystem::permissions(tree_.path(), std::filesystem::perms::group_exec,
+                                     std::filesystem::perm_options::add);
     }
 
-    void make() {
-        stop_ = {};
-        options_.stop = stop_.get_token();
-        live_.emplace(options_);
-    }
-
-    /// Another life, from what the former one saved.
-    void begin() {
-        make();
-        live_->start();
-    }
-
-    /// A life that has begun: with a saved cache, everything compared.
-    void beAlive() {
-        begin();
-        pass(std::chrono::seconds(0));
-        EXPECT_EQ(live_->answers(), LiveIndex::Answers::whole);
-    }
-
-    void end() {
-        stop_.request_stop();
-        live_->end();
-    }
-
-    /// A stop comes while the next step goes on.
-    void stopInAStep() {
-        stopsBetween_ = true;
-        live_->step();
-        live_->end();
-        stopsBetween_ = false;
-    }
-
-    /// Time passes, and what is due is done.
-    void pass(std::chrono::seconds time) {
-        now_ += time;
-        live_->step();
-        runTasks();
-    }
-
-    /// Every task that is due now; which they were.
-    std::vector<Kind> runTasks() {
-        std::vector<Kind> kinds;
-        while (auto task = live_->nextTask()) {
-            task->run()();
-            kinds.push_back(task->kind);
+    /// Goes on with the life; ends at the first step that is not as expected.
+    void run(const std::string& script) {
+        for (std::size_t at = 0, end = 0; end != std::string::npos && !HasFailure() && !IsSkipped();
+             at = end + 2) {
+            end = script.find("; ", at);
+            const std::string step = script.substr(at, end - at);
+            SCOPED_TRACE(step + " <- " + script);
+            take(step);
         }
-        return kinds;
     }
-
-    /// Somebody is served, and then a whole round goes by; what it found.
-    std::int64_t findsOfARound() {
-        const auto before = live_->lastRound();
-        live_->flush(std::chrono::seconds(1));
-        for (int i = 0; i < 1000 && live_->lastRound() == before; ++i)
-            pass(std::chrono::minutes(1));
-        EXPECT_NE(live_->lastRound(), before);
-        return live_->lastRound() ? static_cast<std::int64_t>(live_->lastRound()->finds) : -1;
-    }
-
-    void write(const std::string& path, std::string_view bytes = {}) const {
-        tree_.write("above/root/" + path, bytes);
-    }
-
-    void tell(const std::string& path) { feed_->waiting.addPath(path.empty() ? root_ : root_ + "/" + path); }
-
-    /// A change in the root folder that the feed tells.
-    void change(const std::string& name) {
-        write(name);
-        tell("");
-    }
-
-    /// Runs `body` as an ordinary user who may not enter a folder. False where that cannot be had.
-    template <typename Body>
-    bool withoutEntering(const std::string& folder, const Body& body) {
-        namespace fs = std::filesystem;
-        // The user changes, the group does not.
-        fs::permissions(tree_.path(), fs::perms::group_exec, fs::perm_options::add);
-        fs::permissions(folder, fs::perms::none);
-        const auto user = std::make_unique<const OrdinaryUser>();
-        if (user->isOrdinary()) body();
-        return user->isOrdinary();
-    }
-
-    std::vector<std::string> differences(Compared compared = Compared::all) const {
-        return differencesFromFreshScan(live_->index(), options_.root, compared);
-    }
-    bool has(const std::string& path) const { return idOf(live_->index(), root_ + "/" + path) >= 0; }
-
-    std::string cachePath() const { return data_.cachePath(root_); }
-    ino_t cacheInode() const { return statusOf(cachePath()).st_ino; }
 
     const OwnData data_;
     const TemporaryTree tree_;
     const std::string root_ = tree_.makeFolder("above/root");
     const std::shared_ptr<FakeChanges> feed_ = std::make_shared<FakeChanges>();
+    LiveIndex::Options options_;
+
+private:
+    using Rest = const std::string&;
+
+    void take(const std::string& step) {
+        const std::size_t space = std::min(step.find(' '), step.size() - 1);
+        const std::string word = step.substr(0, step.find(' '));
+        const auto found = words_.find(word);
+        if (found != words_.end()) return found->second(step.substr(space + 1));
+        std::istringstream paths(step.substr(space + 1));
+        std::string line = word;
+        for (std::string path; paths >> path;)
+            line += " " + placeOf(path);
+        EXPECT_TRUE(perform("/", line));
+    }
+
+    std::string placeOf(Rest path) const {
+        if (path.starts_with('/')) return tree_.path() + path;
+        return path == "." ? root_ : joinPath(root_, path);
+    }
+    static std::chrono::seconds seconds(Rest number) { return std::chrono::seconds(std::stoi(number)); }
+
+    void begin() {
+        stop_ = {};
+        options_.stop = stop_.get_token();
+        live_.emplace(options_);
+        live_->start();
+    }
+    void pass(std::chrono::seconds time) {
+        now_ += time;
+        live_->step();
+        runTasks("");
+    }
+    /// Every task that is due now; between its two halves comes a step. Tells the kind of the last.
+    std::string runTasks(Rest between) {
+        std::string kind;
+        while (auto task = live_->nextTask()) {
+            const auto finish = task->run();
+            if (!between.empty()) take(between);
+            finish();
+            kind = task->kind == LiveIndex::Task::Kind::saving ? "saving" : "reading";
+        }
+        return kind;
+    }
+    /// Somebody is served, and then a whole round goes by.
+    void passARound() {
+        const auto before = live_->lastRound();
+        live_->flush(std::chrono::seconds(1));
+        for (int i = 0; i < 1000 && live_->lastRound() == before; ++i)
+            pass(std::chrono::minutes(1));
+        EXPECT_NE(live_->lastRound(), before);
+    }
+    void expectDifference(bool isExpected, Compared compared) const {
+        const auto found = differencesFromFreshScan(live_->index(), options_.root, compared);
+        EXPECT_EQ(!found.empty(), isExpected) << fmt::format("{}", fmt::join(found, "\n"));
+    }
+    ino_t cache() const { return statusOf(data_.cachePath(root_)).st_ino; }
+
     LiveIndex::Time now_ = LiveIndex::Time(std::chrono::hours(100));
     LiveIndex::Clock::duration lookTakes_ = {};
     bool isOnBattery_ = false;
-    std::vector<std::string> reports_;
-    std::vector<std::pair<std::int64_t, bool>> progress_;
-    int updates_ = 0;
-    std::stop_source stop_;
-    LiveIndex::Options options_;
-    std::optional<LiveIndex> live_;
-
-private:
     bool stopsBetween_ = false;
+    std::deque<std::string> reports_;
+    int updates_ = 0;
+    ino_t savedCache_ = 0;
+    std::uint64_t generation_ = 0;
+    std::stop_source stop_;
+    std::optional<OrdinaryUser> user_;
+    std::optional<LiveIndex> live_;
+    std::deque<LiveIndex::Task> tasks_;
+    std::deque<std::function<void()>> finishes_;
+
+    const std::map<std::string, std::function<void(Rest)>, std::less<>> words_ = {
+        // What the feed is and tells.
+        {"feed",
+         [this](Rest state) {
+             using State = ChangeFeed::State;
+             feed_->state = state == "open"      ? State::open
+                            : state == "refused" ? State::refused
+                                                 : State::opening;
+         }},
+        {"tell", [this](Rest path) { feed_->waiting.addPath(placeOf(path)); }},
+        {"tell-file", [this](Rest path) { feed_->waiting.addFile(placeOf(path)); }},
+        {"tell-tree", [this](Rest path) { feed_->waiting.addSubtree(placeOf(path)); }},
+        {"later",  // than the next taking
+         [this](Rest step) {
+             std::swap(feed_->waiting, feed_->later);
+             take(step);
+             std::swap(feed_->waiting, feed_->later);
+         }},
+        {"lose", [this](Rest) { feed_->waiting.loseTrack(); }},
+        {"late", [this](Rest) { feed_->isLate = true; }},
+        {"poll", [this](Rest path) { feed_->polledTrees = {placeOf(path)}; }},
+        {"change",  // in the root folder, told
+         [this](Rest file) {
+             take("write " + file);
+             take("tell .");
+         }},
+        // The life.
+        {"save-interval", [this](Rest time) { options_.saveInterval = seconds(time); }},
+        {"spare", [this](Rest tombstones) { options_.spareTombstones = std::stoi(tombstones); }},
+        {"begin", [this](Rest) { begin(); }},
+        {"live",
+         [this](Rest) {
+             begin();
+             pass(std::chrono::seconds(0));
+             EXPECT_EQ(live_->answers(), LiveIndex::Answers::whole);
+         }},
+        {"cancel", [this](Rest) { stop_.request_stop(); }},
+        {"end",
+         [this](Rest) {
+             stop_.request_stop();
+             live_->end();
+         }},
+        {"end-in-a-step",
+         [this](Rest) {
+             stopsBetween_ = true;
+             live_->step();
+             live_->end();
+             stopsBetween_ = false;
+         }},
+        {"step", [this](Rest) { live_->step(); }},
+        {"rebuild", [this](Rest) { live_->rebuild(); }},
+        {"wait", [this](Rest time) { now_ += seconds(time); }},
+        {"pass", [this](Rest time) { pass(seconds(time)); }},  // and do what is due
+        {"pass-a-round", [this](Rest) { passARound(); }},
+        {"catch-up",
+         [this](Rest) {
+             for (int i = 0; i < 1000 && live_->answers() != LiveIndex::Answers::whole; ++i)
+                 pass(std::chrono::seconds(1));
+         }},
+        {"tasks-and", [this](Rest step) { runTasks(step); }},
+        {"hold",  // a task that is due
+         [this](Rest) {
+             auto task = live_->nextTask();
+             ASSERT_TRUE(task);
+             tasks_.push_back(*std::move(task));
+         }},
+        {"run",  // the one that was held first
+         [this](Rest) {
+             finishes_.push_back(tasks_.front().run());
+             tasks_.pop_front();
+         }},
+        {"finish",  // the one that was run first
+         [this](Rest) {
+             finishes_.front()();
+             finishes_.pop_front();
+         }},
+        // What is around it.
+        {"trust-stamps", [this](Rest) { trustStamps(live_->index()); }},
+        {"battery", [this](Rest state) { isOnBattery_ = state == "on"; }},
+        {"looks-take", [this](Rest time) { lookTakes_ = seconds(time); }},
+        {"data", [this](Rest line) { EXPECT_TRUE(perform(data_.path(), line)); }},
+        {"with-descriptors",  // no more than a number of one digit, a step
+         [this](Rest step) {
+             const FewDescriptors shortage(step.at(0) - '0');
+             take(step.substr(2));
+         }},
+        {"be-ordinary",
+         [this](Rest) {
+             if (!user_.emplace().isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
+         }},
+        {"be-oneself", [this](Rest) { user_.reset(); }},
+        // What is expected.
+        {"flush", [this](Rest) { EXPECT_TRUE(live_->flush(std::chrono::seconds(1))); }},
+        {"flush-fails", [this](Rest) { EXPECT_FALSE(live_->flush(std::chrono::seconds(1))); }},
+        {"answers",
+         [this](Rest expected) {
+             constexpr const char* texts[] = {"none", "names", "whole"};
+             EXPECT_EQ(texts[static_cast<std::size_t>(live_->answers())], expected);
+         }},
+        {"same", [this](Rest) { expectDifference(false, Compared::all); }},
+        {"same-names", [this](Rest) { expectDifference(false, Compared::namesAndKinds); }},
+        {"differs", [this](Rest) { expectDifference(true, Compared::all); }},
+        {"has", [this](Rest path) { EXPECT_GE(idOf(live_->index(), placeOf(path)), 0); }},
+        {"lacks", [this](Rest path) { EXPECT_EQ(idOf(live_->index(), placeOf(path)), -1); }},
+        {"items", [this](Rest count) { EXPECT_EQ(live_->index().itemCount(), std::stoi(count)); }},
+        {"slots",  // deleted entries included
+         [this](Rest count) { EXPECT_EQ(allPaths(live_->index()).size(), std::stoul(count)); }},
+        {"generations",  // since this was asked last
+         [this](Rest count) {
+             const auto before = std::exchange(generation_, live_->index().generation());
+             EXPECT_EQ(generation_ - before, std::stoul(count));
+         }},
+        {"updates", [this](Rest count) { EXPECT_EQ(std::exchange(updates_, 0), std::stoi(count)); }},
+        {"due", [this](Rest time) { EXPECT_EQ(live_->nextTime() - now_, seconds(time)); }},
+        {"due-now", [this](Rest) { EXPECT_LE(live_->nextTime(), now_); }},
+        {"no-task", [this](Rest) { EXPECT_FALSE(live_->nextTask()); }},
+        {"tasks", [this](Rest lastKind) { EXPECT_EQ(runTasks(""), lastKind); }},
+        {"finds",  // of the last round
+         [this](Rest count) {
+             ASSERT_TRUE(live_->lastRound());
+             EXPECT_EQ(live_->lastRound()->finds, std::stoul(count));
+         }},
+        {"saved", [this](Rest) { EXPECT_NE(std::exchange(savedCache_, cache()), cache()); }},
+        {"not-saved", [this](Rest) { EXPECT_EQ(savedCache_, cache()); }},
+        {"no-cache", [this](Rest) { EXPECT_EQ(savedCache_ = cache(), 0U); }},
+        {"feeds", [this](Rest count) { EXPECT_EQ(feed_->feeds, std::stoi(count)); }},
+        {"coverage", [this](Rest text) { EXPECT_EQ(live_->coverage(), text); }},
+        {"reported",  // the next one
+         [this](Rest text) {
+             ASSERT_FALSE(reports_.empty());
+             EXPECT_THAT(reports_.front(), testing::HasSubstr(text));
+             reports_.pop_front();
+         }},
+        {"no-report", [this](Rest) { EXPECT_THAT(reports_, testing::IsEmpty()); }},
+    };
 };
 
 }  // namespace dovra::test
