@@ -2,42 +2,33 @@
 
 #include <chrono>
 #include <deque>
-#include <filesystem>
 #include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <stop_token>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Services/FakeFeed.hpp"
 #include "Services/LiveIndex.hpp"
-#include "Support/FewDescriptors.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/OwnData.hpp"
-#include "Support/Privileges.hpp"
+#include "Support/ScriptedTest.hpp"
 #include "Support/Stamps.hpp"
-#include "Support/TemporaryTree.hpp"
-#include "Support/TreeScript.hpp"
 
 namespace dovra::test {
 
-/// A life that a script steps, with a clock and a feed of its own: nothing happens on its own. A script holds
-/// steps with a semicolon between. What `perform` knows happens on the disk, untold; the other words are
-/// below. A path is relative to the root, "." is the root, and one that starts with a slash is relative to
-/// the temporary tree, in which the root is "/above/root".
-class LiveIndexLife : public testing::Test {
+/// A life that scripts step, with a clock and a feed of its own: nothing happens on its own. What happens on
+/// the disk is told only if the script tells it.
+class LiveIndexLife : public ScriptedTest {
 protected:
-    LiveIndexLife() {
+    LiveIndexLife() : ScriptedTest("above/root") {
         options_.root = root_;
         options_.openFeed = [this] { return std::make_unique<FakeFeed>(feed_); };
         options_.now = [this] {
@@ -47,47 +38,15 @@ protected:
         options_.isOnBattery = [this] { return isOnBattery_; };
         options_.report = [this](const std::string& message) { reports_.push_back(message); };
         options_.onUpdated = [this] { ++updates_; };
-        // For those who become another user, but not of another group.
-        std::filesystem::permissions(tree_.path(), std::filesystem::perms::group_exec,
-                                     std::filesystem::perm_options::add);
-    }
-
-    /// Goes on with the life; ends at the first step that is not as expected.
-    void run(const std::string& script) {
-        for (std::size_t at = 0, end = 0; end != std::string::npos && !HasFailure() && !IsSkipped();
-             at = end + 2) {
-            end = script.find("; ", at);
-            const std::string step = script.substr(at, end - at);
-            SCOPED_TRACE(step + " <- " + script);
-            take(step);
-        }
+        addWords();
     }
 
     const OwnData data_;
-    const TemporaryTree tree_;
-    const std::string root_ = tree_.makeFolder("above/root");
     const std::shared_ptr<FakeChanges> feed_ = std::make_shared<FakeChanges>();
     LiveIndex::Options options_;
 
 private:
-    using Rest = const std::string&;
-
-    void take(const std::string& step) {
-        const std::size_t space = std::min(step.find(' '), step.size() - 1);
-        const std::string word = step.substr(0, step.find(' '));
-        const auto found = words_.find(word);
-        if (found != words_.end()) return found->second(step.substr(space + 1));
-        std::istringstream paths(step.substr(space + 1));
-        std::string line = word;
-        for (std::string path; paths >> path;)
-            line += " " + placeOf(path);
-        EXPECT_TRUE(perform("/", line));
-    }
-
-    std::string placeOf(Rest path) const {
-        if (path.starts_with('/')) return tree_.path() + path;
-        return path == "." ? root_ : joinPath(root_, path);
-    }
+    void addWords();
     static std::chrono::seconds seconds(Rest number) { return std::chrono::seconds(std::stoi(number)); }
 
     void begin() {
@@ -135,12 +94,13 @@ private:
     ino_t savedCache_ = 0;
     std::uint64_t generation_ = 0;
     std::stop_source stop_;
-    std::optional<OrdinaryUser> user_;
     std::optional<LiveIndex> live_;
     std::deque<LiveIndex::Task> tasks_;
     std::deque<std::function<void()>> finishes_;
+};
 
-    const std::map<std::string, std::function<void(Rest)>, std::less<>> words_ = {
+inline void LiveIndexLife::addWords() {
+    words_.insert({
         // What the feed is and tells.
         {"feed",
          [this](Rest state) {
@@ -221,16 +181,6 @@ private:
         {"battery", [this](Rest state) { isOnBattery_ = state == "on"; }},
         {"looks-take", [this](Rest time) { lookTakes_ = seconds(time); }},
         {"data", [this](Rest line) { EXPECT_TRUE(perform(data_.path(), line)); }},
-        {"with-descriptors",  // no more than a number of one digit, a step
-         [this](Rest step) {
-             const FewDescriptors shortage(step.at(0) - '0');
-             take(step.substr(2));
-         }},
-        {"be-ordinary",
-         [this](Rest) {
-             if (!user_.emplace().isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
-         }},
-        {"be-oneself", [this](Rest) { user_.reset(); }},
         // What is expected.
         {"flush", [this](Rest) { EXPECT_TRUE(live_->flush(std::chrono::seconds(1))); }},
         {"flush-fails", [this](Rest) { EXPECT_FALSE(live_->flush(std::chrono::seconds(1))); }},
@@ -274,7 +224,7 @@ private:
              reports_.pop_front();
          }},
         {"no-report", [this](Rest) { EXPECT_THAT(reports_, testing::IsEmpty()); }},
-    };
-};
+    });
+}
 
 }  // namespace dovra::test

@@ -56,9 +56,10 @@ void expectToFollowStorms(test::FollowedTree& watched, unsigned seed) {
         std::vector<std::jthread> storms;
         for (unsigned side = 0; side < 3; ++side) {
             storms.emplace_back([&, side] {
-                test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
+                test::TreeStorm storm(watched.root, seed * 10 + side,
+                                      seed % 2 == 0 ? test::TreeStorm::ofFolders : test::TreeStorm::ofFiles);
                 for (int i = 0; i < 400; ++i)
-                    seed % 2 == 0 ? storm.stepOfFolders() : (void)storm.step();
+                    storm.step();
                 --running;
             });
         }
