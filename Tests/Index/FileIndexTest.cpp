@@ -41,13 +41,16 @@ void tombstone(FileIndex& index, std::string_view path) {
 }
 
 TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
-    const auto index = makeIndex({"/a/b/c/x", "/a/bb/y", "/a/c/d/e"});
+    // A root in a folder that is not known, and one above that.
+    const auto index = makeIndex({"/z"});
+    addTree(*index, {"/a/b/c/x"}, "/a/b");
+    addTree(*index, {"/a/bb/y", "/a/c/d/e"}, "/a");
     tombstoneSubtree(*index, "/nowhere");
     tombstoneSubtree(*index, "/a/b");
     EXPECT_THAT(livePaths(*index),
-                UnorderedElementsAre("/a", "/a/b", "/a/bb", "/a/bb/y", "/a/c", "/a/c/d", "/a/c/d/e"));
+                UnorderedElementsAre("/z", "/a/bb", "/a/bb/y", "/a/c", "/a/c/d", "/a/c/d/e"));
     tombstoneSubtree(*index, "/a");
-    EXPECT_THAT(livePaths(*index), ElementsAre("/a"));
+    EXPECT_THAT(livePaths(*index), ElementsAre("/z"));
     EXPECT_EQ(index->itemCount(), 1);
 }
 

@@ -84,9 +84,9 @@ TEST(Snapshot, EverythingSurvivesASaveAndALoad) {
     for (unsigned seed = 0; seed < 12; ++seed) {
         const test::TemporaryTree tree;
         test::TreeStorm storm(tree.path(), seed);
-        // Below several roots, and with some entries deleted.
+        // Below several roots, one in another, and with some entries deleted.
         FileIndex index;
-        crawl(index, {tree.makeFolder("a"), tree.makeFolder("b/c")}, {});
+        crawl(index, {tree.makeFolder("a"), tree.makeFolder("b/c"), tree.path("b")}, {});
         for (int i = 0; i < 300; ++i)
             applyChanges(index, storm.step());
         const std::string bytes = snapshotOf(index);

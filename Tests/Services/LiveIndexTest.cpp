@@ -101,6 +101,8 @@ const LifeScript lifeScripts[] = {
      "write b/file; run; rebuild; step; write a/file; tasks saving; flush; wait 600; "
      // The new one is still being read.
      "hold; finish; no-task; run; finish; tasks reading; finds 1; same"},
+    {"ComparesOnlyAfterItWasOfUse",
+     "live; wait 600; no-task; flush; wait 600; tasks reading; wait 600; no-task; pass-a-round; finds 0"},
     {"RestsOnBatteryAndAfterWhatItRead",
      "live; flush; battery on; wait 1200; no-task; battery off; no-task; wait 1200; "
      "hold; looks-take 1; run; finish; looks-take 0; wait 98; no-task; wait 10; hold"},
