@@ -207,6 +207,7 @@ inline void LiveIndexLife::addWords() {
         {"due-now", [this](Rest) { EXPECT_LE(live_->nextTime(), now_); }},
         {"no-task", [this](Rest) { EXPECT_FALSE(live_->nextTask()); }},
         {"tasks", [this](Rest lastKind) { EXPECT_EQ(runTasks(""), lastKind); }},
+        {"no-round", [this](Rest) { EXPECT_FALSE(live_->lastRound()); }},
         {"finds",  // of the last round
          [this](Rest count) {
              ASSERT_TRUE(live_->lastRound());

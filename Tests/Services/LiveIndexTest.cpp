@@ -28,7 +28,8 @@ const LifeScript lifeScripts[] = {
      "write kept/a; remove gone; write new/d; feed opening; begin; answers names; same-names; differs; "
      // Nobody tells yet, but who flushes knows.
      "write new/e; flush; same-names; "
-     "write new/f; feed open; step; answers names; due-now; catch-up; answers whole; same; no-report"},
+     "write new/f; feed open; step; answers names; due-now; catch-up; answers whole; same; no-report; "
+     "no-round"},
     {"ReadsWhatCouldNotBeReadBefore",
      "write a/file; live; write a/appeared/file; tell a; with-descriptors 2 step; has a/appeared; "
      "lacks a/appeared/file; trust-stamps; end; begin; same"},
