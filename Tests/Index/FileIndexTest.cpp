@@ -45,6 +45,11 @@ TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
     const auto index = makeIndex({"/z"});
     addTree(*index, {"/a/b/c/x"}, "/a/b");
     addTree(*index, {"/a/bb/y", "/a/c/d/e"}, "/a");
+    {
+        const WriteGuard guard(index->rwlock);
+        const DirectoryTable& folders = index->directoriesLocked();
+        EXPECT_EQ(index->internChildDirLocked(*folders.find("/a"), "b"), folders.find("/a/b")) << "no other";
+    }
     tombstoneSubtree(*index, "/nowhere");
     tombstoneSubtree(*index, "/a/b");
     EXPECT_THAT(livePaths(*index),
