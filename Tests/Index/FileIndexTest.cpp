@@ -6,6 +6,7 @@
 
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/FileIndex.hpp"
+#include "Index/FolderMerge.hpp"
 #include "Support/IndexBuilder.hpp"
 
 namespace dovra {
@@ -40,18 +41,22 @@ void tombstone(FileIndex& index, std::string_view path) {
 }
 
 TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
-    FileIndex index;
-    addTree(index, {"/a/b/c/x"}, "/a/b");
-    addTree(index, {"/a/bb/y"}, "/a/bb");
-    addTree(index, {"/a/z", "/a/c/d/e"}, "/a");
-    tombstoneSubtree(index, "/nowhere");
-    tombstoneSubtree(index, "/a/b");
-    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z", "/a/c", "/a/c/d", "/a/c/d/e"));
-    tombstoneSubtree(index, "/a/c");
-    EXPECT_THAT(livePaths(index), UnorderedElementsAre("/a/bb/y", "/a/z", "/a/c"));
-    tombstoneSubtree(index, "/a");
-    EXPECT_THAT(livePaths(index), ElementsAre());
-    EXPECT_EQ(index.itemCount(), 0);
+    // A root in a folder that is not known, and one above that.
+    const auto index = makeIndex({"/z"});
+    addTree(*index, {"/a/b/c/x"}, "/a/b");
+    addTree(*index, {"/a/bb/y", "/a/c/d/e"}, "/a");
+    {
+        const WriteGuard guard(index->rwlock);
+        const DirectoryTable& folders = index->directoriesLocked();
+        EXPECT_EQ(index->internChildDirLocked(*folders.find("/a"), "b"), folders.find("/a/b")) << "no other";
+    }
+    tombstoneSubtree(*index, "/nowhere");
+    tombstoneSubtree(*index, "/a/b");
+    EXPECT_THAT(livePaths(*index),
+                UnorderedElementsAre("/z", "/a/bb", "/a/bb/y", "/a/c", "/a/c/d", "/a/c/d/e"));
+    tombstoneSubtree(*index, "/a");
+    EXPECT_THAT(livePaths(*index), ElementsAre("/z"));
+    EXPECT_EQ(index->itemCount(), 1);
 }
 
 TEST(FileIndex, KnowsThePathsOfLiveEntries) {
@@ -105,6 +110,57 @@ TEST(FileIndex, HandsItsContentsToAnother) {
     addTree(aside, {"/new"});
     for (const FileIndex* emptied : {&aside, index.get()})
         EXPECT_FALSE(indexDifference(*emptied, *makeIndex({"/new"})));
+}
+
+TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
+    const auto index = makeIndex({"/folder/"});
+    DirectoryListing listing;
+    for (const char* name : {"b", "a", "b"})
+        listing.add({.name = name});
+    const DirIndex folder = index->directoriesLocked().find("/folder").value();
+    EXPECT_TRUE(mergeListing(*index, folder, listing, {}).isChanged);
+    EXPECT_FALSE(mergeListing(*index, folder, listing, {}).isChanged);
+    EXPECT_THAT(livePaths(*index), ElementsAre("/folder", "/folder/b", "/folder/a")) << "as they are listed";
+    EXPECT_TRUE(indexViolations(*index).empty());
+}
+
+TEST(FolderMerge, TellsChangesOfTheFolderFromThoseBelowAndOfItsStamp) {
+    const auto index = makeIndex({"/child/"});
+    const auto merge = [&](double childTime, const FolderStamp& stamp) {
+        DirectoryListing listing;
+        listing.add({.name = "child", .isDir = true, .modTime = childTime});
+        const std::uint64_t before = index->generation();
+        EXPECT_FALSE(mergeListing(*index, 0, listing, stamp).isChanged);
+        const ReadGuard guard(index->rwlock);
+        EXPECT_EQ(index->stampLocked(0), stamp);
+        return index->generation() != before;
+    };
+    constexpr FolderStamp stamp{.device = 1, .inode = 2, .modified = 3, .changed = 4};
+    EXPECT_TRUE(merge(7, {})) << "the time of the child";
+    EXPECT_TRUE(merge(7, stamp)) << "the stamp alone";
+    EXPECT_FALSE(merge(7, stamp));
+    const std::string_view gone[] = {"child"};
+    EXPECT_TRUE(mergeNames(*index, 0, {}, gone).isChanged);
+    const ReadGuard guard(index->rwlock);
+    EXPECT_EQ(index->stampLocked(0), stamp) << "only a whole listing proves one";
+}
+
+TEST(FolderMerge, TellsAFileThatComesBackFromTheFormerOneOfItsName) {
+    const auto index = test::makeIndex({"/a/file", "/b/file"});
+    const std::string_view names[] = {"file"};
+    for (const std::uint64_t size : {1, 2, 0, 3, 4}) {
+        for (const DirIndex folder : {1, 2}) {
+            DirectoryListing listing;
+            if (size != 0) listing.add({.name = names[0], .size = size});
+            mergeNames(*index, folder, listing, names);
+            const ReadGuard guard(index->rwlock);
+            const std::vector<EntryId> ids = index->entriesByDirLocked().ids(folder);
+            ASSERT_EQ(ids.size(), listing.count());
+            for (const EntryId id : ids)
+                EXPECT_EQ(index->entriesLocked()[static_cast<std::size_t>(id)].size, size);
+        }
+    }
+    EXPECT_TRUE(indexViolations(*index).empty());
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -13,12 +12,11 @@
 #include "Support/DeepTree.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
-#include "Support/IndexBuilder.hpp"
-#include "Support/RandomText.hpp"
 #include "Support/RawSnapshot.hpp"
 #include "Support/Snapshots.hpp"
 #include "Support/Stamps.hpp"
 #include "Support/TemporaryTree.hpp"
+#include "Support/TreeStorm.hpp"
 
 namespace dovra {
 namespace {
@@ -82,39 +80,19 @@ TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
     EXPECT_THAT(test::differencesFromFreshScan(loaded, tree.path()), IsEmpty());
 }
 
-/// Folders and files at random, some of them deleted, below one root or several.
-std::unique_ptr<FileIndex> randomIndex(unsigned seed) {
-    std::mt19937 random(seed);
-    const std::string alphabet("aB.\xC3\xA9\xFF \n", 8);
-    auto index = std::make_unique<FileIndex>();
-    for (const std::string root : {"/r/one", "/r/two/deep", "/"}) {
-        test::IndexBuilder builder(root);
-        std::vector<std::string> folders = {root == "/" ? "" : root};
-        for (int i = 0; i < 150; ++i) {
-            const std::string path =
-                folders[random() % folders.size()] + "/" + test::randomText(random, alphabet, 1, 9);
-            if (path.ends_with("/.") || path.ends_with("/..") || path.starts_with("/r/")) continue;
-            const bool isFolder = random() % 3 == 0;
-            builder.add(
-                {isFolder ? path + "/" : path, isFolder ? 0 : random(), static_cast<double>(random())});
-            if (isFolder) folders.push_back(path);
-        }
-        builder.storeIn(*index);
-        if (seed % 3 == 0) break;
-    }
-    const WriteGuard guard(index->rwlock);
-    for (std::size_t i = 5; i < index->directoriesLocked().count(); i += 5)
-        index->tombstoneSubtreeLocked(index->directoriesLocked().path(static_cast<DirIndex>(i)));
-    return index;
-}
-
 TEST(Snapshot, EverythingSurvivesASaveAndALoad) {
     for (unsigned seed = 0; seed < 12; ++seed) {
-        const auto index = randomIndex(seed);
-        const std::string bytes = snapshotOf(*index);
+        const test::TemporaryTree tree;
+        test::TreeStorm storm(tree.path(), seed);
+        // Below several roots, one in another, and with some entries deleted.
+        FileIndex index;
+        crawl(index, {tree.makeFolder("a"), tree.makeFolder("b/c"), tree.path("b")}, {});
+        for (int i = 0; i < 300; ++i)
+            applyChanges(index, storm.step());
+        const std::string bytes = snapshotOf(index);
         FileIndex loaded;
         ASSERT_TRUE(loadBytes(loaded, bytes)) << seed;
-        EXPECT_THAT(indexDifference(*index, loaded), Eq(std::nullopt)) << seed;
+        EXPECT_THAT(indexDifference(index, loaded), Eq(std::nullopt)) << seed;
         EXPECT_THAT(indexViolations(loaded), IsEmpty()) << seed;
         EXPECT_EQ(snapshotOf(loaded), bytes) << seed;
     }

@@ -1,6 +1,5 @@
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <future>
@@ -8,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <semaphore>
 #include <string>
 #include <thread>
@@ -28,7 +26,6 @@ namespace dovra {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -38,67 +35,77 @@ namespace fs = std::filesystem;
 class AppServicesTest : public testing::Test {
 protected:
     void TearDown() override {
-        // What still runs would call back into this object.
+        // What still runs would call back into the test.
         for (const auto& made : made_) {
             if (const auto services = made.lock()) services->close();
         }
     }
 
-    std::shared_ptr<AppServices> make(AppServices::Options options) {
-        options.report = [this](const std::string& message) {
-            const std::scoped_lock lock(mutex_);
-            reports_.push_back(message);
-        };
+    std::shared_ptr<AppServices> make(AppServices::Options options = {}) {
+        options.root = root_;
         auto services = AppServices::make(std::move(options));
-        services->onProgress = [this](std::int64_t, bool) { ++progressReports_; };
-        services->onIndexUpdated = [this] { ++updates_; };
         made_.push_back(services);
         return services;
     }
 
     std::shared_ptr<AppServices> started(AppServices::Options options = {}) {
-        options.root = root_;
         auto services = make(std::move(options));
         services->start();
         EXPECT_TRUE(services->waitUntilReady(1min));
         return services;
     }
 
-    std::vector<std::string> differences(AppServices& services) const {
-        if (!services.flush(1min)) return {"the flush took too long"};
-        return test::differencesFromFreshScan(services.index(), root_);
-    }
-
-    std::vector<std::string> reports() {
-        const std::scoped_lock lock(mutex_);
-        return reports_;
+    void expectNoDifference(AppServices& services) const {
+        EXPECT_TRUE(services.flush(1min));
+        EXPECT_THAT(test::differencesFromFreshScan(services.index(), root_), IsEmpty());
     }
 
     const test::OwnData data_;
     const test::TemporaryTree tree_;
     const std::string root_ = tree_.makeFolder("root");
-    std::atomic<int> progressReports_ = 0;
-    std::atomic<int> updates_ = 0;
+    const IndexCache cache_ = IndexCache(cacheFileName(root_));
+    const SnapshotSubject subject_{.volumeDev = folderStamp(root_).device, .root = root_};
 
 private:
     std::vector<std::weak_ptr<AppServices>> made_;
-    std::mutex mutex_;
-    std::vector<std::string> reports_;
 };
 
-TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
+TEST_F(AppServicesTest, ScansFollowsSavesAndCallsBackOnTheMainQueue) {
     tree_.write("root/a/file");
-    const auto services = started();
+    DispatchQueue mainQueue("main", QualityOfService::userInteractive);
+    AppServices::Options options;
+    options.postToMain = [&](DispatchQueue::Work work) { mainQueue.async(std::move(work)); };
+    const auto services = make(std::move(options));
+    std::atomic<int> elsewhere = 0;
+    const auto countIn = [&](std::atomic<int>& calls) {
+        ++(currentThreadName() == "main" ? calls : elsewhere);
+    };
+    std::atomic<int> progress = 0;
+    std::atomic<int> updates = 0;
+    std::atomic<int> readies = 0;
+    services->onProgress = [&](std::int64_t, bool) { countIn(progress); };
+    services->onIndexUpdated = [&] { countIn(updates); };
+    services->start([&] { ++readies; });
+    ASSERT_TRUE(services->waitUntilReady(1min));
+    EXPECT_TRUE(test::waitUntil([&] { return fs::exists(data_.cachePath(root_)); }));
     tree_.write("root/b/c/new");
     fs::remove(root_ + "/a/file");
-    EXPECT_THAT(differences(*services), IsEmpty());
-    EXPECT_TRUE(test::waitUntil([&] { return fs::exists(data_.cachePath(root_)); }));
-    EXPECT_GT(progressReports_, 0);
-    EXPECT_GT(updates_, 0);
+    expectNoDifference(*services);
+    services->rebuild();
+    expectNoDifference(*services);
     EXPECT_THAT(services->status().coverage, testing::Not(IsEmpty()));
     // Without anybody asking for it.
     tree_.write("root/b/c/later");
     EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + "/b/c/later") >= 0; }));
+    services->frecency().recordOpen("/opened");
+    services->close();
+    mainQueue.sync();
+    EXPECT_GT(progress, 0);
+    EXPECT_GT(updates, 2);
+    EXPECT_EQ(readies, 1);
+    EXPECT_EQ(elsewhere, 0);
+    EXPECT_THAT(services->index().frecencyLocked()->boosts(), testing::SizeIs(1));
+    EXPECT_GT(FrecencyStore(FrecencyStore::defaultURL()).boost("/opened"), 0);
 }
 
 TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
@@ -108,27 +115,22 @@ TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
     for (int round = 0; round < 10; ++round) {
         const auto services = started();
         tree_.write(fmt::format("root/{}/file", round));
-        EXPECT_THAT(differences(*services), IsEmpty());
+        expectNoDifference(*services);
         services->close();
         FileIndex saved;
-        ASSERT_TRUE(IndexCache(cacheFileName(root_))
-                        .load(saved, {.volumeDev = folderStamp(root_).device, .root = root_}));
+        ASSERT_TRUE(cache_.load(saved, subject_));
         ASSERT_THAT(test::differencesFromFreshScan(saved, root_), IsEmpty()) << "round " << round;
     }
 }
 
 TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
-    tree_.write("root/a");
-    const IndexCache cache(cacheFileName(root_));
-    const DeviceId device = folderStamp(root_).device;
     FileIndex index;
-    crawl(index, {root_}, {});
-    ASSERT_FALSE(cache.save(index, device, std::numeric_limits<std::uint64_t>::max()));
-    tree_.write("root/b");
+    ASSERT_FALSE(cache_.save(index, subject_.volumeDev, std::numeric_limits<std::uint64_t>::max()));
+    tree_.write("root/a");
     const auto services = started();
-    EXPECT_THAT(differences(*services), IsEmpty());
+    expectNoDifference(*services);
     services->close();
-    const auto loaded = cache.load(index, {.volumeDev = device, .root = root_});
+    const auto loaded = cache_.load(index, subject_);
     ASSERT_TRUE(loaded);
     EXPECT_LE(loaded->lastEventId, static_cast<std::uint64_t>(wallClockNow()));
 }
@@ -137,7 +139,7 @@ TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
     tree_.write("root/some name");
     const auto services = started({.usesTrigram = true});
     for (const bool isUsed : {true, false, true}) {
-        EXPECT_THAT(differences(*services), IsEmpty());
+        expectNoDifference(*services);
         const ReadGuard guard(services->index().rwlock);
         EXPECT_EQ(services->index().trigramLocked() != nullptr, isUsed);
         EXPECT_EQ(services->toggleTrigram(), !isUsed);
@@ -150,7 +152,7 @@ TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {
     std::counting_semaphore<> hasCome(0);
     std::counting_semaphore<> goesOn(0);
     std::atomic<bool> isHeld = false;
-    AppServices::Options options{.root = root_};
+    AppServices::Options options;
     options.postToMain = [&](const DispatchQueue::Work& work) {
         work();
         if (!isHeld) return;
@@ -174,32 +176,6 @@ TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {
     services->close();
 }
 
-TEST_F(AppServicesTest, CallsBackOnTheMainQueueAndIsReadyOnce) {
-    tree_.write("root/a");
-    DispatchQueue mainQueue("main", QualityOfService::userInteractive);
-    AppServices::Options options{.root = root_};
-    options.postToMain = [&](DispatchQueue::Work work) { mainQueue.async(std::move(work)); };
-    const auto services = make(std::move(options));
-    std::atomic<int> elsewhere = 0;
-    std::atomic<int> calls = 0;
-    const auto called = [&] {
-        ++calls;
-        if (currentThreadName() != "main") ++elsewhere;
-    };
-    services->onProgress = [=](std::int64_t, bool) { called(); };
-    services->onIndexUpdated = called;
-    std::atomic<int> readies = 0;
-    services->start([&] { ++readies; });
-    ASSERT_TRUE(services->waitUntilReady(1min));
-    services->rebuild();
-    EXPECT_THAT(differences(*services), IsEmpty());
-    services->close();
-    mainQueue.sync();
-    EXPECT_GT(calls, 2);
-    EXPECT_EQ(elsewhere, 0);
-    EXPECT_EQ(readies, 1);
-}
-
 TEST_F(AppServicesTest, LooksAgainInTimeAtWhatNobodyTells) {
     const auto services = started({.mechanism = WatchMechanism::polling});
     EXPECT_THAT(services->status().coverage, HasSubstr("poll"));
@@ -207,29 +183,6 @@ TEST_F(AppServicesTest, LooksAgainInTimeAtWhatNobodyTells) {
         tree_.write(std::string("root") + name);
         EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + name) >= 0; }));
     }
-}
-
-TEST_F(AppServicesTest, RanksByWhatWasOpenedAndKeepsThatAtItsEnd) {
-    const auto services = started();
-    services->frecency().recordOpen("/opened");
-    {
-        const ReadGuard guard(services->index().rwlock);
-        ASSERT_TRUE(services->index().frecencyLocked());
-        EXPECT_THAT(services->index().frecencyLocked()->boosts(), testing::SizeIs(1));
-    }
-    services->close();
-    EXPECT_GT(FrecencyStore(FrecencyStore::defaultURL()).boost("/opened"), 0);
-}
-
-TEST_F(AppServicesTest, TellsThatTheRootIsGone) {
-    tree_.write("root/a");
-    const auto services = started();
-    fs::remove_all(root_);
-    EXPECT_TRUE(test::waitUntil([&] {
-        (void)services->flush(1s);
-        return services->index().itemCount() == 0;
-    }));
-    EXPECT_THAT(reports(), Contains(HasSubstr("is gone")));
 }
 
 TEST_F(AppServicesTest, IsNotReadyAfterAFlushThatFoundAnotherRoot) {
@@ -249,14 +202,14 @@ TEST_F(AppServicesTest, EndsInTheMiddleOfAScanAndKeepsNoPartOfIt) {
     for (int i = 0; i < 300; ++i)
         tree_.makeFolder(fmt::format("root/{}/{}/{}", i % 7, i % 31, i));
     for (int round = 0; round < 50; ++round) {
-        const auto services = make({.root = root_});
+        const auto services = make();
         services->start();
         while (services->index().itemCount() < round)
             std::this_thread::yield();
         services->close();
     }
     const auto services = started();
-    EXPECT_THAT(differences(*services), IsEmpty());
+    expectNoDifference(*services);
 }
 
 }  // namespace

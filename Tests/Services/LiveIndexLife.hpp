@@ -1,8 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
-#include <filesystem>
+#include <deque>
+#include <fmt/format.h>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -12,24 +13,22 @@
 #include <utility>
 #include <vector>
 
+#include "Services/FakeFeed.hpp"
 #include "Services/LiveIndex.hpp"
-#include "Support/FakeFeed.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/OwnData.hpp"
-#include "Support/Privileges.hpp"
+#include "Support/ScriptedTest.hpp"
 #include "Support/Stamps.hpp"
-#include "Support/TemporaryTree.hpp"
 
 namespace dovra::test {
 
-/// A life that the test steps, with a clock and a feed of its own. Nothing happens on its own.
-class LiveIndexLife : public testing::Test {
+/// A life that scripts step, with a clock and a feed of its own: nothing happens on its own. What happens on
+/// the disk is told only if the script tells it.
+class LiveIndexLife : public ScriptedTest {
 protected:
-    using Kind = LiveIndex::Task::Kind;
-
-    LiveIndexLife() {
+    LiveIndexLife() : ScriptedTest("above/root") {
         options_.root = root_;
         options_.openFeed = [this] { return std::make_unique<FakeFeed>(feed_); };
         options_.now = [this] {
@@ -39,118 +38,193 @@ protected:
         options_.isOnBattery = [this] { return isOnBattery_; };
         options_.report = [this](const std::string& message) { reports_.push_back(message); };
         options_.onUpdated = [this] { ++updates_; };
-        options_.onProgress = [this](std::int64_t count, bool goesOn) {
-            progress_.emplace_back(count, goesOn);
-        };
+        addWords();
     }
 
-    void make() {
+    const OwnData data_;
+    const std::shared_ptr<FakeChanges> feed_ = std::make_shared<FakeChanges>();
+    LiveIndex::Options options_;
+
+private:
+    void addWords();
+    static std::chrono::seconds seconds(Rest number) { return std::chrono::seconds(std::stoi(number)); }
+
+    void begin() {
         stop_ = {};
         options_.stop = stop_.get_token();
         live_.emplace(options_);
-    }
-
-    /// Another life, from what the former one saved.
-    void begin() {
-        make();
         live_->start();
     }
-
-    /// A life that has begun: with a saved cache, everything compared.
-    void beAlive() {
-        begin();
-        pass(std::chrono::seconds(0));
-        EXPECT_TRUE(live_->isCompared());
-    }
-
-    void end() {
-        stop_.request_stop();
-        live_->end();
-    }
-
-    /// A stop comes while the next step goes on.
-    void stopInAStep() {
-        stopsBetween_ = true;
-        live_->step();
-        live_->end();
-        stopsBetween_ = false;
-    }
-
-    /// Time passes, and what is due is done.
     void pass(std::chrono::seconds time) {
         now_ += time;
         live_->step();
-        runTasks();
+        runTasks("");
     }
-
-    /// Every task that is due now; which they were.
-    std::vector<Kind> runTasks() {
-        std::vector<Kind> kinds;
+    /// Every task that is due now; between its two halves comes a step. Tells the kind of the last.
+    std::string runTasks(Rest between) {
+        std::string kind;
         while (auto task = live_->nextTask()) {
-            task->run()();
-            kinds.push_back(task->kind);
+            const auto finish = task->run();
+            if (!between.empty()) take(between);
+            finish();
+            kind = task->kind == LiveIndex::Task::Kind::saving ? "saving" : "reading";
         }
-        return kinds;
+        return kind;
     }
-
-    /// Somebody is served, and then a whole round goes by; what it found.
-    std::int64_t findsOfARound() {
+    /// Somebody is served, and then a whole round goes by.
+    void passARound() {
         const auto before = live_->lastRound();
         live_->flush(std::chrono::seconds(1));
         for (int i = 0; i < 1000 && live_->lastRound() == before; ++i)
             pass(std::chrono::minutes(1));
         EXPECT_NE(live_->lastRound(), before);
-        return live_->lastRound() ? static_cast<std::int64_t>(live_->lastRound()->finds) : -1;
     }
-
-    void write(const std::string& path, std::string_view bytes = {}) const {
-        tree_.write("above/root/" + path, bytes);
+    void expectDifference(bool isExpected, Compared compared) const {
+        const auto found = differencesFromFreshScan(live_->index(), options_.root, compared);
+        EXPECT_EQ(!found.empty(), isExpected) << fmt::format("{}", fmt::join(found, "\n"));
     }
+    ino_t cache() const { return statusOf(data_.cachePath(root_)).st_ino; }
 
-    void tell(const std::string& path) { feed_->waiting.addPath(path.empty() ? root_ : root_ + "/" + path); }
-
-    /// A change in the root folder that the feed tells.
-    void change(const std::string& name) {
-        write(name);
-        tell("");
-    }
-
-    /// Runs `body` as an ordinary user who may not enter a folder. False where that cannot be had.
-    template <typename Body>
-    bool withoutEntering(const std::string& folder, const Body& body) {
-        namespace fs = std::filesystem;
-        // The user changes, the group does not.
-        fs::permissions(tree_.path(), fs::perms::group_exec, fs::perm_options::add);
-        fs::permissions(folder, fs::perms::none);
-        const auto user = std::make_unique<const OrdinaryUser>();
-        if (user->isOrdinary()) body();
-        return user->isOrdinary();
-    }
-
-    std::vector<std::string> differences(Compared compared = Compared::all) const {
-        return differencesFromFreshScan(live_->index(), options_.root, compared);
-    }
-    bool has(const std::string& path) const { return idOf(live_->index(), root_ + "/" + path) >= 0; }
-
-    std::string cachePath() const { return data_.cachePath(root_); }
-    ino_t cacheInode() const { return statusOf(cachePath()).st_ino; }
-
-    const OwnData data_;
-    const TemporaryTree tree_;
-    const std::string root_ = tree_.makeFolder("above/root");
-    const std::shared_ptr<FakeChanges> feed_ = std::make_shared<FakeChanges>();
     LiveIndex::Time now_ = LiveIndex::Time(std::chrono::hours(100));
     LiveIndex::Clock::duration lookTakes_ = {};
     bool isOnBattery_ = false;
-    std::vector<std::string> reports_;
-    std::vector<std::pair<std::int64_t, bool>> progress_;
-    int updates_ = 0;
-    std::stop_source stop_;
-    LiveIndex::Options options_;
-    std::optional<LiveIndex> live_;
-
-private:
     bool stopsBetween_ = false;
+    std::deque<std::string> reports_;
+    int updates_ = 0;
+    ino_t savedCache_ = 0;
+    std::uint64_t generation_ = 0;
+    std::stop_source stop_;
+    std::optional<LiveIndex> live_;
+    std::deque<LiveIndex::Task> tasks_;
+    std::deque<std::function<void()>> finishes_;
 };
+
+inline void LiveIndexLife::addWords() {
+    words_.insert({
+        // What the feed is and tells.
+        {"feed",
+         [this](Rest state) {
+             using State = ChangeFeed::State;
+             feed_->state = state == "open"      ? State::open
+                            : state == "refused" ? State::refused
+                                                 : State::opening;
+         }},
+        {"tell", [this](Rest path) { feed_->waiting.addPath(placeOf(path)); }},
+        {"tell-file", [this](Rest path) { feed_->waiting.addFile(placeOf(path)); }},
+        {"tell-tree", [this](Rest path) { feed_->waiting.addSubtree(placeOf(path)); }},
+        {"later",  // than the next taking
+         [this](Rest step) {
+             std::swap(feed_->waiting, feed_->later);
+             take(step);
+             std::swap(feed_->waiting, feed_->later);
+         }},
+        {"lose", [this](Rest) { feed_->waiting.loseTrack(); }},
+        {"late", [this](Rest) { feed_->isLate = true; }},
+        {"poll", [this](Rest path) { feed_->polledTrees = {placeOf(path)}; }},
+        {"change",  // in the root folder, told
+         [this](Rest file) {
+             take("write " + file);
+             take("tell .");
+         }},
+        // The life.
+        {"save-interval", [this](Rest time) { options_.saveInterval = seconds(time); }},
+        {"spare", [this](Rest tombstones) { options_.spareTombstones = std::stoi(tombstones); }},
+        {"begin", [this](Rest) { begin(); }},
+        {"live",
+         [this](Rest) {
+             begin();
+             pass(std::chrono::seconds(0));
+             EXPECT_TRUE(live_->isCompared());
+         }},
+        {"cancel", [this](Rest) { stop_.request_stop(); }},
+        {"end",
+         [this](Rest) {
+             stop_.request_stop();
+             live_->end();
+         }},
+        {"end-in-a-step",
+         [this](Rest) {
+             stopsBetween_ = true;
+             live_->step();
+             live_->end();
+             stopsBetween_ = false;
+         }},
+        {"step", [this](Rest) { live_->step(); }},
+        {"rebuild", [this](Rest) { live_->rebuild(); }},
+        {"wait", [this](Rest time) { now_ += seconds(time); }},
+        {"pass", [this](Rest time) { pass(seconds(time)); }},  // and do what is due
+        {"pass-a-round", [this](Rest) { passARound(); }},
+        {"catch-up",
+         [this](Rest) {
+             for (int i = 0; i < 1000 && !live_->isCompared(); ++i)
+                 pass(std::chrono::seconds(1));
+         }},
+        {"tasks-and", [this](Rest step) { runTasks(step); }},
+        {"hold",  // a task that is due
+         [this](Rest) {
+             auto task = live_->nextTask();
+             ASSERT_TRUE(task);
+             tasks_.push_back(*std::move(task));
+         }},
+        {"run",  // the one that was held first
+         [this](Rest) {
+             finishes_.push_back(tasks_.front().run());
+             tasks_.pop_front();
+         }},
+        {"finish",  // the one that was run first
+         [this](Rest) {
+             finishes_.front()();
+             finishes_.pop_front();
+         }},
+        // What is around it.
+        {"trust-stamps", [this](Rest) { trustStamps(live_->index()); }},
+        {"battery", [this](Rest state) { isOnBattery_ = state == "on"; }},
+        {"looks-take", [this](Rest time) { lookTakes_ = seconds(time); }},
+        {"data", [this](Rest line) { EXPECT_TRUE(perform(data_.path(), line)); }},
+        // What is expected.
+        {"flush", [this](Rest) { EXPECT_TRUE(live_->flush(std::chrono::seconds(1))); }},
+        {"flush-fails", [this](Rest) { EXPECT_FALSE(live_->flush(std::chrono::seconds(1))); }},
+        {"answers",
+         [this](Rest expected) {
+             EXPECT_EQ(live_->isCompared() ? "whole" : live_->isWhole() ? "names" : "none", expected);
+         }},
+        {"same", [this](Rest) { expectDifference(false, Compared::all); }},
+        {"same-names", [this](Rest) { expectDifference(false, Compared::namesAndKinds); }},
+        {"differs", [this](Rest) { expectDifference(true, Compared::all); }},
+        {"has", [this](Rest path) { EXPECT_GE(idOf(live_->index(), placeOf(path)), 0); }},
+        {"lacks", [this](Rest path) { EXPECT_EQ(idOf(live_->index(), placeOf(path)), -1); }},
+        {"items", [this](Rest count) { EXPECT_EQ(live_->index().itemCount(), std::stoi(count)); }},
+        {"slots",  // deleted entries included
+         [this](Rest count) { EXPECT_EQ(allPaths(live_->index()).size(), std::stoul(count)); }},
+        {"generations",  // since this was asked last
+         [this](Rest count) {
+             const auto before = std::exchange(generation_, live_->index().generation());
+             EXPECT_EQ(generation_ - before, std::stoul(count));
+         }},
+        {"updates", [this](Rest count) { EXPECT_EQ(std::exchange(updates_, 0), std::stoi(count)); }},
+        {"due", [this](Rest time) { EXPECT_EQ(live_->nextTime() - now_, seconds(time)); }},
+        {"due-now", [this](Rest) { EXPECT_LE(live_->nextTime(), now_); }},
+        {"no-task", [this](Rest) { EXPECT_FALSE(live_->nextTask()); }},
+        {"tasks", [this](Rest lastKind) { EXPECT_EQ(runTasks(""), lastKind); }},
+        {"no-round", [this](Rest) { EXPECT_FALSE(live_->lastRound()); }},
+        {"finds",  // of the last round
+         [this](Rest count) {
+             ASSERT_TRUE(live_->lastRound());
+             EXPECT_EQ(live_->lastRound()->finds, std::stoul(count));
+         }},
+        {"saved", [this](Rest) { EXPECT_NE(std::exchange(savedCache_, cache()), cache()); }},
+        {"not-saved", [this](Rest) { EXPECT_EQ(savedCache_, cache()); }},
+        {"no-cache", [this](Rest) { EXPECT_EQ(savedCache_ = cache(), 0U); }},
+        {"feeds", [this](Rest count) { EXPECT_EQ(feed_->feeds, std::stoi(count)); }},
+        {"coverage", [this](Rest text) { EXPECT_EQ(live_->coverage(), text); }},
+        {"reported",  // the next one
+         [this](Rest text) {
+             ASSERT_FALSE(reports_.empty());
+             EXPECT_THAT(reports_.front(), testing::HasSubstr(text));
+             reports_.pop_front();
+         }},
+        {"no-report", [this](Rest) { EXPECT_THAT(reports_, testing::IsEmpty()); }},
+    });
+}
 
 }  // namespace dovra::test

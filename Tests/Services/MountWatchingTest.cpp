@@ -30,53 +30,48 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-struct Script {
-    const char* name;
-    std::vector<std::string> steps;  ///< after each, the index equals a fresh scan
-};
-
-const Script scripts[] = {
-    {"mounts that come and go",
-     {"folder place/hidden", "tmpfs place", "write place/inside/file", "write place/inside/later",
-      "umount place", "write place/hidden/file", "tmpfs place", "write place/inside/file", "umount place",
-      "write place/hidden/file"}},
-    {"one folder at two places",
-     {"write origin/folder/file", "folder place", "bind origin place", "write origin/folder/more/seen twice",
-      "write place/folder/more/both", "umount place"}},
-    {"a file system of the kernel's, which is not entered",
-     {"write place/hidden/file", "proc place", "umount place"}},
-    // The next file system looks in the table of mounts like the one before.
-    {"a quick exchange of one file system for another",
-     {"folder place", "tmpfs place", "write place/before/file", "umount place; tmpfs place",
-      "write place/after/file", "write place/after/deeper/file", "detach place; tmpfs place",
-      "write place/after/file", "write place/after/deeper/file", "umount place"}},
-    {"mounts over mounts",
-     {"folder place", "tmpfs place", "write place/lower/file", "tmpfs place", "write place/upper/file",
-      "umount place", "write place/lower/more/file", "umount place"}},
-    {"the exchange of one of two mounts of a file system",
-     {"folder place", "folder second", "tmpfs place", "bind place second", "write place/folder/file",
-      "umount place; tmpfs place", "write place/other/file; write second/folder/more", "umount place",
-      "umount second"}},
-    {"a folder that is renamed with a mount in it",
-     {"folder a/place", "tmpfs a/place", "write a/place/inside/file", "rename a b",
-      "write b/place/inside/more", "rename b c; umount c/place", "write c/place/below"}},
-    {"an older mount moved into a younger one",
-     {"folder old; folder young", "tmpfs old", "write old/inside/file", "tmpfs young; folder young/z",
-      "move old young/z", "write young/z/inside/more", "umount young/z", "umount young"}},
-    {"a mount that was there before its place was heard of",
-     {"folder a/place; tmpfs a/place; write a/place/file", "umount a/place", "write a/place/below/file",
-      "write a/place/below/more"}},
-    {"a mount that hides another with the folder that it is in",
-     {"folder place/inner", "tmpfs place/inner", "write place/inner/file", "tmpfs place", "write place/other",
-      "umount place", "write place/inner/folder/more", "umount place/inner"}},
+/// After each step, the index equals a fresh scan.
+const std::vector<std::string> scripts[] = {
+    // Mounts that come and go.
+    {"folder place/hidden", "tmpfs place", "write place/inside/file", "write place/inside/later",
+     "umount place", "write place/hidden/file", "tmpfs place", "write place/inside/file", "umount place",
+     "write place/hidden/file"},
+    // One folder at two places.
+    {"write origin/folder/file", "folder place", "bind origin place", "write origin/folder/more/seen twice",
+     "write place/folder/more/both", "umount place"},
+    // A file system of the kernel's, which is not entered.
+    {"write place/hidden/file", "proc place", "umount place"},
+    // A quick exchange of one file system for another. The next one looks in the table of mounts like the one
+    // before.
+    {"folder place", "tmpfs place", "write place/before/file", "umount place; tmpfs place",
+     "write place/after/file", "write place/after/deeper/file", "detach place; tmpfs place",
+     "write place/after/file", "write place/after/deeper/file", "umount place"},
+    // Mounts over mounts.
+    {"folder place", "tmpfs place", "write place/lower/file", "tmpfs place", "write place/upper/file",
+     "umount place", "write place/lower/more/file", "umount place"},
+    // The exchange of one of two mounts of a file system.
+    {"folder place", "folder second", "tmpfs place", "bind place second", "write place/folder/file",
+     "umount place; tmpfs place", "write place/other/file; write second/folder/more", "umount place",
+     "umount second"},
+    // A folder that is renamed with a mount in it.
+    {"folder a/place", "tmpfs a/place", "write a/place/inside/file", "rename a b",
+     "write b/place/inside/more", "rename b c; umount c/place", "write c/place/below"},
+    // An older mount moved into a younger one.
+    {"folder old; folder young", "tmpfs old", "write old/inside/file", "tmpfs young; folder young/z",
+     "move old young/z", "write young/z/inside/more", "umount young/z", "umount young"},
+    // A mount that was there before its place was heard of.
+    {"folder a/place; tmpfs a/place; write a/place/file", "umount a/place", "write a/place/below/file",
+     "write a/place/below/more"},
+    // A mount that hides another with the folder that it is in.
+    {"folder place/inner", "tmpfs place/inner", "write place/inner/file", "tmpfs place", "write place/other",
+     "umount place", "write place/inner/folder/more", "umount place/inner"},
 };
 
 void follow(WatchMechanism mechanism) {
-    for (const Script& script : scripts) {
-        SCOPED_TRACE(script.name);
+    for (const auto& steps : scripts) {
         test::FollowedTree followed(mechanism);
-        for (const std::string& step : script.steps)
-            ASSERT_TRUE(followed.follows(step));
+        for (const std::string& step : steps)
+            ASSERT_TRUE(followed.follows(step)) << testing::PrintToString(steps);
     }
 }
 

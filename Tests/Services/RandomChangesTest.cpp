@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -15,6 +14,7 @@
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/TreeScript.hpp"
+#include "Support/TreeStorm.hpp"
 #include "Support/WatchMechanisms.hpp"
 
 namespace dovra {
@@ -22,33 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Makes up lines for `test::perform`, crowded into few names so that they meet.
-class RandomScript {
-public:
-    explicit RandomScript(unsigned seed) : random_(seed) {}
-
-    std::string line() {
-        static constexpr const char* verbs[] = {"write",  "write",  "folder", "folder", "rename",  "rename",
-                                                "rename", "rename", "remove", "link",   "symlink", "forbid",
-                                                "forbid", "tmpfs",  "bind",   "move",   "umount",  "detach"};
-        const char* verb = verbs[number(std::size(verbs))];
-        const std::string path = anyPath();
-        return fmt::format("{} {} {}", verb, path, anyPath());
-    }
-
-    std::size_t number(std::size_t below) { return random_() % below; }
-
-private:
-    std::string anyPath() {
-        static constexpr const char* names[] = {"a", "b", "c", "d"};
-        std::string path = names[number(std::size(names))];
-        for (std::size_t depth = number(4); depth > 0; --depth)
-            path.append("/").append(names[number(std::size(names))]);
-        return path;
-    }
-
-    std::mt19937 random_;
-};
+const test::TreeStorm::Verbs verbs = {"write",  "write",  "folder", "folder", "rename",  "rename",
+                                      "rename", "rename", "remove", "link",   "symlink", "forbid",
+                                      "forbid", "tmpfs",  "bind",   "move",   "umount",  "detach"};
 
 /// Gives back all rights that were taken; folders may have moved with theirs.
 void allowAll(const std::string& root) {
@@ -87,7 +63,7 @@ std::vector<std::string> differences(test::FollowedTree& followed, bool hasLinks
 
 /// Returns the differences and the lines that led to them.
 std::vector<std::string> runRandomly(WatchMechanism mechanism, unsigned seed) {
-    RandomScript script(seed);
+    test::TreeStorm script({}, seed, verbs);
     std::optional<test::FollowedTree> followed;
     {
         const auto user = watcher(mechanism);

@@ -56,9 +56,10 @@ void expectToFollowStorms(test::FollowedTree& watched, unsigned seed) {
         std::vector<std::jthread> storms;
         for (unsigned side = 0; side < 3; ++side) {
             storms.emplace_back([&, side] {
-                test::TreeStorm storm(watched.tree.path(), seed * 10 + side);
+                test::TreeStorm storm(watched.root, seed * 10 + side,
+                                      seed % 2 == 0 ? test::TreeStorm::ofFolders : test::TreeStorm::ofFiles);
                 for (int i = 0; i < 400; ++i)
-                    seed % 2 == 0 ? storm.stepOfFolders() : (void)storm.step();
+                    storm.step();
                 --running;
             });
         }
@@ -81,37 +82,29 @@ TEST_P(Watching, FollowsStormsFromThreeSides) {
     EXPECT_EQ(watched.scans, 1);
 }
 
-TEST_P(Watching, FollowsFoldersThatAreMadeMovedAndReplaced) {
-    const char* const steps[] = {"write a/b/c/file",
-                                 "rename a moved; write moved/b/c/file; write moved/b/new/deep/file",
-                                 "write moved/b/new/deep/later",
-                                 "write other/b/c/another",
-                                 "rename moved away; rename other moved",
-                                 "remove moved; write moved",
-                                 "remove moved; write moved/b/c/file",
-                                 "write moved/b/c/file",
-                                 "rename moved ../outside; write ../outside/b/file",
-                                 "rename ../outside back; write back/b/ours",
-                                 "write ../in/a/b/file; rename ../in in",
-                                 "write in/a/b/more"};
-    test::FollowedTree followed(GetParam(), {.root = "root"});
-    for (const char* step : steps)
+TEST_P(Watching, FollowsWhatLeavesTheRootAndWhatEnters) {
+    test::FollowedTree followed(GetParam(), {.root = "above/root"});
+    for (const char* step :
+         {"write a/b/c/file; write other/file", "rename a ../outside; write ../outside/b/file",
+          "rename ../outside back; write back/b/ours", "write ../in/a/b/file; rename ../in in",
+          "write in/a/b/more; remove other; write other"})
         ASSERT_TRUE(followed.follows(step));
     if (GetParam() == WatchMechanism::watches) {
-        ASSERT_TRUE(followed.follows("remove back; remove away; rename in/a ../out; write ../out/b/file"));
+        ASSERT_TRUE(followed.follows("remove back; rename in/a ../out; write ../out/b/file"));
         EXPECT_EQ(followed.source->coverage(), "2 folders (inotify)");
     }
     EXPECT_EQ(followed.scans, 1);
-}
-
-TEST_P(Watching, ComesBackWhenTheWatchedFolderDoes) {
-    tree.write("a/file");
-    fs::remove_all(tree.path());
-    watched.follow();
-    tree.write("b/file");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
-    tree.write("b/more");
-    ASSERT_THAT(watched.differencesAfterFlush(), IsEmpty());
+    // With the root, and with a folder above it.
+    const std::pair<const char*, const char*> ways[] = {{"rename above away", "rename away above"},
+                                                        {"rename above/root away", "rename away above/root"},
+                                                        {"remove above/root", "folder above/root"}};
+    for (const auto& [gone, back] : ways) {
+        ASSERT_TRUE(test::perform(followed.tree.path(), gone));
+        followed.follow();
+        ASSERT_TRUE(test::perform(followed.tree.path(), back));
+        ASSERT_TRUE(followed.follows("write in/more")) << gone;
+        ASSERT_TRUE(followed.follows("write new/deeper/file")) << gone;
+    }
 }
 
 TEST_P(Watching, FollowsNamesOfAnyBytesAndPathsOfAnyLength) {
@@ -126,14 +119,15 @@ TEST_P(Watching, FollowsNamesOfAnyBytesAndPathsOfAnyLength) {
 
 TEST_P(Watching, NamesAFewFilesAndNoMore) {
     if (GetParam() == WatchMechanism::polling) return;
-    tree.write("few/a");
-    for (int i = 0; i < 17; ++i)
-        tree.write(fmt::format("many/{}", i));
+    const auto writeAll = [&](std::string_view bytes) {
+        tree.write("few/a", bytes);
+        for (int i = 0; i < 17; ++i)
+            tree.write(fmt::format("many/{}", i), bytes);
+    };
+    writeAll("");
     watched.follow();
-    tree.write("few/a", "longer");
+    writeAll("longer");
     tree.write("few/b");
-    for (int i = 0; i < 17; ++i)
-        tree.write(fmt::format("many/{}", i), "longer");
     const ChangeBatch batch = watched.follow();
     EXPECT_THAT(batch.files, testing::UnorderedElementsAre(watched.path("few/a"), watched.path("few/b")));
     EXPECT_THAT(batch.paths, testing::ElementsAre(watched.path("many")));
@@ -166,16 +160,6 @@ TEST_P(Watching, IsNotKeptByDeepTreesElsewhere) {
     const test::TemporaryTree outside;
     const test::DeepTree deep(outside.path(), "d", 20'000);
     EXPECT_TRUE(watched.follow().empty());
-}
-
-TEST_P(Watching, ComesBackWithAFolderAboveTheRoot) {
-    test::FollowedTree followed(GetParam(), {.root = "above/root"});
-    ASSERT_TRUE(followed.follows("write a/file"));
-    ASSERT_TRUE(test::perform(followed.tree.path(), "rename above away; write away/root/a/more"));
-    followed.follow();
-    ASSERT_TRUE(test::perform(followed.tree.path(), "rename away above"));
-    ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty());
-    EXPECT_TRUE(followed.follows("write new/deeper/file"));
 }
 
 TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
@@ -213,60 +197,55 @@ TEST(WatchLimit, TellsWhenNoInotifyInstanceIsLeft) {
     EXPECT_EQ(outcome, 0);
 }
 
-class WatchingStopped : public testing::TestWithParam<WatchMechanism> {};
-
-INSTANTIATE_TEST_SUITE_P(, WatchingStopped, testing::Values(WatchMechanism::watches, WatchMechanism::polling),
-                         test::mechanismName);
-
 /// The stop comes while the tree is opened, or when it is.
-TEST_P(WatchingStopped, LooksAtNoFurtherFolder) {
-    for (const bool isOpening : {true, false}) {
-        const test::TemporaryTree tree;
-        for (int i = 0; i < 50; ++i)
-            tree.makeFolder(fmt::format("{}/deeper/deepest", i));
-        std::stop_source stop;
-        int folders = 0;
-        WatchOptions options{.root = tree.path(), .mechanism = GetParam(), .stop = stop.get_token()};
-        options.entersFolder = [&](std::string_view) {
-            if (isOpening) stop.request_stop();
-            return ++folders != 0;
-        };
-        const auto source = openEventSource(options);
-        EXPECT_LE(folders, isOpening ? 50 : 150);
-        tree.makeFolder("new/deeper");
-        source->stop();
-        const int before = folders;
-        source->drain();
-        EXPECT_EQ(folders, before);
+TEST(WatchingStopped, LooksAtNoFurtherFolderOnceItIsStopped) {
+    for (const auto mechanism : {WatchMechanism::watches, WatchMechanism::polling}) {
+        for (const int most : {50, 150}) {
+            const test::TemporaryTree tree;
+            for (int i = 0; i < 50; ++i)
+                tree.makeFolder(fmt::format("{}/deeper/deepest", i));
+            std::stop_source stop;
+            int folders = 0;
+            WatchOptions options{.root = tree.path(), .mechanism = mechanism, .stop = stop.get_token()};
+            options.entersFolder = [&](std::string_view) {
+                if (most == 50) stop.request_stop();
+                return ++folders != 0;
+            };
+            const auto source = openEventSource(options);
+            EXPECT_LE(folders, most);
+            tree.makeFolder("new/deeper");
+            source->stop();
+            folders = 0;
+            source->drain();
+            EXPECT_EQ(folders, 0);
+        }
     }
 }
 
-TEST(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
-    const test::InMemory inMemory;
-    const test::TemporaryTree tree;
-    WatchOptions options;
-    options.root = tree.path();
-    const auto source = openEventSource(options);
-    ASSERT_NE(source, nullptr);
-    if (source->coverage().find("fanotify") == std::string::npos)
-        GTEST_SKIP() << "whole file systems cannot be watched here; " << source->coverage();
-    tree.write("folder/file");
-    source->drain();
+class LostEvents : public testing::Test {
+protected:
+    void SetUp() override {
+        if (followed.source->coverage().find("fanotify") == std::string::npos)
+            GTEST_SKIP() << "whole file systems cannot be watched here; " << followed.source->coverage();
+    }
+
+    test::FollowedTree followed{WatchMechanism::best};
+};
+
+TEST_F(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
+    ASSERT_TRUE(test::perform(followed.root, "write folder/file"));
+    followed.source->drain();
     {
         const test::FewDescriptors shortage(0);
-        EXPECT_TRUE(source->take({})->empty());
+        EXPECT_TRUE(followed.source->take({})->empty());
     }
-    ASSERT_TRUE(source->hasChanges());
-    const ChangeBatch batch = *source->take({});
-    EXPECT_THAT(batch.subtrees, testing::ElementsAre(tree.path("folder")));
-    EXPECT_FALSE(batch.mustRescan);
-    EXPECT_FALSE(source->hasChanges());
+    ASSERT_TRUE(followed.source->hasChanges());
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    EXPECT_EQ(followed.scans, 1);
+    EXPECT_FALSE(followed.source->hasChanges());
 }
 
-TEST(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
-    test::FollowedTree followed(WatchMechanism::best);
-    if (followed.source->coverage().find("fanotify") == std::string::npos)
-        GTEST_SKIP() << "whole file systems cannot be watched here; " << followed.source->coverage();
+TEST_F(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
     // On the same file system, but nothing of it would be told.
     const test::TemporaryTree elsewhere;
     const auto nameOf = [&](int number) { return elsewhere.path(fmt::format("{:0>250}", number)); };
@@ -279,30 +258,22 @@ TEST(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
     EXPECT_TRUE(followed.follow().mustRescan);
 }
 
-TEST(LostEvents, AskForAScanAndAreCaughtUpWith) {
-    const test::InMemory inMemory;
-    const test::TemporaryTree tree;
+TEST(WatchLimit, AFullQueueAsksForAScanAndIsCaughtUpWith) {
     std::ifstream setting("/proc/sys/fs/inotify/max_queued_events");
     int limit = 0;
     setting >> limit;
     if (limit <= 0 || limit > 200'000) GTEST_SKIP() << "a queue of " << limit << " events is not filled";
-    WatchOptions options;
-    options.root = tree.path();
-    options.mechanism = WatchMechanism::watches;
-    const auto source = openEventSource(options);
-    ASSERT_NE(source, nullptr);
+    test::FollowedTree followed(WatchMechanism::watches);
     // Two names in turn, because equal events that follow each other are merged.
-    const std::string names[] = {tree.write("a"), tree.write("b")};
+    const std::string names[] = {followed.tree.write("a"), followed.tree.write("b")};
     for (int i = 0; i <= limit; ++i)
         ASSERT_EQ(::truncate(names[i % 2].c_str(), i), 0);
-    tree.makeFolder("unheard of/deeper");
-    source->drain();
-    EXPECT_TRUE(source->take({})->mustRescan);
-    source->drain();
-    EXPECT_FALSE(source->hasChanges());
-    tree.write("unheard of/deeper/file");
-    source->drain();
-    EXPECT_THAT(source->take({})->files, testing::ElementsAre(tree.path("unheard of/deeper/file")));
+    followed.tree.makeFolder("unheard of/deeper");
+    EXPECT_TRUE(followed.follow().mustRescan);
+    followed.source->drain();
+    EXPECT_FALSE(followed.source->hasChanges());
+    followed.tree.write("unheard of/deeper/file");
+    EXPECT_THAT(followed.follow().files, testing::ElementsAre(followed.path("unheard of/deeper/file")));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "Base/JoinPath.hpp"
+#include "Base/ParentPath.hpp"
 #include "Index/FileIndex.hpp"
 
 namespace dovra::test {
@@ -29,57 +29,40 @@ struct IndexItem {
         : path(std::move(itemPath)), size(itemSize), modTime(itemModTime) {}
 };
 
-/// Sorts items into listings and stores these in the order in which a scan would.
-class IndexBuilder {
-public:
-    explicit IndexBuilder(std::string root) : root_(std::move(root)) { listings_[root_]; }
-
+/// Items sorted into the listings of their folders.
+struct ItemListings {
     /// Adds an item, after the folders on its way. A path that was added before is left as it is.
-    void add(const IndexItem& item) {
+    void add(const IndexItem& item, const std::string& root) {
         const bool isDir = item.path.ends_with('/');
         const std::string path = item.path.substr(0, item.path.size() - (isDir ? 1 : 0));
-        if (path.size() <= root_.size() || !paths_.insert(path).second) return;
-        const std::size_t slash = path.rfind('/');
-        const std::string parent = slash == 0 ? "/" : path.substr(0, slash);
-        add(parent + "/");
-        const std::string_view name = std::string_view(path).substr(slash + 1);
-        listings_[parent].add({.name = name,
-                               .isDir = isDir,
-                               .size = item.size,
-                               .modTime = item.modTime,
-                               .crTime = item.modTime});
-        if (isDir) listings_[path];
+        if (path.size() <= root.size() || !paths.insert(path).second) return;
+        const std::string parent = parentPath(path);
+        add(parent + "/", root);
+        const std::string name = path.substr(path.rfind('/') + 1);
+        listings[parent].add({name, isDir, false, item.size, item.modTime, item.modTime});
     }
 
-    void storeIn(FileIndex& index) const {
-        const WriteGuard guard(index.rwlock);
-        std::vector<std::pair<std::optional<DirIndex>, std::string>> stack = {{std::nullopt, root_}};
-        while (!stack.empty()) {
-            const auto [parent, path] = std::move(stack.back());
-            stack.pop_back();
-            const DirIndex folder =
-                parent ? index.internChildDirLocked(*parent, path.substr(path.rfind('/') + 1))
-                       : index.internDirLocked(path);
-            const DirectoryListing& listing = listings_.at(path);
-            index.storeListingLocked(folder, listing);
-            for (std::size_t i = 0; i < listing.count(); ++i) {
-                if (listing[i].isDir) stack.emplace_back(folder, joinPath(path, listing[i].name));
-            }
-        }
-    }
-
-private:
-    std::string root_;
-    std::set<std::string> paths_;
-    std::map<std::string, DirectoryListing> listings_;
+    std::set<std::string> paths;
+    std::map<std::string, DirectoryListing> listings;
 };
 
-/// Adds items, all below `root`, to an index as a scan of that root would.
+/// Adds items, all below `root`, to an index in the order in which a scan of that root would.
 inline void addTree(FileIndex& index, const std::vector<IndexItem>& items, const std::string& root = "/") {
-    IndexBuilder builder(root);
+    ItemListings tree;
     for (const IndexItem& item : items)
-        builder.add(item);
-    builder.storeIn(index);
+        tree.add(item, root);
+    const WriteGuard guard(index.rwlock);
+    std::vector<std::string> stack = {root};
+    while (!stack.empty()) {
+        const std::string path = std::move(stack.back());
+        stack.pop_back();
+        const DirIndex folder = index.internDirLocked(path);
+        const DirectoryListing& listing = tree.listings[path];
+        index.storeListingLocked(folder, listing);
+        for (std::size_t i = 0; i < listing.count(); ++i) {
+            if (listing[i].isDir) stack.push_back(joinPath(path, listing[i].name));
+        }
+    }
 }
 
 inline std::unique_ptr<FileIndex> makeIndex(const std::vector<IndexItem>& items) {

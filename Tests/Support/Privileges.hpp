@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <sched.h>
-#include <string>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,25 +44,5 @@ int inAChild(const Body& body) {
     int status = 0;
     return ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-/// A file system mounted on a folder, seen by this thread and those that it starts; gone at the end.
-class MountedFolder {
-public:
-    MountedFolder(const char* type, const std::string& path) : path_(path) {
-        isMounted_ = leaveMounts() && ::mount(type, path.c_str(), type, 0, nullptr) == 0;
-    }
-    ~MountedFolder() {
-        if (isMounted_) ::umount2(path_.c_str(), MNT_DETACH);
-    }
-    MountedFolder(const MountedFolder&) = delete;
-    MountedFolder& operator=(const MountedFolder&) = delete;
-
-    /// False where the process may not mount.
-    bool isMounted() const { return isMounted_; }
-
-private:
-    std::string path_;
-    bool isMounted_;
-};
 
 }  // namespace dovra::test

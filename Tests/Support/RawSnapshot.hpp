@@ -2,31 +2,24 @@
 
 #include <bit>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace dovra::test {
 
-/// Bytes in the order of the cache file: the lowest first.
-class LittleEndian {
-public:
-    LittleEndian& number(std::uint64_t value, int bytes) {
-        for (int i = 0; i < bytes; ++i)
-            text_ += static_cast<char>(value >> (8 * i) & 0xFF);
-        return *this;
+/// Fields in the order of the cache file, each a number and how many bytes it takes: the lowest comes first.
+inline std::string fields(std::initializer_list<std::pair<std::uint64_t, int>> numbers) {
+    std::string bytes;
+    for (const auto& [number, size] : numbers) {
+        for (int i = 0; i < size; ++i)
+            bytes += static_cast<char>(number >> (8 * i) & 0xFF);
     }
-    LittleEndian& real(double value) { return number(std::bit_cast<std::uint64_t>(value), 8); }
-    LittleEndian& text(std::string_view bytes) {
-        text_ += bytes;
-        return *this;
-    }
-    const std::string& bytes() const { return text_; }
-
-private:
-    std::string text_;
-};
+    return bytes;
+}
 
 /// A cache file written field by field from the table in Documentation/CacheFormat.md, without any of the
 /// program's own code, so that fields can be wrong one at a time.
@@ -78,31 +71,34 @@ struct RawSnapshot {
 
     /// Up to the end of the entries.
     std::string bytesWithoutStamps() const {
-        LittleEndian out;
-        out.text(magic).number(version, 4).number(entryBytes, 4).number(volumeDev, 8).number(lastEventId, 8);
-        out.number(directoryCount.value_or(directories.size()), 4);
-        out.number(entryCount.value_or(entries.size()), 4).number(poolBytes.value_or(pool.size()), 4);
+        std::string out = magic + fields({{version, 4},
+                                          {entryBytes, 4},
+                                          {volumeDev, 8},
+                                          {lastEventId, 8},
+                                          {directoryCount.value_or(directories.size()), 4},
+                                          {entryCount.value_or(entries.size()), 4},
+                                          {poolBytes.value_or(pool.size()), 4}});
         for (const std::string& path : directories) {
             const bool isLast = &path == &directories.back();
-            out.number(isLast ? pathLength.value_or(path.size()) : path.size(), 4).text(path);
+            out += fields({{isLast ? pathLength.value_or(path.size()) : path.size(), 4}}) + path;
         }
-        out.text(pool);
+        out += pool;
         for (const Entry& entry : entries) {
-            out.number(entry.size, 8).real(entry.modTime).real(entry.crTime).number(entry.nameOffset, 4);
-            out.number(entry.dirIndex, 4).number(entry.nameLen, 2).number(entry.flags, 1);
-            out.text(entry.reserved);
+            const auto modified = std::bit_cast<std::uint64_t>(entry.modTime);
+            const auto created = std::bit_cast<std::uint64_t>(entry.crTime);
+            out += fields({{entry.size, 8}, {modified, 8}, {created, 8}, {entry.nameOffset, 4}});
+            out += fields({{entry.dirIndex, 4}, {entry.nameLen, 2}, {entry.flags, 1}});
+            out += entry.reserved;
         }
-        return out.bytes();
+        return out;
     }
 
     std::string bytes() const {
-        LittleEndian out;
-        out.text(bytesWithoutStamps()).text(stampMagic).number(stampBytes.value_or(stamps.size() * 32), 8);
-        for (const Stamp& stamp : stamps) {
-            out.number(stamp.device, 8).number(stamp.inode, 8);
-            out.number(stamp.modified, 8).number(stamp.changed, 8);
-        }
-        return out.bytes();
+        std::string out = bytesWithoutStamps() + stampMagic;
+        out += fields({{stampBytes.value_or(stamps.size() * 32), 8}});
+        for (const Stamp& stamp : stamps)
+            out += fields({{stamp.device, 8}, {stamp.inode, 8}, {stamp.modified, 8}, {stamp.changed, 8}});
+        return out;
     }
 };
 

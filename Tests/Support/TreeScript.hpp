@@ -42,9 +42,17 @@ inline bool perform(const std::string& root, const std::string& line) {
         {"rename", [](Path path, Path to) { return ::rename(path.c_str(), to.c_str()) == 0; }},
         {"remove", [](Path path, Path) { return fs::remove_all(path, error) + 1 > 1; }},
         {"link", [](Path path, Path to) { return ::link(path.c_str(), to.c_str()) == 0; }},
-        {"symlink", [](Path path, Path) { return ::symlink("nowhere", path.c_str()) == 0; }},
+        {"symlink", [](Path path, Path) { return ::symlink("no/where", path.c_str()) == 0; }},
         {"forbid", [](Path path, Path) { return ::chmod(path.c_str(), 0) == 0; }},
         {"allow", [](Path path, Path) { return ::chmod(path.c_str(), 0755) == 0; }},
+        // To a time that the clock does not give.
+        {"touch",
+         [](Path path, Path salt) {
+             const timespec time{
+                 .tv_sec = static_cast<time_t>(std::hash<std::string>()(salt) % 1'000'000'000), .tv_nsec = 0};
+             const timespec both[] = {time, time};
+             return ::utimensat(AT_FDCWD, path.c_str(), both, AT_SYMLINK_NOFOLLOW) == 0;
+         }},
         {"tmpfs", [](Path path, Path) { return mounted("tmpfs", path, "tmpfs", 0); }},
         {"proc", [](Path path, Path) { return mounted("proc", path, "proc", 0); }},
         {"bind", [](Path path, Path to) { return mounted(path, to, nullptr, MS_BIND); }},
