@@ -2,12 +2,9 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -30,12 +27,6 @@ namespace dovra {
 /// For one thread.
 class FanotifyWatch {
 public:
-    /// Folders so deep that the kernel does not say their paths, by device, mount and inode, each with the
-    /// nearest path above that it says (none when that is not at or near the root). So a deep tree is climbed
-    /// once, and not once from each of its folders.
-    using DeepFolders =
-        std::map<std::tuple<DeviceId, std::uint64_t, std::uint64_t>, std::shared_ptr<const std::string>>;
-
     /// Tells of what lies at, above or below `root`, a path without links. Absent without the privileges, and
     /// where the kernel does not know it.
     static std::optional<FanotifyWatch> open(std::string root);
@@ -63,6 +54,8 @@ private:
     /// A folder's file system and its handle there, as bytes.
     using Key = std::string;
 
+    class Finder;
+
     struct Changed {
         Key key;
         FolderChanges changes;
@@ -80,7 +73,7 @@ private:
     void takeRecord(std::uint64_t mask, std::string_view record);
     FolderChanges& changesOf(std::string_view key);
     void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
-    void tell(const Descriptor& place, const Mount& mount, const Changed& changed, DeepFolders& deep,
+    void tell(const Descriptor& place, const Mount& mount, const Changed& changed, Finder& finder,
               ChangeSet& changes);
     void keep(const Changed& changed);
 
