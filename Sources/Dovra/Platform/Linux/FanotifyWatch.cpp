@@ -52,10 +52,10 @@ union Handle {
     std::array<char, sizeof(file_handle) + MAX_HANDLE_SZ> room;
 };
 
-int openByHandle(int mountFolder, std::string_view handle) {
+Descriptor openByHandle(const Descriptor& place, std::string_view handle) {
     Handle copy{};
     std::memcpy(copy.room.data(), handle.data(), std::min(handle.size(), copy.room.size()));
-    return ::open_by_handle_at(mountFolder, &copy.head, O_PATH | O_CLOEXEC);
+    return Descriptor(::open_by_handle_at(place.number(), &copy.head, O_PATH | O_CLOEXEC));
 }
 
 Descriptor openPlace(const std::string& place) {
@@ -63,12 +63,12 @@ Descriptor openPlace(const std::string& place) {
 }
 
 /// Whether folders of the mount can be opened by their handles.
-bool opensByHandle(int place) {
+bool opensByHandle(const Descriptor& place) {
     Handle handle{};
     handle.head.handle_bytes = MAX_HANDLE_SZ;
     int mountId = 0;
-    if (::name_to_handle_at(place, "", &handle.head, &mountId, AT_EMPTY_PATH) != 0) return false;
-    return static_cast<bool>(Descriptor(openByHandle(place, {handle.room.data(), handle.room.size()})));
+    return ::name_to_handle_at(place.number(), "", &handle.head, &mountId, AT_EMPTY_PATH) == 0 &&
+           openByHandle(place, {handle.room.data(), handle.room.size()});
 }
 
 /// Mounts the volume that holds all subvolumes of a btrfs, where nobody else sees it. As read-only, so that a
@@ -102,19 +102,19 @@ bool leadsTo(const std::string& path, const Descriptor& folder) {
 }
 
 Descriptor openAbove(const Descriptor& folder, std::size_t levels) {
-    std::string path = ".";
+    std::string path;
     for (std::size_t level = 0; level < levels; ++level)
-        path += "/..";
+        path += "../";
     return Descriptor(::openat(folder.number(), path.c_str(), O_PATH | O_CLOEXEC));
 }
 
 }  // namespace
 
-/// Finds where open folders are, for one batch of them. Most of what happens on a file system happens
+/// Finds where the folders of one batch are, through a mount. Most of what happens on a file system happens
 /// elsewhere than at the root.
 class FanotifyWatch::Finder {
 public:
-    explicit Finder(std::string_view root) : root_(root) {}
+    Finder(const Descriptor& place, std::string_view root) : place_(place), root_(root) {}
 
     struct Found {
         /// Of the folder, or of the nearest one above whose path the kernel says. Null when that is not at,
@@ -124,7 +124,7 @@ public:
     };
 
     /// Absent after an error, with `errno`.
-    std::optional<Found> find(const Descriptor& folder);
+    std::optional<Found> find(std::string_view handle);
 
 private:
     /// Device, mount and inode.
@@ -135,28 +135,31 @@ private:
 
     static std::optional<Identity> identityOf(const Descriptor& folder, const char* path = "");
     std::shared_ptr<const std::string> ifConcerned(std::string path, const Descriptor& folder) const;
-    std::optional<Found> climb(const Descriptor& folder) const;
-    void remember(const Descriptor& folder, const Found& found);
+    std::optional<Found> climb(Descriptor folder) const;
+    void remember(Descriptor folder, const Found& found);
 
+    const Descriptor& place_;
     std::string_view root_;
     /// Some that are so deep that the kernel does not say their paths, with what was found for them. So a
     /// deep tree is climbed a few times, and not from each of its folders.
     std::map<Identity, std::shared_ptr<const std::string>> deep_;
 };
 
-std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(const Descriptor& folder) {
+std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(std::string_view handle) {
+    Descriptor folder = openByHandle(place_, handle);
+    if (!folder) return std::nullopt;
     // The folder that holds it may be known, which is as deep.
     for (const char* path : {"", ".."}) {
         const auto identity = deep_.empty() ? std::nullopt : identityOf(folder, path);
         const auto known = identity ? deep_.find(*identity) : deep_.end();
         if (known == deep_.end()) continue;
-        Found found{known->second, 1};
-        remember(folder, found);
+        const Found found{known->second, 1};
+        remember(std::move(folder), found);
         return found;
     }
     if (auto path = saidPath(folder)) return Found{ifConcerned(*std::move(path), folder), 0};
-    auto found = errno == ENAMETOOLONG ? climb(folder) : std::nullopt;
-    if (found) remember(folder, *found);
+    auto found = errno == ENAMETOOLONG ? climb(std::move(folder)) : std::nullopt;
+    if (found) remember(openByHandle(place_, handle), *found);
     return found;
 }
 
@@ -176,18 +179,18 @@ std::shared_ptr<const std::string> FanotifyWatch::Finder::ifConcerned(std::strin
 }
 
 /// From a folder whose path the kernel does not say: in great strides until it does, then by halves down to
-/// the lowest level at which it does.
-std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(const Descriptor& folder) const {
+/// the lowest level at which it does. No folder stays open for long: whoever closes it at last clears away
+/// all that was removed above it meanwhile.
+std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(Descriptor folder) const {
     std::optional<Found> found;
-    Descriptor unsaid = openAbove(folder, 0);
     std::size_t levels = 0;
     for (std::size_t step = stride; step > 0; step /= found ? 2 : 1) {
-        Descriptor above = openAbove(unsaid, step);
+        Descriptor above = openAbove(folder, step);
         if (!above) return std::nullopt;
         if (auto path = saidPath(above)) {
             found = {ifConcerned(*std::move(path), above), levels + step};
         } else if (errno == ENAMETOOLONG) {
-            unsaid = std::move(above);
+            folder = std::move(above);
             levels += step;
         } else {
             return std::nullopt;
@@ -197,12 +200,11 @@ std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(const D
 }
 
 /// For the folder and as many above it as one stride, which are as deep: the next may be one of those.
-void FanotifyWatch::Finder::remember(const Descriptor& folder, const Found& found) {
-    Descriptor at = openAbove(folder, 0);
-    for (std::size_t level = 0; at && level < std::min(found.levels, stride); ++level) {
-        const auto identity = identityOf(at);
+void FanotifyWatch::Finder::remember(Descriptor folder, const Found& found) {
+    for (std::size_t level = 0; folder && level < std::min(found.levels, stride); ++level) {
+        const auto identity = identityOf(folder);
         if (!identity || !deep_.emplace(*identity, found.path).second) return;
-        at = openAbove(at, 1);
+        folder = openAbove(folder, 1);
     }
 }
 
@@ -214,7 +216,7 @@ std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
 
 bool FanotifyWatch::addMount(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    if (!place || !opensByHandle(place.number())) return false;
+    if (!place || !opensByHandle(place)) return false;
     if (mark(mount, place.number())) return true;
     // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
     if (errno != EXDEV || mount.type != "btrfs") return false;
@@ -324,35 +326,29 @@ void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, Chan
     const bool mustWait = !place && isShortage(errno);
     if (!place && !mustWait) return;
     const std::string& systemId = systemIds_.at(mount.id);
-    Finder finder(root_);
+    Finder finder(place, root_);
     for (const Changed& changed : folders) {
         if (!changed.key.starts_with(systemId)) continue;
         if (mustWait) {
             keep(changed);
         } else {
-            tell(place, mount, changed, finder, changes);
+            tell(mount, changed, finder, changes);
         }
     }
 }
 
-void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Changed& changed, Finder& finder,
-                         ChangeSet& changes) {
+void FanotifyWatch::tell(const Mount& mount, const Changed& changed, Finder& finder, ChangeSet& changes) {
     const auto& [key, folderChanges] = changed;
-    const Descriptor opened(openByHandle(place.number(), std::string_view(key).substr(systemIdBytes)));
-    if (!opened) {
-        // Otherwise a folder that was deleted; its parent has an event of its own.
-        if (isShortage(errno)) {
-            keep(changed);
-        } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
-            // Once, because a disk may fail there for ever.
-            changes.addSubtree(mount.place);
-        }
-        return;
+    const auto found = finder.find(std::string_view(key).substr(systemIdBytes));
+    if (found) {
+        broken_.erase(key);
+        if (found->path) folderChanges.tell(*found->path, found->levels == 0, changes);
+    } else if (isShortage(errno)) {
+        keep(changed);
+    } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
+        // Not deleted, of which its parent has an event. Once, because a disk may fail there for ever.
+        changes.addSubtree(mount.place);
     }
-    broken_.erase(key);
-    const auto found = finder.find(opened);
-    if (!found && isShortage(errno)) keep(changed);
-    if (found && found->path) folderChanges.tell(*found->path, found->levels == 0, changes);
 }
 
 void FanotifyWatch::keep(const Changed& changed) {

@@ -73,8 +73,7 @@ private:
     void takeRecord(std::uint64_t mask, std::string_view record);
     FolderChanges& changesOf(std::string_view key);
     void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
-    void tell(const Descriptor& place, const Mount& mount, const Changed& changed, Finder& finder,
-              ChangeSet& changes);
+    void tell(const Mount& mount, const Changed& changed, Finder& finder, ChangeSet& changes);
     void keep(const Changed& changed);
 
     Descriptor queue_;
