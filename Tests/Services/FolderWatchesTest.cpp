@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <utility>
 
-#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/TreeScript.hpp"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
-#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/MountTable.hpp"
 

@@ -10,7 +10,6 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "Base/IsAtOrBelow.hpp"
@@ -25,8 +24,6 @@ namespace {
 constexpr unsigned inotifyEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
 /// How many folders one above the other are kept open; those above are opened again from below.
 constexpr std::size_t maxOpenLevels = 32;
 
@@ -35,13 +32,10 @@ Descriptor openInotifyQueue() {
 }
 
 /// A folder in another one. Fails with EXDEV where something is mounted: that is a tree of its own.
-std::optional<OpenFolder> openChild(const OpenFolder& parent, const char* name) {
-    open_how how{.flags = folderFlags, .mode = 0, .resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS};
-    long descriptor = -1;
-    do {
-        descriptor = ::syscall(SYS_openat2, parent.descriptor(), name, &how, sizeof how);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(static_cast<int>(descriptor)));
+std::optional<OpenFolder> openChild(const OpenFolder& parent, const std::string& name) {
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    Descriptor folder = openLongPath(parent.descriptor(), name, flags, RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS);
+    return folder ? std::optional(OpenFolder(std::move(folder))) : std::nullopt;
 }
 
 /// Whether the folder's number of links proves that it holds no folders, so that it need not be listed. Not
@@ -166,10 +160,9 @@ void InotifyWatch::restart() {
 
 /// Opens a folder that is known to be there.
 std::optional<OpenFolder> InotifyWatch::openPath(const std::string& path) {
-    const int descriptor = openLongPath(AT_FDCWD, path, folderFlags);
-    if (descriptor >= 0) return OpenFolder(descriptor);
-    if (isShortage(errno)) mustRestart_ = true;
-    return std::nullopt;
+    auto folder = OpenFolder::open(path);
+    if (!folder && isShortage(errno)) mustRestart_ = true;
+    return folder;
 }
 
 /// Watches what is at the path of a top, with all below it unless that is the folder that was there before.
@@ -290,7 +283,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
                                                        const std::string& path, bool allBelow) {
     if (path.size() <= FolderTree::maxPathBytes && !rules_.enters(path)) return std::nullopt;
     const Place place{parent.number, name};
-    auto folder = openChild(*parent.folder, name.c_str());
+    auto folder = openChild(*parent.folder, name);
     if (!folder) {
         noteFailure(errno, place);
         return std::nullopt;

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/Descriptor.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/FolderTree.hpp"
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Descriptor.hpp"
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/Descriptor.hpp"
 
 namespace dovra {
 

@@ -8,7 +8,7 @@ namespace dovra {
 /// Owns a file descriptor; -1 for none.
 class Descriptor {
 public:
-    explicit Descriptor(int number) : number_(number) {}
+    explicit Descriptor(int number = -1) : number_(number) {}
     ~Descriptor() {
         if (number_ >= 0) ::close(number_);
     }
@@ -19,8 +19,6 @@ public:
     }
 
     int number() const { return number_; }
-    /// Leaves it to the caller to close.
-    int release() { return std::exchange(number_, -1); }
     explicit operator bool() const { return number_ >= 0; }
 
 private:
