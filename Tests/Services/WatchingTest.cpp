@@ -336,13 +336,15 @@ TEST_P(WatchingStopped, EndsInTheMidstOfOpening) {
 TEST_P(WatchingStopped, LooksAtNoFolderAfterwards) {
     const test::TemporaryTree tree;
     int folders = 0;
+    std::stop_source stop;
     WatchOptions options;
     options.root = tree.path();
     options.mechanism = GetParam();
+    options.stop = stop.get_token();
     options.entersFolder = [&](std::string_view) { return ++folders != 0; };
     const auto source = openEventSource(options);
     tree.makeFolder("new/deeper");
-    source->stop();
+    stop.request_stop();
     source->drain();
     EXPECT_EQ(folders, 0);
 }

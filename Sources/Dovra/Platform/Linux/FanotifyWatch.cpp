@@ -38,9 +38,9 @@ constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 constexpr std::size_t systemIdBytes = sizeof(fsid_t);
 
 /// What identifies a file system in events; the kernel's two forms of it have the same bytes.
-std::optional<std::string> systemIdOf(int place) {
+std::optional<std::string> systemIdOf(const Descriptor& place) {
     struct statfs status {};
-    if (::fstatfs(place, &status) != 0) return std::nullopt;
+    if (::fstatfs(place.number(), &status) != 0) return std::nullopt;
     std::string id(systemIdBytes, '\0');
     std::memcpy(id.data(), &status.f_fsid, systemIdBytes);
     return id;
@@ -216,37 +216,30 @@ std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
 
 bool FanotifyWatch::addMount(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    if (!place || !opensByHandle(place)) return false;
-    if (mark(mount, place.number())) return true;
-    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
-    if (errno != EXDEV || mount.type != "btrfs") return false;
-    const Descriptor top = mountTopLevel(mount);
-    return top && mark(mount, top.number());
+    return place && opensByHandle(place) && changeMark(mount, place, FAN_MARK_ADD, fanotifyEvents) == 0;
 }
 
-bool FanotifyWatch::mark(const Mount& mount, int folder) {
-    auto systemId = systemIdOf(folder);
-    if (!systemId || changeMark(FAN_MARK_ADD, fanotifyEvents, folder) != 0) return false;
-    systemIds_[mount.id] = *std::move(systemId);
-    return true;
-}
-
-bool FanotifyWatch::hasLost(const Mount& mount) const {
-    // To take away what the mark has not changes nothing, and fails where there is no mark.
-    const auto tryMark = [&](int folder) { return changeMark(FAN_MARK_REMOVE, FAN_OPEN, folder); };
+bool FanotifyWatch::hasLost(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    if (!place) return false;
-    int error = tryMark(place.number());
-    if (error == EXDEV && mount.type == "btrfs") {
-        if (const Descriptor top = mountTopLevel(mount)) error = tryMark(top.number());
-    }
-    return error == ENOENT;
+    // To take away what the mark has not changes nothing, and fails where there is no mark.
+    return place && changeMark(mount, place, FAN_MARK_REMOVE, FAN_OPEN) == ENOENT;
 }
 
-int FanotifyWatch::changeMark(unsigned change, std::uint64_t events, int folder) const {
-    const bool isChanged =
-        ::fanotify_mark(queue_.number(), change | FAN_MARK_FILESYSTEM, events, folder, ".") == 0;
-    return isChanged ? 0 : errno;
+int FanotifyWatch::changeMark(const Mount& mount, const Descriptor& place, unsigned change,
+                              std::uint64_t events) {
+    const auto changeThrough = [&](const Descriptor& folder) {
+        auto systemId = systemIdOf(folder);
+        const unsigned flags = change | FAN_MARK_FILESYSTEM;
+        if (!systemId || ::fanotify_mark(queue_.number(), flags, events, folder.number(), ".") != 0)
+            return errno;
+        systemIds_[mount.id] = *std::move(systemId);
+        return 0;
+    };
+    const int error = changeThrough(place);
+    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
+    if (error != EXDEV || mount.type != "btrfs") return error;
+    const Descriptor top = mountTopLevel(mount);
+    return top ? changeThrough(top) : error;
 }
 
 void FanotifyWatch::drain() {

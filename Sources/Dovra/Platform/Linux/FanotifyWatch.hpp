@@ -39,7 +39,7 @@ public:
 
     /// Whether the file system of the mount is another one than that which was watched there: what is watched
     /// goes with a file system that is unmounted, and the next one may look like it in all else.
-    bool hasLost(const Mount& mount) const;
+    bool hasLost(const Mount& mount);
 
     /// Takes over what the kernel has queued.
     void drain();
@@ -66,9 +66,8 @@ private:
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
-    bool mark(const Mount& mount, int folder);
-    /// Returns the number of the error, 0 for none.
-    int changeMark(unsigned change, std::uint64_t events, int folder) const;
+    /// Of the mount's file system. Returns the number of the error, 0 for none.
+    int changeMark(const Mount& mount, const Descriptor& place, unsigned change, std::uint64_t events);
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
     FolderChanges& changesOf(std::string_view key);

@@ -85,13 +85,8 @@ std::optional<Mount> mountHolding(const std::string& path, const std::vector<Mou
     if (::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &found) != 0) return std::nullopt;
     const auto id = static_cast<int>(found.stx_mnt_id);
     const auto listed = std::ranges::find(table, id, &Mount::id);
-    Mount mount;
-    if (listed != table.end()) {
-        mount = *listed;
-    } else {
-        mount.id = id;
-        mount.device = makedev(found.stx_dev_major, found.stx_dev_minor);
-    }
+    Mount mount{.id = id, .device = makedev(found.stx_dev_major, found.stx_dev_minor)};
+    if (listed != table.end()) mount = *listed;
     mount.place = path;
     return mount;
 }
