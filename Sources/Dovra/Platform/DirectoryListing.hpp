@@ -101,7 +101,7 @@ public:
     /// them, but without the name. Tells why when it cannot; `missing` is nothing of that name.
     std::variant<RawDirent, Refusal> attributes(const std::string& name = "") const;
 
-    DeviceId device() const;
+    DeviceId device() const { return stamp().device; }
 
     /// Device, inode and times in one call. Not known (but for the device) when it cannot be asked or a time
     /// lies outside the years 1678 to 2262, which nanoseconds can tell.

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "Platform/Linux/FileErrors.hpp"
+#include "Platform/Linux/StandsAt.hpp"
 #include "Platform/Linux/Uninterrupted.hpp"
 
 namespace dovra {
@@ -63,13 +64,6 @@ void syncFolderOf(const std::string& path) {
     if (descriptor) (void)::fsync(descriptor.number());
 }
 
-/// Whether the open file is the one that stands at the path.
-bool standsAt(const struct stat& opened, const std::string& path) {
-    struct stat found {};
-    return ::lstat(path.c_str(), &found) == 0 && found.st_dev == opened.st_dev &&
-           found.st_ino == opened.st_ino;
-}
-
 /// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
 /// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
 /// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
@@ -82,19 +76,17 @@ Descriptor makeLocked(const std::string& path) {
         Descriptor file(::open(path.c_str(), flags | O_CREAT | O_EXCL, forTheUserAlone));
         const bool isNew = static_cast<bool>(file);
         if (!isNew) {
-            if (errno != EEXIST) return Descriptor(-1);
+            if (errno != EEXIST) return Descriptor();
             file = Descriptor(::open(path.c_str(), flags));
             if (!file && errno == ENOENT) continue;
         }
-        struct stat status {};
-        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 || ::fstat(file.number(), &status) != 0)
-            return Descriptor(-1);
-        if (!standsAt(status, path)) continue;
+        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0) return Descriptor();
+        if (!standsAt(file, path)) continue;
         if (isNew) return file;
-        if (::unlink(path.c_str()) != 0) return Descriptor(-1);
+        if (::unlink(path.c_str()) != 0) return Descriptor();
     }
     errno = EBUSY;
-    return Descriptor(-1);
+    return Descriptor();
 }
 
 }  // namespace

@@ -62,6 +62,7 @@ public:
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
+        if (inotify_) inotify_->take(changes_);
         changes_.take();
     }
 
@@ -271,9 +272,7 @@ private:
             if (!isIn(mounts, mount)) inotify_->removeTree(mount.place);
         }
         for (const Mount& mount : mounts) {
-            if (isIn(inotifyMounts_, mount)) continue;
-            inotify_->addTree(mount.place);
-            changes_.addSubtree(mount.place);
+            if (!isIn(inotifyMounts_, mount)) inotify_->addTree(mount.place);
         }
         inotifyMounts_ = mounts;
     }

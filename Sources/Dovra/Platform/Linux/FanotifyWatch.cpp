@@ -20,6 +20,7 @@
 
 #include "Base/IsAtOrBelow.hpp"
 #include "Platform/Linux/FileErrors.hpp"
+#include "Platform/Linux/StandsAt.hpp"
 
 namespace dovra {
 
@@ -92,13 +93,6 @@ std::optional<std::string> saidPath(const Descriptor& folder) {
         ::readlink(fmt::format("/proc/self/fd/{}", folder.number()).c_str(), path.data(), path.size());
     if (length < 0) return std::nullopt;
     return std::string(path.data(), static_cast<std::size_t>(length));
-}
-
-bool leadsTo(const std::string& path, const Descriptor& folder) {
-    struct stat there {};
-    struct stat here {};
-    return ::lstat(path.c_str(), &there) == 0 && ::fstat(folder.number(), &here) == 0 &&
-           there.st_dev == here.st_dev && there.st_ino == here.st_ino;
 }
 
 Descriptor openAbove(const Descriptor& folder, std::size_t levels) {
@@ -175,7 +169,7 @@ std::optional<FanotifyWatch::Finder::Identity> FanotifyWatch::Finder::identityOf
 std::shared_ptr<const std::string> FanotifyWatch::Finder::ifConcerned(std::string path,
                                                                       const Descriptor& folder) const {
     const bool isNear = isAtOrBelow(path, root_) || isAtOrBelow(root_, path);
-    return isNear && leadsTo(path, folder) ? std::make_shared<const std::string>(std::move(path)) : nullptr;
+    return isNear && standsAt(folder, path) ? std::make_shared<const std::string>(std::move(path)) : nullptr;
 }
 
 /// From a folder whose path the kernel does not say: in great strides until it does, then by halves down to

@@ -64,7 +64,7 @@ std::optional<InotifyWatch> InotifyWatch::open(Rules rules) {
 
 void InotifyWatch::addTree(const std::string& path) {
     trees_[path] = none;
-    if (reachTop(path) == Top::missing) missing_.insert(path);
+    reachTop(path);
     workOff();
 }
 
@@ -166,12 +166,17 @@ std::optional<OpenFolder> InotifyWatch::openPath(const std::string& path) {
 }
 
 /// Watches what is at the path of a top, with all below it unless that is the folder that was there before.
-InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
+void InotifyWatch::reachTop(const std::string& path) {
     auto folder = openPath(path);
     const auto number = folder ? watch(*folder, {none, path}) : std::nullopt;
-    if (!number) return Top::missing;
+    if (!number) {
+        missing_.insert(path);
+        return;
+    }
     WatchNumber& top = trees_[path];
-    if (top == *number && tree_.contains(top)) return Top::same;
+    const bool isSame = top == *number && tree_.contains(top);
+    if (missing_.erase(path) > 0 || !isSame) returned_.push_back(path);
+    if (isSame) return;
     forget(top);
     top = *number;
     tree_.putTop(*number, path);
@@ -179,7 +184,6 @@ InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
     if (!listInto(level.names, *folder)) outstanding_[*number].all = true;
     level.folder = std::move(folder);
     walk(std::move(level), path, false);
-    return Top::another;
 }
 
 /// Looks whether the tops are still, or again, where they were. What happens above them has no event, and
@@ -187,12 +191,7 @@ InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
 void InotifyWatch::reachTops() {
     for (const auto& [path, number] : trees_) {
         if (rules_.stop.stop_requested()) return;
-        const Top found = reachTop(path);
-        if (found == Top::missing) {
-            missing_.insert(path);
-        } else if (missing_.erase(path) > 0 || found == Top::another) {
-            returned_.push_back(path);
-        }
+        reachTop(path);
     }
 }
 

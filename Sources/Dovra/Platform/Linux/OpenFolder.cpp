@@ -27,13 +27,9 @@ constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
 constexpr unsigned attributeMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
 constexpr int attributeFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
 
-void setType(RawDirent& entry, unsigned mode) {
-    entry.isDir = S_ISDIR(mode);
-    entry.isSymlink = S_ISLNK(mode);
-}
-
 void setAttributes(RawDirent& entry, const struct statx& attributes) {
-    setType(entry, attributes.stx_mode);
+    entry.isDir = S_ISDIR(attributes.stx_mode);
+    entry.isSymlink = S_ISLNK(attributes.stx_mode);
     entry.size = entry.isDir ? 0 : attributes.stx_size;
     entry.modTime = static_cast<double>(attributes.stx_mtime.tv_sec);
     const bool hasBirthTime = (attributes.stx_mask & STATX_BTIME) != 0;
@@ -169,10 +165,6 @@ bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std
             offset += raw->d_reclen;
         }
     }
-}
-
-DeviceId OpenFolder::device() const {
-    return stamp().device;
 }
 
 FolderStamp OpenFolder::stamp() const {
