@@ -31,7 +31,15 @@ struct QueryCase {
     double largestShareOfMatches = any;
 };
 
-constexpr QueryCase nameQueries[] = {
+/// Terms that differ in their digits, as someone pastes a list of numbered files.
+const std::string thousandsOfTerms = [] {
+    std::string query = "zephyr";
+    for (int i = 0; i < 20000; ++i)
+        query += fmt::format("|x{:05}", i);
+    return query;
+}();
+
+const QueryCase nameQueries[] = {
     {"substring/rare", "zephyr", few},
     {"substring/three_letters", "wid", few},
     {"substring/common_bytes", "tera", few},
@@ -40,6 +48,7 @@ constexpr QueryCase nameQueries[] = {
     {"needle_with_slash", "test/test"},
     {"and", "test zephyr .js", few},
     {"or", "zephyr|socket|matrix"},
+    {"or/thousands", thousandsOfTerms, few},
     {"not", "zephyr !js", few},
     {"one_letter", "e"},
     {"extension", "ext:epub"},

@@ -2,14 +2,12 @@
 """Checks that the folders of Sources/Dovra include one another in one direction only.
 
 usage: Layering.py FOLDER      the folder that holds Base, Platform, ...; one line for each fault, status 1
-       Layering.py --self-test whether the check finds every kind of fault in a made-up tree
 """
 
 from __future__ import annotations
 
 import re
 import sys
-import tempfile
 from collections.abc import Iterator
 from pathlib import Path
 
@@ -85,45 +83,7 @@ def faults(root: Path) -> Iterator[str]:
                 yield f"{place}:{number}: {quoted or angled}: {fault}"
 
 
-GOOD = {
-    "Base/Text.cpp": '#include "Base/Text.hpp"\n#include <string>\n',
-    "Platform/Clock.hpp": '#include "Base/Text.hpp"\n',
-    "Platform/Clock.cpp": '#include "Platform/Linux/Handle.hpp"\n',
-    "Platform/Linux/Clock.cpp": "#include <sys/stat.h>\n#include <unistd.h>\n",
-    "Query/Parser.cpp": '#include "Stores/Frecency.hpp"\n#include "Index/FileIndex.hpp"\n// #include <poll.h>\n',
-    "Desktop/Panel.cpp": '#include "Services/AppServices.hpp"\n#include <unicode/utf8.h>\n',
-    "main.cpp": '#include "CommandLine/CLI.hpp"\n#include "Servers/HttpServer.hpp"\n',
-}
-# A file for each kind of fault; every line of it is one.
-BAD = {
-    "Base/Up.hpp": '#include "Platform/Clock.hpp"\n  #  include "Query/Parser.hpp"\n',
-    "Base/Signals.cpp": "#include <csignal>\n#include <signal.h>\n#include <linux/stat.h>\n#include <fcntl.h>\n",
-    "Platform/System.hpp": "#include <sys/stat.h>\n",
-    "Index/Handle.cpp": '#include "Platform/Linux/Handle.hpp"\n',
-    "Stores/Store.cpp": '#include "Query/Parser.hpp"\n',
-    "CommandLine/CLI.cpp": '#include "Diagnostics/SelfTest.hpp"\n#include "Servers/Http.hpp"\n',
-    "Servers/Http.cpp": '#include "HttpPages.hpp"\n#include "../Base/Text.hpp"\n#include <Base/Text.hpp>\n',
-    "Elsewhere/Stray.cpp": "// in no known folder\n",
-}
-
-
-def self_test() -> bool:
-    """Whether every line of `BAD` is reported, and nothing of `GOOD`."""
-    with tempfile.TemporaryDirectory() as folder:
-        for name, text in (GOOD | BAD).items():
-            path = Path(folder, name)
-            path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_text(text, encoding="utf-8")
-        found = [":".join(fault.split(":")[:2]) for fault in faults(Path(folder))]
-    expected = {f"{name}:{line + 1}" for name, text in BAD.items() for line in range(text.count("\n"))}
-    for wrong in expected.symmetric_difference(found):
-        print("not as expected:", wrong)
-    return expected == set(found)
-
-
 def main(arguments: list[str]) -> int:
-    if arguments == ["--self-test"]:
-        return 0 if self_test() else 1
     if len(arguments) != 1 or not Path(arguments[0], "Base").is_dir():
         print(__doc__, file=sys.stderr)
         return 2

@@ -4,8 +4,8 @@ find_package(Threads REQUIRED)
 
 # Regular expressions: the one engine at hand with lookaround, Unicode classes and a JIT compiler.
 pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
-# Unicode folding, normalisation and properties, and the calendar: complete and maintained.
-find_package(ICU REQUIRED COMPONENTS i18n uc)
+# Unicode folding, normalisation and properties: complete and maintained.
+find_package(ICU REQUIRED COMPONENTS uc)
 # Parallel loops on a warm thread pool: a small batch must not pay for starting threads.
 find_package(TBB REQUIRED)
 # Text formatting.

@@ -11,7 +11,7 @@ build_packages=(
     libasio-dev
 )
 # What building and running the tests needs beside them.
-test_packages=(libgtest-dev libgmock-dev attr python3 e2fsprogs xfsprogs btrfs-progs)
+test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
 # Node comes with its package manager, or not, depending on whose package it is.
 command -v npm >/dev/null || test_packages+=(nodejs npm)
 # What ./lint runs.

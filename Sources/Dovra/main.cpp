@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
@@ -23,21 +26,26 @@ using Runner = int (*)(Arguments arguments);
 
 int runBenchmark(Arguments arguments) {
     const bool namesRoot = !arguments.empty() && !arguments.front().starts_with("--");
-    const bool usesTrigram = std::ranges::find(arguments, "--trigram") != arguments.end();
-    return Benchmark::run(namesRoot ? arguments.front() : "/", usesTrigram);
+    const Arguments options = arguments.subspan(namesRoot ? 1 : 0);
+    const auto other =
+        std::ranges::find_if(options, [](const std::string& word) { return word != "--trigram"; });
+    if (other != options.end())
+        return reportMisuse("--bench",
+                            fmt::format("\"{}\" is neither --trigram nor a folder in front", *other));
+    return Benchmark::run(namesRoot ? arguments.front() : "/", !options.empty());
 }
 
 /// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
 int runSelfTest(Arguments arguments) {
     const std::string path = arguments.empty() ? "." : arguments[0];
+    if (arguments.size() > 2)
+        return reportMisuse("--selftest", fmt::format("nothing is known to do with \"{}\"", arguments[2]));
     std::uint64_t seed = SelfTest::usualSeed;
     if (arguments.size() > 1) {
         const std::string& text = arguments[1];
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
-        if (error != std::errc{} || end != text.data() + text.size()) {
-            printError("dovra: the seed of the self test is a number, not \"{}\"\n", text);
-            return 2;
-        }
+        if (error != std::errc{} || end != text.data() + text.size())
+            return reportMisuse("--selftest", fmt::format("the seed is a number, not \"{}\"", text));
     }
     return SelfTest::run(path, seed);
 }
@@ -66,20 +74,20 @@ constexpr std::array modes = {
 
 void printUsage(const Mode& mode) {
     const std::string call = fmt::format("{} {}", mode.word, mode.usage);
-    fmt::print("  dovra {:<32} {}{}\n", call, mode.purpose,
-               mode.run == nullptr ? " (not available yet)" : "");
+    printOutput("  dovra {:<32} {}{}\n", call, mode.purpose,
+                mode.run == nullptr ? " (not available yet)" : "");
 }
 
 int printHelp() {
-    fmt::print("Dovra finds files and folders on this machine.\n\n");
+    printOutput("Dovra finds files and folders on this machine.\n\n");
     for (const Mode& mode : modes)
         printUsage(mode);
-    fmt::print("\n  dovra --search --help explains the options and the query language.\n");
+    printOutput("\n  dovra --search --help explains the options and the query language.\n");
     return 0;
 }
 
 int printVersion() {
-    fmt::print("dovra {}\n", DOVRA_VERSION);
+    printOutput("dovra {}\n", DOVRA_VERSION);
     return 0;
 }
 
@@ -110,6 +118,16 @@ int dispatch(Arguments arguments) {
     return reportMissing("the desktop panel is");
 }
 
+/// The status, unless a part of what was to be printed is lost.
+int reportLostOutput(int status) {
+    const int error = outputError();
+    if (error == 0) return status;
+    // When nobody reads any more, nobody misses anything.
+    if (error != EPIPE)
+        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error));
+    return status == 0 ? 1 : status;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -117,5 +135,5 @@ int main(int argc, char** argv) {
     ignoreFileSizeSignal();
     raiseOpenFileLimit();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    return dispatch(arguments);
+    return reportLostOutput(dispatch(arguments));
 }

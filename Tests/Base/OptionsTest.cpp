@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -8,63 +7,45 @@
 namespace dovra {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-struct Parsed {
-    std::vector<std::string> applied;
-    std::vector<std::string> others;
-};
-
-Parsed parsed(const std::vector<std::string>& arguments) {
-    Parsed result;
-    const std::vector<Option> table = {
-        {{"--flag", "-f"}, {}, "", [&](const std::string&) { result.applied.emplace_back("flag"); }},
-        {{"--value", "-v"}, "text", "", [&](const std::string& text) { result.applied.push_back(text); }},
-    };
-    result.others = parseOptions(arguments, table);
-    return result;
-}
+using Strings = std::vector<std::string>;
 
 TEST(Options, TakeTheirValuesAndLeaveTheRest) {
-    const Parsed result = parsed({"a", "-v", "1", "--flag", "-v", "-f", "--value", "", "-x", "b"});
-    EXPECT_THAT(result.applied, ElementsAre("1", "flag", "-f", ""));
-    EXPECT_THAT(result.others, ElementsAre("a", "-x", "b"));
-}
-
-TEST(Options, AreMatchedExactly) {
-    const Parsed result = parsed({"--FLAG", "--flag=1", "--val", "-fv", "-"});
-    EXPECT_THAT(result.applied, IsEmpty());
-    EXPECT_EQ(result.others.size(), 5U);
-}
-
-TEST(Options, EndAtTheLastOptionWithoutItsValue) {
-    const Parsed result = parsed({"a", "-f", "--value"});
-    EXPECT_THAT(result.applied, ElementsAre("flag"));
-    EXPECT_THAT(result.others, ElementsAre("a"));
-}
-
-TEST(Options, EndBehindTwoDashes) {
-    const Parsed result = parsed({"-v", "--", "-f", "--", "-f", "--", "-v"});
-    EXPECT_THAT(result.applied, ElementsAre("--", "flag"));
-    EXPECT_THAT(result.others, ElementsAre("-f", "--", "-v"));
-}
-
-TEST(Options, KnowWhatIsWrongWithArguments) {
-    const std::vector<Option> table = {{{"--flag", "-f"}, {}, "", {}}, {{"--value", "-v"}, "text", "", {}}};
-    const auto fault = [&](std::vector<std::string> arguments) {
-        return misuse(arguments, table).value_or("none");
+    struct Case {
+        Strings arguments, applied, others;
+        std::string fault = "none", unknownOption = "none";
     };
-    EXPECT_EQ(fault({"-f", "--value", "-x", "-v", "--flag"}), "none");
-    EXPECT_EQ(fault({"-f", "-x"}), "there is no option \"-x\"");
-    EXPECT_EQ(fault({"-v", "1", "2"}), "there is no option \"2\"");
-    EXPECT_EQ(fault({"-f", "-v"}), "-v needs a text behind it");
-}
-
-TEST(Options, AskForHelpOnlyAlone) {
-    EXPECT_TRUE(asksForHelp(std::vector<std::string>{"--help"}));
-    EXPECT_FALSE(asksForHelp(std::vector<std::string>{"--help", "x"}));
-    EXPECT_FALSE(asksForHelp(std::vector<std::string>{}));
+    const Case cases[] = {
+        {{"a", "-v", "1", "--flag", "-v", "-f", "--value", "", "-x", "b"},
+         {"1", "flag", "-f", ""},
+         {"a", "-x", "b"},
+         "none",
+         "-x"},
+        {{"a", "--FLAG", "--flag=1", "-fv", "-"},
+         {},
+         {"a", "--FLAG", "--flag=1", "-fv", "-"},
+         "none",
+         "--FLAG"},
+        {{"a", "-f", "--value"}, {"flag"}, {"a"}, "\"--value\" needs a text behind it"},
+        {{"-v", "bad", "-f"}, {"flag"}, {}, "\"bad\" is no text for -v"},
+        {{"-v", "--", "-f", "--", "-f", "--", "-v"}, {"--", "flag"}, {"-f", "--", "-v"}},
+    };
+    for (const auto& [arguments, expected, others, fault, unknownOption] : cases) {
+        Strings applied;
+        const auto take = [&](const std::string& text) {
+            if (text != "bad") applied.push_back(text);
+            return text != "bad";
+        };
+        const std::vector<Option> table = {
+            {{"--flag", "-f"}, {}, "", [&](const auto&) { return take("flag"); }},
+            {{"--value", "-v"}, "text", "", take}};
+        const ParsedArguments parsed = parseOptions(arguments, table);
+        EXPECT_EQ(parsed.others, others);
+        EXPECT_EQ(parsed.fault.value_or("none"), fault);
+        EXPECT_EQ(parsed.unknownOption.value_or("none"), unknownOption);
+        EXPECT_EQ(applied, expected);
+    }
+    EXPECT_TRUE(asksForHelp(Strings{"--help"}));
+    EXPECT_FALSE(asksForHelp(Strings{"--help", "x"}));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ import sys
 import threading
 import time
 import unittest
-from collections.abc import Callable, Iterator
+from collections.abc import Iterator
 from pathlib import Path
 from random import Random
 from typing import Any
@@ -57,7 +57,9 @@ class Day:
         else:
             self.servers[place] = None
             ends = [self.kill, self.kill, self.kill_in_a_save, self.end, self.end_when_right]
-            self.log(self.random.choice(ends), server)
+            end = self.random.choice(ends)
+            self.work.done.append(end.__name__)
+            end(server)
         for _ in range(self.random.randrange(4)):
             self.work.step()
         if self.random.random() < 0.6:
@@ -67,14 +69,9 @@ class Day:
             time.sleep(SECONDS_UNTIL_STAMPS_COUNT)
 
     def finish(self) -> None:
-        for server in self.servers:
-            if server is not None:
-                self.end(server)
+        for server in filter(None, self.servers):
+            self.end(server)
         self.end_when_right(self.start())
-
-    def log(self, do: Callable[[Server], None], server: Server) -> None:
-        self.work.done.append(do.__name__)
-        do(server)
 
     # Starting
 
@@ -165,9 +162,8 @@ class Day:
                 self.fail(f"the cache is wrong, {when}:\n{os.fsdecode(said)}")
 
     def compare(self) -> None:
-        for server in self.servers:
-            if server is not None:
-                self.compare_with(server)
+        for server in filter(None, self.servers):
+            self.compare_with(server)
 
     def compare_with(self, server: Server) -> None:
         """Waits until the server is right. It may take some moments to find what changed while it was away."""

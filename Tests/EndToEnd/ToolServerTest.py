@@ -4,18 +4,17 @@
 from __future__ import annotations
 
 import json
-import os
 import subprocess
 import threading
+import time
 import unittest
 from pathlib import Path
-from typing import Any
 
 from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
-from toolServer import IS_SANITIZED, Server
+from toolServer import Server
 
-# Much longer than it should take, because the machine may do other work: Benchmarks/toolServer measures.
-END_SECONDS = 5.0 if IS_SANITIZED else 1.0
+# Tells an end from a wait for nothing. How long an end takes is for Benchmarks/toolServer to say.
+END_SECONDS = 30.0
 LINE_LIMIT = 100_000_000
 
 
@@ -48,27 +47,13 @@ class Protocol(ToolServerTest):
         self.assertEqual(server.call("find_duplicate_files")["duplicateSets"], 1)
         self.assertEqual(server.call("disk_usage", limit=1)["directories"][0]["files"], 2)
         self.assertEqual(server.call("search_files"), "`query` is required.")
+        folder = self.root / "folder"
+        folder.mkdir()
+        self.assertEqual(server.call("disk_usage", path=str(folder))["directories"][0]["files"], 0)
+        folder.rmdir()
+        self.assertIn("no folder in the index", server.call("disk_usage", path=str(folder)))
         self.assert_ended(server)
         self.assert_one_line(server.errors.read(), "MCP server", f"ready · 3 items · root {self.root}")
-
-    def test_faults_get_errors_and_the_session_goes_on(self) -> None:
-        server = self.serve()
-        for line, code in {
-            b"nonsense": -32700,
-            b"\xff": -32700,
-            b"{}\0": -32700,
-            b"[" * 100_000: -32700,
-            b'{"a":' * 100_000 + b"1" + b"}" * 100_000: -32700,
-            b"7": -32600,
-            b'{"id":1}': -32600,
-            b'{"id":1,"method":"x"}': -32601,
-            b'{"id":1,"method":"tools/call","params":{"name":"x"}}': -32602,
-        }.items():
-            with self.subTest(line=line[:40]):
-                self.assertEqual(server.exchange(line)["error"]["code"], code)
-        server.send(b'\n\r\n{"id":1,"method":"notifications/x"}')
-        self.assertEqual(server.request("ping"), {})
-        self.assert_ended(server)
 
     def test_long_lines(self) -> None:
         server = self.serve()
@@ -76,29 +61,17 @@ class Protocol(ToolServerTest):
         fitting = start + b"x" * (LINE_LIMIT - len(start) - len(end)) + end
         self.assertEqual(server.exchange(fitting)["result"], {})
         self.assertEqual(server.exchange(b" " + fitting)["error"]["code"], -32600)
+        self.assertEqual(server.exchange(b"\xff")["error"]["code"], -32700)
+        server.send(b'\n\r\n{"id":1,"method":"notifications/x"}')
         self.assertEqual(server.request("ping"), {})
         self.assert_ended(server)
 
     def test_the_last_line_needs_no_end(self) -> None:
         server = self.serve()
         server.input.write(b'{"id":1,"method":"ping"}')
-        self.assert_ended_after(server, {"jsonrpc": "2.0", "id": 1, "result": {}})
-
-    def assert_ended_after(self, server: Server, reply: Any) -> None:
         server.input.close()
-        self.assertEqual(server.read(), reply)
-        self.assertEqual(server.output.read(), b"")
-        self.assertEqual(server.process.wait(60), 0)
-
-    def test_a_thousand_calls(self) -> None:
-        for number in range(100):
-            self.write(f"{number:03}.txt", b"line\n" * number)
-        server = self.serve()
-        for number in range(1000):
-            name = f"{number % 100:03}"
-            found = server.call("search_files", query=name, sort="size")
-            self.assertEqual([row["name"] for row in found["results"]], [f"{name}.txt"])
-        self.assert_ended(server)
+        self.assertEqual(server.read(), {"jsonrpc": "2.0", "id": 1, "result": {}})
+        self.assertEqual((server.output.read(), server.process.wait(60)), (b"", 0))
 
     def test_calls_are_answered_in_their_order_when_they_come_at_once(self) -> None:
         server = self.serve()
@@ -109,18 +82,10 @@ class Protocol(ToolServerTest):
 
 
 class ManyFiles(ToolServerTest):
-    def write_many(self, count: int, folder: str = "many") -> None:
+    def write_many(self, count: int) -> None:
         """Equal files with long names."""
         for number in range(count):
-            self.write(f"{folder}/{number:06}{'x' * 240}", b"x")
-
-    def test_a_result_that_is_too_long(self) -> None:
-        folder = "/".join(["many" * 60] * 14)
-        self.write_many(8 * 1024 * 1024 // len(folder), folder)
-        server = self.serve()
-        self.assertRegex(server.call("find_duplicate_files"), "too long.*Narrow")
-        self.assertEqual(server.call("find_duplicate_files", query="00000")["duplicateSets"], 1)
-        self.assert_ended(server)
+            self.write(f"many/{number:06}{'x' * 240}", b"x")
 
     def test_a_reader_that_leaves_in_the_middle_of_a_reply(self) -> None:
         self.write_many(1000)
@@ -134,15 +99,7 @@ class ManyFiles(ToolServerTest):
         self.assertEqual(server.process.wait(60), 0)
         self.assertNotIn(b"dovra:", server.errors.read())
 
-    def test_every_tool_but_one_waits_for_the_first_scan(self) -> None:
-        self.write_many(1000)
-        for _ in range(10):
-            server = self.serve()
-            self.assertEqual(server.call("search_files", query="x", limit=1)["total"], 1000)
-            self.assertTrue(server.call("index_stats")["ready"])
-            self.assert_ended(server)
-
-    def test_what_was_asked_before_the_end_of_input_is_answered(self) -> None:
+    def test_what_was_asked_during_the_first_scan_and_before_the_end_of_input_is_answered(self) -> None:
         self.write_many(1000)
         for _ in range(10):
             server = self.serve()
@@ -150,10 +107,74 @@ class ManyFiles(ToolServerTest):
             for call in calls:
                 server.send(json.dumps({"id": 1, "method": "tools/call", "params": call}).encode())
             server.input.close()
-            texts = [server.read()["result"]["content"][0]["text"] for _ in calls]
-            self.assertEqual(json.loads(texts[0])["total"], 1000)
-            self.assertTrue(json.loads(texts[1])["ready"])
+            found, stats = (json.loads(server.read()["result"]["content"][0]["text"]) for _ in calls)
+            self.assertEqual((found["total"], stats["ready"]), (1000, True))
             self.assertEqual((server.output.read(), server.process.wait(60)), (b"", 0))
+
+    def test_a_write_followed_by_a_question_at_once(self) -> None:
+        server = self.serve()
+        for number in range(200):
+            self.write(f"{number % 7}/{number}.new", b"x" * number)
+            found = server.call("search_files", query=f"{number}.new", sort="size", order="desc", limit=1)
+            self.assertEqual([row["bytes"] for row in found["results"]], [number])
+        self.assert_ended(server)
+
+
+class Stopping(ToolServerTest):
+    """Calls that would read for a minute or more."""
+
+    CALLS = [
+        {"name": "search_files", "arguments": {"query": "content:x"}},
+        {"name": "find_duplicate_files"},
+    ]
+
+    def setUp(self) -> None:
+        super().setUp()
+        for name in ["one", "other"]:
+            with open(self.root / name, "wb") as file:
+                file.truncate(200 << 30)
+
+    def serve_working(self, call: dict[str, Any]) -> Server:
+        """A server that has begun to work on the call."""
+        server = self.serve()
+        server.send(json.dumps({"id": "long", "method": "tools/call", "params": call}).encode())
+        deadline = time.monotonic() + TIMEOUT_SECONDS
+        while self.bytes_read(server) < 100 << 20 and time.monotonic() < deadline:
+            time.sleep(0.01)
+        return server
+
+    def bytes_read(self, server: Server) -> int:
+        return int(Path(f"/proc/{server.process.pid}/io").read_text().split()[1])
+
+    def test_nothing_is_read_outside_of_the_scope(self) -> None:
+        for name in ["1", "2"]:
+            self.write(f"small folder/{name}", b"x")
+        server = self.serve()
+        scope = {"within": "small folder"}
+        self.assertEqual(server.call("search_files", query="content:x", **scope)["total"], 2)
+        self.assertEqual(server.call("find_duplicate_files", **scope)["duplicateSets"], 1)
+        self.assertLess(self.bytes_read(server), 100 << 20)
+        self.assert_ended(server)
+
+    def test_a_call_that_is_cancelled(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.send(b'{"id":"next","method":"tools/call","params":{"name":"index_stats"}}')
+                for cancelled in ["next", "long"]:
+                    message = {"method": "notifications/cancelled", "params": {"requestId": cancelled}}
+                    server.send(json.dumps(message).encode())
+                self.assertEqual(server.request("ping"), {})
+                self.assert_ended(server)
+
+    def test_a_client_that_dies(self) -> None:
+        for call in self.CALLS:
+            with self.subTest(call=call):
+                server = self.serve_working(call)
+                server.output.close()
+                assert server.process.stdout
+                server.process.stdout.close()
+                self.assertEqual(server.process.wait(END_SECONDS), 0)
 
 
 class FirstScan(ToolServerTest):
@@ -228,16 +249,9 @@ class Arguments(ToolServerTest):
                 self.assertEqual((outcome.status, outcome.out), (2, b""))
                 self.assert_one_line(outcome.err, word)
 
-    def test_help(self) -> None:
-        outcome = self.run_program("--mcp", "--help")
-        self.assertEqual((outcome.status, outcome.err), (0, b""))
-        for word in [b"--in", b"-i", b"--trigram"]:
-            self.assertIn(word, outcome.out)
-
     def test_a_root_that_is_not_there_is_reported_and_served_empty(self) -> None:
         server = self.serve("--in", self.root / "absent")
         self.assertEqual(server.call("search_files", query="x")["total"], 0)
-        self.assertFalse(server.call("index_stats")["ready"])
         self.assert_ended(server)
         self.assertIn(b"is not a folder", server.errors.read())
 

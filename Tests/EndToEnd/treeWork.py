@@ -37,33 +37,13 @@ class TreeWork:
         self.done: list[str] = []  # what a failure is told with
         self.deep_folders = 0
         self._number = 0
-        self._steps: list[Callable[[], None]] = [
-            self.write_files,
-            self.write_files,
-            self.make_folders,
-            self.save_atomically,
-            self.append,
-            self.change_and_put_times_back,
-            self.put_times_back,
-            self.change_names_and_put_times_back,
-            self.rename_many,
-            self.move,
-            self.move,
-            self.swap,
-            self.delete_file,
-            self.delete_folder,
-            self.put_file_for_folder,
-            self.put_folder_for_file,
-            self.link,
-            self.change_through_one_name,
-            self.take_rights,
-            self.rename_above,
-            self.change_one_of_many,
-            self.dig_or_fill,
-            self.unpack,
-            self.build,
-            *([self.clone] if GIT else []),
-        ]
+        twice = [self.write_files, self.move]
+        once = [self.make_folders, self.save_atomically, self.append, self.change_and_put_times_back, self.swap]
+        once += [self.put_times_back, self.change_names_and_put_times_back, self.rename_many, self.delete_file]
+        once += [self.delete_folder, self.put_file_for_folder, self.put_folder_for_file, self.link, self.take_rights]
+        once += [self.change_through_one_name, self.rename_above, self.change_one_of_many, self.dig_or_fill]
+        once += [self.unpack, self.build, *([self.clone] if GIT else [])]
+        self._steps = [*twice, *twice, *once]
 
     def step(self) -> None:
         work = self.random.choice(self._steps)
@@ -295,26 +275,22 @@ class TreeWork:
             unfinished = folder / f"{number}.o.tmp"
             unfinished.write_bytes(self._bytes())
             unfinished.replace(folder / f"{number}.o")
-            source = folder / f"{number % 10}.py"
-            source.unlink(missing_ok=True)
-            source.write_text(f"number = {number}\n")
+            (folder / f"{number % 10}.py").unlink(missing_ok=True)
+            (folder / f"{number % 10}.py").write_text(f"number = {number}\n")
         compileall.compile_dir(folder, quiet=2)
 
     def clone(self) -> None:
         if not self.origin.exists():
-            self._make_origin()
+            self._git("init", "--quiet", str(self.origin))
+            for number in range(20):
+                folder = self.origin / f"source{number % 5}"
+                folder.mkdir(exist_ok=True)
+                (folder / f"{number}.c").write_bytes(self._bytes())
+            self._git("-C", str(self.origin), "add", ".")
+            self._git("-C", str(self.origin), "commit", "--quiet", "--message", "all")
         target = self._folder() / self._new_name()
         if not os.path.lexists(target):
             self._git("clone", "--quiet", str(self.origin), str(target))
-
-    def _make_origin(self) -> None:
-        self._git("init", "--quiet", str(self.origin))
-        for number in range(20):
-            file = self.origin / f"source{number % 5}" / f"{number}.c"
-            file.parent.mkdir(exist_ok=True)
-            file.write_bytes(self._bytes())
-        self._git("-C", str(self.origin), "add", ".")
-        self._git("-C", str(self.origin), "commit", "--quiet", "--message", "all")
 
     def _git(self, *arguments: str) -> None:
         assert GIT

@@ -14,7 +14,7 @@ using Seeds = std::vector<std::string>;
 [[noreturn]] void fail(const std::string& message);
 
 /// The empty input, the files of the corpus folder in the order of their names, and the words of the
-/// dictionary (in libFuzzer's form). Either may be absent; what is there and cannot be read ends the program.
+/// dictionary, which stand in quotes, one a line. Either may be absent.
 Seeds readSeeds(const std::filesystem::path& corpus, const std::filesystem::path& dictionary);
 
 /// The input of that number: first the seeds as they are, then random changes of them, a few of them long. It

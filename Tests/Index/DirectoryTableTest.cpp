@@ -77,20 +77,5 @@ TEST(DirectoryTable, AnswersLikeAMapOfWholePaths) {
     }
 }
 
-TEST(DirectoryTable, AVeryDeepTreeCostsWhatItsNamesCost) {
-    DirectoryTable table;
-    DirIndex folder = table.intern("/scan/root");
-    constexpr std::size_t levels = 100000;
-    std::string path = "/scan/root";
-    for (std::size_t i = 0; i < levels; ++i) {
-        folder = table.internChild(folder, "d");
-        path += "/d";
-    }
-    EXPECT_LT(table.memoryBytes(), levels * 60);
-    EXPECT_EQ(table.path(folder), path);
-    EXPECT_EQ(table.find(path), folder);
-    EXPECT_EQ(table.intern(path + "/e"), folder + 1);
-}
-
 }  // namespace
 }  // namespace dovra

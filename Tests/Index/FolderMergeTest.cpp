@@ -45,5 +45,23 @@ TEST(FolderMerge, TellsChangesOfTheFolderFromThoseBelowAndOfItsStamp) {
     EXPECT_EQ(index->stampLocked(0), stamp) << "only a whole listing proves one";
 }
 
+TEST(FolderMerge, TellsAFileThatComesBackFromTheFormerOneOfItsName) {
+    const auto index = test::makeIndex({"/a/file", "/b/file"});
+    const std::string_view names[] = {"file"};
+    for (const std::uint64_t size : {1, 2, 0, 3, 4}) {
+        for (const DirIndex folder : {1, 2}) {
+            DirectoryListing listing;
+            if (size != 0) listing.add({.name = names[0], .size = size});
+            mergeNames(*index, folder, listing, names);
+            const ReadGuard guard(index->rwlock);
+            const std::vector<EntryId> ids = index->entriesByDirLocked().ids(folder);
+            ASSERT_EQ(ids.size(), listing.count());
+            for (const EntryId id : ids)
+                EXPECT_EQ(index->entriesLocked()[static_cast<std::size_t>(id)].size, size);
+        }
+    }
+    EXPECT_TRUE(indexViolations(*index).empty());
+}
+
 }  // namespace
 }  // namespace dovra

@@ -16,7 +16,7 @@
 #include "Support/FileFacts.hpp"
 #include "Support/FullDisk.hpp"
 #include "Support/IndexBuilder.hpp"
-#include "Support/TemporaryTree.hpp"
+#include "Support/OwnData.hpp"
 #include "Support/WaitUntil.hpp"
 
 namespace dovra {
@@ -27,20 +27,12 @@ using testing::HasSubstr;
 
 const SnapshotSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
 
-IndexCache cacheBelow(const std::string& dataHome) {
-    ::setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
-    return IndexCache("index.cache");
-}
-
-/// The application-support folder lies in a temporary tree.
 class IndexCacheTest : public testing::Test {
 protected:
-    void TearDown() override { ::unsetenv("XDG_DATA_HOME"); }
-
     std::vector<std::string> files() const { return test::namesIn(home.path("Dovra")); }
 
-    const test::TemporaryTree home;
-    const IndexCache cache = cacheBelow(home.path());
+    const test::OwnData home;
+    const IndexCache cache = IndexCache("index.cache");
 };
 
 TEST_F(IndexCacheTest, NamesAFileForEachRoot) {
@@ -69,31 +61,29 @@ TEST_F(IndexCacheTest, SavesLoadsAndRemoves) {
 }
 
 TEST_F(IndexCacheTest, KeepsTheOldFileWhenSavingFails) {
-    ASSERT_FALSE(cache.save(*test::makeIndex({"/old"}), 7, 1));
-    const auto expectFailure = [&](int code, const std::stop_token& stop = {}) {
-        const auto error = cache.save(*test::makeIndex({"/new"}), 7, 2, stop);
-        ASSERT_TRUE(error);
-        EXPECT_EQ(error->code, code) << error->message;
-        EXPECT_THAT(error->message, HasSubstr(*cache.filePath()));
+    const auto index = test::makeIndex({"/file"});
+    ASSERT_FALSE(cache.save(*index, 7, 1));
+    const auto failureOfASave = [&](const std::stop_token& stop = {}) {
+        const auto error = cache.save(*index, 7, 2, stop).value();
+        EXPECT_THAT(error.message, HasSubstr(*cache.filePath()));
+        return error.code;
     };
     {
         const test::FullDisk full(100);
-        expectFailure(EFBIG);
-    }
-    {
-        const AtomicFile another(*cache.filePath());
-        expectFailure(EAGAIN);
+        EXPECT_EQ(failureOfASave(), EFBIG);
     }
     std::stop_source stop;
     stop.request_stop();
-    expectFailure(ECANCELED, stop.get_token());
+    EXPECT_EQ(failureOfASave(stop.get_token()), ECANCELED);
+    const AtomicFile another(*cache.filePath());
+    EXPECT_EQ(failureOfASave(), EAGAIN);
     FileIndex loaded;
     EXPECT_EQ(cache.load(loaded, ofTheVolume).value().lastEventId, 1U);
-    EXPECT_THAT(files(), ElementsAre("index.cache"));
 }
 
 TEST_F(IndexCacheTest, WithoutAFolderNothingIsKept) {
-    const IndexCache nowhere = cacheBelow(home.write("not a folder"));
+    ::setenv("XDG_DATA_HOME", home.write("not a folder").c_str(), 1);
+    const IndexCache nowhere("index.cache");
     FileIndex index;
     EXPECT_FALSE(nowhere.filePath());
     EXPECT_TRUE(nowhere.save(index, 7, 1));

@@ -87,11 +87,6 @@ TEST(SnapshotLoader, LoadsWhatAReaderMustNotMind) {
              raw.entries[4].dirIndex = 0;
              raw.entries[2].dirIndex = raw.entries[3].dirIndex = 2;
          }},
-        {"raw bytes in a path",
-         [](RawSnapshot& raw) {
-             raw.directories[2] = "/b/\xFF";
-             raw.pool.replace(raw.entries[3].nameOffset, 1, "\xFF");
-         }},
         {"the longest times",
          [](RawSnapshot& raw) {
              raw.entries[0].modTime = 0x1p63;
@@ -116,37 +111,20 @@ TEST(SnapshotLoader, RefusesWhatIsUnsoundAndKeepsTheIndex) {
         {"newer version", [](RawSnapshot& raw) { raw.version = 2; }},
         {"record size", [](RawSnapshot& raw) { raw.entryBytes = 48; }},
         {"other device", [](RawSnapshot& raw) { raw.volumeDev = 8; }},
-        {"fewer directories", [](RawSnapshot& raw) { raw.directoryCount = 2; }},
         {"no directories", [](RawSnapshot& raw) { raw.directoryCount = 0; }},
         {"more directories", [](RawSnapshot& raw) { raw.directoryCount = 4; }},
-        {"most directories", [](RawSnapshot& raw) { raw.directoryCount = huge; }},
         {"fewer entries", [](RawSnapshot& raw) { raw.entryCount = 5; }},
-        {"more entries", [](RawSnapshot& raw) { raw.entryCount = 7; }},
         {"most entries", [](RawSnapshot& raw) { raw.entryCount = huge; }},
         {"shorter pool", [](RawSnapshot& raw) { raw.poolBytes = raw.pool.size() - 1; }},
-        {"longer pool", [](RawSnapshot& raw) { raw.poolBytes = raw.pool.size() + 1; }},
-        {"longest pool", [](RawSnapshot& raw) { raw.poolBytes = huge; }},
-        {"all counts at once",
-         [](RawSnapshot& raw) { raw.poolBytes = raw.entryCount = raw.directoryCount = huge; }},
-        {"shorter path", [](RawSnapshot& raw) { raw.pathLength = 3; }},
         {"longer path", [](RawSnapshot& raw) { raw.pathLength = 5; }},
-        {"longest path", [](RawSnapshot& raw) { raw.pathLength = huge; }},
         {"empty path", [](RawSnapshot& raw) { raw.directories[2] = ""; }},
         {"relative path", [](RawSnapshot& raw) { raw.directories[2] = "b/c"; }},
         {"relative root", [](RawSnapshot& raw) { raw.directories[0] = "x"; }},
-        {"slash at the end", [](RawSnapshot& raw) { raw.directories[2] = "/b/c/"; }},
         {"two slashes", [](RawSnapshot& raw) { raw.directories[2] = "/b//c"; }},
-        {"two slashes in front", [](RawSnapshot& raw) { raw.directories[2] = "//b/c"; }},
         {"dot", [](RawSnapshot& raw) { raw.directories[2] = "/b/."; }},
         {"dots", [](RawSnapshot& raw) { raw.directories[2] = "/b/.."; }},
-        {"dots in a root", [](RawSnapshot& raw) { raw.directories[0] = "/x/../y"; }},
         {"NUL in a path", [](RawSnapshot& raw) { raw.directories[2] = std::string("/b/\0", 4); }},
         {"folder twice", [](RawSnapshot& raw) { raw.directories[2] = "/b"; }},
-        {"root twice", [](RawSnapshot& raw) { raw.directories[2] = "/"; }},
-        {"other root twice",
-         [](RawSnapshot& raw) {
-             raw.directories = {"/x", "/y", "/x"};
-         }},
         {"folder without an entry", [](RawSnapshot& raw) { raw.directories.emplace_back("/b/d"); }},
         {"entry in a deleted folder",
          [](RawSnapshot& raw) { raw.entries[3].flags |= RawSnapshot::tombstone; }},
@@ -157,11 +135,8 @@ TEST(SnapshotLoader, RefusesWhatIsUnsoundAndKeepsTheIndex) {
         {"dots as a name", [](RawSnapshot& raw) { raw.add(0, ".."); }},
         {"empty name", [](RawSnapshot& raw) { raw.add(0, ""); }},
         {"gap between names", [](RawSnapshot& raw) { raw.entries[0].nameLen -= 1; }},
-        {"names that overlap", [](RawSnapshot& raw) { raw.entries[0].nameLen += 1; }},
         {"names out of order", [](RawSnapshot& raw) { std::swap(raw.entries[0], raw.entries[2]); }},
-        {"gap at the start", [](RawSnapshot& raw) { raw.entries.erase(raw.entries.begin()); }},
         {"gap at the end", [](RawSnapshot& raw) { raw.pool += "x"; }},
-        {"name behind the pool", [](RawSnapshot& raw) { raw.entries[5].nameLen += 1; }},
         {"name far behind the pool", [](RawSnapshot& raw) { raw.entries[5].nameOffset = huge; }},
         {"negative folder", [](RawSnapshot& raw) { raw.entries[0].dirIndex = huge; }},
         {"folder that is not there", [](RawSnapshot& raw) { raw.entries[0].dirIndex = 3; }},
@@ -220,12 +195,10 @@ TEST(SnapshotLoader, HoldsWithAnyBitChanged) {
 TEST(SnapshotLoader, StampsThatProveNothingAreNotLoaded) {
     const std::pair<const char*, std::function<void(RawSnapshot&)>> cases[] = {
         {"other section", [](RawSnapshot& raw) { raw.stampMagic = "DOVRAST2"; }},
-        {"fewer", [](RawSnapshot& raw) { raw.stamps.pop_back(); }},
         {"more", [](RawSnapshot& raw) { raw.stamps.push_back({}); }},
         {"wrong length", [](RawSnapshot& raw) { raw.stampBytes = 97; }},
         {"longest length", [](RawSnapshot& raw) { raw.stampBytes = ~std::uint64_t{0}; }},
         {"from the future", [](RawSnapshot& raw) { raw.lastEventId = 2'000'000'001; }},
-        {"from the far future", [](RawSnapshot& raw) { raw.lastEventId = ~std::uint64_t{0}; }},
     };
     for (const auto& [what, change] : cases) {
         RawSnapshot raw = soundSnapshot();

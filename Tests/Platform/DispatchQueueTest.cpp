@@ -1,9 +1,10 @@
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/ioprio.h>
+#include <map>
+#include <numeric>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -12,7 +13,6 @@
 
 #include "Platform/CurrentThread.hpp"
 #include "Platform/DispatchQueue.hpp"
-#include "Support/FileFacts.hpp"
 
 namespace dovra {
 namespace {
@@ -27,33 +27,27 @@ long diskClass() {
 
 TEST(DispatchQueue, RunsOneAtATimeInTheOrderOfEachCaller) {
     DispatchQueue queue("test", Quality::userInitiated);
-    constexpr int callers = 4;
+    DispatchQueue other("other", Quality::userInteractive);
     constexpr int each = 2000;
-    std::vector<std::pair<int, int>> ran;  // guarded by the queue alone
-    std::vector<std::thread> threads;
-    threads.reserve(callers);
-    for (int caller = 0; caller < callers; ++caller) {
-        threads.emplace_back([&, caller] {
-            for (int i = 0; i < each; ++i)
-                queue.async([&ran, caller, i] { ran.emplace_back(caller, i); });
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    queue.sync();
-    ASSERT_EQ(ran.size(), static_cast<std::size_t>(callers * each));
-    std::vector<int> next(callers);
-    for (const auto& [caller, i] : ran)
-        EXPECT_EQ(i, next[static_cast<std::size_t>(caller)]++);
-}
-
-TEST(DispatchQueue, QueuesDoNotWaitForEachOther) {
-    DispatchQueue first("first", Quality::userInitiated);
-    DispatchQueue second("second", Quality::userInteractive);
+    std::map<int, std::vector<int>> ran;  // guarded by the queue alone
     std::promise<void> letGo;
-    first.async([&] { letGo.get_future().wait(); });
-    second.sync([&] { letGo.set_value(); });
-    first.sync();
+    queue.async([&] { letGo.get_future().wait(); });
+    {
+        std::vector<std::jthread> threads;
+        for (int caller = 0; caller < 4; ++caller) {
+            threads.emplace_back([&, caller] {
+                for (int i = 0; i < each; ++i)
+                    queue.async([&ran, caller, i] { ran[caller].push_back(i); });
+            });
+        }
+    }
+    other.sync([&] { letGo.set_value(); });
+    queue.sync();
+    std::vector<int> inOrder(each);
+    std::iota(inOrder.begin(), inOrder.end(), 0);
+    EXPECT_THAT(ran, testing::SizeIs(4));
+    for (const auto& [caller, numbers] : ran)
+        EXPECT_EQ(numbers, inOrder);
 }
 
 TEST(DispatchQueue, DelayedWorkComesWhenItIsDueAlsoWhenTheQueueIsGone) {
@@ -94,13 +88,6 @@ TEST(DispatchQueue, ThreadsBearTheLabelAndThePriorityOfTheWork) {
             EXPECT_EQ(diskClass(), c.diskClass) << c.label;
         });
     }
-}
-
-TEST(DispatchQueue, StartsNoThreadBeforeThereIsWork) {
-    const std::size_t before = test::namesIn("/proc/self/task").size();
-    const DispatchQueue utility("idle", Quality::utility);
-    const DispatchQueue usual("idle", Quality::userInitiated);
-    EXPECT_EQ(test::namesIn("/proc/self/task").size(), before);
 }
 
 TEST(DispatchQueueDeathTest, WaitingForItselfIsFatal) {

@@ -12,12 +12,6 @@ namespace {
 
 using Links = RegularFile::Links;
 
-std::string contents(const RegularFile& file) {
-    std::array<char, 64> buffer{};
-    const auto count = file.readAt(0, buffer);
-    return count ? std::string(buffer.data(), *count) : "unreadable";
-}
-
 TEST(RegularFile, ReadsFromAnyOffset) {
     const test::TemporaryTree tree;
     const auto file = RegularFile::open(tree.write("a", "0123456789"));
@@ -30,7 +24,7 @@ TEST(RegularFile, ReadsFromAnyOffset) {
     EXPECT_EQ(file->readAt(~std::uint64_t{0}, buffer), std::nullopt);
 }
 
-TEST(RegularFile, OpensNothingElseAndDoesNotWait) {
+TEST(RegularFile, OpensNothingElseAndFollowsLinksUnlessRefused) {
     const test::TemporaryTree tree;
     const std::string pipe = tree.path("pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -38,20 +32,12 @@ TEST(RegularFile, OpensNothingElseAndDoesNotWait) {
     for (const std::string& path : {pipe, tree.path("link to pipe"), tree.path(), std::string("/dev/null"),
                                     tree.path("absent"), std::string()})
         EXPECT_FALSE(RegularFile::open(path)) << path;
-}
-
-TEST(RegularFile, FollowsLinksUnlessRefused) {
-    const test::TemporaryTree tree;
-    const auto file = RegularFile::open(tree.write("a", "text"), Links::refuse);
+    const auto file = RegularFile::open(tree.write("a"), Links::refuse);
     std::filesystem::create_symlink("a", tree.path("link"));
-    std::filesystem::create_hard_link(tree.path("a"), tree.path("second name"));
     EXPECT_FALSE(RegularFile::open(tree.path("link"), Links::refuse));
-    for (const char* name : {"link", "second name"}) {
-        const auto other = RegularFile::open(tree.path(name));
-        ASSERT_TRUE(file && other);
-        EXPECT_EQ(other->inode(), file->inode());
-        EXPECT_EQ(other->device(), file->device());
-    }
+    const auto other = RegularFile::open(tree.path("link"));
+    ASSERT_TRUE(file && other);
+    EXPECT_EQ(std::pair(other->inode(), other->device()), std::pair(file->inode(), file->device()));
 }
 
 TEST(RegularFile, OpensPathsLongerThanTheSystemTakes) {
@@ -67,7 +53,7 @@ TEST(RegularFile, OpensPathsLongerThanTheSystemTakes) {
             doubled.insert(at, 1, '/');
         const auto file = RegularFile::open(doubled, Links::refuse);
         ASSERT_TRUE(file) << slashes;
-        ASSERT_EQ(contents(*file), "deep");
+        ASSERT_EQ(file->size(), 4);
     }
     EXPECT_FALSE(RegularFile::open(deep.path + "/"));
     EXPECT_FALSE(RegularFile::open("/" + std::string(9000, 'x')));

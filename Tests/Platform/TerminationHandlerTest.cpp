@@ -57,9 +57,10 @@ TEST_F(TerminationHandlerDeathTest, ASecondSignalEndsItAtOnce) {
     }
 }
 
-TEST_F(TerminationHandlerDeathTest, WhatIsIgnoredStaysSo) {
+TEST_F(TerminationHandlerDeathTest, WhatIsIgnoredStaysSoAndNothingIsLeftBehindIt) {
     EXPECT_EXIT(
         {
+            { const TerminationHandler gone(finish); }
             (void)std::signal(SIGHUP, SIG_IGN);
             const TerminationHandler handler(finish);
             sendToProcess(SIGHUP);
@@ -69,16 +70,6 @@ TEST_F(TerminationHandlerDeathTest, WhatIsIgnoredStaysSo) {
             waitForTheEnd();
         },
         testing::KilledBySignal(SIGTERM), "^finished once.$");
-}
-
-TEST_F(TerminationHandlerDeathTest, NothingIsLeftBehindIt) {
-    EXPECT_EXIT(
-        {
-            { const TerminationHandler handler(finish); }
-            sendToProcess(SIGTERM);
-            waitForTheEnd();
-        },
-        testing::KilledBySignal(SIGTERM), "^$");
 }
 
 }  // namespace

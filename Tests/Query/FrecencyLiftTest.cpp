@@ -1,14 +1,11 @@
-#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
-#include "Base/AsciiFold.hpp"
 #include "Base/JoinPath.hpp"
 #include "Query/FrecencyLift.hpp"
 #include "Query/SearchEngine.hpp"
@@ -22,32 +19,12 @@ namespace {
 using Boosts = std::map<std::string, std::int32_t>;
 using Key = SortSpec::Key;
 
-class FrecencyLiftTest : public testing::Test {
-protected:
-    std::string randomPath() {
-        std::string path;
-        for (std::size_t i = random_() % 3 + 1; i > 0; --i)
-            path.append("/").append(test::randomText(random_, "ab", 1, 3));
-        return path;
-    }
-
-    std::unique_ptr<FileIndex> randomIndex() {
-        std::vector<test::IndexItem> items(30, "/");
-        for (test::IndexItem& item : items)
-            item.path = randomPath() + (random_() % 3 == 0 ? "/" : "");
-        return test::makeIndex(items);
-    }
-
-    Boosts randomBoosts() {
-        // Paths that are none must not disturb.
-        Boosts boosts = {{"", 1}, {"/", 2}, {"a", 3}, {"/a/", 5}};
-        for (int i = 0; i < 10; ++i)
-            boosts[randomPath()] = static_cast<std::int32_t>(random_() % 72 + 1);
-        return boosts;
-    }
-
-    std::mt19937 random_{1};
-};
+std::string randomPath(std::mt19937& random) {
+    std::string path;
+    for (std::size_t i = random() % 3 + 1; i > 0; --i)
+        path.append("/").append(test::randomText(random, "ab", 1, 3));
+    return path;
+}
 
 std::vector<std::string> searched(const FileIndex& index, std::string_view query, SortSpec sort,
                                   std::int64_t limit = 1000) {
@@ -57,10 +34,17 @@ std::vector<std::string> searched(const FileIndex& index, std::string_view query
     return paths;
 }
 
-TEST_F(FrecencyLiftTest, KnowsEachEntryByItsPath) {
+TEST(FrecencyLift, KnowsEachEntryByItsPath) {
+    std::mt19937 random(1);
     for (int round = 0; round < 200; ++round) {
-        const auto index = randomIndex();
-        const Boosts boosts = randomBoosts();
+        std::vector<test::IndexItem> items;
+        // Paths that are none must not disturb.
+        Boosts boosts = {{"", 1}, {"/", 2}, {"a", 3}, {"/a/", 5}};
+        for (int i = 0; i < 30; ++i) {
+            items.emplace_back(randomPath(random) + (random() % 3 == 0 ? "/" : ""));
+            if (i % 3 == 0) boosts[randomPath(random)] = static_cast<std::int32_t>(random() % 72 + 1);
+        }
+        const auto index = test::makeIndex(items);
         index->setFrecency(std::make_shared<test::FixedBoost>(boosts));
         const std::vector<std::string> paths = test::allPaths(*index);
         const ReadGuard guard(index->rwlock);
@@ -75,34 +59,17 @@ TEST_F(FrecencyLiftTest, KnowsEachEntryByItsPath) {
     }
 }
 
-TEST_F(FrecencyLiftTest, ScoresAreSumsWithTheBoost) {
-    for (int round = 0; round < 50; ++round) {
-        const auto index = randomIndex();
-        const Boosts boosts = randomBoosts();
-        index->setFrecency(std::make_shared<test::FixedBoost>(boosts));
-        for (const std::string query : {"fuzzy:ab", "similar:aba"}) {
-            const CompiledQuery compiled = QueryParser::parse(query);
-            std::vector<std::tuple<std::int32_t, std::size_t, std::string, std::size_t, std::string>>
-                expected;
-            const std::vector<std::string> paths = test::allPaths(*index);
-            for (std::size_t id = 0; id < paths.size(); ++id) {
-                const std::string name = paths[id].substr(paths[id].rfind('/') + 1);
-                const auto score = compiled.primaryFuzzy ? compiled.primaryFuzzy->score(name)
-                                                         : compiled.primarySimilar->score(name);
-                const auto boost = boosts.find(paths[id]);
-                const std::int32_t lift = boost == boosts.end() ? 0 : boost->second;
-                if (score)
-                    expected.emplace_back(-*score - lift, name.size(), asciiFolded(name), id, paths[id]);
-            }
-            std::ranges::sort(expected);
-            std::vector<std::string> expectedPaths(expected.size());
-            std::ranges::transform(expected, expectedPaths.begin(),
-                                   [](const auto& row) { return std::get<4>(row); });
-            EXPECT_EQ(searched(*index, query, {Key::relevance, true}), expectedPaths);
-            expectedPaths.resize(std::min<std::size_t>(expectedPaths.size(), 3));
-            EXPECT_EQ(searched(*index, query, {Key::name, true}, 3), expectedPaths);
-        }
-    }
+TEST(FrecencyLift, IsAddedToScores) {
+    // Their scores differ by 3 and by 1.
+    const auto index = test::makeIndex({"/ab", "/a-xb", "/a-xxb"});
+    const auto lifted = [&](std::int32_t boost, std::int64_t limit) {
+        index->setFrecency(std::make_shared<test::FixedBoost>(Boosts{{"/a-xxb", boost}}));
+        return searched(*index, "fuzzy:ab", {Key::relevance, true}, limit);
+    };
+    using testing::ElementsAre;
+    EXPECT_THAT(lifted(1, 9), ElementsAre("/ab", "/a-xb", "/a-xxb"));
+    EXPECT_THAT(lifted(2, 2), ElementsAre("/ab", "/a-xxb"));
+    EXPECT_THAT(lifted(72, 1), ElementsAre("/a-xxb"));
 }
 
 TEST(RelevanceWithFrecency, PassesWaysOfMeetingTheTerm) {

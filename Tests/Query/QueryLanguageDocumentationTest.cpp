@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Diagnostics/SlowSearch.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -121,16 +120,6 @@ TEST(QueryLanguageDocumentation, ExamplesFindWhatTheySay) {
     ASSERT_GT(examples.size(), 40U);
     for (const auto& example : examples)
         EXPECT_EQ(shown(index, search(index, example.at(0), {}, 100)), example.at(1)) << example.at(0);
-}
-
-/// The reference that the engine is compared with is right itself.
-TEST(QueryLanguageDocumentation, ExamplesHoldForTheSlowSearch) {
-    FileIndex index;
-    addExampleTree(index);
-    for (const auto& example : rowsUnder("| query | finds |")) {
-        const auto result = slowSearch(index, example.at(0), {}, 100);
-        EXPECT_TRUE(!result || shown(index, *result) == example.at(1)) << example.at(0);
-    }
 }
 
 }  // namespace dovra

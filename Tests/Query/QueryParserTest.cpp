@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
@@ -9,7 +10,7 @@
 namespace dovra {
 namespace {
 
-using Cases = std::initializer_list<std::pair<std::string_view, std::string_view>>;
+using Cases = std::initializer_list<std::pair<std::string, std::string>>;
 
 void expectTrees(Cases cases) {
     for (const auto& [query, expected] : cases)
@@ -20,42 +21,22 @@ TEST(QueryParser, BuildsTreesByPrecedence) {
     expectTrees({
         {"", "*"},
         {"\"\"", "*"},
-        {"a", "a"},
-        {"a b c", "and(a, b, c)"},
-        {"a b|c", "and(a, or(b, c))"},
         {"a|b|c d|e", "and(or(a, b, c), or(d, e))"},
-        {"<a b>|c", "or(and(a, b), c)"},
         {"!a|b", "or(not(a), b)"},
         {"!<a|b> c", "and(not(or(a, b)), c)"},
         {"!!!a", "not(a)"},
-        {"<<<a>>>", "a"},
         {"<a b> c", "and(and(a, b), c)"},
-        {"<*.md|*.txt> !x", "and(or(*.md, *.txt), not(x))"},
         {"a!b", "a!b"},
-    });
-}
-
-TEST(QueryParser, ForgivesWhatIsUnbalanced) {
-    expectTrees({
+        // What is unbalanced is forgiven.
         {"a > b", "a"},
-        {"a|b> c", "or(a, b)"},
         {"> a", "and(*, a)"},
-        {"<a|b", "or(a, b)"},
         {"a <b <c", "and(a, and(b, c))"},
         {"<a>> b", "a"},
         {"<> b", "and(*, b)"},
-        {"a <>", "and(a, *)"},
-        {"<", "*"},
-        {">", "*"},
-        {"|", "*"},
         {"||", "or(*, *)"},
-        {"a|", "or(a, *)"},
         {"|a", "and(*, a)"},
         {"a||b", "and(or(a, *), b)"},
-        {"foo !", "and(foo, not(*))"},
         {"!|a", "and(not(*), a)"},
-        {"!> a", "and(not(*), a)"},
-        {"<!> a", "and(not(*), a)"},
     });
 }
 
@@ -69,100 +50,56 @@ TEST(QueryParser, PutsExpensiveTestsLast) {
 
 TEST(QueryParser, ReadsTheTermsOfEveryKey) {
     expectTrees({
-        {"file: FILES:x", "and(file, file)"},
-        {"dir: Directories:", "and(folder, folder)"},
         {"ext:jpg;PNG,,gif", "ext(jpg,png,gif)"},
         {"ext:.JPG", "ext(.jpg)"},
         {"ext:;,", "*"},
-        {"ext:", "*"},
-        {"size:>1mb", "size>1048576"},
         {"size:huge", "size:huge"},
         {"size:a/b", "path(size:a/b)"},
-        {"dm:2024 date-created:<2024-02", "and(modified, created)"},
         {"dm:2024-13", "dm:2024-13"},
-        {"regex:^A+$", "/^A+$/"},
         {"regex:(", "*"},
         {"regexp:a/b", "/a/b/"},
         {"path: regex:x", "and(*, path(/x/))"},
-        {"fuzzy:abc FZ:aBc", "and(fuzzy(abc), fuzzy(aBc)^)"},
         {"fuzzy: similar: content:", "and(*, *, *)"},
-        {"like:abc", "similar(1)"},
-        {"content:A asciicontent:b", "and(content(A), content(b))"},
         {"tag:RED tags:", "and(tag(red), tag())"},
         {"image:anything", test::printed(QueryParser::parse("image:"))},
-        {"case:Ab nocase:Ab", "and(Ab^, Ab)"},
         {"case:a/b", "path(a/b^)"},
-        {"path:ab matchpath:c", "and(path(ab), path(c))"},
         {"name:a/b filename:c", "and(a/b, c)"},
-        {"stem:x y", "and(stem(x), y)"},
         {"name:", ""},
-        {"a/b", "path(a/b)"},
-        {"/", "path(/)"},
-        {"foo:bar", "foo:bar"},
         {"foo:", "foo:"},
         {":foo", ":foo"},
         {"foo::bar", "foo::bar"},
         {"name::x", ":x"},
         {"nopath:x noww:x empty:x", "and(nopath:x, noww:x, empty:x)"},
-        {"path:\"my docs\"", "path(my docs)"},
         {"dupe: dupes:content duplicate:x empty: emptydirs:", "and(*, *, *, *, *)"},
     });
 }
 
 TEST(QueryParser, TogglesHoldForTheWholeQuery) {
     expectTrees({
-        {"foo case:", "and(foo^, *)"},
         {"nocase: case: foo", "and(*, *, foo^)"},
         {"case: nocase: foo", "and(*, *, foo)"},
-        {"!case: foo", "and(not(*), foo^)"},
         {"<CASE: >|foo", "or(*, foo^)"},
         {"\"case:\" foo", "and(*, foo^)"},
         {"case: nocase:foo fuzzy:a regex:b", "and(*, foo, fuzzy(a)^, /b/^)"},
         {"path: foo name:bar nopath", "and(*, path(foo), bar, path(nopath))"},
-        {"path: foo nopath:", "and(*, foo, *)"},
         {"case: path:x stem:y", "and(*, path(x^), stem(y^))"},
     });
-    const auto matches = [](std::string_view query, std::string_view name) {
-        const CompiledQuery compiled = QueryParser::parse(query);
-        return QueryProgram(compiled.tree).run([&](const QueryNode& leaf) {
-            return std::get<TextMatcher>(leaf).matchesText(name);
-        });
-    };
-    EXPECT_TRUE(matches("ww: log", "my log.txt"));
-    EXPECT_FALSE(matches("ww: log", "catalog"));
-    EXPECT_TRUE(matches("ww: noww: log", "catalog"));
-    EXPECT_FALSE(matches("name:log wholeword:", "catalog"));
-    EXPECT_FALSE(matches("ww:log", "catalog"));
-    EXPECT_TRUE(matches("ww:*log cat", "cat *log"));
-    EXPECT_FALSE(matches("ww:*log cat", "cat log"));
 }
 
 TEST(QueryParser, ReadsTheFlagsOfTheWholeQuery) {
-    struct Flags {
-        std::string_view query;
-        bool duplicates, contentDuplicates, emptyFolders;
-    };
-    const Flags cases[] = {
-        {"", false, false, false},
-        {"dupe:", true, false, false},
-        {"!<a|dupe:x>", true, false, false},
-        {"dupe:content", false, true, false},
-        {"DUPES:c", false, true, false},
-        {"duplicates:bytes duplicate:data", false, true, false},
-        {"dupe:Content", true, false, false},
-        {"dupe: dupe:content empty:", true, true, true},
-        {"EmptyDirs:", false, false, true},
-        {"empty:x", false, false, false},
-        {"dupe", false, false, false},
-        {"a > empty:", false, false, true},
-    };
-    for (const auto& [text, duplicates, contentDuplicates, emptyFolders] : cases) {
+    const auto flagsOf = [](std::string_view text) {
         const CompiledQuery query = QueryParser::parse(text);
-        EXPECT_EQ(query.wantsDuplicates, duplicates) << text;
-        EXPECT_EQ(query.wantsContentDuplicates, contentDuplicates) << text;
-        EXPECT_EQ(query.wantsEmptyFolders, emptyFolders) << text;
-        EXPECT_FALSE(query.prefersRelevance());
-    }
+        return fmt::format("{}{}{}", query.wantsDuplicates ? "names " : "",
+                           query.wantsContentDuplicates ? "contents " : "",
+                           query.wantsEmptyFolders ? "empty " : "");
+    };
+    EXPECT_EQ(flagsOf("!<a|dupe:x>"), "names ");
+    EXPECT_EQ(flagsOf("dupe:content"), "contents ");
+    EXPECT_EQ(flagsOf("duplicates:bytes duplicate:data"), "contents ");
+    EXPECT_EQ(flagsOf("dupe:Content"), "names ");
+    EXPECT_EQ(flagsOf("dupe: dupe:content empty:"), "names contents empty ");
+    EXPECT_EQ(flagsOf("empty:x"), "");
+    EXPECT_EQ(flagsOf("a > empty:"), "empty ");
 }
 
 TEST(QueryParser, TheFirstFuzzyAndTheFirstSimilarTermCount) {
@@ -170,24 +107,16 @@ TEST(QueryParser, TheFirstFuzzyAndTheFirstSimilarTermCount) {
     EXPECT_TRUE(query.prefersRelevance());
     EXPECT_EQ(query.primaryFuzzy->pattern(), "abc");
     EXPECT_EQ(query.primarySimilar->queryTrigrams().size(), 3U);
-    EXPECT_FALSE(QueryParser::parse("a > fuzzy:abc").prefersRelevance());
-    EXPECT_FALSE(QueryParser::parse("fuzzy: similar:").prefersRelevance());
+    EXPECT_FALSE(QueryParser::parse("fuzzy: similar: > fuzzy:abc").prefersRelevance());
     EXPECT_TRUE(QueryParser::parse("similar:ab").prefersRelevance());
 }
 
 TEST(QueryParser, RelevanceFollowsTheFirstPlainTermThatMustHold) {
     const std::pair<std::string_view, std::optional<std::string_view>> cases[] = {
-        {"file: report x", "report"},
-        {"!draft report", "report"},
-        {"!<draft|old> report", "report"},
-        {"!<a !b>", "b"},
-        {"!<!<a> b>", "a"},
-        {"!<<x y>|z", std::nullopt},
-        {"!!a", "a"},
-        {"!<a x> a", "a"},
-        {"path:a", std::nullopt},
-        {"!a", std::nullopt},
-        {"<<a> b>", "a"},
+        {"file: report x", "report"},      {"!draft report", "report"},
+        {"!<draft|old> report", "report"}, {"!<a !b>", "b"},
+        {"!<<x y>|z", std::nullopt},       {"!<a x> a", "a"},
+        {"path:a", std::nullopt},          {"<<a> b>", "a"},
     };
     for (const auto& [text, expected] : cases) {
         const auto term = QueryParser::parse(text).plainTerm;
@@ -197,34 +126,28 @@ TEST(QueryParser, RelevanceFollowsTheFirstPlainTermThatMustHold) {
 
 TEST(QueryParser, BearsQueriesOfAnyDepthAndLength) {
     constexpr std::size_t million = 1'000'000;
-    EXPECT_EQ(test::printed(QueryParser::parse(std::string(million, '<') + "a")), "a");
-    EXPECT_EQ(test::printed(QueryParser::parse(std::string(million, '!') + "a")), "a");
-    EXPECT_EQ(test::printed(QueryParser::parse(std::string(million, '>'))), "*");
-    const auto parsedSize = [](std::string_view piece, std::size_t bytes) {
+    expectTrees({{std::string(million, '<') + "a", "a"},
+                 {std::string(million, '!') + "a", "a"},
+                 {std::string(million, '>'), "*"}});
+    // Reading and judging must not recurse either.
+    for (const std::string_view piece : {"|", "!<a ", "<!a|", "x|<!"}) {
         std::string query;
-        while (query.size() < bytes)
+        while (query.size() < million)
             query += piece;
         const CompiledQuery compiled = QueryParser::parse(query);
-        // Reading and judging must not recurse either.
         const QueryProgram program(compiled.tree);
         program.run([](const QueryNode&) { return true; });
         program.run([](const QueryNode&) { return false; });
-        return compiled.tree.size();
-    };
-    EXPECT_GT(parsedSize("|", million), million / 2);
-    EXPECT_GE(parsedSize("!<a ", million), million / 2);
-    EXPECT_GT(parsedSize("<!a|", million), million / 2);
-    EXPECT_GT(parsedSize("x|<!", million), million / 4);
+        EXPECT_GT(compiled.tree.size(), million / 4) << piece;
+    }
     std::string distinct;
     for (int i = 0; distinct.size() < million; ++i)
-        distinct += "case:\"a " + std::to_string(i) + "\" ";
+        distinct += fmt::format("case:\"a {}\" ", i);
     EXPECT_GT(QueryParser::parse(distinct).tree.size(), 50'000U);
 }
 
 TEST(QueryParser, AsksForEqualTermsOnce) {
-    EXPECT_EQ(test::printed(QueryParser::parse("a b a a")), "and(a, b)");
-    EXPECT_EQ(test::printed(QueryParser::parse("a|a a")), "a");
-    EXPECT_EQ(test::printed(QueryParser::parse("a !a A")), "and(a, not(a), A)");
+    expectTrees({{"a b a a", "and(a, b)"}, {"a|a a", "a"}, {"a !a A", "and(a, not(a), A)"}});
     // Each test of a nested repetition is passed over once its outcome is known.
     std::string nested;
     for (int i = 0; i < 10'000; ++i)

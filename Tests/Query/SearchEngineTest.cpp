@@ -9,8 +9,10 @@
 #include "Base/JoinPath.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/SearchCheck.hpp"
+#include "Index/FolderMerge.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
+#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {
@@ -84,6 +86,13 @@ TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     EXPECT_EQ(found(index, "x", {Key::path, false}, 1), std::vector<std::string>{"/9x"});
 }
 
+TEST(Search, ScoresComeBestFirstUnlessRelevanceItselfIsTurnedAround) {
+    const auto index = makeIndex({"/b-long-ab", "/a-x-b", "/ab"});
+    for (const SortSpec sort : {SortSpec{Key::modified, false}, {Key::size, true}, {Key::relevance, true}})
+        EXPECT_THAT(found(*index, "fuzzy:ab", sort, 1), ElementsAre("/ab"));
+    EXPECT_EQ(found(*index, "fuzzy:ab", {Key::relevance, false}).back(), "/ab");
+}
+
 TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
     const auto index = makeIndex({"/empty/", "/full/x", "/emptied/gone", "/empty.txt"});
     tombstone(*index, test::idOf(*index, "/emptied/gone"));
@@ -100,7 +109,7 @@ TEST(Search, EmptyKeepsFoldersThatHoldNothingAlive) {
 
 TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     const auto usesAttributes = [](std::string_view query, Key key = Key::name) {
-        return queryNeeds(query, {key, true}).detail == ListingDetail::attributes;
+        return queryNeeds(QueryParser::parse(query), {key, true}).detail == ListingDetail::attributes;
     };
     EXPECT_FALSE(usesAttributes("a|<b file:> empty: dupe: content:x"));
     EXPECT_FALSE(usesAttributes("size:huge", Key::path));
@@ -111,44 +120,80 @@ TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     EXPECT_TRUE(usesAttributes("dupe:c", SortSpec::Key::name));
 }
 
-std::vector<test::IndexItem> randomItems(std::size_t count, unsigned seed) {
-    // Among them the Kelvin sign and the long s, which fold to ASCII letters, and bytes that are no UTF-8.
-    constexpr std::string_view pieces[] = {"k",        "K",        "s", "S", "\xE2\x84\xAA", "\xC5\xBF",
-                                           "\xC3\xA9", "\xC3\x89", "i", "I", "\xC4\xB0",     "ab",
-                                           "Ab",       ".",        "-", "1", ".txt",         "\xFF"};
-    std::mt19937 random(seed);
+/// Few kinds of names make many equal paths and parts of paths, all of them make every kind of text: among
+/// them the Kelvin sign and the long s, which fold to ASCII letters, and bytes that are no UTF-8.
+std::vector<test::IndexItem> randomItems(std::mt19937& random, const std::string& root, std::size_t count) {
+    constexpr std::string_view pieces[] = {
+        "k",        "K",        " ",        "-", "a.b", "Ab",       "prefix0", "s", "S",    "\xE2\x84\xAA",
+        "\xC5\xBF", "\xC3\xA9", "\xC3\x89", "i", "I",   "\xC4\xB0", ".txt",    "1", "\xFF", "_",
+        "E\xCC\x81"};
+    constexpr std::uint64_t sizes[] = {0, 1, 255, 256, 1024, std::uint64_t{1} << 32, ~std::uint64_t{0}};
+    constexpr double times[] = {0, -1, -1e9, 1, 1.7e9, 4e9};
+    const std::size_t kinds = random() % 2 == 0 ? 7 : std::size(pieces);
     std::vector<test::IndexItem> items;
-    std::vector<std::string> folders = {"/"};
+    std::vector<std::string> folders = {root.ends_with('/') ? root : root + "/"};
     while (items.size() < count) {
-        std::string name = "n";
-        for (std::size_t i = random() % 5; i > 0; --i)
-            name += pieces[random() % std::size(pieces)];
-        const std::string path = folders[random() % std::min<std::size_t>(folders.size(), 200)] + name;
-        const bool isFolder = random() % 4 == 0;
-        if (isFolder) folders.push_back(path + "/");
-        items.emplace_back(isFolder ? path + "/" : path, random() % 9);
+        std::string path = folders[random() % std::min<std::size_t>(folders.size(), 200)];
+        for (std::size_t i = 1 + random() % 4; i > 0; --i)
+            path += pieces[random() % kinds];
+        if (random() % 4 == 0) folders.push_back(path += "/");
+        items.emplace_back(path, sizes[random() % std::size(sizes)], times[random() % std::size(times)]);
     }
     return items;
 }
 
-/// However the candidates of a query are found, and in however many pieces, the answer is the slow one.
-TEST(Search, AnswersLikeTheSlowSearch) {
-    for (const std::size_t count : {200, 40000}) {
-        FileIndex index;
-        const auto trigram = std::make_shared<TrigramIndex>();
-        index.attachTrigramIndex(trigram);
-        test::addTree(index, randomItems(count, 1));
-        for (EntryId id = 5; id < 200; id += 7)
-            tombstone(index, id);
-        SearchCheck check(index, trigram);
-        QueryGenerator queries(index, 2, {.mayReadFiles = false});
-        const std::size_t searches = count < 1000 ? 1000 : 60;
-        for (std::size_t i = 0; i < searches; ++i) {
-            const GeneratedSearch search = queries.next();
-            ASSERT_THAT(check.differences(search), IsEmpty()) << search.query;
+TEST(Search, ManyTermsMeanWhatFewDo) {
+    FileIndex index;
+    const auto trigram = std::make_shared<TrigramIndex>();
+    index.attachTrigramIndex(trigram);
+    std::mt19937 random(4);
+    test::addTree(index, randomItems(random, "/", 2000), "/");
+    SearchCheck check(index, trigram);
+    for (int i = 0; i < 60; ++i) {
+        const std::string separator = i % 3 == 0 ? " !" : "|";
+        std::string query = i % 3 == 0 ? "!n-1" : "n-1";
+        for (std::size_t count = 20 + random() % 30; count > 0; --count) {
+            query += separator + std::string(random() % 8 == 0 ? "case:" : random() % 8 == 0 ? "path:" : "");
+            query += random() % 10 == 0 ? "*K*" : test::randomText(random, "ksKS.-1abi", 2, 4);
+            if (random() % 2 == 0) query += random() % 2 == 0 ? "\u00E9" : "\u212A";
         }
-        EXPECT_GT(check.matchedSearches(), searches / 3);
+        ASSERT_THAT(check.differences({.query = query, .sort = {}, .limit = 9}), IsEmpty()) << query;
     }
+    EXPECT_GT(check.matchedSearches(), 40U);
+}
+
+/// However the candidates of a query are found, and in however many pieces, the answer is the slow one.
+void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches) {
+    std::mt19937 random(seed);
+    FileIndex index;
+    const auto trigram = std::make_shared<TrigramIndex>();
+    index.attachTrigramIndex(trigram);
+    // Roots that lie in each other, the inner one first or alone.
+    if (seed % 3 == 0) test::addTree(index, randomItems(random, "/k/a.b", entries / 4), "/k/a.b");
+    const std::string root = seed % 2 == 0 ? "/" : "/k";
+    test::addTree(index, randomItems(random, root, entries), root);
+    for (EntryId id = 5; id < 200 && id < index.itemCount(); id += 7)
+        tombstone(index, id);
+    // Folders whose entries no longer stand side by side.
+    DirectoryListing other;
+    for (const char* name : {"Ks", "k a.b", "prefix0s"})
+        other.add({.name = name});
+    const auto folders = static_cast<DirIndex>(index.directoriesLocked().count());
+    for (DirIndex folder = 3; folder < folders; folder += 9)
+        mergeListing(index, folder, other, {});
+    SearchCheck check(index, trigram);
+    QueryGenerator queries(index, seed, {.mayReadFiles = false});
+    for (std::size_t i = 0; i < searches; ++i) {
+        const GeneratedSearch search = queries.next();
+        ASSERT_THAT(check.differences(search), IsEmpty()) << search.query << ", seed " << seed;
+    }
+    EXPECT_GT(check.matchedSearches(), searches / 4);
+}
+
+TEST(Search, AnswersLikeTheSlowSearch) {
+    for (unsigned seed = 0; seed < 24; ++seed)
+        ASSERT_NO_FATAL_FAILURE(expectSlowAnswers(seed, 40 + seed * 10, 200));
+    expectSlowAnswers(24, 40000, 60);
 }
 
 }  // namespace

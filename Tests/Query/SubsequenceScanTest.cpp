@@ -4,30 +4,14 @@
 
 #include "Query/FuzzyMatcher.hpp"
 #include "Query/SubsequenceScan.hpp"
+#include "Support/RandomText.hpp"
 
 namespace dovra {
 namespace {
 
-std::string randomText(std::mt19937& random, std::string_view alphabet, std::size_t longest) {
-    std::string text;
-    for (std::size_t left = 1 + random() % longest; left > 0; --left)
-        text += alphabet[random() % alphabet.size()];
-    return text;
-}
-
 /// Names of all lengths around the sizes of vectors, and long ones.
 constexpr std::size_t longestNames[] = {3, 16, 33, 64, 65, 255};
 constexpr std::string_view alphabet = "abAB@`[{_\x80\xe9\xc9";
-
-void fill(FileIndex& index, std::mt19937& random) {
-    DirectoryListing listing;
-    for (int i = 0; i < 3000; ++i) {
-        const std::size_t longest = longestNames[random() % std::size(longestNames)];
-        listing.add({.name = randomText(random, alphabet, longest)});
-    }
-    const WriteGuard guard(index.rwlock);
-    index.storeListingLocked(index.internDirLocked("/"), listing);
-}
 
 void expectSameAsMatcher(const FileIndex& index, const std::string& pattern, bool caseSensitive) {
     const ReadGuard guard(index.rwlock);
@@ -45,13 +29,20 @@ void expectSameAsMatcher(const FileIndex& index, const std::string& pattern, boo
 
 TEST(SubsequenceScan, FindsTheNamesThatTheMatcherScores) {
     std::mt19937 random(1);
+    DirectoryListing listing;
+    for (int i = 0; i < 3000; ++i) {
+        const std::size_t longest = longestNames[random() % std::size(longestNames)];
+        listing.add({.name = test::randomText(random, alphabet, 1, longest)});
+    }
     FileIndex index;
-    fill(index, random);
+    {
+        const WriteGuard guard(index.rwlock);
+        index.storeListingLocked(index.internDirLocked("/"), listing);
+    }
     for (int i = 0; i < 200; ++i) {
-        const std::string pattern = randomText(random, alphabet, i % 4 == 0 ? 40 : 6);
+        const std::string pattern = test::randomText(random, alphabet, 1, i % 4 == 0 ? 40 : 6);
         for (const bool caseSensitive : {false, true})
-            expectSameAsMatcher(index, pattern, caseSensitive);
-        if (HasFatalFailure()) return;
+            ASSERT_NO_FATAL_FAILURE(expectSameAsMatcher(index, pattern, caseSensitive));
     }
 }
 

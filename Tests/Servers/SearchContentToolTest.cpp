@@ -9,7 +9,6 @@ namespace dovra {
 namespace {
 
 using test::at;
-using Values = JSONValue::Array;
 
 TEST(SearchContent, NeedsAQueryAndAScope) {
     const test::TemporaryTree tree;
@@ -30,39 +29,60 @@ TEST(SearchContent, ReportsLinesOfTheFilesInScope) {
     tree.write("src/a.ts", "todo");
     tree.write("src/c.txt", "todo");
     tree.write("lib/d.swift", "todo");
-    tree.write("src/e.swift", "nothing");
     tree.makeFolder("src/todo.swift");
     tree.write("src/f.swift", std::string("todo\0", 5));
     ASSERT_EQ(std::system(("mkfifo " + tree.path("src/pipe.swift")).c_str()), 0);
     const test::ToolCaller caller(tree);
-    const auto expected = [&](JSONValue query, JSONValue scope, JSONValue scanned, Values results,
-                              std::int64_t total) {
-        return JSONValue(JSONObject{{"query", std::move(query)},
-                                    {"scope", std::move(scope)},
-                                    {"filesScanned", std::move(scanned)},
-                                    {"filesMatched", results.size()},
-                                    {"totalMatches", total},
-                                    {"truncated", false},
-                                    {"results", results}});
+    const auto expected = [&](const std::string& head, const std::string& results) {
+        return *JSONValue::parse("{" + head + R"(,"truncated":false,"results":[)" + results + "]}");
     };
-    const auto match = [](int line, const char* text) {
-        return JSONValue(JSONObject{{"line", line}, {"text", text}});
+    const auto file = [&](const std::string& name, const std::string& matches) {
+        return R"({"path":")" + tree.path(name) + R"(","matches":[)" + matches + "]}";
     };
-    const auto file = [&](const char* name, Values matches) {
-        return JSONValue(JSONObject{{"path", tree.path(name)}, {"matches", std::move(matches)}});
-    };
-    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"/absent/"})"),
-              expected("todo", "ext:swift;ts within:/absent/", 0, {}, 0));
-    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"SRC/"})"),
-              expected("todo", "ext:swift;ts within:SRC/", 4,
-                       {file("src/a.ts", {match(1, "todo")}),
-                        file("src/b.swift", {match(2, "TODO one"), match(4, "todo two")})},
-                       3));
-    EXPECT_EQ(caller.call("search_content", R"({"query":"TODO","ext":"swift","match_case":true})"),
-              expected("TODO", "ext:swift", 4, {file("src/b.swift", {match(2, "TODO one")})}, 1));
+    EXPECT_EQ(
+        caller.call("search_content", R"({"query":"todo","ext":" .SWIFT; ts","within":"SRC/"})"),
+        expected(R"("query":"todo","scope":"ext:swift;ts within:SRC/","filesScanned":3,"filesMatched":2,)"
+                 R"("totalMatches":3)",
+                 file("src/a.ts", R"({"line":1,"text":"todo"})") + "," +
+                     file("src/b.swift", R"({"line":2,"text":"TODO one"},{"line":4,"text":"todo two"})")));
+    EXPECT_EQ(
+        caller.call("search_content", R"({"query":"TODO","ext":"swift","match_case":true})"),
+        expected(R"("query":"TODO","scope":"ext:swift","filesScanned":3,"filesMatched":1,"totalMatches":1)",
+                 file("src/b.swift", R"({"line":2,"text":"TODO one"})")));
+    EXPECT_EQ(
+        caller.failure("search_content", R"({"query":"todo","within":"/absent/"})"),
+        fmt::format(
+            "`within`: nothing in the index, which holds what lies below {}, has \"/absent\" in its path.",
+            tree.path()));
     // What looks like an operator of the query language is part of the scope and does not widen it.
-    EXPECT_EQ(caller.call("search_content", R"({"query":"todo","ext":"none | swift"})"),
-              expected("todo", "ext:none | swift", 0, {}, 0));
+    EXPECT_EQ(
+        caller.call("search_content", R"({"query":"todo","ext":"none | swift"})"),
+        expected(
+            R"("query":"todo","scope":"ext:none | swift","filesScanned":0,"filesMatched":0,"totalMatches":0)",
+            ""));
+}
+
+TEST(SearchContent, TakesAnyNameForAFolder) {
+    const test::TemporaryTree tree;
+    for (const char* folder : {"a*b", "a?b", "a\"b", "aXb"})
+        tree.write(std::string(folder) + "/file", "todo");
+    const test::ToolCaller caller(tree);
+    for (const char* folder : {"a*b", "a?b", "a\\\"b"}) {
+        const std::string arguments = fmt::format(R"({{"query":"todo","within":"{}"}})", folder);
+        EXPECT_EQ(at(caller.call("search_content", arguments), "filesMatched"), 1) << folder;
+    }
+}
+
+TEST(SearchContent, SaysThatItGaveUpAtItsCandidates) {
+    const test::TemporaryTree tree;
+    for (int i = 0; i < 5000; ++i)
+        tree.write(fmt::format("{}.x", i));
+    const auto isTruncated = [&] {
+        return at(test::ToolCaller(tree).call("search_content", R"({"query":"1","ext":"x"})"), "truncated");
+    };
+    EXPECT_EQ(isTruncated(), false);
+    tree.write("one more.x");
+    EXPECT_EQ(isTruncated(), true);
 }
 
 TEST(SearchContent, StopsAtItsLimits) {

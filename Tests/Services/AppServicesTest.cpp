@@ -20,6 +20,7 @@
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"
+#include "Support/OwnData.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/WaitUntil.hpp"
 
@@ -36,16 +37,12 @@ namespace fs = std::filesystem;
 /// A served tree, with a folder of its own for the program's files.
 class AppServicesTest : public testing::Test {
 protected:
-    void SetUp() override { ::setenv("XDG_DATA_HOME", data_.path().c_str(), 1); }
     void TearDown() override {
         // What still runs would call back into this object.
         for (const auto& made : made_) {
             if (const auto services = made.lock()) services->close();
         }
-        ::unsetenv("XDG_DATA_HOME");
     }
-
-    std::shared_ptr<AppServices> make() { return make({.root = root_}); }
 
     std::shared_ptr<AppServices> make(AppServices::Options options) {
         options.report = [this](const std::string& message) {
@@ -59,9 +56,8 @@ protected:
         return services;
     }
 
-    std::shared_ptr<AppServices> started() { return started({.root = root_}); }
-
-    std::shared_ptr<AppServices> started(AppServices::Options options) {
+    std::shared_ptr<AppServices> started(AppServices::Options options = {}) {
+        options.root = root_;
         auto services = make(std::move(options));
         services->start();
         EXPECT_TRUE(services->waitUntilReady(1min));
@@ -73,14 +69,12 @@ protected:
         return test::differencesFromFreshScan(services.index(), root_);
     }
 
-    std::string cachePath() const { return data_.path("Dovra/" + cacheFileName(root_)); }
-
     std::vector<std::string> reports() {
         const std::scoped_lock lock(mutex_);
         return reports_;
     }
 
-    const test::TemporaryTree data_;
+    const test::OwnData data_;
     const test::TemporaryTree tree_;
     const std::string root_ = tree_.makeFolder("root");
     std::atomic<int> progressReports_ = 0;
@@ -98,7 +92,7 @@ TEST_F(AppServicesTest, ScansAtFirstAndFollowsChanges) {
     tree_.write("root/b/c/new");
     fs::remove(root_ + "/a/file");
     EXPECT_THAT(differences(*services), IsEmpty());
-    EXPECT_TRUE(test::waitUntil([&] { return fs::exists(cachePath()); }));
+    EXPECT_TRUE(test::waitUntil([&] { return fs::exists(data_.cachePath(root_)); }));
     EXPECT_GT(progressReports_, 0);
     EXPECT_GT(updates_, 0);
     EXPECT_THAT(services->status().coverage, testing::Not(IsEmpty()));
@@ -141,7 +135,7 @@ TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
 
 TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
     tree_.write("root/some name");
-    const auto services = started({.root = root_, .usesTrigram = true});
+    const auto services = started({.usesTrigram = true});
     for (const bool isUsed : {true, false, true}) {
         EXPECT_THAT(differences(*services), IsEmpty());
         const ReadGuard guard(services->index().rwlock);
@@ -207,7 +201,7 @@ TEST_F(AppServicesTest, CallsBackOnTheMainQueueAndIsReadyOnce) {
 }
 
 TEST_F(AppServicesTest, LooksAgainInTimeAtWhatNobodyTells) {
-    const auto services = started({.root = root_, .mechanism = WatchMechanism::polling});
+    const auto services = started({.mechanism = WatchMechanism::polling});
     EXPECT_THAT(services->status().coverage, HasSubstr("poll"));
     for (const char* name : {"/a", "/b", "/c"}) {
         tree_.write(std::string("root") + name);
@@ -255,7 +249,7 @@ TEST_F(AppServicesTest, EndsInTheMiddleOfAScanAndKeepsNoPartOfIt) {
     for (int i = 0; i < 300; ++i)
         tree_.makeFolder(fmt::format("root/{}/{}/{}", i % 7, i % 31, i));
     for (int round = 0; round < 50; ++round) {
-        const auto services = make();
+        const auto services = make({.root = root_});
         services->start();
         while (services->index().itemCount() < round)
             std::this_thread::yield();

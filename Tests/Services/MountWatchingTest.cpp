@@ -71,11 +71,12 @@ const Script scripts[] = {
       "umount place", "write place/inner/folder/more", "umount place/inner"}},
 };
 
-void follow(WatchMechanism mechanism, const Script& script) {
-    test::FollowedTree followed(mechanism);
-    for (const std::string& step : script.steps) {
-        ASSERT_TRUE(test::perform(followed.root, step)) << step;
-        ASSERT_THAT(followed.differencesAfterFlush(), IsEmpty()) << step;
+void follow(WatchMechanism mechanism) {
+    for (const Script& script : scripts) {
+        SCOPED_TRACE(script.name);
+        test::FollowedTree followed(mechanism);
+        for (const std::string& step : script.steps)
+            ASSERT_TRUE(followed.follows(step));
     }
 }
 
@@ -94,155 +95,121 @@ void forgetUniqueMountNumbers() {
     ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
 }
 
-class MountWatching : public testing::TestWithParam<WatchMechanism> {};
+class OwnMounts : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!test::leaveMounts()) GTEST_SKIP() << "this user may not mount";
+    }
+};
+
+class MountWatching : public OwnMounts, public testing::WithParamInterface<WatchMechanism> {};
 
 INSTANTIATE_TEST_SUITE_P(, MountWatching, test::everyMechanism, test::mechanismName);
 
 TEST_P(MountWatching, FollowsScripts) {
-    for (const Script& script : scripts) {
-        SCOPED_TRACE(script.name);
-        if (!test::withOwnMounts([&] { follow(GetParam(), script); }))
-            GTEST_SKIP() << "this user may not mount";
-    }
+    follow(GetParam());
 }
 
 TEST_P(MountWatching, FollowsScriptsOnKernelsThatHardlyTellMountsApart) {
-    const auto run = [] {
+    std::jthread([] {
         forgetUniqueMountNumbers();
-        for (const Script& script : scripts) {
-            SCOPED_TRACE(script.name);
-            follow(GetParam(), script);
-        }
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+        follow(GetParam());
+    }).join();
 }
 
 /// The devices that are watched are those that a scan would enter now, not those of the start.
 TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
-    const auto run = [] {
-        std::string place;
-        test::FollowedTree followed(GetParam(),
-                                    {.root = {}, .allowedDevices = [&] {
-                                         return std::vector<DeviceId>{
-                                             folderStamp(place.substr(0, place.rfind('/'))).device,
-                                             folderStamp(place).device};
-                                     }});
-        place = followed.tree.makeFolder("place");
-        ASSERT_TRUE(test::perform(followed.tree.path(), "tmpfs place"));
-        EXPECT_THAT(followed.follow().subtrees, Contains(place));
-        followed.tree.write("place/file");
-        EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
-        ASSERT_TRUE(test::perform(followed.tree.path(), "umount place"));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    std::string place;
+    test::FollowedTree followed(GetParam(), {.root = {}, .allowedDevices = [&] {
+                                                 return std::vector<DeviceId>{
+                                                     folderStamp(place.substr(0, place.rfind('/'))).device,
+                                                     folderStamp(place).device};
+                                             }});
+    place = followed.tree.makeFolder("place");
+    ASSERT_TRUE(test::perform(followed.tree.path(), "tmpfs place"));
+    EXPECT_THAT(followed.follow().subtrees, Contains(place));
+    followed.tree.write("place/file");
+    EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
+    ASSERT_TRUE(test::perform(followed.tree.path(), "umount place"));
 }
 
 TEST_P(MountWatching, TellsNothingOfMountsElsewhere) {
-    const auto run = [] {
-        test::FollowedTree followed(GetParam());
-        const test::TemporaryTree elsewhere;
-        ASSERT_TRUE(test::perform(elsewhere.path(), "tmpfs ."));
-        EXPECT_THAT(followed.follow().subtrees, IsEmpty());
-        ASSERT_TRUE(test::perform(elsewhere.path(), "umount ."));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    test::FollowedTree followed(GetParam());
+    const test::TemporaryTree elsewhere;
+    ASSERT_TRUE(test::perform(elsewhere.path(), "tmpfs ."));
+    EXPECT_THAT(followed.follow().subtrees, IsEmpty());
+    ASSERT_TRUE(test::perform(elsewhere.path(), "umount ."));
 }
 
 /// The mount goes on where it was, with nothing in it any more.
 TEST_P(MountWatching, TellsThePlaceOfAFolderThatIsRemovedWhereItComesFrom) {
-    const auto run = [] {
-        test::FollowedTree followed(GetParam(), {.root = "watched"});
-        const std::string place = followed.tree.makeFolder("watched/place");
-        ASSERT_TRUE(test::perform(followed.tree.path(), "write origin/file; bind origin watched/place"));
-        followed.follow();
-        ASSERT_TRUE(test::perform(followed.tree.path(), "remove origin"));
-        const std::vector<std::string> told = followed.follow().subtrees;
-        EXPECT_TRUE(std::ranges::count(told, place) +
-                    std::ranges::count(followed.source->polledTrees(), place));
-        ASSERT_TRUE(test::perform(followed.tree.path(), "umount watched/place"));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    test::FollowedTree followed(GetParam(), {.root = "watched"});
+    const std::string place = followed.tree.makeFolder("watched/place");
+    ASSERT_TRUE(test::perform(followed.tree.path(), "write origin/file; bind origin watched/place"));
+    followed.follow();
+    ASSERT_TRUE(test::perform(followed.tree.path(), "remove origin"));
+    const std::vector<std::string> told = followed.follow().subtrees;
+    EXPECT_TRUE(std::ranges::count(told, place) + std::ranges::count(followed.source->polledTrees(), place));
+    ASSERT_TRUE(test::perform(followed.tree.path(), "umount watched/place"));
 }
 
 TEST_P(MountWatching, CountsNoMountThatIsHidden) {
     if (GetParam() == WatchMechanism::polling) return;
-    const auto run = [] {
-        test::FollowedTree followed(GetParam());
-        const std::string before = followed.source->coverage();
-        ASSERT_TRUE(
-            test::perform(followed.root, "folder place/inner; tmpfs place/inner; tmpfs place; tmpfs place"));
-        followed.follow();
-        const bool isWhole = before.starts_with("1 whole");
-        EXPECT_EQ(followed.source->coverage(),
-                  isWhole ? "2 whole file systems (fanotify)" : "2 folders (inotify)");
-        ASSERT_TRUE(test::perform(followed.root, "umount place; umount place; umount place/inner"));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    test::FollowedTree followed(GetParam());
+    const std::string before = followed.source->coverage();
+    ASSERT_TRUE(
+        test::perform(followed.root, "folder place/inner; tmpfs place/inner; tmpfs place; tmpfs place"));
+    followed.follow();
+    const bool isWhole = before.starts_with("1 whole");
+    EXPECT_EQ(followed.source->coverage(),
+              isWhole ? "2 whole file systems (fanotify)" : "2 folders (inotify)");
+    ASSERT_TRUE(test::perform(followed.root, "umount place; umount place; umount place/inner"));
 }
 
-TEST(WholeFileSystems, TellNothingOfWhatAMountHides) {
-    const auto run = [] {
-        test::FollowedTree followed(WatchMechanism::best);
-        const Descriptor hidden(::open(followed.tree.makeFolder("place").c_str(), O_PATH | O_CLOEXEC));
-        ASSERT_TRUE(test::perform(followed.root, "tmpfs place"));
-        followed.follow();
-        ASSERT_EQ(::mkdirat(hidden.number(), "hidden", 0700), 0);
-        EXPECT_TRUE(followed.follow().empty());
-        ASSERT_TRUE(test::perform(followed.root, "umount place"));
-        EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+TEST_F(OwnMounts, HideWhatWholeFileSystemsTell) {
+    test::FollowedTree followed(WatchMechanism::best);
+    const Descriptor hidden(::open(followed.tree.makeFolder("place").c_str(), O_PATH | O_CLOEXEC));
+    ASSERT_TRUE(test::perform(followed.root, "tmpfs place"));
+    followed.follow();
+    ASSERT_EQ(::mkdirat(hidden.number(), "hidden", 0700), 0);
+    EXPECT_TRUE(followed.follow().empty());
+    EXPECT_TRUE(followed.follows("umount place"));
 }
 
-/// Ends the process: with 0 when a change below the root is told to a process for which no mount has a place
-/// that leads to the root.
-[[noreturn]] void watchInsideAnotherRoot(const test::TemporaryTree& tree, WatchMechanism mechanism) {
-    const bool isInside = test::perform(tree.path(), "folder proc; folder root; proc proc") &&
-                          ::chroot(tree.path().c_str()) == 0 && ::chdir("/") == 0;
-    WatchOptions options;
-    options.root = "/root";
-    options.mechanism = mechanism;
-    const auto source = isInside ? openEventSource(options) : nullptr;
-    const bool isChanged = source && test::perform("/root", "write file");
-    const ChangeBatch batch = isChanged ? *source->take({}) : ChangeBatch{};
-    const bool isPolled = mechanism == WatchMechanism::polling && !source->polledTrees().empty();
-    std::_Exit(batch.files == std::vector<std::string>{"/root/file"} || isPolled ? 0 : 1);
+/// Whether a change below the root is told to a process for which no mount has a place that leads to the
+/// root.
+bool watchesInsideAnotherRoot(const test::TemporaryTree& tree, WatchMechanism mechanism) {
+    if (!test::perform(tree.path(), "folder proc; folder root; proc proc")) return false;
+    if (::chroot(tree.path().c_str()) != 0 || ::chdir("/") != 0) return false;
+    const auto source = openEventSource({.root = "/root", .mechanism = mechanism});
+    if (!test::perform("/root", "write file")) return false;
+    return source->take({})->files == std::vector<std::string>{"/root/file"} ||
+           (mechanism == WatchMechanism::polling && !source->polledTrees().empty());
 }
 
 TEST_P(MountWatching, FollowsBelowARootThatIsNoMount) {
-    const auto run = [] {
-        const test::InMemory inMemory;
-        const test::TemporaryTree tree;
-        const pid_t child = ::fork();
-        if (child == 0) watchInsideAnotherRoot(tree, GetParam());
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-        ASSERT_TRUE(test::perform(tree.path(), "umount proc"));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    EXPECT_TRUE(test::inAChild([&] { return watchesInsideAnotherRoot(tree, GetParam()); }));
+    ASSERT_TRUE(test::perform(tree.path(), "umount proc"));
 }
 
-TEST(UnreachableMounts, AreNamedUntilTheyCanBeWatched) {
-    const auto run = [] {
-        test::FollowedTree followed(WatchMechanism::watches);
-        ASSERT_TRUE(test::perform(followed.root, "allow .; folder place; tmpfs place; forbid place"));
-        {
-            const test::OrdinaryUser user;
-            followed.follow();
-            EXPECT_THAT(followed.source->coverage(), HasSubstr("not watched: " + followed.path("place")));
-        }
-        ASSERT_TRUE(test::perform(followed.root, "allow place; write place/inside/file"));
-        {
-            const test::OrdinaryUser user;
-            EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
-            EXPECT_THAT(followed.source->coverage(), Not(HasSubstr("not watched")));
-        }
-        ASSERT_TRUE(test::perform(followed.root, "write place/inside/more"));
+TEST_F(OwnMounts, AreNamedUntilTheyCanBeWatched) {
+    test::FollowedTree followed(WatchMechanism::watches);
+    ASSERT_TRUE(test::perform(followed.root, "allow .; folder place; tmpfs place; forbid place"));
+    {
+        const test::OrdinaryUser user;
+        followed.follow();
+        EXPECT_THAT(followed.source->coverage(), HasSubstr("not watched: " + followed.path("place")));
+    }
+    ASSERT_TRUE(test::perform(followed.root, "allow place; write place/inside/file"));
+    {
+        const test::OrdinaryUser user;
         EXPECT_THAT(followed.differencesAfterFlush(), IsEmpty());
-        ASSERT_TRUE(test::perform(followed.root, "umount place"));
-    };
-    if (!test::withOwnMounts(run)) GTEST_SKIP() << "this user may not mount";
+        EXPECT_THAT(followed.source->coverage(), Not(HasSubstr("not watched")));
+    }
+    EXPECT_TRUE(followed.follows("write place/inside/more"));
+    ASSERT_TRUE(test::perform(followed.root, "umount place"));
 }
 
 }  // namespace

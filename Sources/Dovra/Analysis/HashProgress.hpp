@@ -13,6 +13,8 @@ struct HashProgress {
     /// At most: what need not be read any more is taken off when that is known.
     std::atomic<std::uint64_t> bytesToHash{0};
     std::atomic<std::uint64_t> bytesDone{0};
+    /// Candidates that turned out to be another name of a file that was there already.
+    std::atomic<std::uint64_t> furtherNames{0};
 };
 
 }  // namespace dovra

@@ -43,6 +43,12 @@ constexpr bool equalAsciiFolded(std::string_view a, std::string_view b) {
         a, b, {}, [](char c) { return asciiFold(c); }, [](char c) { return asciiFold(c); });
 }
 
+/// Whether `text`, folded if `fold`, equals `expected`, which is folded already.
+constexpr bool equalFolding(std::string_view text, std::string_view expected, bool fold) {
+    if (!fold) return text == expected;
+    return std::ranges::equal(text, expected, {}, [](char c) { return asciiFold(c); });
+}
+
 /// Three-way comparison of the folded bytes over the shorter length; then the shorter string comes first.
 /// Negative, zero or positive like `memcmp`.
 constexpr int compareAsciiFolded(std::string_view a, std::string_view b) {

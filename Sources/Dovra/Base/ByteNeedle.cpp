@@ -1,15 +1,13 @@
 #include "Base/ByteNeedle.hpp"
 
-#include <cstring>
-
-#include "Base/AsciiFold.hpp"
-
 namespace dovra {
 
 namespace {
 
-/// Positions that are tested together: a few vector registers, few enough that a hit is soon found again.
-constexpr std::size_t runLength = 64;
+/// Positions that are tested together: a few vector registers, few enough that a hit is soon found again; and
+/// one register, for names and for what is left of a longer text.
+constexpr std::size_t longRun = 64;
+constexpr std::size_t shortRun = 16;
 
 /// How common a byte is in text and code: its place in this list from the right; bytes not listed are rare.
 std::size_t commonness(char byte) {
@@ -38,47 +36,36 @@ bool ByteNeedle::foundIn(std::string_view text) const {
     if (needle_.empty()) return true;
     if (text.size() < needle_.size()) return false;
     const char* start = text.data();
-    const char* const last = start + (text.size() - needle_.size());
-    while (static_cast<std::size_t>(last - start) >= runLength) {
-        if (mayStartWithin(start)) {
-            for (std::size_t i = 0; i < runLength; ++i) {
-                if (startsAt(start + i)) return true;
-            }
-        }
-        start += runLength;
+    std::size_t left = text.size() - needle_.size() + 1;
+    for (; left >= longRun; start += longRun, left -= longRun) {
+        if (mayStartWithin<longRun>(start) && startsWithin(start, longRun)) return true;
     }
-    for (; start <= last; ++start) {
-        if (startsAt(start)) return true;
+    for (; left >= shortRun; start += shortRun, left -= shortRun) {
+        if (mayStartWithin<shortRun>(start) && startsWithin(start, shortRun)) return true;
     }
-    return false;
+    return startsWithin(start, left);
 }
 
-ByteNeedle::Probe ByteNeedle::probeAt(std::size_t offset) const {
-    const auto byte = static_cast<std::uint8_t>(needle_[offset]);
-    const bool bothCases = fold_ && isAsciiLetter(byte);
-    return {.offset = offset, .mask = static_cast<std::uint8_t>(bothCases ? 0x20 : 0), .value = byte};
-}
-
-/// Whether both probes fit at one of the `runLength` positions from `start` on.
+/// Whether both probes fit at one of the first positions from `start` on.
+template <std::size_t length>
 bool ByteNeedle::mayStartWithin(const char* start) const {
     // Copies, and no early exit: nothing may keep the loop from being vectorised.
     const Probe first = probes_[0];
     const Probe second = probes_[1];
     std::uint8_t fit = 0;
-    for (std::size_t i = 0; i < runLength; ++i) {
+    for (std::size_t i = 0; i < length; ++i) {
         const int difference = first.difference(start + i) | second.difference(start + i);
         fit = static_cast<std::uint8_t>(fit | (difference == 0 ? 1 : 0));
     }
     return fit != 0;
 }
 
-bool ByteNeedle::startsAt(const char* start) const {
-    if (!probes_[0].fits(start) || !probes_[1].fits(start)) return false;
-    if (!fold_) return std::memcmp(start, needle_.data(), needle_.size()) == 0;
-    for (std::size_t i = 0; i < needle_.size(); ++i) {
-        if (asciiFold(start[i]) != needle_[i]) return false;
+bool ByteNeedle::startsWithin(const char* start, std::size_t length) const {
+    for (const char* end = start + length; start != end; ++start) {
+        if (probes_[0].difference(start) == 0 && probes_[1].difference(start) == 0 && standsAt(start))
+            return true;
     }
-    return true;
+    return false;
 }
 
 }  // namespace dovra

@@ -6,13 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "Base/BytePattern.hpp"
+
 namespace dovra {
 
-/// A byte string to look for in long texts such as file contents. Immutable; safe from any thread.
+/// A byte string to look for in other texts, names as well as file contents. Immutable; safe from any thread.
 ///
 /// The search tests two bytes of the needle, the two that are likely the rarest, at every position of a run
-/// of text in a loop that compilers turn into vector instructions, and looks closer only where both fit. Both
-/// cases of a letter are tested at once: setting the bit 0x20 maps exactly them to the lower-case letter.
+/// of text in a loop that compilers turn into vector instructions, and looks closer only where both fit.
 class ByteNeedle {
 public:
     /// Unless `caseSensitive`, letters are compared under ASCII folding (Base/AsciiFold.hpp).
@@ -21,25 +22,34 @@ public:
     /// Whether the needle occurs in `text`. The empty needle occurs everywhere. Allocates nothing.
     bool foundIn(std::string_view text) const;
 
+    /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
+    bool standsAt(const char* text) const { return equalFolding({text, needle_.size()}, needle_, fold_); }
+
+    /// Whether the text begins with the needle, or is the needle.
+    bool isPrefixOf(std::string_view text) const { return text.size() >= size() && standsAt(text.data()); }
+    bool equals(std::string_view text) const { return text.size() == size() && standsAt(text.data()); }
+
+    /// The needle, folded unless case-sensitive.
+    const std::string& bytes() const { return needle_; }
     std::size_t size() const { return needle_.size(); }
 
-private:
-    /// One byte of the needle: text fits at `offset` when the byte there, its bits `mask` set, is `value`.
+    /// One byte of the needle and how far from the start it stands.
     struct Probe {
-        std::size_t offset = 0;
-        std::uint8_t mask = 0;
-        std::uint8_t value = 0;
+        std::size_t distance = 0;
+        BytePattern byte;
 
-        bool fits(const char* start) const { return difference(start) == 0; }
-        /// 0 where the text fits.
         std::uint8_t difference(const char* start) const {
-            return static_cast<std::uint8_t>((static_cast<std::uint8_t>(start[offset]) | mask) ^ value);
+            return byte.difference(static_cast<std::uint8_t>(start[distance]));
         }
     };
+    Probe probeAt(std::size_t distance) const {
+        return {distance, BytePattern::of(needle_[distance], fold_)};
+    }
 
-    Probe probeAt(std::size_t offset) const;
+private:
+    template <std::size_t length>
     bool mayStartWithin(const char* start) const;
-    bool startsAt(const char* start) const;
+    bool startsWithin(const char* start, std::size_t length) const;
 
     std::string needle_;
     bool fold_;

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "Base/JsonText.hpp"
 #include "Base/Utf8.hpp"
 
 namespace dovra {
@@ -81,7 +80,7 @@ private:
     };
 
     bool open() {
-        if (open_.size() >= maxJsonDepth) return false;
+        if (open_.size() >= maxJSONDepth) return false;
         open_.emplace_back();
         return true;
     }

@@ -43,11 +43,16 @@ private:
     std::vector<Member> members_;
 };
 
-/// Values that `JSONValue::parse` takes in one document: far more than any message of ours has. Each needs
-/// many times the memory of its text, which may be a single digit.
+/// Values that `JSONValue::parse` takes in one document: far more than any message or file of ours has. Each
+/// needs many times the memory of its text, which may be a single digit.
 inline constexpr std::size_t maxJSONValues = 1'000'000;
 
-/// An immutable JSON document: what the tool server reads and what it answers.
+/// Levels of arrays and objects that `JSONValue::parse` goes down: far more than any format of ours has, and
+/// few enough for whoever walks the value by recursion.
+inline constexpr std::size_t maxJSONDepth = 64;
+
+/// An immutable JSON document: what the tool server reads and answers, and what the user's stores are written
+/// as.
 ///
 /// Strings are bytes that need not be well-formed UTF-8: names of files become values as they are, and are
 /// repaired when they are written.
@@ -75,7 +80,7 @@ public:
     }
     // NOLINTEND(google-explicit-constructor)
 
-    /// Reads one value. Absent when the text is not JSON, not UTF-8, nested deeper than `maxJsonDepth`, or of
+    /// Reads one value. Absent when the text is not JSON, not UTF-8, nested deeper than `maxJSONDepth`, or of
     /// more than `maxJSONValues`. Of several members with one key the last counts. A number without fraction
     /// and exponent is an integer if 64 bits can hold it, every other number is floating.
     static std::optional<JSONValue> parse(std::string_view text);

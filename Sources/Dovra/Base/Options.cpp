@@ -4,6 +4,9 @@
 #include <charconv>
 #include <fmt/format.h>
 
+#include "Base/PrintError.hpp"
+#include "Base/Utf8.hpp"
+
 namespace dovra {
 
 namespace {
@@ -17,34 +20,37 @@ const Option* findOption(std::span<const Option> options, std::string_view word)
 
 }  // namespace
 
-std::vector<std::string> parseOptions(Arguments arguments, std::span<const Option> options) {
-    std::vector<std::string> others;
+ParsedArguments parseOptions(Arguments arguments, std::span<const Option> options) {
+    ParsedArguments parsed;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-        if (arguments[i] == "--") {
-            others.insert(others.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1,
-                          arguments.end());
+        const std::string& word = arguments[i];
+        if (word == "--") {
+            parsed.others.insert(parsed.others.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                                 arguments.end());
             break;
         }
-        const Option* option = findOption(options, arguments[i]);
+        const Option* option = findOption(options, word);
         if (option == nullptr) {
-            others.push_back(arguments[i]);
+            parsed.others.push_back(word);
+            if (word.starts_with('-') && !parsed.unknownOption) parsed.unknownOption = word;
         } else if (option->valueName.empty()) {
             option->apply({});
-        } else if (++i < arguments.size()) {
-            option->apply(arguments[i]);
+        } else if (++i == arguments.size()) {
+            parsed.fault = fmt::format("\"{}\" needs a {} behind it", word, option->valueName);
+        } else if (!option->apply(arguments[i])) {
+            parsed.fault = fmt::format("\"{}\" is no {} for {}", arguments[i], option->valueName, word);
         }
     }
-    return others;
+    return parsed;
 }
 
-std::optional<std::string> misuse(Arguments arguments, std::span<const Option> options) {
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const Option* option = findOption(options, arguments[i]);
-        if (option == nullptr) return fmt::format("there is no option \"{}\"", arguments[i]);
-        if (!option->valueName.empty() && ++i == arguments.size())
-            return fmt::format("{} needs a {} behind it", arguments.back(), option->valueName);
-    }
-    return std::nullopt;
+std::string noSuchOption(std::string_view word) {
+    return fmt::format("there is no option \"{}\"", word);
+}
+
+int reportMisuse(std::string_view mode, std::string_view fault) {
+    printError("dovra: {}; see dovra {} --help\n", visibleText(fault), mode);
+    return 2;
 }
 
 std::string optionsHelp(std::span<const Option> options) {

@@ -21,6 +21,14 @@ public:
         return std::visit([&](const auto& needle) { return needle.foundIn(text); }, search_);
     }
 
+    /// Whether the text begins with the needle, or is the needle.
+    bool isPrefixOf(std::string_view text) const {
+        return std::visit([&](const auto& needle) { return needle.isPrefixOf(text); }, search_);
+    }
+    bool equals(std::string_view text) const {
+        return std::visit([&](const auto& needle) { return needle.equals(text); }, search_);
+    }
+
 private:
     std::variant<ByteNeedle, UnicodeNeedle> search_;
 };

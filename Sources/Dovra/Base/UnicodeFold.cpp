@@ -82,6 +82,15 @@ bool UnicodeNeedle::foundIn(std::string_view haystackBytes) const {
     return false;
 }
 
+bool UnicodeNeedle::isPrefixOf(std::string_view text) const {
+    const std::u16string_view form = canonicalForm(text, caseSensitive_);
+    return form.starts_with(folded_) && isBoundary(form, folded_.size());
+}
+
+bool UnicodeNeedle::equals(std::string_view text) const {
+    return canonicalForm(text, caseSensitive_) == folded_;
+}
+
 std::size_t UnicodeNeedle::lastCut(std::string_view text) {
     constexpr std::size_t reach = 1024;
     const std::string_view tail = text.substr(text.size() - std::min(text.size(), reach));

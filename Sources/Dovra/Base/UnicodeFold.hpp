@@ -27,6 +27,10 @@ public:
     /// calling thread is reused: nothing is allocated in the long run.
     bool foundIn(std::string_view haystackBytes) const;
 
+    /// Whether the text begins with the needle, or is the needle.
+    bool isPrefixOf(std::string_view text) const;
+    bool equals(std::string_view text) const;
+
     /// Whether the needle is plain ASCII once folded ("Straße" is, without regard to case). If not, it occurs
     /// in no text that is plain ASCII.
     bool foldedIsAscii() const { return foldedIsAscii_; }

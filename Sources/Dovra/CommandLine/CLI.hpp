@@ -12,16 +12,17 @@ namespace dovra {
 /// is 1 also when the folder is named by a relative path and the current folder was deleted.
 struct CLI {
     /// "--search": scans a folder tree, answers one query and prints one full path a line, then the number of
-    /// matches on standard error. 0, or 1 when standard output could not be written.
+    /// matches on standard error. 0, or 1 when standard output could not be written. What is no option is a
+    /// word of the query, and a value that an option cannot take changes nothing: there is no wrong usage.
     static int runSearch(Arguments args);
 
-    /// "--duplicates": scans a folder tree and prints the sets of files with equal contents, then their
-    /// number and what they waste on standard error. While it reads, a terminal there shows how far it is.
-    /// 0, or 1 when standard output could not be written.
+    /// "--duplicates": scans a folder tree and prints the sets of files with equal contents, then the number
+    /// and waste of all there are on standard error. While it reads, a terminal there shows how far it is. 0;
+    /// 1 when standard output could not be written; 2 for wrong usage.
     static int runDuplicates(Arguments args);
 
-    /// "--du": scans a folder tree and prints the folders that hold the most bytes. 0, or 1 when standard
-    /// output could not be written.
+    /// "--du": scans a folder tree and prints the folders that hold the most bytes. 0; 1 when standard output
+    /// could not be written; 2 for wrong usage.
     static int runDiskUsage(Arguments args);
 
     /// "--saved": lists, adds, removes and runs saved searches. 0; 1 when a name is not there, or something

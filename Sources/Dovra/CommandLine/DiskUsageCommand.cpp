@@ -1,11 +1,13 @@
-#include <fmt/core.h>
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Analysis/DiskUsage.hpp"
 #include "Base/ByteCount.hpp"
-#include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ScanFolder.hpp"
@@ -17,7 +19,7 @@ namespace dovra {
 namespace {
 
 struct DiskUsageOptions {
-    std::optional<std::string> folder = "/";
+    std::vector<std::string> folders;  ///< as they were given
     std::int64_t limit = 20;
 };
 
@@ -26,27 +28,28 @@ std::vector<Option> diskUsageOptionTable(DiskUsageOptions& options) {
         {{"--in"},
          "folder",
          "report this folder and those below it (default: /)",
-         [&](const std::string& value) { options.folder = standardizedPath(value); }},
+         [&](const std::string& value) {
+             options.folders.push_back(value);
+             return true;
+         }},
         {{"--limit"},
          "number",
          "print at most so many folders; below 1: all (default: 20)",
-         [&](const std::string& value) { options.limit = parseLimit(value).value_or(options.limit); }},
+         reads(options.limit, parseLimit)},
     };
 }
 
-/// A bare argument is the folder. What looks like an option and is none is passed over with a word of it.
-void takeOtherArguments(std::span<const std::string> others, DiskUsageOptions& options) {
-    for (const std::string& other : others) {
-        if (other.starts_with('-')) {
-            printError("dovra: --du has no option {}; see dovra --du --help\n", other);
-        } else {
-            options.folder = standardizedPath(other);
-        }
-    }
+/// A bare argument is the folder.
+std::optional<std::string> faultOf(const ParsedArguments& parsed, const DiskUsageOptions& options) {
+    if (parsed.fault) return parsed.fault;
+    if (parsed.unknownOption) return noSuchOption(*parsed.unknownOption);
+    if (options.folders.size() > 1)
+        return fmt::format("one folder can be reported, and not \"{}\" too", options.folders.back());
+    return std::nullopt;
 }
 
 int printDiskUsageHelp(std::span<const Option> table) {
-    fmt::print("usage: dovra --du [folder] [options]\n\nOptions:\n{}", optionsHelp(table));
+    printOutput("usage: dovra --du [folder] [options]\n\nOptions:\n{}", optionsHelp(table));
     return 0;
 }
 
@@ -68,10 +71,13 @@ int CLI::runDiskUsage(Arguments args) {
     DiskUsageOptions options;
     const std::vector<Option> table = diskUsageOptionTable(options);
     if (asksForHelp(args)) return printDiskUsageHelp(table);
-    takeOtherArguments(parseOptions(args, table), options);
+    const ParsedArguments parsed = parseOptions(args, table);
+    std::ranges::copy(parsed.others, std::back_inserter(options.folders));
+    if (const auto fault = faultOf(parsed, options)) return reportMisuse("--du", *fault);
+    const auto folder = standardizedPath(options.folders.empty() ? "/" : options.folders.front());
     FileIndex index;
-    if (!scanFolder(index, options.folder)) return 1;
-    return printRows(directoryUsage(index, options.folder, options.limit)) ? 0 : 1;
+    if (!scanFolder(index, folder)) return 1;
+    return printRows(directoryUsage(index, folder, options.limit)) ? 0 : 1;
 }
 
 }  // namespace dovra

@@ -1,4 +1,4 @@
-#include <fmt/core.h>
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -6,6 +6,7 @@
 #include "Base/ByteCount.hpp"
 #include "Base/JoinPath.hpp"
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"
@@ -30,29 +31,32 @@ std::vector<Option> duplicatesOptionTable(DuplicatesOptions& options) {
         {{"--in", "-i"},
          "folder",
          "compare the files below this folder (default: /)",
-         [&](const std::string& value) { options.root = standardizedPath(value); }},
+         [&](const std::string& value) {
+             options.root = standardizedPath(value);
+             return true;
+         }},
         {{"--limit", "-n"},
          "number",
          "print at most so many sets, largest files first; below 1: all (default: all)",
-         [&](const std::string& value) { options.limit = parseLimit(value).value_or(options.limit); }},
+         reads(options.limit, parseLimit)},
         {{"--print0", "-0"},
          {},
          "print paths only, each ended by a NUL byte, and another NUL byte behind each set",
-         [&](const std::string&) { options.terminator = PathTerminator::nul; }},
+         sets(options.terminator, PathTerminator::nul)},
     };
 }
 
 int printDuplicatesHelp(std::span<const Option> table) {
-    fmt::print(
+    printOutput(
         "usage: dovra --duplicates [options] [--] [query]\n\n"
-        "Lists the sets of files with equal contents among those that match the query. Names of one\n"
-        "file on disk (hard links) count as copies.\n\nOptions:\n{}\n{}",
+        "Lists the sets of files with equal contents among those that match the query. Further names of one\n"
+        "file (hard links) free nothing: they are left out, and counted at the end.\n\nOptions:\n{}\n{}",
         optionsHelp(table), queryLanguageHelp());
     return 0;
 }
 
-std::vector<DuplicateGroup> findWithProgress(const FileIndex& index, const std::string& query) {
-    HashProgress progress;
+std::vector<DuplicateGroup> findWithProgress(const FileIndex& index, const std::string& query,
+                                             HashProgress& progress) {
     const ProgressLine line([&] {
         return fmt::format("{} of {} files, {} of {} compared", progress.filesDone.load(),
                            progress.filesToHash.load(), byteCountText(progress.bytesDone),
@@ -61,7 +65,7 @@ std::vector<DuplicateGroup> findWithProgress(const FileIndex& index, const std::
     return findContentDuplicates(index, query, &progress);
 }
 
-bool printGroups(std::span<const DuplicateGroup> groups, PathTerminator terminator) {
+bool printSets(std::span<const DuplicateGroup> groups, PathTerminator terminator) {
     PathOutput output(terminator);
     const TerminalStyle style(StandardStream::output);
     for (const DuplicateGroup& group : groups) {
@@ -77,21 +81,29 @@ bool printGroups(std::span<const DuplicateGroup> groups, PathTerminator terminat
     return output.finish();
 }
 
+void printSummary(std::span<const DuplicateGroup> groups, std::uint64_t furtherNames) {
+    printError("{} duplicate set(s); {} reclaimable\n",
+               TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
+               byteCountText(DuplicateFinder::reclaimableBytes(groups)));
+    if (furtherNames > 0)
+        printError("{} further name(s) of the same files (hard links) left out\n", furtherNames);
+}
+
 }  // namespace
 
 int CLI::runDuplicates(Arguments args) {
     DuplicatesOptions options;
     const std::vector<Option> table = duplicatesOptionTable(options);
     if (asksForHelp(args)) return printDuplicatesHelp(table);
-    const std::string query = joinedWords(parseOptions(args, table));
+    const ParsedArguments parsed = parseOptions(args, table);
+    if (parsed.fault) return reportMisuse("--duplicates", *parsed.fault);
     FileIndex index;
     if (!scanFolder(index, options.root)) return 1;
-    std::vector<DuplicateGroup> groups = findWithProgress(index, query);
-    if (std::ssize(groups) > options.limit) groups.resize(static_cast<std::size_t>(options.limit));
-    if (!printGroups(groups, options.terminator)) return 1;
-    printError("{} duplicate set(s); {} reclaimable\n",
-               TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
-               byteCountText(DuplicateFinder::reclaimableBytes(groups)));
+    HashProgress progress;
+    const auto groups = findWithProgress(index, joinedWords(parsed.others), progress);
+    const auto shown = std::min(groups.size(), static_cast<std::size_t>(options.limit));
+    if (!printSets(std::span(groups).first(shown), options.terminator)) return 1;
+    printSummary(groups, progress.furtherNames);
     return 0;
 }
 

@@ -1,10 +1,6 @@
 #include "CommandLine/PathOutput.hpp"
 
-#include <cerrno>
-#include <cstdio>
-#include <system_error>
-
-#include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/Terminal.hpp"
 
@@ -39,18 +35,13 @@ std::string PathOutput::shown(std::string_view path) const {
 }
 
 void PathOutput::flush() {
-    errno = 0;
-    const bool wasWritten = std::fwrite(buffer_.data(), 1, buffer_.size(), stdout) == buffer_.size();
-    if ((!wasWritten || std::fflush(stdout) != 0) && error_ == 0) error_ = errno;
+    isWritten_ = writeOutput(buffer_);
     buffer_.clear();
 }
 
 bool PathOutput::finish() {
     if (!buffer_.empty()) flush();
-    if (error_ != 0 && error_ != EPIPE) {
-        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error_));
-    }
-    return error_ == 0;
+    return isWritten_;
 }
 
 }  // namespace dovra

@@ -26,8 +26,7 @@ public:
     /// The path as it is printed, for what stands in the middle of a line.
     std::string shown(std::string_view path) const;
 
-    /// Writes out what is left. False when anything could not be written: the reason has been reported on
-    /// standard error, unless it is that nobody reads any more.
+    /// Writes out what is left. False when anything could not be written, which `outputError` tells more of.
     [[nodiscard]] bool finish();
 
 private:
@@ -36,7 +35,7 @@ private:
     std::string buffer_;
     char terminator_;
     bool isForPerson_;
-    int error_ = 0;
+    bool isWritten_ = true;
 };
 
 }  // namespace dovra

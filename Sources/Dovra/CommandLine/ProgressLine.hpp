@@ -1,8 +1,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
-#include <thread>
+
+#include "Base/PeriodicCall.hpp"
 
 namespace dovra {
 
@@ -17,7 +19,7 @@ public:
     ProgressLine& operator=(const ProgressLine&) = delete;
 
 private:
-    std::jthread thread_;
+    std::optional<PeriodicCall> rewriting_;
 };
 
 }  // namespace dovra

@@ -1,11 +1,11 @@
 #include <algorithm>
-#include <cstdio>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
@@ -42,7 +42,7 @@ int reportUnknown(std::string_view name) {
 
 int printHelp() {
     SearchOptions options;
-    fmt::print(
+    printOutput(
         "usage: dovra --saved                           list the saved searches\n"
         "       dovra --saved --add <name> <query>      save a query, in place of one of that name (or -a)\n"
         "       dovra --saved --remove <name>           remove it (or -r)\n"
@@ -94,7 +94,7 @@ int list() {
 }
 
 int add(Arguments args) {
-    const std::vector<std::string> words = parseOptions(args, {});
+    const std::vector<std::string> words = parseOptions(args, {}).others;
     if (words.size() < 2) return reportUsage(addUsage);
     const std::string_view name = trimmedWhiteSpace(words.front());
     const std::string query = joinedWords(std::span(words).subspan(1));
@@ -105,7 +105,7 @@ int add(Arguments args) {
 }
 
 int remove(Arguments args) {
-    const std::vector<std::string> words = parseOptions(args, {});
+    const std::vector<std::string> words = parseOptions(args, {}).others;
     if (words.size() != 1) return reportUsage(removeUsage);
     const std::string_view name = trimmedWhiteSpace(words.front());
     SavedSearchStore store = openStore();
@@ -115,11 +115,14 @@ int remove(Arguments args) {
 
 int run(Arguments args) {
     SearchOptions options;
-    const std::vector<std::string> words = parseOptions(args, searchOptionTable(options));
-    if (words.empty()) return reportUsage(runUsage);
-    const auto saved = openStore().query(trimmedWhiteSpace(words.front()));
-    if (!saved) return reportUnknown(words.front());
-    std::vector<std::string> query = words;
+    const ParsedArguments parsed = parseOptions(args, searchOptionTable(options));
+    if (parsed.fault) return reportMisuse("--saved", *parsed.fault);
+    if (parsed.others.empty()) return reportUsage(runUsage);
+    if (parsed.unknownOption && *parsed.unknownOption != parsed.others.front())
+        return reportMisuse("--saved", noSuchOption(*parsed.unknownOption));
+    const auto saved = openStore().query(trimmedWhiteSpace(parsed.others.front()));
+    if (!saved) return reportUnknown(parsed.others.front());
+    std::vector<std::string> query = parsed.others;
     query.front() = *saved;
     return printSearch(joinedWords(query), options);
 }

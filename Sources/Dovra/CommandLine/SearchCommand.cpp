@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <fmt/core.h>
 #include <memory>
 
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/UnicodeFold.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
@@ -23,33 +22,25 @@ std::vector<Option> searchOptionTable(SearchOptions& options) {
         {{"--in", "-i"},
          "folder",
          "search below this folder (default: /)",
-         [&](const std::string& value) { options.root = standardizedPath(value); }},
+         [&](const std::string& value) {
+             options.root = standardizedPath(value);
+             return true;
+         }},
         {{"--limit", "-n"},
          "number",
          "print at most this many paths; 0 prints all (default: 100)",
-         [&](const std::string& value) { options.limit = parseLimit(value).value_or(options.limit); }},
+         reads(options.limit, parseLimit)},
         {{"--sort", "-s"},
          "key",
          "name, path, size, date or relevance (default: name)",
-         [&](const std::string& value) {
-             options.sort.key = parseSortKey(value).value_or(options.sort.key);
-         }},
-        {{"--desc", "-d"},
-         {},
-         "reverse the order",
-         [&](const std::string&) { options.sort.ascending = false; }},
-        {{"--asc"},
-         {},
-         "do not reverse it (default)",
-         [&](const std::string&) { options.sort.ascending = true; }},
-        {{"--trigram"},
-         {},
-         "build a trigram index first (for measuring)",
-         [&](const std::string&) { options.usesTrigram = true; }},
+         reads(options.sort.key, parseSortKey)},
+        {{"--desc", "-d"}, {}, "reverse the order", sets(options.sort.ascending, false)},
+        {{"--asc"}, {}, "do not reverse it (default)", sets(options.sort.ascending, true)},
+        {{"--trigram"}, {}, "build a trigram index first (for measuring)", sets(options.usesTrigram, true)},
         {{"--print0", "-0"},
          {},
          "end each path with a NUL byte instead of a line feed",
-         [&](const std::string&) { options.terminator = PathTerminator::nul; }},
+         sets(options.terminator, PathTerminator::nul)},
     };
 }
 
@@ -64,7 +55,7 @@ Options:
 )";
 
 int printSearchHelp(std::span<const Option> table) {
-    fmt::print("{}{}\n{}", searchUsage, optionsHelp(table), queryLanguageHelp());
+    printOutput("{}{}\n{}", searchUsage, optionsHelp(table), queryLanguageHelp());
     return 0;
 }
 
@@ -90,19 +81,24 @@ int CLI::runSearch(Arguments args) {
     SearchOptions options;
     const std::vector<Option> table = searchOptionTable(options);
     if (asksForHelp(args)) return printSearchHelp(table);
-    return printSearch(joinedWords(parseOptions(args, table)), options);
+    return printSearch(joinedWords(parseOptions(args, table).others), options);
 }
 
-int printSearch(std::string_view query, const SearchOptions& options) {
+int printSearch(std::string_view text, const SearchOptions& options) {
+    const CompiledQuery query = QueryParser::parse(text);
     const QueryNeeds needs = queryNeeds(query, options.sort);
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
     if (!scanFolder(index, options.root, {.detail = needs.detail})) return 1;
     PathOutput output(options.terminator);
-    const std::int64_t total = searchPaths(index, query, options.sort, options.limit,
+    const SearchCounts found = searchPaths(index, query, options.sort, options.limit,
                                            [&](std::string_view path) { output.writePath(path); });
     if (!output.finish()) return 1;
-    printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(total)));
+    printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(found.total)));
+    if (found.abandoned > 0) {
+        printError("{} name(s) took the regular expression too many steps and count as no match\n",
+                   found.abandoned);
+    }
     return 0;
 }
 

@@ -26,6 +26,6 @@ std::vector<Option> searchOptionTable(SearchOptions& options);
 
 /// Scans, answers the query and prints paths and count. The exit status: 0, or 1 when there is no root or
 /// standard output could not be written.
-int printSearch(std::string_view query, const SearchOptions& options);
+int printSearch(std::string_view text, const SearchOptions& options);
 
 }  // namespace dovra

@@ -1,16 +1,14 @@
 #include "Diagnostics/Benchmark.hpp"
 
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <fmt/chrono.h>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
 
-#include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
 #include "Diagnostics/ReadableFolder.hpp"
@@ -71,44 +69,22 @@ constexpr Query queries[] = {
     {"empty folders", "empty:"},
 };
 
-/// Lines on standard output, written as soon as they are known: a run takes a while.
-class Report {
-public:
-    template <typename... Values>
-    void line(fmt::format_string<Values...> format, Values&&... values) {
-        const std::string text = fmt::format(format, std::forward<Values>(values)...) + "\n";
-        errno = 0;
-        const bool wasWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-        if ((!wasWritten || std::fflush(stdout) != 0) && error_ == 0) error_ = errno;
-    }
-
-    /// 0 when everything could be written; otherwise says why not.
-    int finish() const {
-        if (error_ == 0) return 0;
-        printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error_));
-        return 1;
-    }
-
-private:
-    int error_ = 0;
-};
-
-void printSize(Report& report, const FileIndex& index) {
+void printSize(const FileIndex& index) {
     const ReadGuard guard(index.rwlock);
-    report.line("Index:    {} entries, {} folders, {} bytes of names", index.entriesLocked().size(),
+    printOutput("Index:    {} entries, {} folders, {} bytes of names\n", index.entriesLocked().size(),
                 index.directoriesLocked().count(), index.namePoolLocked().size());
 }
 
 /// Scans the tree again and again into an index that is thrown away.
-void printScanTime(Report& report, std::string_view what, const std::string& root, ListingDetail detail) {
+void printScanTime(std::string_view what, const std::string& root, ListingDetail detail) {
     std::int64_t count = 0;
     const Latency latency = Latency::measure(scanRepetitions, [&] {
         FileIndex scratch;
         crawl(scratch, {root}, {.detail = detail});
         count = scratch.itemCount();
     });
-    report.line("Scan:     {:.1f} ms {} (median of {}, best {:.1f} ms, {:.2f} M entries/s)", latency.median(),
-                what, latency.runs(), latency.minimum(),
+    printOutput("Scan:     {:.1f} ms {} (median of {}, best {:.1f} ms, {:.2f} M entries/s)\n",
+                latency.median(), what, latency.runs(), latency.minimum(),
                 static_cast<double>(count) / 1000 / latency.median());
 }
 
@@ -117,25 +93,25 @@ double perEntry(const FileIndex& index, double bytes) {
     return entries == 0 ? 0 : bytes / static_cast<double>(entries);
 }
 
-void printMemory(Report& report, const FileIndex& index) {
+void printMemory(const FileIndex& index) {
     const auto bytes = static_cast<double>(index.memoryBytes());
-    report.line("Memory:   {:.1f} bytes an entry, {:.1f} MB", perEntry(index, bytes), bytes / 1e6);
+    printOutput("Memory:   {:.1f} bytes an entry, {:.1f} MB\n", perEntry(index, bytes), bytes / 1e6);
 }
 
 /// Scans into the index, and says how long it took and what it did to the memory of the process.
-void scanOnce(Report& report, FileIndex& index, const std::string& root) {
+void scanOnce(FileIndex& index, const std::string& root) {
     const auto before = residentMemoryBytes();
     const Latency latency =
         Latency::measure({.time = {}, .atLeast = 1, .atMost = 1}, [&] { crawl(index, {root}, {}); });
     const auto after = residentMemoryBytes();
-    printSize(report, index);
-    printMemory(report, index);
+    printSize(index);
+    printMemory(index);
     if (before && after) {
         const double grown = static_cast<double>(*after) - static_cast<double>(*before);
-        report.line("Resident: {:.1f} bytes an entry added by the scan, {:.1f} MB in all",
+        printOutput("Resident: {:.1f} bytes an entry added by the scan, {:.1f} MB in all\n",
                     perEntry(index, grown), static_cast<double>(*after) / 1e6);
     }
-    report.line("Scan:     {:.1f} ms the first time, with attributes", latency.median());
+    printOutput("Scan:     {:.1f} ms the first time, with attributes\n", latency.median());
 }
 
 /// A cache file of the benchmark's own, which is removed at the end.
@@ -153,14 +129,14 @@ private:
 };
 
 /// Saves the index and loads it into one that is thrown away, again and again.
-void printCacheTimes(Report& report, const FileIndex& index, const std::string& root) {
+void printCacheTimes(const FileIndex& index, const std::string& root) {
     const ScratchCache cache;
     const SnapshotSubject subject{.root = root};
     std::optional<FileError> error;
     const Latency saving = Latency::measure(
         cacheRepetitions, [&] { error = cache->save(index, subject.volumeDev, nextEventId(0)); });
     if (error) {
-        report.line("Cache:    {}", visibleText(error->message));
+        printOutput("Cache:    {}\n", visibleText(error->message));
         return;
     }
     bool isLoaded = true;
@@ -171,26 +147,27 @@ void printCacheTimes(Report& report, const FileIndex& index, const std::string& 
     std::error_code unknown;
     const auto bytes = static_cast<double>(std::filesystem::file_size(*cache->filePath(), unknown));
     if (!isLoaded || unknown) {
-        report.line("Cache:    what was saved could not be loaded");
+        printOutput("Cache:    what was saved could not be loaded\n");
         return;
     }
-    report.line(
-        "Cache:    {:.1f} MB, {:.1f} bytes an entry; saved in {:.1f} ms, loaded in {:.1f} ms (medians)",
+    printOutput(
+        "Cache:    {:.1f} MB, {:.1f} bytes an entry; saved in {:.1f} ms, loaded in {:.1f} ms (medians)\n",
         bytes / 1e6, perEntry(index, bytes), saving.median(), loading.median());
 }
 
-void printQuery(Report& report, const FileIndex& index, const Query& query) {
+void printQuery(const FileIndex& index, const Query& query) {
     std::int64_t hits = 0;
     const Latency latency = Latency::measure(
         queryRepetitions, [&] { hits = search(index, query.text, {.key = query.sort}, query.limit).total; });
-    report.line("{:<22}{:<24}{:>10}{:>12.3f}{:>12.3f}{:>6}", query.what, query.text, hits, latency.median(),
+    printOutput("{:<22}{:<24}{:>10}{:>12.3f}{:>12.3f}{:>6}\n", query.what, query.text, hits, latency.median(),
                 latency.percentile(99), latency.runs());
 }
 
-void printQueries(Report& report, const FileIndex& index) {
-    report.line("\n{:<22}{:<24}{:>10}{:>12}{:>12}{:>6}", "query", "", "hits", "median ms", "p99 ms", "runs");
+void printQueries(const FileIndex& index) {
+    printOutput("\n{:<22}{:<24}{:>10}{:>12}{:>12}{:>6}\n", "query", "", "hits", "median ms", "p99 ms",
+                "runs");
     for (const Query& query : queries)
-        printQuery(report, index, query);
+        printQuery(index, query);
 }
 
 }  // namespace
@@ -198,18 +175,17 @@ void printQueries(Report& report, const FileIndex& index) {
 int Benchmark::run(std::string_view root, bool trigram) {
     const std::optional<std::string> path = readableFolder(root);
     if (!path) return 1;
-    Report report;
-    report.line("Root:     {}", visibleText(*path));
+    printOutput("Root:     {}\n", visibleText(*path));
     FileIndex index;
     const auto trigramIndex = trigram ? std::make_shared<TrigramIndex>() : nullptr;
     index.attachTrigramIndex(trigramIndex);
-    scanOnce(report, index, *path);
-    if (trigramIndex) report.line("Trigram:  {} postings indexed", trigramIndex->postingCount());
-    printScanTime(report, "with attributes", *path, ListingDetail::attributes);
-    printScanTime(report, "names and types only", *path, ListingDetail::namesAndTypes);
-    printCacheTimes(report, index, *path);
-    printQueries(report, index);
-    return report.finish();
+    scanOnce(index, *path);
+    if (trigramIndex) printOutput("Trigram:  {} postings indexed\n", trigramIndex->postingCount());
+    printScanTime("with attributes", *path, ListingDetail::attributes);
+    printScanTime("names and types only", *path, ListingDetail::namesAndTypes);
+    printCacheTimes(index, *path);
+    printQueries(index);
+    return 0;
 }
 
 }  // namespace dovra

@@ -1,8 +1,7 @@
 #include "Diagnostics/SelfTest.hpp"
 
 #include <algorithm>
-#include <cstdio>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <memory>
 #include <optional>
 #include <random>
@@ -11,6 +10,7 @@
 
 #include "Base/JoinPath.hpp"
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
@@ -51,14 +51,14 @@ public:
     Run(std::string root, std::uint64_t seed) : root_(std::move(root)), seed_(seed) {}
 
     int run() {
-        fmt::print("Self test of {}, seed {}\n", visibleText(root_), seed_);
+        printOutput("Self test of {}, seed {}\n", visibleText(root_), seed_);
         checkScans();
         checkIndex();
         checkSearches("searches", queryCount());
         deleteSome();
         checkIndex();
         checkSearches("searches after deletions", queryCount() / 3);
-        fmt::print("{} in {:.1f} s\n", faults_ == 0 ? "passed" : "FAILED", total_.seconds());
+        printOutput("{} in {:.1f} s\n", faults_ == 0 ? "passed" : "FAILED", total_.seconds());
         return faults_ == 0 ? 0 : 1;
     }
 
@@ -165,7 +165,7 @@ private:
         for (int i = 0; i < deletedSubtrees && !entries.empty(); ++i)
             deleteSubtreeLocked(static_cast<EntryId>(random() % entries.size()));
         index_->raiseGenerationLocked();
-        fmt::print("{} of {} entries deleted\n", index_->tombstoneCountLocked(), entries.size());
+        printOutput("{} of {} entries deleted\n", index_->tombstoneCountLocked(), entries.size());
     }
 
     void deleteSubtreeLocked(EntryId id) DOVRA_REQUIRES(index_->rwlock) {
@@ -176,13 +176,12 @@ private:
     }
 
     void report(std::string_view what, const Stopwatch& watch, const std::string& result) const {
-        fmt::print("{}: {} ({:.1f} s)\n", what, result, watch.seconds());
-        std::fflush(stdout);
+        printOutput("{}: {} ({:.1f} s)\n", what, result, watch.seconds());
     }
 
     void fault(const std::string& text) {
-        if (++faults_ <= shownFaults) fmt::print("FAULT {}\n", text);
-        if (faults_ == shownFaults + 1) fmt::print("FAULT and more, which are not shown\n");
+        if (++faults_ <= shownFaults) printOutput("FAULT {}\n", text);
+        if (faults_ == shownFaults + 1) printOutput("FAULT and more, which are not shown\n");
     }
 
     void showProgress(std::string_view what, std::size_t done, std::size_t all) const {

@@ -82,11 +82,20 @@ std::string textOf(const Entry& entry, Target target) {
     return entry.fullPath();
 }
 
+std::string withoutOuterStars(std::string text) {
+    while (text.starts_with('*'))
+        text.erase(0, 1);
+    while (text.ends_with('*'))
+        text.pop_back();
+    return text;
+}
+
 Leaf text(Target target, const std::string& text, const Context& context) {
     Leaf leaf;
     const TextTest test = textTest(text, context.caseSensitive, context.wholeWord);
     leaf.test = [=](const Entry& entry) { return test(textOf(entry, target)); };
-    if (target != Target::path) leaf.plainText = PlainText{text, context.caseSensitive};
+    if (target != Target::path)
+        leaf.plainText = PlainText{context.wholeWord ? text : withoutOuterStars(text), context.caseSensitive};
     return leaf;
 }
 

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 #include <set>
 #include <vector>
+
+#include "Base/AsciiFold.hpp"
+#include "Base/UnicodeFold.hpp"
 
 namespace dovra::slow {
 
@@ -70,6 +74,7 @@ bool isLetterOrDigit(char c) {
 }
 
 bool isWordStart(const std::string& name, std::size_t at) {
+    if (!isLetterOrDigit(name[at])) return false;
     return !isLetterOrDigit(name[at - 1]) || (isUpper(name[at]) && !isUpper(name[at - 1]));
 }
 
@@ -159,21 +164,21 @@ std::optional<std::int32_t> similarScore(const std::string& sample, const std::s
     return static_cast<std::int32_t>(std::round(similarity * 1000));
 }
 
-int meeting(const std::string& rawTerm, const std::string& rawName, bool caseSensitive) {
-    std::string term = foldedUnless(caseSensitive, rawTerm);
-    while (!term.empty() && term.front() == '*')
-        term.erase(0, 1);
-    while (!term.empty() && term.back() == '*')
-        term.pop_back();
-    const std::string name = foldedUnless(caseSensitive, rawName);
-    if (term.empty()) return 5;
-    if (name == term) return 0;
-    if (stem(name) == term) return 1;
-    if (name.substr(0, term.size()) == term) return 2;
-    int best = 5;
-    for (std::size_t at = name.find(term); at != std::string::npos; at = name.find(term, at + 1))
-        best = std::min(best, isWordStart(rawName, at) ? 3 : 4);
-    return best;
+int meeting(const std::string& term, const std::string& name, bool caseSensitive) {
+    // No name has a slash, so that it can mark where a text begins and ends.
+    const auto found = [caseSensitive](const std::string& needle, const std::string& text) {
+        return isAscii(needle) ? contains(text, needle, caseSensitive)
+                               : UnicodeNeedle(needle, caseSensitive).foundIn(text);
+    };
+    if (term.empty() || !found(term, name)) return 5;
+    if (found(fmt::format("/{}/", term), fmt::format("/{}/", name))) return 0;
+    if (found(fmt::format("/{}/", term), fmt::format("/{}/", stem(name)))) return 1;
+    if (found(fmt::format("/{}", term), fmt::format("/{}", name))) return 2;
+    for (std::size_t at = 1; at < name.size(); ++at) {
+        if (isWordStart(name, at) && found(fmt::format("/{}", term), fmt::format("/{}", name.substr(at))))
+            return 3;
+    }
+    return 4;
 }
 
 }  // namespace dovra::slow

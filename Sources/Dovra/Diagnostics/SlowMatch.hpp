@@ -31,8 +31,8 @@ std::optional<std::int32_t> fuzzyScore(const std::string& term, const std::strin
 /// The share of trigrams that the two texts have in common, in thousandths; absent below 0.3.
 std::optional<std::int32_t> similarScore(const std::string& sample, const std::string& name);
 
-/// How a name meets a query's first plain term, smaller is better: 0 as the whole name, 1 as its stem, 2 at
-/// its start, 3 at the start of a word, 4 anywhere else, 5 not at all.
+/// How a name meets the text of a query's first plain term, smaller is better: 0 as the whole name, 1 as its
+/// stem, 2 at its start, 3 at the start of a word, 4 anywhere else, 5 not at all.
 int meeting(const std::string& term, const std::string& name, bool caseSensitive);
 
 }  // namespace dovra::slow

@@ -85,7 +85,10 @@ void sortByRelevance(const FileIndex& index, std::vector<EntryId>& ids, bool asc
 
 void sortIds(const FileIndex& index, std::vector<EntryId>& ids, SortSpec sort, const slow::Query& query) {
     const auto entry = [&](EntryId id) { return Entry{index, id}; };
-    if (query.fuzzy || query.similar) return sortByScore(index, ids, sort.ascending, query);
+    if (query.fuzzy || query.similar) {
+        const bool worstFirst = sort.key == SortSpec::Key::relevance && !sort.ascending;
+        return sortByScore(index, ids, !worstFirst, query);
+    }
     switch (sort.key) {
         case SortSpec::Key::name:
             return sortBy(ids, sort.ascending, [&](EntryId id) { return slow::folded(entry(id).name()); });

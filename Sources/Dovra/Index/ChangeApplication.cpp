@@ -39,7 +39,7 @@ constexpr std::size_t largeFolderEntries = 256;
 struct Extent {
     bool isWhole = false;  ///< all its entries, not only `names`
     bool isDeep = false;   ///< and all that lies below it
-    std::set<std::string_view> names = {};
+    std::vector<std::string_view> names = {};
 };
 
 std::map<std::string, Extent> extentsByFolder(const ChangeBatch& changes) {
@@ -50,7 +50,7 @@ std::map<std::string, Extent> extentsByFolder(const ChangeBatch& changes) {
     for (const std::string& path : changes.subtrees)
         extents[path].isWhole = extents[path].isDeep = true;
     for (const std::string& path : changes.files)
-        extents[parentPath(path)].names.insert(std::string_view(path).substr(path.rfind('/') + 1));
+        extents[parentPath(path)].names.push_back(std::string_view(path).substr(path.rfind('/') + 1));
     return extents;
 }
 
@@ -62,53 +62,10 @@ std::vector<std::string> rootPaths(const FileIndex& index) {
     return paths;
 }
 
-/// The folder's position when the index holds its contents.
-std::optional<DirIndex> listedFolder(const FileIndex& index, std::string_view path) {
-    const ReadGuard guard(index.rwlock);
-    const auto folder = index.directoriesLocked().find(path);
-    return folder && index.entriesByDirLocked().contains(*folder) ? folder : std::nullopt;
-}
-
 bool isLarge(const FileIndex& index, DirIndex folder) {
     const ReadGuard guard(index.rwlock);
     return index.entriesByDirLocked().count(folder) >= largeFolderEntries;
 }
-
-/// Attributes of folders, to be taken over into the folders' own entries in the lists of their parents. One
-/// pass over a parent serves all its children: looking for each child alone would make changes in a hundred
-/// thousand neighbouring folders quadratic.
-class OwnEntries {
-public:
-    void add(DirIndex folder, const RawDirent& attributes) { attributes_[folder] = attributes; }
-
-    void storeIn(FileIndex& index) {
-        for (const auto& [parent, children] : byParent(index))
-            mergeNames(index, parent, children.listing, children.names);
-    }
-
-private:
-    struct Children {
-        std::vector<std::string_view> names;
-        DirectoryListing listing;
-    };
-
-    std::unordered_map<DirIndex, Children> byParent(const FileIndex& index) {
-        const ReadGuard guard(index.rwlock);
-        const DirectoryTable& directories = index.directoriesLocked();
-        std::unordered_map<DirIndex, Children> byParent;
-        for (auto& [folder, attributes] : attributes_) {
-            const auto parent = directories.parent(folder);
-            // What was deleted meanwhile has no entry.
-            if (!parent || !index.entriesByDirLocked().contains(folder)) continue;
-            attributes.name = directories.name(folder);
-            byParent[*parent].names.push_back(attributes.name);
-            byParent[*parent].listing.add(attributes);
-        }
-        return byParent;
-    }
-
-    std::unordered_map<DirIndex, RawDirent> attributes_;
-};
 
 /// One served root on the disk, and what a scan would enter below it.
 class ServedTree {
@@ -182,7 +139,7 @@ public:
                 trees_, [&](const ServedTree& each) { return isAtOrBelow(path, each.path()); });
             if (tree != trees_.end() && !tree->isSkipped(path)) lookAt(*tree, path, std::move(extent));
         }
-        ownEntries_.storeIn(index_);
+        storeOwnEntries();
         AppliedChanges applied{.unread = {}, .changed = {changed_.begin(), changed_.end()}};
         for (const auto& [path, isDeep] : unread_)
             (isDeep ? applied.unread.subtrees : applied.unread.paths).push_back(path);
@@ -194,7 +151,7 @@ private:
     /// the nearest folder above it that is: its listing tells what became of the path.
     void lookAt(const ServedTree& tree, std::string path, Extent extent) {
         for (;;) {
-            const auto folder = listedFolder(index_, path);
+            const auto folder = index_.listedFolder(path);
             const bool isRoot = path == tree.path();
             if (folder && done_.contains(*folder)) return;
             if (folder || isRoot) {
@@ -237,19 +194,18 @@ private:
         const FolderStamp stamp = open.stamp();
         const FolderStamp trusted = clock_.trusted(stamp);
         const auto attributes = open.attributes();
-        const std::vector<std::string_view> names(extent.names.begin(), extent.names.end());
         DirectoryListing listing;
         const bool isOfNames =
-            !extent.isWhole && known && isLarge(index_, *known) && listNames(open, names, listing);
+            !extent.isWhole && known && isLarge(index_, *known) && listNames(open, extent.names, listing);
         if (!isOfNames && !open.list(ListingDetail::attributes, listing, options_.stop)) {
             if (!known || !options_.stop.stop_requested()) handIn(way.tree, way.path, way.isDeep || !known);
             return;
         }
         const DirIndex folder = known ? *known : intern(way);
-        MergedFolder merged = isOfNames ? mergeNames(index_, folder, listing, names)
+        MergedFolder merged = isOfNames ? mergeNames(index_, folder, listing, extent.names)
                                         : mergeListing(index_, folder, listing, trusted);
         if (!isOfNames) done_.insert(folder);
-        if (const auto* now = std::get_if<RawDirent>(&attributes)) ownEntries_.add(folder, *now);
+        if (const auto* now = std::get_if<RawDirent>(&attributes)) ownEntries_[folder] = *now;
         const bool isBelowNew = !way.levels.empty() && way.levels.back().isNew;
         if (merged.isChanged && !isBelowNew) changed_.insert(way.tree.toldPath(way.path));
         if (!way.isDeep) std::erase_if(merged.children, [](const auto& child) { return child.contents; });
@@ -336,6 +292,29 @@ private:
         index_.raiseGenerationLocked();
     }
 
+    /// One pass over a parent serves all its children: looking for each child alone would make changes in a
+    /// hundred thousand neighbouring folders quadratic.
+    void storeOwnEntries() {
+        std::unordered_map<DirIndex, DirectoryListing> byParent;
+        {
+            const ReadGuard guard(index_.rwlock);
+            const DirectoryTable& directories = index_.directoriesLocked();
+            for (auto& [folder, attributes] : ownEntries_) {
+                const auto parent = directories.parent(folder);
+                // What was deleted meanwhile has no entry.
+                if (!parent || !index_.entriesByDirLocked().contains(folder)) continue;
+                attributes.name = directories.name(folder);
+                byParent[*parent].add(attributes);
+            }
+        }
+        for (const auto& [parent, children] : byParent) {
+            std::vector<std::string_view> names;
+            for (std::size_t i = 0; i < children.count(); ++i)
+                names.push_back(children[i].name);
+            mergeNames(index_, parent, children, names);
+        }
+    }
+
     /// The position of the folder at the end of the way.
     DirIndex intern(const Descent& way) {
         const WriteGuard guard(index_.rwlock);
@@ -352,7 +331,8 @@ private:
     std::unordered_set<DirIndex> done_;
     std::map<std::string, bool> unread_;  ///< paths, and whether with all below
     std::set<std::string> changed_;
-    OwnEntries ownEntries_;
+    /// Attributes of the folders themselves, which stand in the lists of their parents.
+    std::unordered_map<DirIndex, RawDirent> ownEntries_;
     const StampClock clock_;
 };
 

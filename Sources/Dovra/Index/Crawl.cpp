@@ -31,11 +31,6 @@ DirIndex store(FileIndex& index, const WalkedFolder& folder) {
     return dirIndex;
 }
 
-std::int64_t entryCount(const FileIndex& index) {
-    const ReadGuard guard(index.rwlock);
-    return static_cast<std::int64_t>(index.entriesLocked().size());
-}
-
 }  // namespace
 
 void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlOptions& options,
@@ -45,12 +40,12 @@ void crawl(FileIndex& index, const std::vector<std::string>& roots, const CrawlO
         const DirIndex dirIndex = store(index, folder);
         unreported += folder.listing.count();
         if (progress && unreported >= entriesPerReport) {
-            progress(entryCount(index), true);
+            progress(index.itemCount(), true);
             unreported = 0;
         }
         return dirIndex;
     });
-    if (progress) progress(entryCount(index), false);
+    if (progress) progress(index.itemCount(), false);
 }
 
 bool isBelowSkippedFolder(std::string_view path, std::string_view root) {

@@ -38,7 +38,7 @@ bool DirectoryPathReader::add(std::string_view path) {
     const auto expected = static_cast<DirIndex>(directories_.count());
     if (directories_.internChild(*parent, name) != expected) return false;
     lastPath_ = path;
-    ancestors_.push_back({path.size(), expected});
+    last_ = expected;
     return true;
 }
 
@@ -46,21 +46,18 @@ bool DirectoryPathReader::addRoot(std::string_view path) {
     const auto expected = static_cast<DirIndex>(directories_.count());
     if (!isPlainPath(path) || directories_.intern(path) != expected) return false;
     lastPath_ = path;
-    ancestors_ = {{path == "/" ? 0 : path.size(), expected}};
+    last_ = expected;
     return directories_.roots().size() <= maxRoots;
 }
 
-std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std::size_t parentLength) {
-    while (!ancestors_.empty() && ancestors_.back().length > parentLength)
-        ancestors_.pop_back();
-    const std::string_view parentPath = path.substr(0, parentLength);
-    const bool isAtHand = !ancestors_.empty() && ancestors_.back().length == parentLength &&
+std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std::size_t parentBytes) const {
+    auto above = last_;
+    while (above && directories_.pathBytes(*above) > parentBytes)
+        above = directories_.parent(*above);
+    const std::string_view parentPath = path.substr(0, parentBytes);
+    const bool isParent = above && directories_.pathBytes(*above) == parentBytes &&
                           std::string_view(lastPath_).starts_with(parentPath);
-    if (isAtHand) return ancestors_.back().folder;
-    const auto parent = directories_.find(parentLength == 0 ? "/" : parentPath);
-    ancestors_.clear();
-    if (parent) ancestors_.push_back({parentLength, *parent});
-    return parent;
+    return isParent ? above : directories_.find(parentBytes == 0 ? "/" : parentPath);
 }
 
 }  // namespace dovra

@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Index/DirectoryTable.hpp"
 
@@ -11,9 +10,8 @@ namespace dovra {
 
 /// Fills a directory table from whole paths in the order of their positions, as untrusted input has them.
 ///
-/// In the order of a scan a folder's parent is the folder before it or lies above that one, so the ancestors
-/// of the last path are kept at hand: most parents are found by comparing two neighbouring paths, without
-/// looking anything up.
+/// In the order of a scan a folder's parent is the folder before it or lies above that one, so most parents
+/// are found by comparing two neighbouring paths, without looking anything up.
 class DirectoryPathReader {
 public:
     explicit DirectoryPathReader(DirectoryTable& directories) : directories_(directories) {}
@@ -23,17 +21,12 @@ public:
     bool add(std::string_view path);
 
 private:
-    struct Ancestor {
-        std::size_t length;  ///< of its path, which is the start of the last one; 0 for "/"
-        DirIndex folder;
-    };
-
-    std::optional<DirIndex> parentOf(std::string_view path, std::size_t parentLength);
+    std::optional<DirIndex> parentOf(std::string_view path, std::size_t parentBytes) const;
     bool addRoot(std::string_view path);
 
     DirectoryTable& directories_;
     std::string lastPath_;
-    std::vector<Ancestor> ancestors_;  ///< of the last path, it included, the longest last
+    std::optional<DirIndex> last_;
 };
 
 }  // namespace dovra

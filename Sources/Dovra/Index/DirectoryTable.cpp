@@ -25,8 +25,10 @@ std::string_view withoutRootSlash(std::string_view path) {
 }  // namespace
 
 std::string_view DirectoryTable::name(DirIndex folder) const {
-    const Folder& record = folders_[static_cast<std::size_t>(folder)];
-    return {names_.data() + record.nameOffset, record.nameLen};
+    const auto next = static_cast<std::size_t>(folder) + 1;
+    const std::size_t start = folders_[next - 1].nameOffset;
+    const std::size_t end = next < folders_.size() ? folders_[next].nameOffset : names_.size();
+    return {names_.data() + start, end - start};
 }
 
 std::optional<DirIndex> DirectoryTable::parent(DirIndex folder) const {
@@ -35,15 +37,10 @@ std::optional<DirIndex> DirectoryTable::parent(DirIndex folder) const {
 }
 
 std::string DirectoryTable::path(DirIndex folder) const {
-    std::size_t length = 0;
-    for (std::optional<DirIndex> at = folder; at; at = parent(*at))
-        length += name(*at).size() + 1;
-    std::string path(length - 1, '/');
-    std::size_t end = path.size();
+    std::string path(pathBytes(folder), '/');
     for (std::optional<DirIndex> at = folder; at; at = parent(*at)) {
         const std::string_view part = name(*at);
-        std::ranges::copy(part, path.begin() + static_cast<std::ptrdiff_t>(end - part.size()));
-        end -= part.size() + (parent(*at) ? 1 : 0);
+        std::ranges::copy(part, path.data() + pathBytes(*at) - part.size());
     }
     return path.empty() ? "/" : path;
 }
@@ -114,8 +111,10 @@ DirIndex DirectoryTable::addBelow(DirIndex parent, std::string_view name) {
 DirIndex DirectoryTable::addRecord(DirIndex parent, std::string_view name) {
     if (folders_.size() > std::numeric_limits<DirIndex>::max()) fatalError("more than 2147483647 folders");
     const auto folder = static_cast<DirIndex>(folders_.size());
-    folders_.push_back(
-        {.parent = parent, .nameLen = static_cast<std::uint32_t>(name.size()), .nameOffset = names_.size()});
+    const std::size_t bytesAbove = parent == none ? 0 : pathBytes(parent) + 1;
+    folders_.push_back({.parent = parent,
+                        .pathBytes = static_cast<std::uint32_t>(bytesAbove + name.size()),
+                        .nameOffset = names_.size()});
     names_.append(name.data(), name.size());
     return folder;
 }

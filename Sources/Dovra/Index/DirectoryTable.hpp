@@ -36,6 +36,11 @@ public:
 
     std::string path(DirIndex folder) const;
 
+    /// The length of the path; 0 for "/".
+    std::size_t pathBytes(DirIndex folder) const {
+        return folders_[static_cast<std::size_t>(folder)].pathBytes;
+    }
+
     /// The stored parent; absent for a folder that keeps its whole path.
     std::optional<DirIndex> parent(DirIndex folder) const;
 
@@ -53,8 +58,8 @@ private:
 
     struct Folder {
         DirIndex parent;
-        std::uint32_t nameLen;
-        std::size_t nameOffset;
+        std::uint32_t pathBytes;
+        std::size_t nameOffset;  ///< the name ends where the next one begins
     };
 
     DirIndex addRecord(DirIndex parent, std::string_view name);

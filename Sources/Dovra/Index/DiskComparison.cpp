@@ -1,6 +1,6 @@
 #include "Index/DiskComparison.hpp"
 
-#include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "Index/FolderMerge.hpp"
@@ -24,6 +24,17 @@ bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sigh
     const auto* now = std::get_if<FolderStamp>(&sight);
     // Not "younger than": what was restored from a backup is older.
     return now != nullptr && (!known.isKnown() || *now != known);
+}
+
+/// Absent where there is nothing to look at.
+std::optional<DiskComparison::Folder> listedFolderLocked(const FileIndex& index, DirIndex folder) {
+    const DirectoryTable& directories = index.directoriesLocked();
+    const auto isTooDeep = [&](DirIndex each) { return directories.pathBytes(each) > maxPathBytes; };
+    if (!index.entriesByDirLocked().contains(folder)) return std::nullopt;
+    if (!isTooDeep(folder)) return DiskComparison::Folder{folder, directories.path(folder)};
+    const auto parent = directories.parent(folder);
+    if (parent && isTooDeep(*parent)) return std::nullopt;
+    return DiskComparison::Folder{folder, directories.path(parent.value_or(folder)), true};
 }
 
 }  // namespace
@@ -73,46 +84,10 @@ std::vector<DiskComparison::Folder> DiskComparison::nextFolders(const FileIndex&
     const ReadGuard guard(index.rwlock);
     std::vector<Folder> folders;
     for (; folders.size() < foldersAtOnce && position_ < index.directoriesLocked().count(); ++position_) {
-        if (auto folder = listedFolder(index, static_cast<DirIndex>(position_)))
+        if (auto folder = listedFolderLocked(index, static_cast<DirIndex>(position_)))
             folders.push_back(*std::move(folder));
     }
     return folders;
-}
-
-/// Absent where there is nothing to look at.
-std::optional<DiskComparison::Folder> DiskComparison::listedFolder(const FileIndex& index, DirIndex folder) {
-    const DirectoryTable& directories = index.directoriesLocked();
-    const auto parent = directories.parent(folder);
-    if (position_ == pathBytes_.size()) {
-        const std::size_t above = parent ? pathBytes_[static_cast<std::size_t>(*parent)] + 1 : 0;
-        const std::size_t bytes = above + directories.name(folder).size();
-        pathBytes_.push_back(static_cast<std::uint16_t>(std::min(bytes, maxPathBytes + 1)));
-    }
-    if (!index.entriesByDirLocked().contains(folder)) return std::nullopt;
-    if (!isTooDeep(folder)) return Folder{.position = folder, .path = pathOf(directories, folder)};
-    if (parent && isTooDeep(*parent)) return std::nullopt;
-    return Folder{folder, pathOf(directories, parent.value_or(folder)), true};
-}
-
-bool DiskComparison::isTooDeep(DirIndex folder) const {
-    return pathBytes_[static_cast<std::size_t>(folder)] > maxPathBytes;
-}
-
-/// In the order of a scan a folder lies in the one before it or in one above that: its path is the last one,
-/// cut, and its name.
-std::string DiskComparison::pathOf(const DirectoryTable& directories, DirIndex folder) {
-    const auto parent = directories.parent(folder);
-    while (last_ && parent && *last_ > *parent)
-        last_ = directories.parent(*last_);
-    if (!parent || last_ != parent) {
-        path_ = directories.path(folder);
-        if (path_ == "/") path_.clear();
-    } else {
-        path_.resize(pathBytes_[static_cast<std::size_t>(*parent)]);
-        path_.append("/").append(directories.name(folder));
-    }
-    last_ = folder;
-    return path_.empty() ? "/" : path_;
 }
 
 }  // namespace dovra

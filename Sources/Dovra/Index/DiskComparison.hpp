@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <stop_token>
 #include <string>
 #include <variant>
@@ -19,7 +18,7 @@ namespace dovra {
 /// A piece goes through three steps. `next` and `compare` belong to the one thread that changes the index,
 /// which may change it between them; `read` asks the disk on any thread, without the index and without a
 /// lock. What is found is a hint for `applyChanges`, which looks again. When the index is emptied or
-/// replaced, the round is void. It keeps two bytes for each folder, and the paths of one piece.
+/// replaced, the round is void. It keeps the paths of one piece.
 class DiskComparison {
 public:
     enum class Stage : std::uint8_t { stamps, entries };
@@ -66,16 +65,10 @@ public:
 
 private:
     std::vector<Folder> nextFolders(const FileIndex& index);
-    std::optional<Folder> listedFolder(const FileIndex& index, DirIndex folder);
-    bool isTooDeep(DirIndex folder) const;
-    std::string pathOf(const DirectoryTable& directories, DirIndex folder);
 
     Stage first_;
     Stage stage_;
-    std::size_t position_ = 0;              ///< of the next folder
-    std::vector<std::uint16_t> pathBytes_;  ///< of each folder so far, cut at one more than may be asked
-    std::optional<DirIndex> last_ = {};     ///< the folder whose path was put together last
-    std::string path_;                      ///< its path, "/" as ""
+    std::size_t position_ = 0;  ///< of the next folder
 };
 
 }  // namespace dovra

@@ -48,7 +48,7 @@ void EntryLists::append(DirIndex folder, EntryId id) {
 }
 
 void EntryLists::assignAll(std::size_t folderCount, std::span<const FileEntry> entries) {
-    clear();
+    *this = EntryLists();
     std::fill_n(runs_.extend(folderCount), folderCount, Run{0, 0});
     for (std::size_t id = 0; id < entries.size(); ++id) {
         if (!entries[id].isTombstone()) append(entries[id].dirIndex, static_cast<EntryId>(id));
@@ -83,11 +83,6 @@ std::size_t EntryLists::memoryBytes() const {
     for (const auto& [folder, list] : scattered_)
         bytes += list.capacity() * sizeof(EntryId) + 64;
     return bytes;
-}
-
-void EntryLists::clear() {
-    runs_.clear();
-    scattered_.clear();
 }
 
 }  // namespace dovra

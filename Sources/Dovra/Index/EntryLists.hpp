@@ -60,7 +60,6 @@ public:
     }
 
     std::size_t memoryBytes() const;
-    void clear();
 
 private:
     static constexpr EntryId notListed = -1;

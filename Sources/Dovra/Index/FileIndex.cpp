@@ -1,5 +1,6 @@
 #include "Index/FileIndex.hpp"
 
+#include <functional>
 #include <utility>
 
 #include "Base/FatalError.hpp"
@@ -20,6 +21,15 @@ const std::set<std::string, std::less<>> FileIndex::skipDirs = {
     "/private/var/vm",
     "/private/var/folders",
 };
+
+namespace {
+
+std::size_t refreshedSlot(DirIndex folder, std::string_view name) {
+    const std::size_t hash = std::hash<std::string_view>{}(name) + static_cast<std::size_t>(folder);
+    return hash % std::tuple_size_v<decltype(IndexContents::refreshed)>;
+}
+
+}  // namespace
 
 // Giving back the memory of millions of entries takes a while: what an index held goes when the lock is free.
 
@@ -99,9 +109,23 @@ void FileIndex::setScanModeOverride(std::optional<ScanMode> mode) {
     scanModeOverride_ = mode;
 }
 
+std::optional<DirIndex> FileIndex::listedFolder(std::string_view path) const {
+    const ReadGuard guard(rwlock);
+    const auto folder = contents_.directories.find(path);
+    return folder && contents_.entriesByDir.contains(*folder) ? folder : std::nullopt;
+}
+
 std::optional<DirIndex> FileIndex::contentsOfLocked(const FileEntry& folder) const {
     const auto contents = contents_.directories.findChild(folder.dirIndex, nameLocked(folder));
     return contents && contents_.entriesByDir.contains(*contents) ? contents : std::nullopt;
+}
+
+std::optional<EntryId> FileIndex::findRefreshedLocked(DirIndex folder, std::string_view name) const {
+    if (contents_.entries.empty()) return std::nullopt;
+    const EntryId id = contents_.refreshed[refreshedSlot(folder, name)];
+    const FileEntry& entry = contents_.entries[static_cast<std::size_t>(id)];
+    const bool isIt = !entry.isTombstone() && entry.dirIndex == folder && nameLocked(entry) == name;
+    return isIt ? std::optional(id) : std::nullopt;
 }
 
 DirIndex FileIndex::internDirLocked(std::string_view path) {
@@ -112,7 +136,10 @@ DirIndex FileIndex::internChildDirLocked(DirIndex parent, std::string_view name)
     return contents_.directories.internChild(parent, name);
 }
 
-FileEntry FileIndex::makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
+    if (static_cast<std::int64_t>(contents_.entries.size()) >= maxEntries)
+        fatalError("more than 2147483647 entries");
+    const auto id = static_cast<EntryId>(contents_.entries.size());
     FileEntry entry{};
     entry.size = raw.size;
     entry.modTime = raw.modTime;
@@ -122,14 +149,7 @@ FileEntry FileIndex::makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     entry.nameLen = static_cast<std::uint16_t>(raw.name.size());
     entry.flags = static_cast<std::uint8_t>((raw.isDir ? FileEntry::folder : 0) |
                                             (raw.isSymlink ? FileEntry::symbolicLink : 0));
-    return entry;
-}
-
-EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
-    if (static_cast<std::int64_t>(contents_.entries.size()) >= maxEntries)
-        fatalError("more than 2147483647 entries");
-    const auto id = static_cast<EntryId>(contents_.entries.size());
-    contents_.entries.push_back(makeEntryLocked(raw, dirIndex));
+    contents_.entries.push_back(entry);
     contents_.signatures.push_back(nameSignature(raw.name));
     if (contents_.trigram) contents_.trigram->add(id, raw.name);
     return id;
@@ -196,6 +216,7 @@ void FileIndex::refreshEntryLocked(EntryId id, const RawDirent& raw) {
     entry.size = raw.size;
     entry.modTime = raw.modTime;
     entry.crTime = raw.crTime;
+    contents_.refreshed[refreshedSlot(entry.dirIndex, nameLocked(entry))] = id;
 }
 
 }  // namespace dovra

@@ -131,8 +131,16 @@ public:
         return nameLocked(contents_.entries[static_cast<std::size_t>(id)]);
     }
 
+    /// The position of the folder at `path`; absent when it was never listed.
+    std::optional<DirIndex> listedFolder(std::string_view path) const DOVRA_EXCLUDES(rwlock);
+
     /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
     std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_UNCHECKED_LOCKING;
+
+    /// The live entry of that name, without a pass over the folder's list; absent unless it is one of those
+    /// that were refreshed last.
+    std::optional<EntryId> findRefreshedLocked(DirIndex folder,
+                                               std::string_view name) const DOVRA_UNCHECKED_LOCKING;
 
     /// The position of `path` in the directory table, added when it is new.
     DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
@@ -174,7 +182,6 @@ public:
     }
 
 private:
-    FileEntry makeEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
     std::string fullPathLocked(const FileEntry& entry) const DOVRA_REQUIRES_SHARED(rwlock);
 
     IndexContents contents_ DOVRA_GUARDED_BY(rwlock);

@@ -31,8 +31,9 @@ bool hasSameAttributes(const FileEntry& entry, const RawDirent& raw) {
     return entry.size == raw.size && entry.modTime == raw.modTime && entry.crTime == raw.crTime;
 }
 
-/// The entries of the folder's list that have one of these names. Signatures settle nearly all of a pass over
-/// a million entries, unless the names differ in digits alone.
+/// The entries of the folder's list that have one of these names. A file that keeps changing is among those
+/// refreshed last. For the others there is a pass over the list: signatures settle nearly all of a million
+/// entries, unless the names differ in digits alone.
 std::vector<EntryId> entriesNamedLocked(const FileIndex& index, DirIndex folder, Names names) {
     struct Asked {
         NameSignature signature;
@@ -40,13 +41,19 @@ std::vector<EntryId> entriesNamedLocked(const FileIndex& index, DirIndex folder,
         auto operator<=>(const Asked&) const = default;
     };
     std::vector<Asked> asked;
-    for (const std::string_view name : names)
-        asked.push_back({nameSignature(name), name});
-    std::ranges::sort(asked);
     std::vector<EntryId> found;
+    for (const std::string_view name : names) {
+        if (const auto id = index.findRefreshedLocked(folder, name)) {
+            found.push_back(*id);
+        } else {
+            asked.push_back({nameSignature(name), name});
+        }
+    }
+    if (asked.empty()) return found;
+    std::ranges::sort(asked);
     const auto signatures = index.signaturesLocked();
     index.entriesByDirLocked().forEach(folder, [&](EntryId id) {
-        if (found.size() == asked.size()) return;
+        if (found.size() == names.size()) return;
         const NameSignature signature = signatures[static_cast<std::size_t>(id)];
         const auto same = std::ranges::equal_range(asked, signature, {}, &Asked::signature);
         if (same.empty()) return;

@@ -19,12 +19,11 @@ public:
     std::string_view of(DirIndex folder) {
         if (folder == last_) return lastPath_;
         last_ = folder;
+        if (directories_.pathBytes(folder) > longestKept)
+            return lastPath_ = long_ = directories_.path(folder);
         const auto [kept, isNew] = paths_.try_emplace(folder);
         if (isNew) kept->second = directories_.path(folder);
-        if (kept->second.size() <= longestKept) return lastPath_ = kept->second;
-        long_ = std::move(kept->second);
-        paths_.erase(kept);
-        return lastPath_ = long_;
+        return lastPath_ = kept->second;
     }
 
 private:

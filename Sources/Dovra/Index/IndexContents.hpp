@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -24,6 +25,8 @@ struct IndexContents {
     PodVector<NameSignature> signatures;
     PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
     std::int64_t tombstones = 0;
+    /// The entries that were refreshed last, by a hash of folder and name; the others are 0.
+    std::array<EntryId, 1024> refreshed = {};
     std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
 };
 

@@ -24,7 +24,7 @@ std::uint32_t NamePool::append(std::string_view name) {
 }
 
 void NamePool::assign(PodVector<std::uint8_t> bytes, std::span<const FileEntry> entries) {
-    clear();
+    *this = NamePool();
     bytes_ = std::move(bytes);
     bytes_.reserve(bytes_.size() + readableSlack);
     ends_.resizeZeroed((bytes_.size() + 63) / 64);
@@ -64,10 +64,6 @@ bool NamePool::isWithinName(std::size_t offset, std::size_t length) const {
 
 std::size_t NamePool::memoryBytes() const {
     return bytes_.capacityBytes() + ends_.capacityBytes() + namesBeforeBlock_.capacityBytes();
-}
-
-void NamePool::clear() {
-    *this = NamePool();
 }
 
 }  // namespace dovra

@@ -49,7 +49,6 @@ public:
     bool isWithinName(std::size_t offset, std::size_t length) const;
 
     std::size_t memoryBytes() const;
-    void clear();
 
 private:
     static constexpr std::size_t bytesPerBlock = 512;

@@ -38,13 +38,11 @@ private:
     struct Planned {
         static constexpr DirIndex leftOut = -1;
 
-        DirIndex position;  ///< in the file
-        std::uint16_t pathBytes;
+        DirIndex position;   ///< in the file
         bool lacksContents;  ///< of a child folder, so that it must be listed again
 
         bool isSaved() const { return position != leftOut; }
     };
-    static_assert(sizeof(Planned) == 8 && maxSavedPathBytes < 65535);
 
     /// Copies what begins at a position into the buffer and returns the position behind it. Called under the
     /// lock.
@@ -84,17 +82,11 @@ private:
     /// Also marks its parent.
     Planned planned(DirIndex folder) {
         const DirectoryTable& directories = index_.directoriesLocked();
-        std::size_t pathBytes = directories.name(folder).size();
-        bool isSaved = true;
-        if (const auto parent = directories.parent(folder)) {
-            Planned& above = plan_[static_cast<std::size_t>(*parent)];
-            pathBytes += above.pathBytes + std::size_t{1};
-            isSaved = above.isSaved() && pathBytes <= maxSavedPathBytes;
-            above.lacksContents |= !isSaved && index_.entriesByDirLocked().contains(folder);
-        }
-        return {.position = isSaved ? savedFolders_++ : Planned::leftOut,
-                .pathBytes = static_cast<std::uint16_t>(std::min(pathBytes, maxSavedPathBytes + 1)),
-                .lacksContents = false};
+        const auto parent = directories.parent(folder);
+        const bool isSaved = !parent || directories.pathBytes(folder) <= maxSavedPathBytes;
+        if (!isSaved && index_.entriesByDirLocked().contains(folder))
+            plan_[static_cast<std::size_t>(*parent)].lacksContents = true;
+        return {.position = isSaved ? savedFolders_++ : Planned::leftOut, .lacksContents = false};
     }
 
     // The index itself ends the process before one of these counts outgrows its 32 bits.

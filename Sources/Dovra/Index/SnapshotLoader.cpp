@@ -58,9 +58,9 @@ public:
         : source_(source), subject_(subject), stop_(stop) {}
 
     bool read(bool withTrigrams) {
-        return readHeader() && readDirectories() && readPool() && readEntries() && everyFolderIsListed() &&
-               !stop_.stop_requested() && buildFromEntries() && readStamps() &&
-               (!withTrigrams || buildTrigrams()) && !stop_.stop_requested();
+        return readHeader() && readDirectories() && readPool() && readEntries() && !stop_.stop_requested() &&
+               buildFromEntries() && readStamps() && (!withTrigrams || buildTrigrams()) &&
+               !stop_.stop_requested();
     }
 
     const SnapshotHeader& header() const { return header_; }
@@ -89,20 +89,24 @@ private:
     std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
 
     bool readDirectories() {
-        SequentialReader bytes(source_, SnapshotHeader::bytes);
+        // As long as it may be: what follows takes the rest.
+        PodVector<char> section;
+        const std::size_t most =
+            source_.size - SnapshotHeader::bytes - header_.poolBytes - entrySectionBytes();
+        if (!source_.read(SnapshotHeader::bytes, {section.extend(most), most})) return false;
+        std::string_view rest(section.data(), most);
         contents_.directories.reserve(header_.directoryCount);
         DirectoryPathReader paths(contents_.directories);
         for (std::uint32_t i = 0; i < header_.directoryCount; ++i) {
-            if (stop_.stop_requested()) return false;
             std::uint32_t length = 0;
-            const auto lengthBytes = bytes.take(sizeof length);
-            if (!lengthBytes) return false;
-            std::memcpy(&length, lengthBytes->data(), sizeof length);
-            const auto path = bytes.take(length);
-            if (!path || !paths.add(*path)) return false;
+            if (stop_.stop_requested() || rest.size() < sizeof length) return false;
+            std::memcpy(&length, rest.data(), sizeof length);
+            rest.remove_prefix(sizeof length);
+            if (rest.size() < length || !paths.add(rest.substr(0, length))) return false;
+            rest.remove_prefix(length);
         }
-        poolOffset_ = bytes.offset();
-        return isOfTheRoot() && header_.poolBytes + entrySectionBytes() <= source_.size - poolOffset_;
+        poolOffset_ = SnapshotHeader::bytes + most - rest.size();
+        return isOfTheRoot();
     }
 
     bool isOfTheRoot() const {
@@ -179,16 +183,6 @@ private:
         return end == header_.poolBytes;
     }
 
-    /// Whether each folder but the roots stands as an entry in its parent's list: what removes or renames a
-    /// folder starts from there.
-    bool everyFolderIsListed() const {
-        for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
-            const bool isRoot = !contents_.directories.parent(static_cast<DirIndex>(i));
-            if (folderEntries_[i] == 0 && !isRoot) return false;
-        }
-        return true;
-    }
-
     bool buildFromEntries() {
         const auto entries = contents_.entries.span();
         bool isSound = false;
@@ -198,20 +192,21 @@ private:
             } else {
                 contents_.entriesByDir.assignAll(header_.directoryCount, entries);
                 contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
-                isSound = forgetDeletedFolders();
+                isSound = settleFolders();
             }
         });
         return isSound;
     }
 
-    /// What lay in a deleted folder is not what a new one of its path holds. False when something in such a
-    /// folder is not deleted.
-    bool forgetDeletedFolders() {
+    /// False unless each folder but the roots stands as an entry in its parent's list: what removes or
+    /// renames a folder starts from there. What lay in a deleted folder is not what a new one of its path
+    /// holds, so it is forgotten, and must be deleted itself.
+    bool settleFolders() {
         for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
             const bool isRoot = !contents_.directories.parent(folder);
             if (isRoot || (folderEntries_[i] & hasLiveEntry) != 0) continue;
-            if (!contents_.entriesByDir.ids(folder).empty()) return false;
+            if (folderEntries_[i] == 0 || contents_.entriesByDir.count(folder) != 0) return false;
             contents_.entriesByDir.forget(folder);
         }
         return true;

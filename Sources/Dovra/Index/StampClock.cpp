@@ -21,25 +21,14 @@ std::int64_t wallClockNow() {
     return nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
-FolderStamp provenAt(const FolderStamp& stamp, std::int64_t listedAt) {
-    const bool isOldEnough = std::max(stamp.modified, stamp.changed) <= listedAt - coarsestStep;
-    return isOldEnough ? stamp : FolderStamp{};
+std::int64_t steadyClockNow() {
+    return nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-StampClock::StampClock() : start_(read()) {}
-
-FolderStamp StampClock::trusted(const FolderStamp& stamp) const {
-    const Reading now = read();
-    return wasSet(start_, now) ? FolderStamp{} : provenAt(stamp, now.wall);
-}
-
-StampClock::Reading StampClock::read() {
-    const auto steady = std::chrono::steady_clock::now().time_since_epoch();
-    return {.wall = wallClockNow(), .steady = nanoseconds(steady).count()};
-}
-
-bool StampClock::wasSet(const Reading& from, const Reading& to) {
-    return std::abs((to.wall - from.wall) - (to.steady - from.steady)) > second;
+FolderStamp StampClock::trusted(const FolderStamp& stamp, const ClockReading& now) const {
+    const bool wasSet = std::abs((now.wall - start_.wall) - (now.steady - start_.steady)) > second;
+    const bool isOldEnough = std::max(stamp.modified, stamp.changed) <= now.wall - coarsestStep;
+    return isOldEnough && !wasSet ? stamp : FolderStamp{};
 }
 
 }  // namespace dovra

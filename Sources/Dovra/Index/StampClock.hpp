@@ -9,35 +9,30 @@ namespace dovra {
 /// The wall clock, nanoseconds since 1970.
 std::int64_t wallClockNow();
 
-/// The stamp of a folder that was listed at `listedAt` (nanoseconds since 1970), or one that is not known
-/// when it proves nothing. A change after the listing must give another stamp, and a time that is younger
-/// than the coarsest step of a file system's clock at the listing could come again. So could one in the
-/// future, once the clock gets there.
-FolderStamp provenAt(const FolderStamp& stamp, std::int64_t listedAt);
+/// Nanoseconds by a clock that nobody sets.
+std::int64_t steadyClockNow();
+
+/// Both clocks at one moment; by default now.
+struct ClockReading {
+    std::int64_t wall = wallClockNow();
+    std::int64_t steady = steadyClockNow();
+};
 
 /// Judges the stamps of one scan. Any thread.
 class StampClock {
 public:
     /// The scan begins.
-    StampClock();
+    explicit StampClock(const ClockReading& start = {}) : start_(start) {}
 
-    /// The stamp of a folder that is about to be listed, or one that is not known when it proves nothing, as
-    /// is the case since the wall clock was set: then it says nothing about the order of two changes.
-    FolderStamp trusted(const FolderStamp& stamp) const;
-
-    /// Both clocks at one moment, in nanoseconds.
-    struct Reading {
-        std::int64_t wall;
-        std::int64_t steady;
-    };
-    static Reading read();
-
-    /// Whether the wall clock was set between two readings: it went on by a second more or less than the
-    /// steady clock. (What keeps it right goes in smaller steps.)
-    static bool wasSet(const Reading& from, const Reading& to);
+    /// The stamp of a folder that is about to be listed, or one that is not known when it proves nothing. A
+    /// change after the listing must give another stamp, and a time that is younger than the coarsest step of
+    /// a file system's clock could come again. So could one in the future, once the clock gets there. And
+    /// since the wall clock was set (it went on by a second more or less than the steady one; what keeps it
+    /// right goes in smaller steps) it says nothing about the order of two changes.
+    FolderStamp trusted(const FolderStamp& stamp, const ClockReading& now = {}) const;
 
 private:
-    Reading start_;
+    ClockReading start_;
 };
 
 }  // namespace dovra

@@ -81,7 +81,17 @@ std::vector<EntryId> TrigramIndex::intersectSorted(Postings a, Postings b) {
 void TrigramIndex::add(EntryId id, std::string_view name) {
     if (name.size() < trigramLength) return;
     const WriteGuard guard(lock_);
-    postings_.post(name, id);
+    // The analysis does not follow the lock into the lambda.
+    forEachTrigram(name, [&](Trigram trigram) DOVRA_UNCHECKED_LOCKING {
+        PodVector<EntryId>& list = postings_[trigram];
+        // It may have the trigram more than once.
+        if (list.empty() || list.back() != id) list.push_back(id);
+    });
+}
+
+std::span<const EntryId> TrigramIndex::listLocked(Trigram trigram) const {
+    const auto found = postings_.find(trigram);
+    return found == postings_.end() ? Postings() : found->second.span();
 }
 
 std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& required) const {
@@ -90,7 +100,7 @@ std::optional<std::vector<EntryId>> TrigramIndex::candidates(const TrigramSet& r
     std::vector<Postings> lists;
     lists.reserve(required.size());
     for (const Trigram trigram : required) {
-        lists.push_back(postings_.list(trigram));
+        lists.push_back(listLocked(trigram));
         if (lists.back().empty()) return std::vector<EntryId>();
     }
     // The rarest trigram first: it bounds the work of every step.
@@ -106,7 +116,7 @@ std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
     std::vector<Postings> lists;
     lists.reserve(accepted.size());
     for (const Trigram trigram : accepted) {
-        const Postings list = postings_.list(trigram);
+        const Postings list = listLocked(trigram);
         if (!list.empty()) lists.push_back(list);
     }
     return joined(lists);
@@ -114,7 +124,10 @@ std::vector<EntryId> TrigramIndex::unionOf(const TrigramSet& accepted) const {
 
 std::size_t TrigramIndex::postingCount() const {
     const ReadGuard guard(lock_);
-    return postings_.postingCount();
+    std::size_t count = 0;
+    for (const auto& [trigram, list] : postings_)
+        count += list.size();
+    return count;
 }
 
 void TrigramIndex::reset() {

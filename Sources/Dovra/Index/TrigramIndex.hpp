@@ -4,11 +4,12 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "Base/PodVector.hpp"
 #include "Base/RWLock.hpp"
 #include "Index/FileEntry.hpp"
-#include "Index/PostingTable.hpp"
 #include "Index/Trigram.hpp"
 
 namespace dovra {
@@ -16,8 +17,8 @@ namespace dovra {
 /// The optional accelerator of regular-expression and similarity queries: for every trigram of the indexed
 /// names the entries whose names contain it.
 ///
-/// Memory: 5 to 6 bytes for each distinct trigram of each name (see `PostingTable`), about 90 MB for a
-/// million names of 18 bytes. Adding a name of that length takes a third of a microsecond.
+/// Memory: 5 to 6 bytes for each distinct trigram of each name, about 90 MB for a million names of 18 bytes.
+/// Adding a name of that length takes less than a microsecond.
 ///
 /// Every operation takes the index's own lock: any thread may call any of them. Callers that hold the file
 /// index's lock take this one inside it, never the other way round.
@@ -46,8 +47,11 @@ public:
     void reset() DOVRA_EXCLUDES(lock_);
 
 private:
+    /// Empty when nothing was posted; valid until the next change.
+    std::span<const EntryId> listLocked(Trigram trigram) const DOVRA_REQUIRES_SHARED(lock_);
+
     mutable RWLock lock_;
-    PostingTable postings_ DOVRA_GUARDED_BY(lock_);
+    std::unordered_map<Trigram, PodVector<EntryId>> postings_ DOVRA_GUARDED_BY(lock_);
 };
 
 }  // namespace dovra

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -18,6 +20,10 @@ void ignoreClosedPipes();
 /// From now on writing beyond the size that files of this process may have (`ulimit -f`) fails, on standard
 /// output or elsewhere, instead of ending the program by a signal.
 void ignoreFileSizeSignal();
+
+/// Waits until reading standard input would not wait, no longer than that (for ever without), and only while
+/// what is written to standard output can reach somebody. Whether reading would not wait.
+bool waitForStandardInput(std::optional<std::chrono::milliseconds> patience);
 
 /// Waits for bytes on standard input and reads what is there, up to the size of `destination`. Returns how
 /// many came; 0 at the end of input, and when it cannot be read.

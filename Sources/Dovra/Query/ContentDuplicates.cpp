@@ -35,7 +35,7 @@ template <typename Use>
 auto withContentDuplicates(const FileIndex& index, const CompiledQuery& query, HashProgress& progress,
                            const Use& use) {
     const DuplicateCandidates candidates(index, matchingItems(index, query));
-    std::vector<Finder::SizeGroup> groups = contentDuplicateGroups(candidates, progress);
+    std::vector<Finder::SizeGroup> groups = contentDuplicateGroups(candidates, progress, query.stop);
     const ReadGuard guard(index.rwlock);
     dropChangedLocked(index, candidates, groups);
     return use(groups);
@@ -45,9 +45,13 @@ auto withContentDuplicates(const FileIndex& index, const CompiledQuery& query, H
 
 std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, std::string_view rawQuery,
                                                   HashProgress* progress) {
+    return findContentDuplicates(index, QueryParser::parse(rawQuery), progress);
+}
+
+std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, const CompiledQuery& query,
+                                                  HashProgress* progress) {
     HashProgress unseen;
-    return withContentDuplicates(index, QueryParser::parse(rawQuery),
-                                 progress != nullptr ? *progress : unseen,
+    return withContentDuplicates(index, query, progress != nullptr ? *progress : unseen,
                                  [&](std::span<const Finder::SizeGroup> groups) {
                                      std::vector<DuplicateGroup> found;
                                      for (const Finder::SizeGroup& group : groups)
@@ -64,6 +68,7 @@ SearchResult searchContentDuplicates(const FileIndex& index, const CompiledQuery
             ids.insert(ids.end(), group.ids.begin(), group.ids.end());
         SearchResult result;
         result.total = std::ssize(ids);
+        result.abandoned = query.tree.abandonedMatches();
         ids.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(limit, 0, std::ssize(ids))));
         result.rows = rowsLocked(index, ids);
         return result;

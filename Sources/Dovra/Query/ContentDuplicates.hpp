@@ -12,11 +12,14 @@
 namespace dovra {
 
 /// The sets of files with equal contents among those that match the query, largest files first, each with its
-/// members by ascending identifier. Whether the query says `dupe:content` makes no difference.
+/// members by ascending identifier; of the names of one file the first alone. Whether the query says
+/// `dupe:content` makes no difference.
 ///
 /// Takes the index's read lock to collect the matches and to build the rows, and not for the reading between,
 /// which may take minutes: the calling thread must not be one that others wait for. Files whose entry has
 /// changed or gone meanwhile are left out. `progress`, if given, outlives the call.
+std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, const CompiledQuery& query,
+                                                  HashProgress* progress = nullptr);
 std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, std::string_view rawQuery,
                                                   HashProgress* progress = nullptr);
 

@@ -49,13 +49,13 @@ struct UnicodeSearch {
 };
 
 template <typename Search>
-bool searchFile(const RegularFile& file, const Search& search) {
+bool searchFile(const RegularFile& file, const Search& search, const std::stop_token& stop) {
     thread_local std::vector<char> buffer;
     buffer.resize(std::max(buffer.size(), search.bufferSize()));
     const std::span<char> room = std::span(buffer).first(search.bufferSize());
     std::uint64_t offset = 0;
     std::size_t held = 0;
-    for (;;) {
+    while (!stop.stop_requested()) {
         const std::optional<std::size_t> count = file.readAt(offset, room.subspan(held));
         if (!count) return false;
         const std::string_view text(room.data(), held + *count);
@@ -67,6 +67,7 @@ bool searchFile(const RegularFile& file, const Search& search) {
         std::memmove(room.data(), room.data() + kept, held);
         offset += *count;
     }
+    return false;
 }
 
 }  // namespace
@@ -76,11 +77,12 @@ ContentMatcher::ContentMatcher(std::string needle, bool caseSensitive)
       search_(isAscii(needle_) ? decltype(search_)(ByteNeedle(needle_, caseSensitive))
                                : UnicodeNeedle(needle_, caseSensitive)) {}
 
-bool ContentMatcher::matchesFile(const std::string& path) const {
+bool ContentMatcher::matchesFile(const std::string& path, const std::stop_token& stop) const {
     const std::optional<RegularFile> file = RegularFile::open(path);
     if (!file) return false;
-    if (const auto* bytes = std::get_if<ByteNeedle>(&search_)) return searchFile(*file, ByteSearch{*bytes});
-    return searchFile(*file, UnicodeSearch{std::get<UnicodeNeedle>(search_)});
+    if (const auto* bytes = std::get_if<ByteNeedle>(&search_))
+        return searchFile(*file, ByteSearch{*bytes}, stop);
+    return searchFile(*file, UnicodeSearch{std::get<UnicodeNeedle>(search_)}, stop);
 }
 
 }  // namespace dovra

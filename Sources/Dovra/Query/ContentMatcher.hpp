@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <string>
 #include <variant>
 
@@ -16,8 +17,9 @@ public:
     /// rule of `UnicodeNeedle`.
     ContentMatcher(std::string needle, bool caseSensitive);
 
-    /// False for everything but regular files (links to them included) and when reading fails.
-    bool matchesFile(const std::string& path) const;
+    /// False for everything but regular files (links to them included), when reading fails, and soon after a
+    /// stop was requested.
+    bool matchesFile(const std::string& path, const std::stop_token& stop = {}) const;
 
     const std::string& needle() const { return needle_; }
 

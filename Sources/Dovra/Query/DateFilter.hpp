@@ -21,9 +21,9 @@ struct DateFilter {
 };
 
 /// Reads a keyword ("today", "lastweek", …) or an operator and a date ("2024", ">=2024-03", "<2024-03-15"),
-/// in any case, by the user's calendar and time zone: a period begins at its first local moment, a week on
-/// the locale's first weekday. ">=" and "<" count from the period's start, ">" and "<=" from its end. Absent
-/// when the value is neither or names a day that does not exist.
+/// in any case, by the Gregorian calendar and the user's time zone: a period begins at its first local
+/// moment, a week on the locale's first weekday. ">=" and "<" count from the period's start, ">" and "<="
+/// from its end. Absent when the value is neither or names a day that does not exist.
 std::optional<DateFilter> parseDate(std::string_view value);
 
 /// The same as if it were `now`, in seconds since 1970.

@@ -5,6 +5,7 @@
 namespace dovra {
 
 bool EntryTest::matches(EntryId id) {
+    if (stop_.stop_requested()) return false;
     const auto position = static_cast<std::size_t>(id);
     const FileEntry& entry = index_.entriesLocked()[position];
     const NameSignature signature = index_.signaturesLocked()[position];
@@ -33,7 +34,7 @@ bool EntryTest::test(const QueryNode& leaf, const FileEntry& entry, std::string_
             },
             [&](const ContentMatcher& content) {
                 return !entry.isFolder() && !entry.isSymbolicLink() &&
-                       content.matchesFile(std::string(path()));
+                       content.matchesFile(std::string(path()), stop_);
             },
             [&](const FuzzyMatcher& fuzzy) { return fuzzy.score(name).has_value(); },
             [&](const SimilarMatcher& similar) { return similar.score(name).has_value(); },

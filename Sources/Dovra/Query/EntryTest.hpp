@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -12,9 +13,10 @@ namespace dovra {
 /// which follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
 class EntryTest {
 public:
-    EntryTest(const FileIndex& index, const QueryProgram& program) : index_(index), program_(program) {}
+    EntryTest(const FileIndex& index, const QueryProgram& program, const std::stop_token& stop)
+        : index_(index), program_(program), stop_(stop) {}
 
-    /// Whether the entry, tombstone or not, meets the query.
+    /// Whether the entry, tombstone or not, meets the query. False at once when a stop has been requested.
     bool matches(EntryId id);
 
 private:
@@ -24,6 +26,7 @@ private:
 
     const FileIndex& index_;
     const QueryProgram& program_;
+    const std::stop_token& stop_;
     DirIndex folder_ = -1;
     std::string path_;  ///< the folder's path and a slash, then the last name asked for
     std::size_t folderPathSize_ = 0;

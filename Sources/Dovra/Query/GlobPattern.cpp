@@ -13,10 +13,10 @@ GlobPattern::Kind recognise(const std::string& pattern, bool fold) {
     const auto stars = static_cast<std::size_t>(std::ranges::count(pattern, '*'));
     const bool startsWithStar = pattern.starts_with('*');
     const bool endsWithStar = pattern.ends_with('*');
-    if (stars == pattern.size()) return ByteSubstring("", fold);
+    if (stars == pattern.size()) return ByteNeedle("", !fold);
     if (pattern.find('?') != std::string::npos) return GlobPattern::General{pattern};
     if (stars == 2 && startsWithStar && endsWithStar)
-        return ByteSubstring(pattern.substr(1, pattern.size() - 2), fold);
+        return ByteNeedle(pattern.substr(1, pattern.size() - 2), !fold);
     if (stars == 1 && startsWithStar) return GlobPattern::Suffix{pattern.substr(1)};
     if (stars == 1 && endsWithStar) return GlobPattern::Prefix{pattern.substr(0, pattern.size() - 1)};
     return GlobPattern::General{pattern};
@@ -64,30 +64,27 @@ GlobPattern GlobPattern::compile(std::string_view pattern, bool caseSensitive) {
     return {recognise(fold ? asciiFolded(pattern) : std::string(pattern), fold), fold};
 }
 
-bool GlobPattern::equals(std::string_view text, std::string_view expected) const {
-    if (!fold_) return text == expected;
-    return std::ranges::equal(text, expected, {}, [](char c) { return asciiFold(c); });
-}
-
 bool GlobPattern::matches(std::string_view text) const {
-    return std::visit(
-        Overloaded{
-            [&](const Prefix& prefix) { return equals(text.substr(0, prefix.bytes.size()), prefix.bytes); },
-            [&](const Suffix& suffix) {
-                return text.size() >= suffix.bytes.size() &&
-                       equals(text.substr(text.size() - suffix.bytes.size()), suffix.bytes);
-            },
-            [&](const ByteSubstring& contains) { return contains.foundIn(text); },
-            [&](const General& general) { return globMatch(general.pattern, text, fold_); },
-        },
-        kind_);
+    return std::visit(Overloaded{
+                          [&](const Prefix& prefix) {
+                              return equalFolding(text.substr(0, prefix.bytes.size()), prefix.bytes, fold_);
+                          },
+                          [&](const Suffix& suffix) {
+                              return text.size() >= suffix.bytes.size() &&
+                                     equalFolding(text.substr(text.size() - suffix.bytes.size()),
+                                                  suffix.bytes, fold_);
+                          },
+                          [&](const ByteNeedle& contains) { return contains.foundIn(text); },
+                          [&](const General& general) { return globMatch(general.pattern, text, fold_); },
+                      },
+                      kind_);
 }
 
 std::string GlobPattern::requiredLiteral() const {
     return std::visit(Overloaded{
                           [](const Prefix& prefix) { return prefix.bytes; },
                           [](const Suffix& suffix) { return suffix.bytes; },
-                          [](const ByteSubstring& contains) { return contains.bytes(); },
+                          [](const ByteNeedle& contains) { return contains.bytes(); },
                           [](const General& general) { return longestRun(general.pattern); },
                       },
                       kind_);

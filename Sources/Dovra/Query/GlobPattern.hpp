@@ -4,7 +4,7 @@
 #include <string_view>
 #include <variant>
 
-#include "Query/ByteSubstring.hpp"
+#include "Base/ByteNeedle.hpp"
 
 namespace dovra {
 
@@ -22,7 +22,7 @@ public:
     struct General {
         std::string pattern;
     };
-    using Kind = std::variant<Prefix, Suffix, ByteSubstring, General>;
+    using Kind = std::variant<Prefix, Suffix, ByteNeedle, General>;
 
     static GlobPattern compile(std::string_view pattern, bool caseSensitive);
 
@@ -36,8 +36,6 @@ public:
 
 private:
     GlobPattern(Kind kind, bool fold) : kind_(std::move(kind)), fold_(fold) {}
-
-    bool equals(std::string_view text, std::string_view expected) const;
 
     Kind kind_;
     bool fold_;

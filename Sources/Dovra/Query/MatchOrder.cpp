@@ -153,7 +153,7 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
 }
 
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
-                                     bool ascending, const CompiledQuery& query, std::int64_t limit) {
+                                     bool bestFirst, const CompiledQuery& query, std::int64_t limit) {
     const FrecencyLift lift(index);
     const auto key = [&](const FileEntry& entry, std::string_view name) {
         const auto score =
@@ -166,7 +166,7 @@ std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<E
     const auto compareNames = [&](EntryId a, EntryId b) {
         return compareAsciiFolded(index.nameLocked(a), index.nameLocked(b));
     };
-    return firstByKey(keysOfNames(index, matches, key), ascending, limit, compareNames);
+    return firstByKey(keysOfNames(index, matches, key), bestFirst, limit, compareNames);
 }
 
 }  // namespace dovra

@@ -17,9 +17,9 @@ std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<Entry
                                        const CompiledQuery& query, std::int64_t limit);
 
 /// The same by the score of the query's first fuzzy or similarity term plus the frecency boost, highest
-/// first, then the shorter name, then the name; `ascending` false turns that around. An entry without a score
+/// first, then the shorter name, then the name; `bestFirst` false turns that around. An entry without a score
 /// counts as 0.
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
-                                     bool ascending, const CompiledQuery& query, std::int64_t limit);
+                                     bool bestFirst, const CompiledQuery& query, std::int64_t limit);
 
 }  // namespace dovra

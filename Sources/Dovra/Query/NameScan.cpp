@@ -51,12 +51,6 @@ std::array<std::uint32_t, 256> sampleBytes(const NamePool& pool) {
     return counts;
 }
 
-ScanNeedle::Probe probeAt(std::string_view literal, std::size_t distance, bool fold) {
-    const auto byte = static_cast<std::uint8_t>(literal[distance]);
-    const bool bothCases = fold && isAsciiLetter(byte);
-    return {.distance = distance, .mask = static_cast<std::uint8_t>(bothCases ? 0x20 : 0), .value = byte};
-}
-
 std::uint64_t below(std::size_t bit) {
     return (std::uint64_t{1} << bit) - 1;
 }
@@ -132,26 +126,19 @@ private:
 
 }  // namespace
 
-ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool)
-    : literal_(fold ? asciiFolded(literal) : std::string(literal)), fold_(fold) {
+ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool) : needle_(literal, !fold) {
     const auto counts = sampleBytes(pool);
     const auto countAt = [&](std::size_t i) {
-        return counts[asciiFold(static_cast<std::uint8_t>(literal_[i]))];
+        return counts[asciiFold(static_cast<std::uint8_t>(literal[i]))];
     };
-    std::vector<std::size_t> rarestFirst(std::min(literal_.size(), maxProbeDistance + 1));
+    std::vector<std::size_t> rarestFirst(std::min(literal.size(), maxProbeDistance + 1));
     std::iota(rarestFirst.begin(), rarestFirst.end(), 0);
     std::ranges::stable_sort(rarestFirst, {}, countAt);
     if (rarestFirst.size() == 1) rarestFirst.push_back(0);
     const double passing = countAt(rarestFirst[0]) * countAt(rarestFirst[1]);
     if (rarestFirst.size() > 2 && passing > mostPassing * sampledBytes * sampledBytes) probeCount_ = 3;
     for (std::size_t i = 0; i < probeCount_; ++i)
-        probes_[i] = probeAt(literal_, rarestFirst[i], fold);
-}
-
-bool ScanNeedle::standsAt(const std::uint8_t* text) const {
-    const std::string_view bytes(reinterpret_cast<const char*>(text), literal_.size());
-    if (!fold_) return bytes == literal_;
-    return std::ranges::equal(bytes, literal_, {}, [](char c) { return asciiFold(c); });
+        probes_[i] = needle_.probeAt(rarestFirst[i]);
 }
 
 void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits) {

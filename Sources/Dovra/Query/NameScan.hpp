@@ -3,9 +3,9 @@
 #include <array>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <string_view>
 
+#include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/EntrySet.hpp"
 
@@ -18,28 +18,23 @@ public:
     /// `literal` is not empty. With `fold`, names are compared under ASCII folding. The pool is only sampled.
     ScanNeedle(std::string_view literal, bool fold, const NamePool& pool);
 
-    /// A byte to look for at a distance from the needle's start: it matches when (byte | mask) == value, so
-    /// that one comparison covers both cases of a letter.
-    struct Probe {
-        std::size_t distance = 0;
-        std::uint8_t mask = 0;
-        std::uint8_t value = 0;
-    };
+    using Probe = ByteNeedle::Probe;
 
-    std::size_t size() const { return literal_.size(); }
+    std::size_t size() const { return needle_.size(); }
     /// Two, of which both look at the only byte of a needle of one; or three, when two would let too much
     /// pass.
     std::span<const Probe> probes() const { return std::span(probes_).first(probeCount_); }
 
     /// Whether two probes cover the whole needle, so that nothing is left to compare.
-    bool isCoveredByProbes() const { return literal_.size() <= 2; }
+    bool isCoveredByProbes() const { return needle_.size() <= 2; }
 
     /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
-    bool standsAt(const std::uint8_t* text) const;
+    bool standsAt(const std::uint8_t* text) const {
+        return needle_.standsAt(reinterpret_cast<const char*>(text));
+    }
 
 private:
-    std::string literal_;
-    bool fold_;
+    ByteNeedle needle_;
     std::array<Probe, 3> probes_;
     std::size_t probeCount_ = 2;
 };

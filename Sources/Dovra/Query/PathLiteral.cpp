@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "Base/AsciiFold.hpp"
-
 namespace dovra {
 
 namespace {
@@ -26,23 +24,17 @@ bool PathLiteral::canSearch(std::string_view literal) {
 
 PathLiteral::PathLiteral(const FileIndex& index, std::string_view literal, bool fold)
     : index_(index),
-      literal_(fold ? asciiFolded(literal) : std::string(literal)),
       fold_(fold),
-      substring_(literal, fold),
+      needle_(literal, !fold),
+      parts_(splitAtSlashes(needle_.bytes())),
       unlisted_(index.entriesLocked().size()) {
-    parts_ = splitAtSlashes(literal_);
-    if (parts_.size() == 1) nameNeedle_.emplace(literal_, fold_, index.namePoolLocked());
+    if (parts_.size() == 1) nameNeedle_.emplace(literal, fold, index.namePoolLocked());
     const std::size_t folders = index.directoriesLocked().count();
     endings_.resize(folders);
     contains_.resize(folders);
     for (std::size_t i = 0; i < folders; ++i)
         judgeFolder(static_cast<DirIndex>(i));
     collectRuns();
-}
-
-bool PathLiteral::equal(std::string_view a, std::string_view part) const {
-    if (a.size() != part.size()) return false;
-    return fold_ ? std::ranges::equal(a, part, {}, [](char c) { return asciiFold(c); }) : a == part;
 }
 
 bool PathLiteral::startsWithLastPart(std::string_view name) const {
@@ -72,7 +64,7 @@ void PathLiteral::judgeFolder(DirIndex folder) {
     const std::string_view name = index_.directoriesLocked().name(folder);
     const Endings parentEndings = endings_[above];
     const bool inName =
-        parts_.size() == 1 ? substring_.foundIn(name) : endsAtSeam(parentEndings) && startsWithLastPart(name);
+        parts_.size() == 1 ? needle_.foundIn(name) : endsAtSeam(parentEndings) && startsWithLastPart(name);
     contains_[position] = contains_[above] || inName;
     endings_[position] = endingsBelow(parentEndings, name);
 }
@@ -82,13 +74,14 @@ void PathLiteral::judgeRoot(DirIndex root) {
     const std::string text = std::string(index_.directoriesLocked().name(root)) + "/";
     const auto position = static_cast<std::size_t>(root);
     const std::string_view path = std::string_view(text).substr(0, text.size() - 1);
-    contains_[position] = substring_.foundIn(path);
+    contains_[position] = needle_.foundIn(path);
     std::size_t length = 0;
     for (std::size_t j = 1; j < parts_.size(); ++j) {
         length += parts_[j - 1].size() + 1;
         if (text.size() < length) break;
         const std::string_view tail = std::string_view(text).substr(text.size() - length);
-        if (equal(tail, std::string_view(literal_).substr(0, length))) endings_[position] |= Endings{1} << j;
+        if (equal(tail, std::string_view(needle_.bytes()).substr(0, length)))
+            endings_[position] |= Endings{1} << j;
     }
 }
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
-#include "Query/ByteSubstring.hpp"
 #include "Query/EntrySet.hpp"
 #include "Query/NameScan.hpp"
 
@@ -52,16 +52,15 @@ private:
     bool matchesInFolder(EntryId id) const;
     void scanSeam(EntryRange entries, EntrySet& hits) const;
 
-    bool equal(std::string_view a, std::string_view part) const;
+    bool equal(std::string_view a, std::string_view part) const { return equalFolding(a, part, fold_); }
     bool startsWithLastPart(std::string_view name) const;
     bool endsWithFirstPart(std::string_view text) const;
 
     const FileIndex& index_;
-    const std::string literal_;
     const bool fold_;
-    std::vector<std::string_view> parts_;  ///< the literal between its slashes
-    const ByteSubstring substring_;
-    std::optional<ScanNeedle> nameNeedle_;  ///< when the literal has no slash
+    const ByteNeedle needle_;
+    const std::vector<std::string_view> parts_;  ///< the needle between its slashes
+    std::optional<ScanNeedle> nameNeedle_;       ///< when the literal has no slash
     std::vector<Endings> endings_;
     std::vector<bool> contains_;
     std::vector<FolderRun> runs_;  ///< ascending, without overlaps

@@ -12,6 +12,19 @@ NodeIndex QueryTree::add(QueryNode node) {
     return static_cast<NodeIndex>(nodes_.size()) - 1;
 }
 
+std::int64_t QueryTree::abandonedMatches() const {
+    std::int64_t count = 0;
+    for (const QueryNode& node : nodes_) {
+        count += std::visit(Overloaded{
+                                [](const RegexNode& regex) { return regex.expression.abandonedMatches(); },
+                                [](const TextMatcher& text) { return text.abandonedMatches(); },
+                                [](const auto&) { return std::int64_t{0}; },
+                            },
+                            node);
+    }
+    return count;
+}
+
 int QueryTree::largestWeight(const std::vector<NodeIndex>& children) const {
     int largest = 0;
     for (const NodeIndex child : children)
@@ -25,7 +38,7 @@ int QueryTree::weightOf(const QueryNode& node) const {
                           [&](const OrNode& disjunction) { return largestWeight(disjunction.children); },
                           [&](const NotNode& negation) { return weight(negation.child); },
                           [](const ContentMatcher&) { return 100; },
-                          [](const TagMatcher&) { return 90; },
+                          [](const TagMatcher&) { return tagWeight; },
                           [](const SimilarMatcher&) { return 50; },
                           [](const auto&) { return 0; },
                       },

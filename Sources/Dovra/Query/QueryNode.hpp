@@ -59,14 +59,22 @@ public:
     /// other tests; operators take the largest of their children. Expensive tests run last.
     int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
 
+    /// Whether the query looks at the files themselves, their contents or tags.
+    bool readsFiles() const { return weight(root_) >= tagWeight; }
+
     NodeIndex root() const { return root_; }
     void setRoot(NodeIndex node) { root_ = node; }
     std::size_t size() const { return nodes_.size(); }
+
+    /// How many texts the regular expressions have given up since the query was parsed.
+    std::int64_t abandonedMatches() const;
 
     /// Whether the root lets every entry through.
     bool matchesAll() const { return std::holds_alternative<MatchAllNode>((*this)[root_]); }
 
 private:
+    static constexpr int tagWeight = 90;
+
     int weightOf(const QueryNode& node) const;
     int largestWeight(const std::vector<NodeIndex>& children) const;
 

@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "Query/Alternatives.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/QueryLeaf.hpp"
 #include "Query/Tokenizer.hpp"
@@ -136,7 +137,7 @@ private:
     void notePlainTerm(const QueryNode& leaf) {
         const auto* text = std::get_if<TextMatcher>(&leaf);
         if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->text(), text->isCaseSensitive()};
+        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->rankedText(), text->isCaseSensitive()};
     }
 
     /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the
@@ -148,6 +149,7 @@ private:
             ++position_;
             return std::nullopt;
         }
+        mergeAlternatives(query_.tree, group.disjunction);
         group.conjunction.push_back(combined<OrNode>(std::exchange(group.disjunction, {})));
         if (position_ < tokens_.size() && !nextIs(Token::Kind::rightBracket)) return std::nullopt;
         return closeGroup();
@@ -155,6 +157,7 @@ private:
 
     std::optional<NodeIndex> closeGroup() {
         std::vector<NodeIndex> conjunction = std::move(groups_.back().conjunction);
+        mergeNegations(query_.tree, conjunction);
         std::ranges::stable_sort(conjunction, {}, [&](NodeIndex node) { return query_.tree.weight(node); });
         const NodeIndex node = combined<AndNode>(std::move(conjunction));
         groups_.pop_back();
@@ -197,6 +200,14 @@ CompiledQuery QueryParser::parse(std::string_view text) {
     const std::vector<Token> tokens = tokenize(text);
     const QueryContext context = readFlags(tokens, query);
     Descent(tokens, context, query).run();
+    return query;
+}
+
+CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool caseSensitive) {
+    QueryTree& tree = query.tree;
+    // Before the other terms, which may read files.
+    const NodeIndex piece = tree.add(TextMatcher::pieceOfPath(text, caseSensitive));
+    tree.setRoot(tree.add(AndNode{{piece, tree.root()}}));
     return query;
 }
 

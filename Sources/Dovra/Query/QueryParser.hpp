@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,7 @@ namespace dovra {
 
 /// The first term of a query that is plain text on names: relevance order asks how a name meets it.
 struct PlainTerm {
-    std::string text;
+    std::string text;  ///< as `TextMatcher::rankedText` says
     bool caseSensitive = false;
 };
 
@@ -23,11 +24,16 @@ struct CompiledQuery {
     std::optional<FuzzyMatcher> primaryFuzzy;
     std::optional<SimilarMatcher> primarySimilar;
     std::optional<PlainTerm> plainTerm;
+    /// Of whoever asks. Once a stop is requested the answer comes soon and is worth nothing.
+    std::stop_token stop;
 
     /// Whether results come in the order of the fuzzy or similarity score, whatever sort is asked for.
     bool prefersRelevance() const { return primaryFuzzy.has_value() || primarySimilar.has_value(); }
     bool hasFlags() const { return wantsDuplicates || wantsContentDuplicates || wantsEmptyFolders; }
 };
+
+/// What is left of the query's matches when their full paths must contain the text, as it stands.
+CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool caseSensitive);
 
 /// The query language. "|" binds tighter than the AND of terms that stand side by side, "!" tightest, "<" and
 /// ">" group; the toggles hold for the whole query wherever they stand.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,12 +17,20 @@ public:
     /// byte of a character) is not allowed.
     static std::optional<RegularExpression> compile(std::string_view pattern, bool caseSensitive);
 
+    /// What is wrong with a pattern that `compile` refuses, and before which character, counted from 1;
+    /// absent when nothing is.
+    static std::optional<std::string> fault(std::string_view pattern);
+
     /// A pattern that matches exactly `text`.
     static std::string escapedPattern(std::string_view text);
 
     /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match that
-    /// would take longer than a fixed number of steps is no match.
+    /// takes more steps than the text's length allows gets a second, longer try while the second tries of all
+    /// copies together have taken less than a fixed time; else it is abandoned and counts as no match.
     bool foundIn(std::string_view text) const;
+
+    /// How many texts all copies together have given up so far.
+    std::int64_t abandonedMatches() const;
 
 private:
     struct Code;

@@ -4,13 +4,14 @@
 #include <optional>
 #include <string_view>
 
+#include "Base/TextNeedle.hpp"
 #include "Query/QueryParser.hpp"
 
 namespace dovra {
 
 /// How well a name meets a query's first plain term: as the whole name, as its stem, at its start, at the
 /// start of a word, anywhere else, or not at all (the entry matched by other terms); shorter names first
-/// within each.
+/// within each. Case and accents count as little as when the term is matched.
 ///
 /// One way and the next lie 24 apart, a third of the largest boost. So a file that was opened once (a boost
 /// of 16 at most) comes before all that meet the term as it does and behind all that meet it better; one that
@@ -30,11 +31,8 @@ private:
     static constexpr std::int32_t meetingStep = 24;
 
     Meeting meeting(std::string_view name) const;
-    Meeting bestOccurrence(std::string_view name) const;
-    bool standsAt(std::string_view name, std::size_t at) const;
 
-    std::string term_;
-    bool fold_ = true;
+    std::optional<TextNeedle> term_;  ///< none where there is no text to meet
 };
 
 }  // namespace dovra

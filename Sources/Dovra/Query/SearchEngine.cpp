@@ -40,10 +40,10 @@ void eraseTombstones(const FileIndex& index, EntryRange range, EntrySet& matches
 
 /// Erases the candidates that do not meet the query.
 void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRange range,
-                    EntrySet& candidates) {
+                    const std::stop_token& stop, EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
-    EntryTest test(index, program);
+    EntryTest test(index, program, stop);
     candidates.forEach(range, [&](EntryId id) {
         if (!test.matches(id)) candidates.erase(id);
     });
@@ -61,10 +61,11 @@ struct Scan {
     const FileIndex& index;
     const CandidateSource& source;
     const QueryProgram& program;
+    const std::stop_token& stop;
 
     void run(EntryRange range, EntrySet& matches) const {
         source.scan(range, matches);
-        testCandidates(index, program, range, matches);
+        testCandidates(index, program, range, stop, matches);
     }
 };
 
@@ -86,7 +87,7 @@ void parallelScanLocked(const Scan& scan, EntryId entriesEach, EntrySet& matches
 EntrySet scanLocked(const FileIndex& index, const CompiledQuery& query) {
     const CandidatePlan plan = planCandidates(index, query.tree);
     const QueryProgram program(query.tree, plan.provenNode);
-    const Scan scan{index, *plan.source, program};
+    const Scan scan{index, *plan.source, program, query.stop};
     EntrySet matches(index.entriesLocked().size());
     const bool isLarge = index.entriesLocked().size() >= parallelEntries;
     const auto mode = index.scanModeOverrideLocked().value_or(isLarge ? FileIndex::ScanMode::parallel
@@ -107,7 +108,7 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     EntrySet matches(index.entriesLocked().size());
     for (const EntryId id : *candidates)
         matches.insert(id);
-    testCandidates(index, QueryProgram(query.tree), allEntries(index), matches);
+    testCandidates(index, QueryProgram(query.tree), allEntries(index), query.stop, matches);
     return matches;
 }
 
@@ -116,7 +117,11 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
                                       std::int64_t limit) {
     if (total > FileIndex::sortCap) return matches.firstIds(limit);
     std::vector<EntryId> ids = matches.firstIds(std::numeric_limits<std::int64_t>::max());
-    if (query.prefersRelevance()) return scoreSortLocked(index, ids, sort.ascending, query, limit);
+    if (query.prefersRelevance()) {
+        // A direction that was asked for another key says nothing about scores.
+        const bool bestFirst = sort.key != SortSpec::Key::relevance || sort.ascending;
+        return scoreSortLocked(index, ids, bestFirst, query, limit);
+    }
     return sortMatchesLocked(index, std::move(ids), sort, query, limit);
 }
 
@@ -144,8 +149,7 @@ EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
     return matches;
 }
 
-QueryNeeds queryNeeds(std::string_view rawQuery, SortSpec sort) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort) {
     bool usesAttributes = query.wantsContentDuplicates || sort.key == SortSpec::Key::size ||
                           sort.key == SortSpec::Key::modified;
     for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
@@ -180,21 +184,25 @@ bool isEmptyFolderLocked(const FileIndex& index, EntryId id) {
 }
 
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+    return search(index, QueryParser::parse(rawQuery), sort, limit);
+}
+
+SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit) {
     if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
     const ReadGuard guard(index.rwlock);
     const Answer answer = answerLocked(index, query, sort, limit);
-    return {.rows = rowsLocked(index, answer.first), .total = answer.total};
+    return {.rows = rowsLocked(index, answer.first),
+            .total = answer.total,
+            .abandoned = query.tree.abandonedMatches()};
 }
 
-std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit,
-                         const std::function<void(std::string_view path)>& visit) {
-    const CompiledQuery query = QueryParser::parse(rawQuery);
+SearchCounts searchPaths(const FileIndex& index, const CompiledQuery& query, SortSpec sort,
+                         std::int64_t limit, const std::function<void(std::string_view path)>& visit) {
     if (query.wantsContentDuplicates) {
         const SearchResult result = searchContentDuplicates(index, query, limit);
         for (const FileRow& row : result.rows)
             visit(joinPath(row.path, row.name));
-        return result.total;
+        return {.total = result.total, .abandoned = result.abandoned};
     }
     const ReadGuard guard(index.rwlock);
     const Answer answer = answerLocked(index, query, sort, limit);
@@ -206,7 +214,7 @@ std::int64_t searchPaths(const FileIndex& index, std::string_view rawQuery, Sort
         if (!path.ends_with('/')) path += '/';
         visit(path += index.nameLocked(entry));
     }
-    return answer.total;
+    return {.total = answer.total, .abandoned = query.tree.abandonedMatches()};
 }
 
 }  // namespace dovra

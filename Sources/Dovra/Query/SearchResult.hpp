@@ -24,6 +24,9 @@ struct SortSpec {
 struct SearchResult {
     std::vector<FileRow> rows;
     std::int64_t total = 0;  ///< all matches, before the limit
+    /// Names or paths for which a regular expression took too many steps. They count as no match, so that
+    /// what was found may not be all.
+    std::int64_t abandoned = 0;
 };
 
 }  // namespace dovra

@@ -5,11 +5,7 @@
 #include <bit>
 #include <cstddef>
 
-#include "Base/AsciiFold.hpp"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "Query/ByteVector.hpp"
 
 // The signatures, 4 bytes a name, leave a few per cent of the names for a pattern of rare letters and a third
 // for one of common letters. Those lie far apart, so most of their time would be spent waiting for memory:
@@ -30,50 +26,11 @@ static_assert(chunkBytes <= NamePool::readableSlack);
 constexpr EntryId entriesPerBlock = 1024;
 constexpr std::size_t prefetchDistance = 16;
 
-#if defined(__SSE2__)
-
-class Chunk {
-public:
-    explicit Chunk(const std::uint8_t* bytes) : low_(load(bytes)), high_(load(bytes + 16)) {}
-
-    /// Bit i is set when byte i matches.
-    std::uint32_t where(Subsequence::PatternByte byte) const {
-        const __m128i mask = _mm_set1_epi8(static_cast<char>(byte.mask));
-        const __m128i value = _mm_set1_epi8(static_cast<char>(byte.value));
-        return matches(low_, mask, value) | matches(high_, mask, value) << 16;
-    }
-
-private:
-    static __m128i load(const std::uint8_t* bytes) {
-        return _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes)));
-    }
-    static std::uint32_t matches(__m128i bytes, __m128i mask, __m128i value) {
-        return static_cast<std::uint32_t>(
-            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(bytes, mask), value)));
-    }
-
-    __m128i low_;
-    __m128i high_;
-};
-
-#else
-
-class Chunk {
-public:
-    explicit Chunk(const std::uint8_t* bytes) : bytes_(bytes) {}
-
-    std::uint32_t where(Subsequence::PatternByte byte) const {
-        std::uint32_t found = 0;
-        for (std::size_t i = 0; i < chunkBytes; ++i)
-            found |= static_cast<std::uint32_t>((bytes_[i] | byte.mask) == byte.value) << i;
-        return found;
-    }
-
-private:
-    const std::uint8_t* bytes_;
-};
-
-#endif
+/// Bit i is set where byte i of the chunk matches.
+std::uint32_t matchesInChunk(const std::uint8_t* bytes, BytePattern pattern) {
+    const ByteVector vector(pattern);
+    return ByteVector::bits(vector.matches(bytes)) | ByteVector::bits(vector.matches(bytes + 16)) << 16;
+}
 
 std::uint32_t lowestBits(std::size_t count) {
     return static_cast<std::uint32_t>((std::uint64_t{1} << std::min<std::size_t>(count, 32)) - 1);
@@ -114,20 +71,16 @@ struct Block {
 }  // namespace
 
 Subsequence::Subsequence(std::string_view pattern, bool fold) : signature_(nameSignature(pattern)) {
-    for (const char c : pattern) {
-        const auto byte = static_cast<std::uint8_t>(fold ? asciiFold(c) : c);
-        const bool bothCases = fold && isAsciiLetter(byte);
-        bytes_.push_back({.mask = static_cast<std::uint8_t>(bothCases ? 0x20 : 0), .value = byte});
-    }
+    for (const char c : pattern)
+        bytes_.push_back(BytePattern::of(c, fold));
 }
 
 bool Subsequence::standsIn(const std::uint8_t* name, std::size_t length) const {
     std::size_t next = 0;
     for (std::size_t at = 0; at < length && next < bytes_.size(); at += chunkBytes) {
-        const Chunk chunk(name + at);
         std::uint32_t allowed = lowestBits(length - at);
         for (; next < bytes_.size(); ++next) {
-            const std::uint32_t found = chunk.where(bytes_[next]) & allowed;
+            const std::uint32_t found = matchesInChunk(name + at, bytes_[next]) & allowed;
             if (found == 0) break;
             allowed &= ~(found ^ (found - 1));  // only what lies above the lowest position found
         }

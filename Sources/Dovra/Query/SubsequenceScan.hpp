@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/BytePattern.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/NameSignature.hpp"
 #include "Query/EntrySet.hpp"
@@ -23,14 +24,8 @@ public:
     /// readable.
     bool standsIn(const std::uint8_t* name, std::size_t length) const;
 
-    /// A byte matches when (byte | mask) == value, so that one comparison covers both cases of a letter.
-    struct PatternByte {
-        std::uint8_t mask;
-        std::uint8_t value;
-    };
-
 private:
-    std::vector<PatternByte> bytes_;
+    std::vector<BytePattern> bytes_;
     NameSignature signature_;
 };
 

@@ -1,6 +1,7 @@
 #include "Query/TextMatcher.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "Base/AsciiFold.hpp"
 #include "Base/Overloaded.hpp"
@@ -41,6 +42,11 @@ std::string_view stemOf(std::string_view name) {
     return dot == std::string_view::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+TextMatcher::Engine TextMatcher::substringEngine(std::string_view text, bool caseSensitive) {
+    if (isAscii(text)) return ByteNeedle(text, caseSensitive);
+    return UnicodeNeedle(text, caseSensitive);
+}
+
 TextMatcher::Engine TextMatcher::wholeWordEngine(std::string_view text, bool caseSensitive) {
     const std::string pattern =
         R"((?<![\p{L}\p{N}]))" + RegularExpression::escapedPattern(text) + R"((?![\p{L}\p{N}]))";
@@ -58,35 +64,50 @@ TextMatcher::Engine TextMatcher::unicodeGlobEngine(std::string_view text, bool c
 TextMatcher::Engine TextMatcher::makeEngine(std::string_view text, bool caseSensitive, bool wholeWord) {
     if (wholeWord) return wholeWordEngine(text, caseSensitive);
     const bool hasWildcard = text.find_first_of("*?") != std::string_view::npos;
-    if (!isAscii(text)) {
-        if (hasWildcard) return unicodeGlobEngine(text, caseSensitive);
-        return UnicodeNeedle(text, caseSensitive);
-    }
-    if (hasWildcard) return GlobPattern::compile(text, caseSensitive);
-    return ByteSubstring(text, !caseSensitive);
+    if (!hasWildcard) return substringEngine(text, caseSensitive);
+    if (!isAscii(text)) return unicodeGlobEngine(text, caseSensitive);
+    return GlobPattern::compile(text, caseSensitive);
 }
 
+TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, Engine engine)
+    : target_(target), text_(text), caseSensitive_(caseSensitive), engine_(std::move(engine)) {}
+
 TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord)
-    : target_(target),
-      text_(text),
-      caseSensitive_(caseSensitive),
-      engine_(makeEngine(text, caseSensitive, wholeWord)) {
-    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral(wholeWord);
+    : TextMatcher(target, text, caseSensitive, makeEngine(text, caseSensitive, wholeWord)) {
+    wholeWord_ = wholeWord;
+    if (std::holds_alternative<RegularExpression>(engine_)) wordLiteral_ = longestWordLiteral();
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
-std::string TextMatcher::longestWordLiteral(bool wholeWord) const {
-    const std::string pattern = wholeWord ? RegularExpression::escapedPattern(text_)
-                                          : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
+TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+    if (!isAscii(texts.front())) return {target, "", caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
+    return {target, "", caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+}
+
+TextMatcher TextMatcher::pieceOfPath(std::string_view text, bool caseSensitive) {
+    return {MatchTarget::fullPath, text, caseSensitive, substringEngine(text, caseSensitive)};
+}
+
+std::string TextMatcher::rankedText() const {
+    if (wholeWord_) return text_;
+    const std::size_t first = std::min(text_.find_first_not_of('*'), text_.size());
+    return text_.substr(first, text_.find_last_not_of('*') + 1 - first);
+}
+
+std::string TextMatcher::longestWordLiteral() const {
+    const std::string pattern = wholeWord_ ? RegularExpression::escapedPattern(text_)
+                                           : unicodeGlobPattern(text_).substr(anyCharacterMode.size());
     return longestOf(RegexLiterals::literalRuns(pattern, caseSensitive_));
 }
 
 bool TextMatcher::matchesText(std::string_view text) const {
     return std::visit(Overloaded{
-                          [&](const ByteSubstring& substring) { return substring.foundIn(text); },
+                          [&](const ByteNeedle& needle) { return needle.foundIn(text); },
                           [&](const GlobPattern& glob) { return glob.matches(text); },
                           [&](const UnicodeNeedle& needle) { return needle.foundIn(text); },
                           [&](const RegularExpression& expression) { return expression.foundIn(text); },
+                          [&](const NeedleSet& needles) { return needles.foundIn(text); },
+                          [&](const UnicodeNeedleSet& needles) { return needles.foundIn(text); },
                           [](const Never&) { return false; },
                       },
                       engine_);
@@ -94,11 +115,10 @@ bool TextMatcher::matchesText(std::string_view text) const {
 
 std::string TextMatcher::requiredLiteral() const {
     return std::visit(Overloaded{
-                          [](const ByteSubstring& substring) { return substring.bytes(); },
+                          [](const ByteNeedle& needle) { return needle.bytes(); },
                           [](const GlobPattern& glob) { return glob.requiredLiteral(); },
-                          [](const UnicodeNeedle&) { return std::string{}; },
                           [&](const RegularExpression&) { return wordLiteral_; },
-                          [](const Never&) { return std::string{}; },
+                          [](const auto&) { return std::string{}; },
                       },
                       engine_);
 }
@@ -106,6 +126,11 @@ std::string TextMatcher::requiredLiteral() const {
 bool TextMatcher::needsNonAscii() const {
     const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
     return needle != nullptr && !needle->foldedIsAscii();
+}
+
+std::int64_t TextMatcher::abandonedMatches() const {
+    const auto* expression = std::get_if<RegularExpression>(&engine_);
+    return expression == nullptr ? 0 : expression->abandonedMatches();
 }
 
 }  // namespace dovra

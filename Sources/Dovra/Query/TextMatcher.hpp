@@ -4,11 +4,13 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
+#include "Base/ByteNeedle.hpp"
 #include "Base/UnicodeFold.hpp"
 #include "Index/NameSignature.hpp"
-#include "Query/ByteSubstring.hpp"
 #include "Query/GlobPattern.hpp"
+#include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"
 
 namespace dovra {
@@ -30,9 +32,19 @@ class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
+    /// Matches where one of the texts is contained as it stands: none empty, all or none plain ASCII.
+    static TextMatcher anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive);
+
+    /// One whose text is a piece of the full path as it stands, without wildcards.
+    static TextMatcher pieceOfPath(std::string_view text, bool caseSensitive);
+
     MatchTarget target() const { return target_; }
     const std::string& text() const { return text_; }
     bool isCaseSensitive() const { return caseSensitive_; }
+
+    /// What a name is ranked by: the text, without the wildcards at its ends, which ask for what is between
+    /// them.
+    std::string rankedText() const;
 
     /// `fullPath` returns the entry's full path; it is called only when the target is the full path.
     template <typename FullPath>
@@ -56,7 +68,10 @@ public:
     std::string requiredLiteral() const;
 
     /// Whether a text matches exactly when it contains the required literal.
-    bool isPlainSubstring() const { return std::holds_alternative<ByteSubstring>(engine_); }
+    bool isPlainSubstring() const { return std::holds_alternative<ByteNeedle>(engine_); }
+
+    /// Whether a text matches exactly when it contains `text()`, by bytes or by the rules of Unicode.
+    bool isSubstring() const { return isPlainSubstring() || std::holds_alternative<UnicodeNeedle>(engine_); }
 
     /// What the signature of every name that can match contains. Says nothing (0) about full paths.
     NameSignature requiredSignature() const { return requiredSignature_; }
@@ -64,19 +79,27 @@ public:
     /// Whether only texts with a byte above 127 can match.
     bool needsNonAscii() const;
 
+    /// As `RegularExpression::abandonedMatches`; 0 where none is used.
+    std::int64_t abandonedMatches() const;
+
 private:
     /// Where the pattern cannot be compiled (it is too large): no text matches.
     struct Never {};
-    using Engine = std::variant<ByteSubstring, GlobPattern, UnicodeNeedle, RegularExpression, Never>;
+    using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet,
+                                UnicodeNeedleSet, Never>;
 
+    TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, Engine engine);
+
+    static Engine substringEngine(std::string_view text, bool caseSensitive);
     static Engine wholeWordEngine(std::string_view text, bool caseSensitive);
     static Engine unicodeGlobEngine(std::string_view text, bool caseSensitive);
-    std::string longestWordLiteral(bool wholeWord) const;
+    std::string longestWordLiteral() const;
     static Engine makeEngine(std::string_view text, bool caseSensitive, bool wholeWord);
 
     MatchTarget target_;
     std::string text_;
     bool caseSensitive_;
+    bool wholeWord_ = false;
     Engine engine_;
     std::string wordLiteral_;
     NameSignature requiredSignature_ = 0;

@@ -1,9 +1,10 @@
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 #include "Analysis/DiskUsage.hpp"
 #include "Base/ByteCount.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/PathScope.hpp"
 
 namespace dovra {
 
@@ -20,26 +21,55 @@ constexpr const char* usageSchema = R"({
   }
 })";
 
+constexpr const char* usageOutputSchema = R"({
+  "type": "object",
+  "properties": {
+    "directories": { "type": "array", "description": "Largest first.", "items": { "type": "object", "properties": {
+      "path": { "type": "string" },
+      "size": { "type": "string", "description": "Of all files below it." },
+      "files": { "type": "integer", "description": "How many files lie below it." }
+    }, "required": ["path", "size", "files"] } }
+  },
+  "required": ["directories"]
+})";
+
 JSONValue directoryJSON(const DirUsage& directory) {
     return JSONObject{{"path", directory.path},
                       {"size", byteCountText(directory.totalBytes)},
                       {"files", directory.fileCount}};
 }
 
-JSONValue usageTool(const ToolContext& context, const ToolArguments& arguments) {
-    std::optional<std::string> path = arguments.text("path");
+/// Throws `ToolError` if what was found at and below the path shows that no such folder is in the index.
+/// Folders that are gone are known by their names until the next scan, with nothing in them.
+void refuseUnlessIndexed(const std::string& path, const std::vector<DirUsage>& found,
+                         const ToolContext& context) {
+    const std::string root = context.statsProvider().root;
+    const bool holdsFiles = !found.empty() && found.front().fileCount > 0;
+    if (holdsFiles || path == root || (!found.empty() && isInPaths(context.index, path))) return;
+    throw ToolError{
+        fmt::format("`path`: \"{}\" is no folder in the index, which holds what lies below {}.", path, root)};
+}
+
+JSONValue usageTool(const ToolContext& context, const ToolCall& call) {
+    std::optional<std::string> path = call.arguments.text("path");
     if (path) path = expandedPath(*path);
-    const auto limit = arguments.number("limit", {.usual = 20, .least = 1, .most = 1000});
+    const auto limit = call.arguments.number("limit", {.usual = 20, .least = 1, .most = 1000});
+    const std::vector<DirUsage> usage = directoryUsage(context.index, path, limit);
+    if (path) refuseUnlessIndexed(*path, usage, context);
     JSONValue::Array directories;
-    std::ranges::transform(directoryUsage(context.index, path, limit), std::back_inserter(directories),
-                           directoryJSON);
+    std::ranges::transform(usage, std::back_inserter(directories), directoryJSON);
     return JSONObject{{"directories", std::move(directories)}};
 }
 
 }  // namespace
 
 Tool diskUsageTool() {
-    return {"disk_usage", usageDescription, *JSONValue::parse(usageSchema), usageTool};
+    return {.name = "disk_usage",
+            .title = "Disk usage",
+            .description = usageDescription,
+            .schema = *JSONValue::parse(usageSchema),
+            .outputSchema = *JSONValue::parse(usageOutputSchema),
+            .run = usageTool};
 }
 
 }  // namespace dovra

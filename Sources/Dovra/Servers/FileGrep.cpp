@@ -16,8 +16,8 @@ constexpr std::size_t readBytes = std::size_t{1024} * 1024;
 constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 
 /// Appends what follows in the file until `bytes` has that size; false when reading fails.
-bool readUpTo(std::size_t size, const RegularFile& file, std::string& bytes) {
-    while (bytes.size() < size) {
+bool readUpTo(std::size_t size, const RegularFile& file, const std::stop_token& stop, std::string& bytes) {
+    while (bytes.size() < size && !stop.stop_requested()) {
         const std::size_t known = bytes.size();
         bytes.resize(std::min(size, known + readBytes));
         const auto count = file.readAt(known, std::span(bytes).subspan(known));
@@ -29,11 +29,11 @@ bool readUpTo(std::size_t size, const RegularFile& file, std::string& bytes) {
 }
 
 /// The start of the file; empty for a binary one; absent when it cannot be read.
-std::optional<std::string> readText(const RegularFile& file) {
+std::optional<std::string> readText(const RegularFile& file, const std::stop_token& stop) {
     std::string bytes;
-    if (!readUpTo(binaryTestBytes, file, bytes)) return std::nullopt;
+    if (!readUpTo(binaryTestBytes, file, stop, bytes)) return std::nullopt;
     if (bytes.find('\0') != std::string::npos) return std::string();
-    if (bytes.size() == binaryTestBytes && !readUpTo(mostGrepBytes, file, bytes)) return std::nullopt;
+    if (bytes.size() == binaryTestBytes && !readUpTo(mostGrepBytes, file, stop, bytes)) return std::nullopt;
     return bytes;
 }
 
@@ -71,13 +71,13 @@ std::string cleanLine(std::string_view line) {
 }
 
 std::optional<std::vector<MatchingLine>> grepFile(const std::string& path, const TextNeedle& needle,
-                                                  std::size_t mostLines) {
+                                                  std::size_t mostLines, const std::stop_token& stop) {
     const auto file = RegularFile::open(path);
-    const auto bytes = file ? readText(*file) : std::nullopt;
+    const auto bytes = file ? readText(*file, stop) : std::nullopt;
     if (!bytes) return std::nullopt;
     std::vector<MatchingLine> lines;
     std::int64_t number = 0;
-    for (std::string_view rest = *bytes; !rest.empty();) {
+    for (std::string_view rest = *bytes; !rest.empty() && !stop.stop_requested();) {
         std::string_view block = takeBlock(rest);
         if (!needle.foundIn(block)) {
             number += std::ranges::count(block, '\n');

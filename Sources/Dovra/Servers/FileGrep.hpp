@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,9 +22,10 @@ struct MatchingLine {
 inline constexpr std::size_t mostGrepBytes = std::size_t{32} * 1024 * 1024;
 
 /// The first `mostLines` lines of the file that contain the text; none of a binary file, which is one with a
-/// zero byte in its first 8 KiB. Absent when it is not a regular file (or a link to one) or cannot be read.
+/// zero byte in its first 8 KiB. Absent when it is not a regular file (or a link to one) or cannot be read,
+/// and worth nothing once a stop is requested, which it soon follows.
 std::optional<std::vector<MatchingLine>> grepFile(const std::string& path, const TextNeedle& needle,
-                                                  std::size_t mostLines);
+                                                  std::size_t mostLines, const std::stop_token& stop = {});
 
 /// The line without carriage returns, spaces and tabs at its end, cut to 240 characters and "…".
 std::string cleanLine(std::string_view line);

@@ -1,11 +1,12 @@
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "Base/ByteCount.hpp"
 #include "Base/JoinPath.hpp"
-#include "Base/TextNeedle.hpp"
+#include "Base/PeriodicCall.hpp"
 #include "Query/ContentDuplicates.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/PathScope.hpp"
 
 namespace dovra {
 
@@ -23,13 +24,30 @@ constexpr const char* duplicatesSchema = R"({
   }
 })";
 
-/// Takes the files elsewhere out of the sets, and with them the sets that are none any more.
-void narrow(std::vector<DuplicateGroup>& sets, const TextNeedle& within) {
-    for (DuplicateGroup& set : sets) {
-        std::erase_if(set.rows,
-                      [&](const FileRow& row) { return !within.foundIn(joinPath(row.path, row.name)); });
-    }
-    std::erase_if(sets, [](const DuplicateGroup& set) { return set.rows.size() < 2; });
+constexpr const char* duplicatesOutputSchema = R"({
+  "type": "object",
+  "properties": {
+    "duplicateSets": { "type": "integer", "description": "How many sets were found." },
+    "reclaimableBytes": { "type": "integer", "description": "What removing all but one copy of every set would free." },
+    "reclaimable": { "type": "string" },
+    "sets": { "type": "array", "description": "The first sets, largest files first.", "items": { "type": "object", "properties": {
+      "copies": { "type": "integer" },
+      "bytesEach": { "type": "integer" },
+      "size": { "type": "string", "description": "Of one copy." },
+      "files": { "type": "array", "items": { "type": "string" }, "description": "Full paths." }
+    }, "required": ["copies", "bytesEach", "size", "files"] } }
+  },
+  "required": ["duplicateSets", "reclaimableBytes", "reclaimable", "sets"]
+})";
+
+/// The sets among the files that match, telling the client meanwhile how much has been read.
+std::vector<DuplicateGroup> findSets(const FileIndex& index, const CompiledQuery& query,
+                                     const ToolCall& call) {
+    constexpr std::chrono::milliseconds betweenReports{100};
+    HashProgress progress;
+    const PeriodicCall reports(betweenReports,
+                               [&] { call.report(progress.bytesDone, progress.bytesToHash); });
+    return findContentDuplicates(index, query, &progress);
 }
 
 JSONValue setJSON(const DuplicateGroup& set) {
@@ -42,14 +60,15 @@ JSONValue setJSON(const DuplicateGroup& set) {
                       {"files", std::move(files)}};
 }
 
-JSONValue duplicatesTool(const ToolContext& context, const ToolArguments& arguments) {
-    const auto query = arguments.text("query");
-    std::vector<DuplicateGroup> sets =
-        findContentDuplicates(context.index, query ? *query + " dupe:content" : "dupe:content");
-    if (const auto within = arguments.text("within")) narrow(sets, TextNeedle(expandedPath(*within), false));
+JSONValue duplicatesTool(const ToolContext& context, const ToolCall& call) {
+    const PathScope scope(call.arguments);
+    CompiledQuery query = scope.narrowed(QueryParser::parse(call.arguments.text("query").value_or("")));
+    query.stop = call.stop;
+    std::vector<DuplicateGroup> sets = findSets(context.index, query, call);
+    if (sets.empty()) scope.refuseUnlessIndexed(context);
     const std::uint64_t reclaimable = DuplicateFinder::reclaimableBytes(sets);
     const std::size_t count = sets.size();
-    const auto limit = arguments.number("limit", {.usual = 50, .least = 1, .most = 1000});
+    const auto limit = call.arguments.number("limit", {.usual = 50, .least = 1, .most = 1000});
     sets.resize(std::min(count, static_cast<std::size_t>(limit)));
     JSONValue::Array shown;
     std::ranges::transform(sets, std::back_inserter(shown), setJSON);
@@ -62,8 +81,12 @@ JSONValue duplicatesTool(const ToolContext& context, const ToolArguments& argume
 }  // namespace
 
 Tool findDuplicateFilesTool() {
-    return {"find_duplicate_files", duplicatesDescription, *JSONValue::parse(duplicatesSchema),
-            duplicatesTool};
+    return {.name = "find_duplicate_files",
+            .title = "Find duplicate files",
+            .description = duplicatesDescription,
+            .schema = *JSONValue::parse(duplicatesSchema),
+            .outputSchema = *JSONValue::parse(duplicatesOutputSchema),
+            .run = duplicatesTool};
 }
 
 }  // namespace dovra

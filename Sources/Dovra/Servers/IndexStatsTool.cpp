@@ -11,6 +11,23 @@ constexpr const char* statsDescription =
 
 constexpr const char* statsSchema = R"({ "type": "object", "properties": {} })";
 
+constexpr const char* statsOutputSchema = R"({
+  "type": "object",
+  "properties": {
+    "indexedItems": { "type": "integer" },
+    "root": { "type": "string", "description": "The folder whose tree is indexed." },
+    "ready": { "type": "boolean", "description": "Whether the index is whole and not empty." },
+    "watching": { "type": "string", "description": "How changes are noticed." },
+    "lastComparison": { "type": ["object", "null"], "description": "The last time that the index was compared with the disk.", "properties": {
+      "endedAt": { "type": "string" },
+      "foldersFound": { "type": "integer", "description": "Folders with a difference." }
+    }, "required": ["endedAt", "foldersFound"] },
+    "server": { "type": "string" },
+    "version": { "type": "string" }
+  },
+  "required": ["indexedItems", "root", "ready", "watching", "lastComparison", "server", "version"]
+})";
+
 /// The last time that the whole index was compared with the disk, and in how many folders something had
 /// changed that nothing had told of.
 JSONValue comparison(const std::optional<RoundOutcome>& round) {
@@ -19,7 +36,7 @@ JSONValue comparison(const std::optional<RoundOutcome>& round) {
     return JSONObject{{"endedAt", ended.value_or("")}, {"foldersFound", round->finds}};
 }
 
-JSONValue statsTool(const ToolContext& context, const ToolArguments&) {
+JSONValue statsTool(const ToolContext& context, const ToolCall&) {
     const IndexStats stats = context.statsProvider();
     return JSONObject{{"indexedItems", stats.count},
                       {"root", stats.root},
@@ -34,8 +51,10 @@ JSONValue statsTool(const ToolContext& context, const ToolArguments&) {
 
 Tool indexStatsTool() {
     return {.name = "index_stats",
+            .title = "Index status",
             .description = statsDescription,
             .schema = *JSONValue::parse(statsSchema),
+            .outputSchema = *JSONValue::parse(statsOutputSchema),
             .run = statsTool,
             .needsWholeIndex = false};
 }

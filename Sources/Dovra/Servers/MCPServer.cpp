@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <fmt/format.h>
+#include <thread>
 #include <utility>
 
 #include "Base/ByteCount.hpp"
 #include "Base/GroupedNumber.hpp"
 #include "Base/PrintError.hpp"
+#include "Base/PrintOutput.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"
@@ -57,40 +59,108 @@ std::string sendableText(const JSONValue& reply) {
         .serializedString();
 }
 
+/// How long a thread that waits for another takes to notice that nobody is left to wait for.
+constexpr auto patience = 50ms;
+
 /// Waits for the first scan, as long as somebody waits for what the tool has to say.
-void waitForIndex(IndexService& service, const std::function<bool()>& isRead) {
-    constexpr auto patience = 50ms;
+void waitForIndex(IndexService& service, const std::stop_token& stop) {
     while (!service.waitUntilReady(patience)) {
-        if (!isRead()) throw ToolError{"Nobody reads the result any more."};
+        if (stop.stop_requested()) throw ToolError{"Nobody waits for the result any more."};
     }
 }
 
 /// Before a tool runs: it sees every change that was made before it was called. One that only reports does
 /// not wait for the first scan, unless that is about to end.
-void prepare(IndexService& service, const std::function<bool()>& isRead, const Tool& tool) {
+void prepare(IndexService& service, const Tool& tool, const std::stop_token& stop) {
     constexpr auto shortScan = 250ms;
     if (tool.needsWholeIndex) {
-        waitForIndex(service, isRead);
+        waitForIndex(service, stop);
     } else if (!service.waitUntilReady(shortScan)) {
         return;
     }
     (void)service.flush(2s);  // What is not in time is not in the answer.
     // An index that is being built anew would show a part.
-    if (tool.needsWholeIndex) waitForIndex(service, isRead);
+    if (tool.needsWholeIndex) waitForIndex(service, stop);
 }
 
-MCPRequestHandler makeHandler(IndexService& service, const std::function<bool()>& isRead) {
-    return MCPRequestHandler({.index = service.index(),
-                              .serverName = "dovra",
-                              .serverVersion = "1.0.0",
-                              .statsProvider =
-                                  [&service] {
-                                      return IndexStats{.count = service.index().itemCount(),
-                                                        .root = service.root(),
-                                                        .status = service.status()};
-                                  }},
-                             [&service, isRead](const Tool& tool) { prepare(service, isRead, tool); });
+MCPRequestHandler makeHandler(IndexService& service) {
+    return MCPRequestHandler(
+        {.index = service.index(),
+         .serverName = "dovra",
+         .serverVersion = "1.0.0",
+         .statsProvider =
+             [&service] {
+                 return IndexStats{.count = service.index().itemCount(),
+                                   .root = service.root(),
+                                   .status = service.status()};
+             }},
+        [&service](const Tool& tool, const std::stop_token& stop) { prepare(service, tool, stop); });
 }
+
+/// One client from its first line to its last. The caller's thread reads, another answers.
+class Session {
+public:
+    Session(IndexService& service, const mcp::Connection& connection)
+        : handler_(makeHandler(service)), connection_(connection) {}
+
+    void run() {
+        const std::jthread answering([this] { answerAll(); });
+        LineReader input([this](std::span<char> destination) { return read(destination); },
+                         mcp::mostRequestBytes);
+        while (auto line = input.next()) {
+            lineBytes_ = 0;
+            take(*line);
+        }
+        queue_.end();
+        while (!queue_.waitUntilIdle(patience)) {
+            if (!connection_.isRead()) queue_.abandon();
+        }
+    }
+
+private:
+    /// The next bytes as soon as they may be held: always when nothing is being answered, so that one line
+    /// may be as long as it likes. 0 at the end, and when nobody reads replies any more.
+    std::size_t read(std::span<char> destination) {
+        while (connection_.isRead()) {
+            const RequestQueue::State state = queue_.state();
+            if (state.isAbandoned) return 0;
+            if (!state.isIdle && state.bytes + lineBytes_ >= mcp::mostBytesAhead) {
+                queue_.waitUntilIdle(patience);
+            } else if (connection_.waitForInput(state.isIdle ? std::nullopt : std::optional(patience))) {
+                const std::size_t count = connection_.read(destination);
+                lineBytes_ += count;
+                return count;
+            }
+        }
+        queue_.abandon();
+        return 0;
+    }
+
+    void take(const LineReader::Line& line) {
+        auto message = mcp::messageOf(line);
+        if (!message) return;
+        if (const JSONValue* id = MCPRequestHandler::cancelledId(message->value)) {
+            queue_.cancel(
+                [&](const Message& earlier) { return MCPRequestHandler::isCall(earlier.value, *id); });
+        }
+        queue_.push(*std::move(message), line.text.size());
+    }
+
+    void answerAll() {
+        while (const RequestQueue::Entry* entry = queue_.take()) {
+            const Exchange exchange{entry->stop.get_token(), [this](const JSONValue& notification) {
+                                        connection_.write(notification.serializedString() + "\n");
+                                    }};
+            auto reply = mcp::replyText(handler_, entry->message, exchange);
+            if (reply && !connection_.write(reply->append("\n"))) queue_.abandon();
+        }
+    }
+
+    MCPRequestHandler handler_;
+    const mcp::Connection& connection_;
+    RequestQueue queue_;
+    std::size_t lineBytes_ = 0;  ///< about what was read of the line that is not complete
+};
 
 void printBanner(const IndexService& service) {
     const TerminalStyle style(StandardStream::error);
@@ -110,11 +180,14 @@ std::vector<Option> serverOptionTable(ServerOptions& options) {
         {{"--in", "-i"},
          "folder",
          "serve what lies below this folder (default: /)",
-         [&](const std::string& value) { options.root = standardizedPath(value).value_or(""); }},
+         [&](const std::string& value) {
+             options.root = standardizedPath(value).value_or("");
+             return true;
+         }},
         {{"--trigram"},
          {},
          "build a trigram index too: faster regular expressions for twice the memory",
-         [&](const std::string&) { options.usesTrigram = true; }},
+         sets(options.usesTrigram, true)},
     };
 }
 
@@ -127,7 +200,7 @@ AppServices::Options serviceOptions(const ServerOptions& options) {
 }
 
 int printServerHelp(std::span<const Option> table) {
-    fmt::print(
+    printOutput(
         "usage: dovra --mcp [options]\n\n"
         "Serves tools that search for files to an AI client, which starts this itself: one JSON-RPC message "
         "a\n"
@@ -137,44 +210,40 @@ int printServerHelp(std::span<const Option> table) {
     return 0;
 }
 
-int reportMisuse(std::string_view what) {
-    printError("dovra: {}; see dovra --mcp --help\n", what);
-    return 2;
-}
-
 }  // namespace
 
-std::optional<std::string> mcp::replyText(const MCPRequestHandler& handler, const LineReader::Line& line) {
-    if (line.isTooLong) {
-        return MCPRequestHandler::error(
-                   {}, ErrorCode::invalidRequest,
-                   fmt::format("Invalid Request: longer than {} bytes", mostRequestBytes))
-            .serializedString();
-    }
+std::optional<Message> mcp::messageOf(const LineReader::Line& line) {
+    const auto fault = [](ErrorCode code, std::string_view message) {
+        return Message{MCPRequestHandler::error({}, code, message), true};
+    };
+    if (line.isTooLong)
+        return fault(ErrorCode::invalidRequest,
+                     fmt::format("Invalid Request: longer than {} bytes", mostRequestBytes));
     if (line.text.empty() || line.text == "\r") return std::nullopt;
-    const std::optional<JSONValue> request = JSONValue::parse(line.text);
-    if (!request)
-        return MCPRequestHandler::error({}, ErrorCode::parseError, "Parse error").serializedString();
-    const std::optional<JSONValue> reply = handler.handle(*request);
+    auto value = JSONValue::parse(line.text);
+    return value ? Message{*std::move(value)} : fault(ErrorCode::parseError, "Parse error");
+}
+
+std::optional<std::string> mcp::replyText(MCPRequestHandler& handler, const Message& message,
+                                          const Exchange& exchange) {
+    if (message.isReply) return sendableText(message.value);
+    const std::optional<JSONValue> reply = handler.handle(message.value, exchange);
     return reply ? std::optional(sendableText(*reply)) : std::nullopt;
 }
 
-void mcp::serve(IndexService& service, LineReader& input, const Output& output) {
-    const MCPRequestHandler handler = makeHandler(service, output.isRead);
-    while (const auto line = input.next()) {
-        auto reply = replyText(handler, *line);
-        if (reply && !output.write(reply->append("\n"))) return;
-    }
+void mcp::serve(IndexService& service, const Connection& connection) {
+    Session(service, connection).run();
 }
 
 int MCPCLI::run(Arguments args) {
     ServerOptions options;
     const std::vector<Option> table = serverOptionTable(options);
     if (asksForHelp(args)) return printServerHelp(table);
-    if (const auto fault = misuse(args, table)) return reportMisuse(*fault);
-    parseOptions(args, table);
+    const ParsedArguments parsed = parseOptions(args, table);
+    if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);
+    if (!parsed.others.empty()) return reportMisuse("--mcp", noSuchOption(parsed.others.front()));
     if (options.root.empty())
-        return reportMisuse("there is no such folder, or no current folder to look from");
+        return reportMisuse("--mcp", "there is no such folder, or no current folder to look from");
     if (!OpenFolder::open(options.root))
         printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
     // A client that reads no messages may close standard error; the end of standard output is found when a
@@ -183,8 +252,10 @@ int MCPCLI::run(Arguments args) {
     const auto services = AppServices::make(serviceOptions(options));
     const TerminationHandler termination([&] { services->close(); });
     services->start([service = services.get()] { printBanner(*service); });
-    LineReader input(readStandardInput, mcp::mostRequestBytes);
-    mcp::serve(*services, input, {.write = writeStandardOutput, .isRead = isStandardOutputRead});
+    mcp::serve(*services, {.waitForInput = waitForStandardInput,
+                           .read = readStandardInput,
+                           .write = writeStandardOutput,
+                           .isRead = isStandardOutputRead});
     services->close();
     return 0;
 }

@@ -4,7 +4,7 @@
 #include "Base/JoinPath.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Servers/FileGrep.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/PathScope.hpp"
 
 namespace dovra {
 
@@ -26,37 +26,52 @@ constexpr const char* contentSchema = R"({
   "required": ["query"]
 })";
 
+constexpr const char* contentOutputSchema = R"({
+  "type": "object",
+  "properties": {
+    "query": { "type": "string" },
+    "scope": { "type": "string" },
+    "filesScanned": { "type": "integer" },
+    "filesMatched": { "type": "integer" },
+    "totalMatches": { "type": "integer", "description": "How many lines are returned." },
+    "truncated": { "type": "boolean", "description": "Whether files of the scope were not searched." },
+    "results": { "type": "array", "items": { "type": "object", "properties": {
+      "path": { "type": "string" },
+      "matches": { "type": "array", "items": { "type": "object", "properties": {
+        "line": { "type": "integer" },
+        "text": { "type": "string" }
+      }, "required": ["line", "text"] } }
+    }, "required": ["path", "matches"] } }
+  },
+  "required": ["query", "scope", "filesScanned", "filesMatched", "totalMatches", "truncated", "results"]
+})";
+
 constexpr std::int64_t mostCandidates = 5000;
 
 /// Which files are searched, as the client gave it; at least one of both.
 struct Scope {
     std::string extensions;
-    std::optional<std::string> within;
+    PathScope within;
+    std::string text;
 
-    std::string text() const {
-        return joined(extensions.empty() ? "" : "ext:" + extensions, within ? "within:" + *within : "");
-    }
-
-    /// Quotes keep what stands in them from being read as operators.
-    std::string candidateQuery() const {
-        return joined(extensions.empty() ? "" : "ext:" + quoted(extensions),
-                      within ? "path:" + quoted(expandedPath(*within)) : "");
-    }
-
-private:
-    static std::string quoted(std::string text) {
-        std::erase(text, '"');
-        return fmt::format("\"{}\"", text);
-    }
-
-    static std::string joined(std::string_view a, std::string_view b) {
-        return fmt::format("{}{}{}", a, a.empty() || b.empty() ? "" : " ", b);
+    CompiledQuery candidateQuery() const {
+        std::string list = extensions;
+        std::erase(list, '"');
+        // Quotes keep what stands in them from being read as operators.
+        return within.narrowed(QueryParser::parse(list.empty() ? "" : fmt::format("ext:\"{}\"", list)));
     }
 };
 
+std::string joined(std::string_view a, std::string_view b) {
+    return fmt::format("{}{}{}", a, a.empty() || b.empty() ? "" : " ", b);
+}
+
 Scope requiredScope(const ToolArguments& arguments) {
-    Scope scope{normalizeExtensions(arguments.text("ext").value_or("")), arguments.text("within")};
-    if (scope.extensions.empty() && !scope.within) {
+    Scope scope{normalizeExtensions(arguments.text("ext").value_or("")), PathScope(arguments), {}};
+    const auto within = arguments.text("within");
+    scope.text =
+        joined(scope.extensions.empty() ? "" : "ext:" + scope.extensions, within ? "within:" + *within : "");
+    if (scope.text.empty()) {
         throw ToolError{
             "Scope the search with `ext` (e.g. \"swift\") and/or `within` (a folder or path substring). "
             "Content search reads files on demand, so it must be bounded."};
@@ -78,17 +93,23 @@ JSONValue fileJSON(std::string path, const std::vector<MatchingLine>& lines) {
     return JSONObject{{"path", std::move(path)}, {"matches", std::move(matches)}};
 }
 
-ContentMatches matchesIn(const std::vector<FileRow>& candidates, const TextNeedle& needle,
-                         std::int64_t mostFiles, std::int64_t mostLines) {
+ContentMatches matchesIn(const SearchResult& candidates, const TextNeedle& needle, const ToolCall& call) {
+    const auto mostFiles = call.arguments.number("max_files", {.usual = 50, .least = 1, .most = 500});
+    const auto mostLines =
+        call.arguments.number("max_matches_per_file", {.usual = 5, .least = 1, .most = 100});
     ContentMatches found;
-    for (const FileRow& row : candidates) {
+    found.isTruncated = candidates.total > std::ssize(candidates.rows);
+    std::uint64_t done = 0;
+    for (const FileRow& row : candidates.rows) {
+        call.report(done++, candidates.rows.size());
         if (row.isDir) continue;
         if (std::ssize(found.files) == mostFiles) {
             found.isTruncated = true;
             break;
         }
         std::string path = joinPath(row.path, row.name);
-        const auto lines = grepFile(path, needle, static_cast<std::size_t>(mostLines));
+        const auto lines = grepFile(path, needle, static_cast<std::size_t>(mostLines), call.stop);
+        if (call.stop.stop_requested()) break;
         if (!lines) continue;
         ++found.filesScanned;
         if (lines->empty()) continue;
@@ -98,18 +119,16 @@ ContentMatches matchesIn(const std::vector<FileRow>& candidates, const TextNeedl
     return found;
 }
 
-JSONValue contentSearchTool(const ToolContext& context, const ToolArguments& arguments) {
-    const auto query = arguments.text("query");
+JSONValue contentSearchTool(const ToolContext& context, const ToolCall& call) {
+    const auto query = call.arguments.text("query");
     if (!query) throw ToolError{"`query` is required (the text to find inside files)."};
-    const Scope scope = requiredScope(arguments);
+    const Scope scope = requiredScope(call.arguments);
     const SearchResult candidates =
         search(context.index, scope.candidateQuery(), {.key = SortSpec::Key::path}, mostCandidates);
-    ContentMatches found =
-        matchesIn(candidates.rows, TextNeedle(*query, arguments.flag("match_case")),
-                  arguments.number("max_files", {.usual = 50, .least = 1, .most = 500}),
-                  arguments.number("max_matches_per_file", {.usual = 5, .least = 1, .most = 100}));
+    if (candidates.rows.empty()) scope.within.refuseUnlessIndexed(context);
+    ContentMatches found = matchesIn(candidates, TextNeedle(*query, call.arguments.flag("match_case")), call);
     return JSONObject{{"query", *query},
-                      {"scope", scope.text()},
+                      {"scope", scope.text},
                       {"filesScanned", found.filesScanned},
                       {"filesMatched", found.files.size()},
                       {"totalMatches", found.totalMatches},
@@ -120,7 +139,12 @@ JSONValue contentSearchTool(const ToolContext& context, const ToolArguments& arg
 }  // namespace
 
 Tool searchContentTool() {
-    return {"search_content", contentDescription, *JSONValue::parse(contentSchema), contentSearchTool};
+    return {.name = "search_content",
+            .title = "Search file contents",
+            .description = contentDescription,
+            .schema = *JSONValue::parse(contentSchema),
+            .outputSchema = *JSONValue::parse(contentOutputSchema),
+            .run = contentSearchTool};
 }
 
 }  // namespace dovra

@@ -1,20 +1,23 @@
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 #include "Base/ByteCount.hpp"
 #include "Base/Iso8601.hpp"
 #include "Base/JoinPath.hpp"
-#include "Base/TextNeedle.hpp"
+#include "Platform/PlatformWords.hpp"
+#include "Query/RegularExpression.hpp"
 #include "Query/SearchEngine.hpp"
+#include "Servers/PathScope.hpp"
 #include "Servers/SortParameter.hpp"
-#include "Servers/Tool.hpp"
 
 namespace dovra {
 
 namespace {
 
+/// With the computer's name in the place of "{}".
 constexpr const char* searchDescription =
-    R"(Search files and folders on this Mac by name and path, returning matches ranked by the chosen sort. Fast (sub-second) and local. `query` is written in Dovra's own query language:
+    R"(Search files and folders on this {} by name and path, returning matches ranked by the chosen sort. Fast (sub-second) and local. `query` is written in Dovra's own query language:
 • plain text = case-insensitive substring of the name
 • wildcards `*` and `?`  (e.g. `*.swift`, `report-??.pdf`)
 • `ext:swift;ts` extensions; `file:` / `folder:` type
@@ -41,28 +44,55 @@ constexpr const char* searchSchema = R"({
   "required": ["query"]
 })";
 
-std::string quoted(std::string text) {
+constexpr const char* searchOutputSchema = R"({
+  "type": "object",
+  "properties": {
+    "query": { "type": "string", "description": "The query with the switches of the call." },
+    "total": { "type": "integer", "description": "How many files and folders match." },
+    "returned": { "type": "integer" },
+    "results": { "type": "array", "items": { "type": "object", "properties": {
+      "name": { "type": "string" },
+      "path": { "type": "string" },
+      "directory": { "type": "string" },
+      "type": { "type": "string", "enum": ["folder", "file"] },
+      "size": { "type": "string", "description": "Of files only." },
+      "bytes": { "type": "integer", "description": "Of files only." },
+      "modified": { "type": "string", "description": "In UTC, ISO 8601." }
+    }, "required": ["name", "path", "directory", "type"] } }
+  },
+  "required": ["query", "total", "returned", "results"]
+})";
+
+std::string withoutQuotes(std::string text) {
     std::erase(text, '"');
-    return "\"" + text + "\"";
+    return text;
+}
+
+std::string regexTerm(const std::string& query) {
+    const std::string pattern = withoutQuotes(query);
+    if (const auto fault = RegularExpression::fault(pattern))
+        throw ToolError{fmt::format("`query` is no valid regular expression: {}.", *fault)};
+    return fmt::format("regex:\"{}\"", pattern);
 }
 
 /// The query in the query language's own words for the switches that the call sets.
 std::string composedQuery(const std::string& query, const ToolArguments& arguments) {
-    if (arguments.flag("fuzzy")) return "fuzzy:" + quoted(query);
+    if (arguments.flag("fuzzy")) return fmt::format("fuzzy:\"{}\"", withoutQuotes(query));
     std::string prefix = arguments.flag("match_case") ? "case: " : "";
-    if (arguments.flag("regex")) return prefix + "regex:" + quoted(query);
+    if (arguments.flag("regex")) return prefix + regexTerm(query);
     if (arguments.flag("whole_word")) prefix += "ww: ";
     if (arguments.flag("match_path")) prefix += "path: ";
     return prefix + query;
 }
 
-SearchResult searchWithin(const FileIndex& index, const std::string& query, SortSpec sort, std::int64_t limit,
-                          const TextNeedle& within) {
-    constexpr std::int64_t leastAsked = 500;
-    SearchResult result = search(index, query, sort, std::max(leastAsked, 20 * limit));
-    std::erase_if(result.rows,
-                  [&](const FileRow& row) { return !within.foundIn(joinPath(row.path, row.name)); });
-    if (std::ssize(result.rows) > limit) result.rows.resize(static_cast<std::size_t>(limit));
+/// Of all matches those in scope. The total counts all of them, unless files would have to be read for that.
+SearchResult searchWithin(const ToolContext& context, const CompiledQuery& query, SortSpec sort,
+                          std::int64_t limit, const PathScope& scope) {
+    SearchResult result = search(context.index, scope.narrowed(query), sort, limit);
+    if (!scope.isGiven()) return result;
+    if (result.rows.empty()) scope.refuseUnlessIndexed(context);
+    const bool readsFiles = query.wantsContentDuplicates || query.tree.readsFiles();
+    if (!readsFiles) result.total = search(context.index, query, sort, 0).total;
     return result;
 }
 
@@ -80,17 +110,17 @@ JSONValue rowJSON(const FileRow& row) {
     return JSONObject(std::move(members));
 }
 
-JSONValue searchTool(const ToolContext& context, const ToolArguments& arguments) {
+JSONValue searchTool(const ToolContext& context, const ToolCall& call) {
+    const ToolArguments& arguments = call.arguments;
     const auto given = arguments.text("query");
     if (!given) throw ToolError{"`query` is required."};
     const std::int64_t limit = arguments.number("limit", {.usual = 50, .least = 1, .most = 1000});
     const SortSpec sort = sortSpec(arguments.text("sort"), arguments.text("order"));
     const std::string query = composedQuery(*given, arguments);
-    const auto within = arguments.text("within");
-    const SearchResult result =
-        within ? searchWithin(context.index, query, sort, limit,
-                              TextNeedle(expandedPath(*within), arguments.flag("match_case")))
-               : search(context.index, query, sort, limit);
+    CompiledQuery compiled = QueryParser::parse(query);
+    compiled.stop = call.stop;
+    const PathScope scope(arguments, arguments.flag("match_case"));
+    const SearchResult result = searchWithin(context, compiled, sort, limit, scope);
     JSONValue::Array rows;
     std::ranges::transform(result.rows, std::back_inserter(rows), rowJSON);
     return JSONObject{
@@ -100,7 +130,12 @@ JSONValue searchTool(const ToolContext& context, const ToolArguments& arguments)
 }  // namespace
 
 Tool searchFilesTool() {
-    return {"search_files", searchDescription, *JSONValue::parse(searchSchema), searchTool};
+    return {.name = "search_files",
+            .title = "Search files",
+            .description = fmt::format(searchDescription, words::computer),
+            .schema = *JSONValue::parse(searchSchema),
+            .outputSchema = *JSONValue::parse(searchOutputSchema),
+            .run = searchTool};
 }
 
 }  // namespace dovra

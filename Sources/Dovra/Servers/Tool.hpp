@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <stop_token>
 #include <string>
 
 #include "Base/JSONValue.hpp"
@@ -31,19 +32,30 @@ struct ToolContext {
     std::function<IndexStats()> statsProvider;
 };
 
+/// One call of a tool.
+struct ToolCall {
+    ToolArguments arguments;
+    /// Once a stop is requested nobody waits for the result any more: what is returned is thrown away.
+    std::stop_token stop;
+    /// Tells the client how much of all the work is done. Any thread, one at a time; as often as one likes.
+    std::function<void(std::uint64_t done, std::uint64_t all)> report;
+};
+
 /// A tool as clients see it, and what runs it.
 struct Tool {
     /// Returns the result or throws `ToolError`.
-    using Run = JSONValue (*)(const ToolContext& context, const ToolArguments& arguments);
+    using Run = JSONValue (*)(const ToolContext& context, const ToolCall& call);
 
     std::string name;
+    std::string title;  ///< for people
     std::string description;
-    JSONValue schema;  ///< of the arguments
+    JSONValue schema;        ///< of the arguments
+    JSONValue outputSchema;  ///< of the result
     Run run;
     bool needsWholeIndex = true;  ///< whether a call waits for the first scan
 };
 
-/// All tools, in the order in which clients are told of them.
+/// All tools, in the order in which clients are told of them. None changes anything.
 std::span<const Tool> tools();
 
 // One function for each, defined in a file of its own.

@@ -88,13 +88,12 @@ void AppServices::runBeside(LiveIndex::Task task) {
 
 /// Has others know how far the index is.
 void AppServices::publish() {
-    const LiveIndex::Answers answers = live_.answers();
-    bool isReady = answers != LiveIndex::Answers::none;
+    bool isReady = live_.isWhole();
     {
         const MutexGuard guard(mutex_);
         isReady = isReady && rebuildsAsked_ == 0;
         status_ = {.isReady = isReady,
-                   .isCompared = answers == LiveIndex::Answers::whole,
+                   .isCompared = live_.isCompared(),
                    .coverage = live_.coverage(),
                    .lastRound = live_.lastRound()};
         statusChanged_.notify_all();

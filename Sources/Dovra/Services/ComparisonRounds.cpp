@@ -1,6 +1,7 @@
 #include "Services/ComparisonRounds.hpp"
 
 #include <algorithm>
+#include <ctime>
 #include <utility>
 
 namespace dovra {
@@ -11,19 +12,12 @@ namespace {
 constexpr int restInRounds = 99;
 constexpr int restWhileCatchingUp = 3;
 
-std::int64_t secondsNow() {
-    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
-        .time_since_epoch()
-        .count();
-}
-
 }  // namespace
 
 void ComparisonRounds::startOver(Time now, bool catchesUp) {
     comparison_.reset();
     ++era_;
     catchesUp_ = catchesUp;
-    isReading_ = false;
     nextTime_ = catchesUp ? now : now + interval;
 }
 
@@ -44,13 +38,12 @@ std::optional<DiskComparison::Piece> ComparisonRounds::next(const FileIndex& ind
         end(now);
         return std::nullopt;
     }
-    isReading_ = true;
+    nextTime_ = Time::max();
     return piece;
 }
 
 ChangeBatch ComparisonRounds::take(const FileIndex& index, const DiskComparison::Reading& reading,
                                    Clock::duration took, Time now) {
-    isReading_ = false;
     nextTime_ = now + took * (catchesUp_ ? restWhileCatchingUp : restInRounds);
     return comparison_->compare(index, reading);
 }
@@ -65,7 +58,7 @@ void ComparisonRounds::end(Time now) {
     nextTime_ = std::max(now, began_ + interval);
     if (std::exchange(catchesUp_, false)) return;
     current_.number = last_ ? last_->number + 1 : 1;
-    current_.endedAt = secondsNow();
+    current_.endedAt = std::time(nullptr);
     last_ = std::move(current_);
 }
 

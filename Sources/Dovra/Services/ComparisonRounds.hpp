@@ -47,7 +47,7 @@ public:
     void noteUse() { isWorthwhile_ = true; }
 
     /// When there may be something to read; the end of time while a piece is being read.
-    Time nextTime() const { return isReading_ ? Time::max() : nextTime_; }
+    Time nextTime() const { return nextTime_; }
     void postpone(Time until) { nextTime_ = until; }
 
     /// What is to be read now; absent when nothing is. Not before `nextTime`.
@@ -68,7 +68,6 @@ private:
 
     std::optional<DiskComparison> comparison_;  ///< present while a round goes on
     bool catchesUp_ = false;
-    bool isReading_ = false;
     std::uint64_t era_ = 0;
     bool isWorthwhile_ = false;
     Time began_;

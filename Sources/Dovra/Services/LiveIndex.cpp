@@ -49,11 +49,6 @@ CrawlOptions LiveIndex::crawlOptions() const {
     return {.restrictToStartupVolume = options_.root == "/", .stop = options_.stop};
 }
 
-LiveIndex::Answers LiveIndex::answers() const {
-    if (state_ == State::live) return rounds_.isCatchingUp() ? Answers::wholeButNotCompared : Answers::whole;
-    return state_ == State::replaying ? Answers::wholeButNotCompared : Answers::none;
-}
-
 // Coming up.
 
 void LiveIndex::start() {
@@ -65,8 +60,7 @@ void LiveIndex::start() {
     replay();
     if (isStopped()) return;
     state_ = State::replaying;
-    postProgress(false);
-    options_.onUpdated();
+    tellUpdated();
 }
 
 bool LiveIndex::load() {
@@ -93,7 +87,8 @@ void LiveIndex::replay() {
 void LiveIndex::comeAlive() {
     switch (state_) {
         case State::loading:
-            scan();
+            scan(index_);
+            beginLife(false);
             break;
         case State::rebuilding:
             buildAside();
@@ -107,11 +102,10 @@ void LiveIndex::comeAlive() {
     }
 }
 
-void LiveIndex::scan() {
-    crawl(index_, {options_.root}, crawlOptions(), [this](std::int64_t, bool stillScanning) {
-        if (stillScanning) postProgress(true);
+void LiveIndex::scan(FileIndex& index) {
+    crawl(index, {options_.root}, crawlOptions(), [this](std::int64_t count, bool stillScanning) {
+        if (stillScanning) options_.onProgress(count, true);
     });
-    beginLife(false);
 }
 
 /// Whoever searches meanwhile goes on with the former index, and never sees a part.
@@ -119,9 +113,7 @@ void LiveIndex::buildAside() {
     cache_.remove();
     FileIndex fresh;
     if (usesTrigram_) fresh.attachTrigramIndex(std::make_shared<TrigramIndex>());
-    crawl(fresh, {options_.root}, crawlOptions(), [this](std::int64_t count, bool stillScanning) {
-        if (stillScanning) options_.onProgress(count, true);
-    });
+    scan(fresh);
     if (isStopped()) return;
     index_.replaceContents(fresh.takeContents());
     beginLife(false);
@@ -135,14 +127,12 @@ void LiveIndex::beginLife(bool catchesUp) {
     state_ = State::live;
     rounds_.startOver(options_.now(), catchesUp);
     if (!isBuilt) return;
-    isChanged_ = true;
     nextSave_ = options_.now();
-    postProgress(false);
-    options_.onUpdated();
+    tellUpdated();
 }
 
 void LiveIndex::rebuild() {
-    if (state_ == State::live || state_ == State::replaying) state_ = State::rebuilding;
+    if (isWhole()) state_ = State::rebuilding;
 }
 
 void LiveIndex::useTrigram(bool isUsed) {
@@ -157,7 +147,7 @@ void LiveIndex::step() {
     checkRoot();
     if (!watcher_.isOpening()) comeAlive();
     if (state_ != State::live || isStopped()) return;
-    takeChanges(stepPatience);
+    watcher_.deliver(stepPatience);
     const Time now = options_.now();
     const bool polls = now >= nextPoll_ && !watcher_.polledTrees().empty();
     if (polls || now >= nextRetry_) lookAgain(polls);
@@ -175,13 +165,9 @@ bool LiveIndex::flush(std::chrono::milliseconds patience) {
         comeAlive();
     }
     if (state_ != State::live) return false;
-    const bool isInTime = takeChanges(patience);
+    const bool isInTime = watcher_.deliver(patience);
     lookAgain(true);
     return isInTime && state_ == State::live;
-}
-
-bool LiveIndex::takeChanges(std::chrono::milliseconds patience) {
-    return watcher_.deliver(patience);
 }
 
 /// Looks at what could not be looked at before, and at that of which nobody tells.
@@ -216,20 +202,16 @@ void LiveIndex::applyTold(const ChangeBatch& batch) {
 std::vector<std::string> LiveIndex::apply(const ChangeBatch& batch) {
     const std::uint64_t generation = index_.generation();
     AppliedChanges applied = applyChanges(index_, batch, crawlOptions());
-    keepUnread(applied.unread);
+    if (!applied.unread.empty()) nextRetry_ = options_.now() + retryDelay;
+    unread_.add(std::move(applied.unread));
     if (index_.generation() == generation) return {};
     rounds_.noteUse();
     if (hasTooManyTombstones()) rebuild();
     // Otherwise each save would be the reason for the next one.
-    if (!concernsOwnFilesOnly(batch, applied.changed)) noteChange();
+    if (nextSave_ == never && !concernsOwnFilesOnly(batch, applied.changed))
+        nextSave_ = options_.now() + options_.saveInterval;
     options_.onUpdated();
     return std::move(applied.changed);
-}
-
-void LiveIndex::keepUnread(const ChangeBatch& unread) {
-    if (unread.empty()) return;
-    unread_.add(unread);
-    nextRetry_ = options_.now() + retryDelay;
 }
 
 bool LiveIndex::hasTooManyTombstones() const {
@@ -265,7 +247,9 @@ void LiveIndex::checkRoot() {
     }
     const bool isSame = now.stamp.isOfSameFolder(before.stamp);
     const bool isElsewhere = now.realPath != before.realPath;
-    const bool isListed = isRootListed();
+    // Until it is built it cannot be.
+    const bool isListed = state_ == State::loading || state_ == State::rebuilding ||
+                          index_.listedFolder(options_.root).has_value();
     // A path too long to be resolved is never watched.
     const bool isServed = isListed && (!watcher_.isRefused() || !now.realPath);
     if (isSame && !isElsewhere && (isServed || !OpenFolder::open(options_.root))) return;
@@ -294,28 +278,20 @@ void LiveIndex::forgetRoot() {
     options_.onUpdated();
 }
 
-bool LiveIndex::isRootListed() const {
-    // Until it is built it cannot be.
-    if (state_ == State::loading || state_ == State::rebuilding) return true;
-    const ReadGuard guard(index_.rwlock);
-    const auto root = index_.directoriesLocked().find(options_.root);
-    return root && index_.entriesByDirLocked().contains(*root);
-}
-
 // Work beside the steps.
 
 LiveIndex::Time LiveIndex::nextTime() const {
     if (isStopped() || state_ == State::empty) return never;
     if (state_ != State::live) return watcher_.isOpening() ? nextRootCheck_ : options_.now();
     const Time poll = watcher_.polledTrees().empty() ? never : nextPoll_;
-    const Time save = isSaving_ || !maySave() ? never : nextSave_;
+    const Time save = maySave() ? nextSave_ : never;
     return std::min({nextRootCheck_, nextRetry_, poll, save, rounds_.nextTime()});
 }
 
 std::optional<LiveIndex::Task> LiveIndex::nextTask() {
     if (isStopped() || state_ != State::live) return std::nullopt;
     const Time now = options_.now();
-    if (!isSaving_ && now >= nextSave_ && maySave()) return savingTask();
+    if (now >= nextSave_ && maySave()) return savingTask();
     if (now < rounds_.nextTime()) return std::nullopt;
     if (!rounds_.isCatchingUp() && options_.isOnBattery()) {
         rounds_.postpone(now + ComparisonRounds::interval);
@@ -345,10 +321,10 @@ void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::dur
     const ChangeBatch suspects = rounds_.take(index_, reading, took, options_.now());
     if (suspects.empty()) return;
     // What is told anyway, now or right after it was looked at, is no find.
-    takeChanges(stepPatience);
+    watcher_.deliver(stepPatience);
     for (std::string& path : apply(suspects))
         finds_.insert(std::move(path));
-    takeChanges(stepPatience);
+    watcher_.deliver(stepPatience);
     const std::vector<std::string> polled = watcher_.polledTrees();
     for (const std::string& path : std::exchange(finds_, {})) {
         const auto holds = [&](const std::string& tree) { return isAtOrBelow(path, tree); };
@@ -366,13 +342,8 @@ void LiveIndex::reportRound() const {
 
 // The cache.
 
-void LiveIndex::noteChange() {
-    isChanged_ = true;
-    if (nextSave_ == never) nextSave_ = options_.now() + options_.saveInterval;
-}
-
 bool LiveIndex::maySave() const {
-    return isChanged_ && root_.stamp.isKnown();
+    return !isSaving_ && nextSave_ != never && root_.stamp.isKnown();
 }
 
 /// A folder whose contents are missing shows in no stamp of its own, so that of its parent must not tell that
@@ -391,7 +362,6 @@ void LiveIndex::prepareSave() {
 LiveIndex::Task LiveIndex::savingTask() {
     prepareSave();
     isSaving_ = true;
-    isChanged_ = false;
     nextSave_ = never;
     return {.kind = Task::Kind::saving, .run = [this, device = root_.stamp.device, id = lastEventId_] {
                 const bool hasFailed = cache_.save(index_, device, id, options_.stop).has_value();
@@ -405,7 +375,6 @@ void LiveIndex::finishSaving(bool hasFailed) {
     // It may hold what was lost by now.
     if (state_ == State::rebuilding) cache_.remove();
     if (!hasFailed) return;
-    isChanged_ = true;
     nextSave_ =
         std::min(nextSave_, options_.now() + std::min<Clock::duration>(savePause, options_.saveInterval));
 }
@@ -413,7 +382,8 @@ void LiveIndex::finishSaving(bool hasFailed) {
 void LiveIndex::end() {
     const bool isWhole = state_ != State::rebuilding;
     state_ = State::ended;
-    isChanged_ = isChanged_ || isSaving_;
+    // A save that was to go on has been stopped.
+    if (isSaving_) finishSaving(true);
     if (!isWhole || !maySave()) return;
     prepareSave();
     (void)cache_.save(index_, root_.stamp.device, lastEventId_);

@@ -46,13 +46,6 @@ public:
         ended,       ///< No answers.
     };
 
-    /// What a search may be told.
-    enum class Answers : std::uint8_t {
-        none,
-        wholeButNotCompared,  ///< names are right; files changed in place before the start may show old sizes
-        whole,
-    };
-
     struct Options {
         std::string root = "/";  ///< absolute, without a slash at its end
         bool usesTrigram = false;
@@ -114,7 +107,10 @@ public:
     FileIndex& index() { return index_; }
     const FileIndex& index() const { return index_; }
     State state() const { return state_; }
-    Answers answers() const;
+    /// Whether a search may be answered: names are right, or will be after a flush.
+    bool isWhole() const { return state_ == State::live || state_ == State::replaying; }
+    /// Also what was changed in place before the start, which may show old sizes otherwise.
+    bool isCompared() const { return state_ == State::live && !rounds_.isCatchingUp(); }
     /// How changes are noticed and which are not, in a few words for a status line.
     std::string coverage() const { return watcher_.coverage(); }
     const std::optional<RoundOutcome>& lastRound() const { return rounds_.last(); }
@@ -130,7 +126,7 @@ private:
 
     bool load();
     void comeAlive();
-    void scan();
+    void scan(FileIndex& index);
     void buildAside();
     void beginLife(bool catchesUp);
     void replay();
@@ -138,13 +134,10 @@ private:
     Root lookAtRoot() const;
     void checkRoot();
     void forgetRoot();
-    bool isRootListed() const;
 
-    bool takeChanges(std::chrono::milliseconds patience);
     void lookAgain(bool atPolledTrees);
     void applyTold(const ChangeBatch& batch);
     std::vector<std::string> apply(const ChangeBatch& batch);
-    void keepUnread(const ChangeBatch& unread);
     bool concernsOwnFilesOnly(const ChangeBatch& batch, const std::vector<std::string>& changed) const;
     bool hasTooManyTombstones() const;
 
@@ -152,7 +145,6 @@ private:
     void finishReading(const DiskComparison::Reading& reading, Clock::duration took);
     void reportRound() const;
 
-    void noteChange();
     bool maySave() const;
     void prepareSave();
     Task savingTask();
@@ -160,7 +152,10 @@ private:
 
     bool isStopped() const { return options_.stop.stop_requested(); }
     CrawlOptions crawlOptions() const;
-    void postProgress(bool stillScanning) { options_.onProgress(index_.itemCount(), stillScanning); }
+    void tellUpdated() {
+        options_.onProgress(index_.itemCount(), false);
+        options_.onUpdated();
+    }
 
     const Options options_;
     FileIndex index_;
@@ -180,9 +175,8 @@ private:
     std::set<std::string> finds_;  ///< of the reading that is being taken in, as far as nothing tells of them
 
     std::uint64_t lastEventId_ = 0;
-    bool isChanged_ = false;  ///< since the last save
     bool isSaving_ = false;
-    Time nextSave_ = never;
+    Time nextSave_ = never;  ///< of what changed since the last one began
 };
 
 }  // namespace dovra

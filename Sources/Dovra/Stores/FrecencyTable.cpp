@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
+#include <span>
 #include <tuple>
 
 #include "Base/ByteText.hpp"
-#include "Base/JsonText.hpp"
+#include "Base/JSONValue.hpp"
 
 namespace dovra {
 
 namespace {
-
-using nlohmann::json;
 
 constexpr std::size_t mostEntries = 4000;
 constexpr std::size_t entriesAfterPruning = 2000;
@@ -38,19 +36,20 @@ std::int64_t sum(std::int64_t a, std::int64_t b) {
     return a < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
 }
 
-const json* member(const json& object, const char* key) {
-    const auto found = object.find(key);
-    return found == object.end() ? nullptr : &*found;
+/// Seconds, which may be written without a fraction.
+std::optional<double> decodeTime(const JSONValue& value) {
+    if (const double* floating = value.floating()) return *floating;
+    if (const std::int64_t* integer = value.integer()) return static_cast<double>(*integer);
+    return std::nullopt;
 }
 
-std::optional<FrecencyEntry> decodeEntry(const json& value) {
-    const json* count = value.is_object() ? member(value, "count") : nullptr;
-    const json* lastAccess = value.is_object() ? member(value, "lastAccess") : nullptr;
-    if (count == nullptr || !count->is_number_integer()) return std::nullopt;
-    if (lastAccess == nullptr || !lastAccess->is_number()) return std::nullopt;
-    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    if (count->is_number_unsigned() && count->get<std::uint64_t>() > largest) return std::nullopt;
-    return FrecencyEntry{count->get<std::int64_t>(), lastAccess->get<double>()};
+std::optional<FrecencyEntry> decodeEntry(const JSONValue& value) {
+    const JSONObject* object = value.object();
+    const JSONValue* count = object != nullptr ? object->find("count") : nullptr;
+    const JSONValue* lastAccess = object != nullptr ? object->find("lastAccess") : nullptr;
+    const auto time = lastAccess != nullptr ? decodeTime(*lastAccess) : std::nullopt;
+    if (count == nullptr || count->integer() == nullptr || !time) return std::nullopt;
+    return FrecencyEntry{*count->integer(), *time};
 }
 
 }  // namespace
@@ -111,18 +110,19 @@ std::vector<PathBoost> FrecencyTable::boosts(double now) const {
 }
 
 std::string FrecencyTable::encode() const {
-    json object = json::object();
+    std::vector<JSONObject::Member> members;
     for (const auto& [path, entry] : entries_)
-        object[textFromBytes(path)] = {{"count", entry.count}, {"lastAccess", entry.lastAccess}};
-    return object.dump();
+        members.push_back(
+            {textFromBytes(path), JSONObject{{"count", entry.count}, {"lastAccess", entry.lastAccess}}});
+    return JSONValue(JSONObject(std::move(members))).serializedString();
 }
 
 std::optional<FrecencyTable::Decoded> FrecencyTable::decode(std::string_view text) {
-    const auto object = parseJson(text);
-    if (!object || !object->is_object()) return std::nullopt;
+    const auto document = JSONValue::parse(text);
+    if (!document || document->object() == nullptr) return std::nullopt;
     Decoded decoded;
     double latest = 0;
-    for (const auto& [key, value] : object->items()) {
+    for (const auto& [key, value] : document->object()->members()) {
         auto path = bytesFromText(key);
         const auto entry = decodeEntry(value);
         if (path && entry) {

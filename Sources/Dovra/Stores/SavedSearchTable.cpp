@@ -1,29 +1,26 @@
 #include "Stores/SavedSearchTable.hpp"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "Base/ByteText.hpp"
-#include "Base/JsonText.hpp"
+#include "Base/JSONValue.hpp"
 #include "Base/Utf8.hpp"
 
 namespace dovra {
 
 namespace {
 
-using nlohmann::json;
-
-std::optional<std::string> decodeText(const json& object, const char* key) {
-    const auto found = object.find(key);
-    if (found == object.end() || !found->is_string()) return std::nullopt;
-    return bytesFromText(found->get_ref<const std::string&>());
+std::optional<std::string> decodeText(const JSONObject& object, std::string_view key) {
+    const JSONValue* value = object.find(key);
+    if (value == nullptr || value->string() == nullptr) return std::nullopt;
+    return bytesFromText(*value->string());
 }
 
-std::optional<SavedSearch> decodeItem(const json& value) {
-    if (!value.is_object()) return std::nullopt;
-    const auto name = decodeText(value, "name");
-    auto query = decodeText(value, "query");
+std::optional<SavedSearch> decodeItem(const JSONValue& value) {
+    if (value.object() == nullptr) return std::nullopt;
+    const auto name = decodeText(*value.object(), "name");
+    auto query = decodeText(*value.object(), "query");
     if (!name || !query || trimmedWhiteSpace(*name).empty()) return std::nullopt;
     return SavedSearch{std::string(trimmedWhiteSpace(*name)), std::move(*query)};
 }
@@ -55,20 +52,20 @@ std::optional<std::string> SavedSearchTable::query(std::string_view name) const 
 }
 
 std::string SavedSearchTable::encode() const {
-    json array = json::array();
+    JSONValue::Array array;
     for (const auto& [name, query] : items_)
-        array.push_back({{"name", textFromBytes(name)}, {"query", textFromBytes(query)}});
-    return array.dump();
+        array.push_back(JSONObject{{"name", textFromBytes(name)}, {"query", textFromBytes(query)}});
+    return JSONValue(std::move(array)).serializedString();
 }
 
 std::optional<SavedSearchTable::Decoded> SavedSearchTable::decode(std::string_view text) {
-    const auto array = parseJson(text);
-    if (!array || !array->is_array()) return std::nullopt;
+    const auto document = JSONValue::parse(text);
+    if (!document || document->array() == nullptr) return std::nullopt;
     Decoded decoded;
     auto& items = decoded.table.items_;
     // So that a long file costs no more than its length.
     std::unordered_map<std::string, std::size_t> places;
-    for (const json& element : *array) {
+    for (const JSONValue& element : *document->array()) {
         auto item = decodeItem(element);
         decoded.isWhole = decoded.isWhole && item;
         if (!item) continue;

@@ -1,7 +1,7 @@
 // The tool server, driven by the protocol's own client library: what it accepts from a server is what clients do.
 
 import assert from "node:assert/strict";
-import { mkdirSync, mkdtempSync, realpathSync, rmSync, writeFileSync } from "node:fs";
+import { mkdirSync, mkdtempSync, realpathSync, rmSync, truncateSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -41,11 +41,12 @@ after(async () => {
 });
 
 /** What a tool returns; the message of its failure is thrown. */
-async function call(name, args = {}) {
-    const { content, isError } = await client.callTool({ name, arguments: args });
+async function call(name, args = {}, options = {}) {
+    const { content, structuredContent, isError } = await client.callTool({ name, arguments: args }, undefined, options);
     assert.equal(content.length, 1);
     if (isError) throw new Error(content[0].text);
-    return JSON.parse(content[0].text);
+    assert.deepEqual(structuredContent, JSON.parse(content[0].text));
+    return structuredContent;
 }
 
 test("the server introduces itself", async () => {
@@ -55,14 +56,17 @@ test("the server introduces itself", async () => {
     await client.ping();
 });
 
-test("every tool has a description and a schema", async () => {
+// From then on the client checks each result against the schema.
+test("every tool has a description and schemas", async () => {
     const { tools } = await client.listTools();
     assert.deepEqual(
         tools.map((tool) => tool.name),
         ["search_files", "search_content", "find_duplicate_files", "disk_usage", "index_stats"],
     );
     for (const tool of tools) {
-        assert.ok(tool.description.length > 20);
+        assert.ok(tool.description.length > 20 && tool.annotations.title.length > 5);
+        assert.deepEqual([tool.annotations.readOnlyHint, tool.annotations.openWorldHint], [true, false]);
+        assert.equal(tool.outputSchema.type, "object");
         for (const name of tool.inputSchema.required ?? []) assert.ok(name in tool.inputSchema.properties);
     }
 });
@@ -76,24 +80,13 @@ test("search_files finds names", async () => {
     assert.deepEqual([found.total, found.returned], [2, 2]);
 });
 
-test("search_content finds lines", async () => {
-    const found = await call("search_content", { query: "grand", within: folder, max_files: 1 });
-    assert.deepEqual(found.results, [
-        { path: join(folder, "notes", "copy.md"), matches: [{ line: 2, text: "the Grand plan" }] },
-    ]);
-    assert.equal(found.truncated, true);
-});
-
-test("find_duplicate_files finds equal contents", async () => {
-    const found = await call("find_duplicate_files", { query: "ext:md" });
-    assert.equal(found.duplicateSets, 1);
-    assert.deepEqual(found.sets[0].files.sort(), [
-        join(folder, "notes", "copy.md"),
-        join(folder, "notes", "plan.md"),
-    ]);
-});
-
-test("disk_usage adds up folders", async () => {
+test("the other tools find lines, equal contents and sums", async () => {
+    const copies = [join(folder, "notes", "copy.md"), join(folder, "notes", "plan.md")];
+    const lines = await call("search_content", { query: "grand", within: folder, max_files: 1 });
+    assert.deepEqual(lines.results, [{ path: copies[0], matches: [{ line: 2, text: "the Grand plan" }] }]);
+    assert.equal(lines.truncated, true);
+    const { sets } = await call("find_duplicate_files", { query: "ext:md" });
+    assert.deepEqual(sets.map(({ files }) => files.sort()), [copies]);
     const { directories } = await call("disk_usage", { path: folder, limit: 1 });
     assert.deepEqual(directories, [{ path: folder, size: "1.5 MB", files: 3 }]);
 });
@@ -106,12 +99,23 @@ test("index_stats counts", async () => {
     assert.match(errors, /^[^\n]*MCP server[^\n]*ready · 4 items · root [^\n]*\n$/);
 });
 
-test("tools that fail say why", async () => {
-    await assert.rejects(call("search_files"), { message: "`query` is required." });
-    await assert.rejects(call("search_content", { query: "x" }), { message: /Scope the search/ });
+test("a call tells of its progress and can be cancelled", async () => {
+    const large = ["one", "other"].map((name) => join(folder, name));
+    for (const path of large) {
+        writeFileSync(path, "");
+        truncateSync(path, 200 * 2 ** 30);
+    }
+    const cancelling = new AbortController();
+    const told = [];
+    const onprogress = (progress) => told.push(progress) === 2 && cancelling.abort();
+    await assert.rejects(call("find_duplicate_files", {}, { onprogress, signal: cancelling.signal }));
+    assert.ok(told[0].progress < told[1].progress && told[1].progress < told[1].total);
+    await client.ping();
+    large.forEach((path) => rmSync(path));
 });
 
-test("faults of the protocol are errors", async () => {
+test("faults are errors, of a tool or of the protocol", async () => {
+    await assert.rejects(call("search_files"), { message: "`query` is required." });
     const fails = (promise, code) => assert.rejects(promise, (error) => error instanceof McpError && error.code === code);
     await fails(client.callTool({ name: "no_such_tool" }), -32602);
     await fails(client.listResources(), -32601);

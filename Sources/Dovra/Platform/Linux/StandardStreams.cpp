@@ -1,5 +1,6 @@
 #include "Platform/StandardStreams.hpp"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -36,6 +37,13 @@ void ignoreClosedPipes() {
 
 void ignoreFileSizeSignal() {
     (void)std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool waitForStandardInput(std::optional<std::chrono::milliseconds> patience) {
+    std::array<pollfd, 2> streams = {pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
+                                     pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
+    const int timeout = patience ? static_cast<int>(patience->count()) : -1;
+    return ::poll(streams.data(), streams.size(), timeout) > 0 && streams[0].revents != 0;
 }
 
 std::size_t readStandardInput(std::span<char> destination) {

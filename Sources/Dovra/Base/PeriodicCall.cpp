@@ -1,0 +1,29 @@
+#include "Base/PeriodicCall.hpp"
+
+#include <stop_token>
+#include <utility>
+
+#include "Base/Mutex.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// Whether a stop is requested before the time has passed; returns as soon as it is.
+bool isStoppedWithin(std::chrono::milliseconds time, const std::stop_token& stop) {
+    Mutex mutex;
+    ConditionVariable stopped;
+    const MutexGuard lock(mutex);
+    return stopped.wait_for(mutex, stop, time, [&] { return stop.stop_requested(); });
+}
+
+}  // namespace
+
+PeriodicCall::PeriodicCall(std::chrono::milliseconds between, std::function<void()> call)
+    : thread_([between, call = std::move(call)](const std::stop_token& stop) {
+          do {
+              call();
+          } while (!isStoppedWithin(between, stop));
+      }) {}
+
+}  // namespace dovra

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+namespace dovra {
+
+/// Calls a function on a thread of its own while it lives: at once, and then each time that so long has
+/// passed. Going waits for a call that runs, and for no other.
+class PeriodicCall {
+public:
+    PeriodicCall(std::chrono::milliseconds between, std::function<void()> call);
+
+private:
+    std::jthread thread_;
+};
+
+}  // namespace dovra

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Query/QueryParser.hpp"
+#include "Servers/Tool.hpp"
+
+namespace dovra {
+
+/// Whether the full path of anything in the index contains the text.
+bool isInPaths(const FileIndex& index, std::string_view text);
+
+/// The "within" of a call: a folder or any other piece of full paths, taken as it stands. Without one,
+/// everything is in scope.
+class PathScope {
+public:
+    explicit PathScope(const ToolArguments& arguments, bool caseSensitive = false);
+
+    bool isGiven() const { return text_.has_value(); }
+
+    /// A query that finds what the given one finds in scope.
+    CompiledQuery narrowed(CompiledQuery query) const;
+
+    /// For a call that found nothing: throws `ToolError` if the scope is a whole path and the index has
+    /// nothing there.
+    void refuseUnlessIndexed(const ToolContext& context) const;
+
+private:
+    std::optional<std::string> text_;
+    bool caseSensitive_;
+};
+
+}  // namespace dovra
