@@ -1,6 +1,5 @@
 #pragma once
 
-#include <unistd.h>
 #include <utility>
 
 namespace dovra {
@@ -9,9 +8,7 @@ namespace dovra {
 class Descriptor {
 public:
     explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
+    ~Descriptor();
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(number_, other.number_);
