@@ -16,7 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/TreeScript.hpp"

@@ -214,7 +214,7 @@ TEST(WatchingStopped, LooksAtNoFurtherFolderOnceItIsStopped) {
             const auto source = openEventSource(options);
             EXPECT_LE(folders, most);
             tree.makeFolder("new/deeper");
-            source->stop();
+            stop.request_stop();
             folders = 0;
             source->drain();
             EXPECT_EQ(folders, 0);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Descriptor.hpp"
 #include "Platform/FileError.hpp"
 
 namespace dovra {
@@ -44,7 +45,7 @@ public:
 private:
     std::string target_;
     std::string temporary_;  ///< what is to be removed at the end; empty when nothing is
-    int descriptor_;
+    Descriptor file_;
     std::optional<FileError> error_;
 };
 

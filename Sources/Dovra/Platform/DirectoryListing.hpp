@@ -6,9 +6,11 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "Base/PodVector.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/FolderStamp.hpp"
 
 namespace dovra {
@@ -70,8 +72,8 @@ public:
     /// cannot be opened. Paths may be longer than the system takes in one call.
     static std::optional<OpenFolder> open(const std::string& path);
 
-    /// Opens the folder at `path` below this one. Absent as above, when there is a link anywhere on the way,
-    /// and when the path is longer than the system takes in one call.
+    /// Opens the folder at `path` below this one; this one itself if that is empty. Absent as above, and when
+    /// there is a link anywhere on the way.
     std::optional<OpenFolder> openBelow(const std::string& path) const;
 
     /// Why a folder could not be opened, or an attribute not be asked.
@@ -84,15 +86,11 @@ public:
     /// As `open`, and tells why when it cannot.
     static std::variant<OpenFolder, Refusal> tryOpen(const std::string& path);
 
-    /// As `openBelow`, for paths of any length (empty for this folder itself), and tells why when it cannot.
+    /// As `openBelow`, and tells why when it cannot.
     std::variant<OpenFolder, Refusal> tryOpenBelow(const std::string& path) const;
 
     /// Takes over an open descriptor of a folder.
-    explicit OpenFolder(int descriptor) : descriptor_(descriptor) {}
-
-    OpenFolder(OpenFolder&& other) noexcept;
-    OpenFolder& operator=(OpenFolder&& other) noexcept;
-    ~OpenFolder();
+    explicit OpenFolder(Descriptor folder) : folder_(std::move(folder)) {}
 
     /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
     /// stop, ends the listing with what was read; returns whether there was none. A folder that was deleted
@@ -103,7 +101,7 @@ public:
     /// them, but without the name. Tells why when it cannot; `missing` is nothing of that name.
     std::variant<RawDirent, Refusal> attributes(const std::string& name = "") const;
 
-    DeviceId device() const;
+    DeviceId device() const { return stamp().device; }
 
     /// Device, inode and times in one call. Not known (but for the device) when it cannot be asked or a time
     /// lies outside the years 1678 to 2262, which nanoseconds can tell.
@@ -118,10 +116,10 @@ public:
     bool isOnKernelFileSystem() const;
 
     /// For what the system is asked elsewhere; stays this object's.
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return folder_.number(); }
 
 private:
-    int descriptor_ = -1;
+    Descriptor folder_;
 };
 
 }  // namespace dovra

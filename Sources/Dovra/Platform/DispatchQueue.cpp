@@ -41,11 +41,7 @@ public:
         return usual;
     }
 
-    ~Pool() {
-        context_.stop();
-        for (std::thread& thread : threads_)
-            thread.join();
-    }
+    ~Pool() { context_.stop(); }
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
 
@@ -73,16 +69,7 @@ private:
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> keepsRunning_ = make_work_guard(context_);
     std::once_flag started_;
-    std::vector<std::thread> threads_;
-};
-
-/// The thread bears the label for the guard's lifetime.
-class ThreadLabel {
-public:
-    explicit ThreadLabel(const std::string& label) { setCurrentThreadName(label); }
-    ~ThreadLabel() { setCurrentThreadName(idleName); }
-    ThreadLabel(const ThreadLabel&) = delete;
-    ThreadLabel& operator=(const ThreadLabel&) = delete;
+    std::vector<std::jthread> threads_;  ///< last: they end before what they use
 };
 
 }  // namespace
@@ -93,8 +80,9 @@ struct DispatchQueue::State {
     asio::strand<asio::io_context::executor_type> strand = asio::make_strand(pool.context());
 
     void run(const Work& work) const {
-        const ThreadLabel named(label);
+        setCurrentThreadName(label);
         work();
+        setCurrentThreadName(idleName);
     }
 };
 

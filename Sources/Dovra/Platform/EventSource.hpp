@@ -35,7 +35,8 @@ struct WatchOptions {
     std::function<bool(std::string_view fullPath)> entersFolder = [](std::string_view) { return true; };
     /// Takes a message for the user, such as a limit of the system that was reached. Called on any thread.
     std::function<void(const std::string& message)> report = [](const std::string&) {};
-    /// A request to stop has opening end soon too; the source is then as after `stop`.
+    /// A request to stop has opening and draining end soon, now and from now on; what is told after that may
+    /// not be complete.
     std::stop_token stop = {};
 };
 
@@ -48,9 +49,6 @@ public:
     /// Returns when there is something to drain, after `wake`, or when the time is over.
     virtual void wait(std::chrono::milliseconds timeout) = 0;
     virtual void wake() = 0;
-
-    /// Has waiting and draining end soon, now and from now on; what is told after that may not be complete.
-    virtual void stop() { wake(); }
 
     /// Takes over what the system has queued, which is bounded; places are found when they are taken.
     virtual void drain() = 0;

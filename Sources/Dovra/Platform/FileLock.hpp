@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <variant>
 
+#include "Platform/Descriptor.hpp"
 #include "Platform/FileError.hpp"
 
 namespace dovra {
@@ -15,14 +17,10 @@ public:
     /// Waits for the lock; makes the lock file (mode 0600) when it is not there.
     static std::variant<FileLock, FileError> acquire(const std::string& path);
 
-    ~FileLock();
-    FileLock(FileLock&& other) noexcept;
-    FileLock& operator=(FileLock&& other) noexcept;
-
 private:
-    explicit FileLock(int descriptor) : descriptor_(descriptor) {}
+    explicit FileLock(Descriptor file) : file_(std::move(file)) {}
 
-    int descriptor_;
+    Descriptor file_;
 };
 
 }  // namespace dovra

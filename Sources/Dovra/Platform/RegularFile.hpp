@@ -5,10 +5,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
+
+#include "Platform/Descriptor.hpp"
 
 namespace dovra {
 
-/// A regular file that is open for reading. Owns its descriptor. Never stands for a device, a pipe, a socket
+/// A regular file that is open for reading. Never stands for a device, a pipe, a socket
 /// or a folder, and opening never waits for a writer. Reading is safe from several threads at once.
 class RegularFile {
 public:
@@ -18,10 +21,6 @@ public:
     /// The file at `path`, of any length; absent when there is none, when it may not be read or when it is
     /// not a regular file.
     static std::optional<RegularFile> open(const std::string& path, Links links = Links::follow);
-
-    ~RegularFile();
-    RegularFile(RegularFile&& other) noexcept;
-    RegularFile& operator=(RegularFile&& other) noexcept;
 
     /// Reads up to `destination.size()` bytes that start at `offset` and returns how many came: 0 at the end
     /// of the file, fewer than asked also in between. Absent when reading fails.
@@ -36,11 +35,9 @@ public:
     std::uint64_t linkCount() const { return linkCount_; }
 
 private:
-    explicit RegularFile(int descriptor) : descriptor_(descriptor) {}
-    /// Takes size and identity from the open descriptor; false unless it is a regular file.
-    bool identify();
+    explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
-    int descriptor_;
+    Descriptor descriptor_;
     std::uint64_t size_ = 0;
     std::uint64_t device_ = 0;
     std::uint64_t inode_ = 0;

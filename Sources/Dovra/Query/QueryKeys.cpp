@@ -36,7 +36,7 @@ constexpr Words tagWords[] = {"tag", "tags", "tagged"};
 constexpr Words duplicateWords[] = {"dupe", "dupes", "duplicate", "duplicates"};
 constexpr Words emptyWords[] = {"empty", "emptyfolder", "emptyfolders", "emptydir", "emptydirs"};
 
-constexpr std::array table = {
+constexpr std::array queryKeyTable = {
     QueryKeyInfo{QueryKey::file, fileWords, false, "file:", "files only: whatever is not a folder"},
     QueryKeyInfo{QueryKey::folder, folderWords, false, "folder:", "folders only"},
     QueryKeyInfo{QueryKey::extension, extensionWords, false, "ext:md;txt", "one of these extensions"},
@@ -92,14 +92,14 @@ std::string joined(std::span<const std::string_view> words) {
 }  // namespace
 
 std::span<const QueryKeyInfo> queryKeys() {
-    return table;
+    return queryKeyTable;
 }
 
 const QueryKeyInfo* findQueryKey(std::string_view word) {
-    const auto row = std::ranges::find_if(table, [&](const QueryKeyInfo& info) {
+    const auto row = std::ranges::find_if(queryKeyTable, [&](const QueryKeyInfo& info) {
         return std::ranges::find(info.words, word) != info.words.end();
     });
-    return row == table.end() ? nullptr : row;
+    return row == queryKeyTable.end() ? nullptr : row;
 }
 
 KeyedTerm splitKey(std::string_view term) {
@@ -110,7 +110,7 @@ KeyedTerm splitKey(std::string_view term) {
 
 std::string queryLanguageHelp() {
     std::string help = "Query language:\n" + std::string(operatorsHelp) + "\n";
-    for (const QueryKeyInfo& info : table)
+    for (const QueryKeyInfo& info : queryKeyTable)
         help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
     help += "\n";
     for (const FileKind& kind : Macros::kinds()) {
@@ -122,7 +122,7 @@ std::string queryLanguageHelp() {
 
 std::string queryKeysMarkdown() {
     std::string text = "| key | also written | example | meaning |\n|---|---|---|---|\n";
-    for (const QueryKeyInfo& info : table) {
+    for (const QueryKeyInfo& info : queryKeyTable) {
         text += fmt::format("| `{}:` | {} | `{}` | {} |\n", info.words.front(), joined(info.words.subspan(1)),
                             info.example, info.meaning);
     }

@@ -60,11 +60,11 @@ std::string sendableText(const JSONValue& reply) {
 }
 
 /// How long a thread that waits for another takes to notice that nobody is left to wait for.
-constexpr auto patience = 50ms;
+constexpr auto glance = 50ms;
 
 /// Waits for the first scan, as long as somebody waits for what the tool has to say.
 void waitForIndex(IndexService& service, const std::stop_token& stop) {
-    while (!service.waitUntilReady(patience)) {
+    while (!service.waitUntilReady(glance)) {
         if (stop.stop_requested()) throw ToolError{"Nobody waits for the result any more."};
     }
 }
@@ -112,7 +112,7 @@ public:
             take(*line);
         }
         queue_.end();
-        while (!queue_.waitUntilIdle(patience)) {
+        while (!queue_.waitUntilIdle(glance)) {
             if (!connection_.isRead()) queue_.abandon();
         }
     }
@@ -125,8 +125,8 @@ private:
             const RequestQueue::State state = queue_.state();
             if (state.isAbandoned) return 0;
             if (!state.isIdle && state.bytes + lineBytes_ >= mcp::mostBytesAhead) {
-                queue_.waitUntilIdle(patience);
-            } else if (connection_.waitForInput(state.isIdle ? std::nullopt : std::optional(patience))) {
+                queue_.waitUntilIdle(glance);
+            } else if (connection_.waitForInput(state.isIdle ? std::nullopt : std::optional(glance))) {
                 const std::size_t count = connection_.read(destination);
                 lineBytes_ += count;
                 return count;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <sys/stat.h>
 
 #include "Platform/Paths.hpp"
@@ -18,11 +19,6 @@ std::optional<std::string> dataHome() {
     return *home + "/.local/share";
 }
 
-bool isFolder(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 /// Makes the folder and those on its way that are missing; false when it is not there afterwards.
 bool makeFolders(const std::string& path) {
     constexpr mode_t forTheUserAlone = 0700;
@@ -31,7 +27,8 @@ bool makeFolders(const std::string& path) {
         // Which of these fail does not matter: the last folder is asked for below.
         (void)::mkdir(path.substr(0, end).c_str(), forTheUserAlone);
     }
-    return isFolder(path);
+    std::error_code none;
+    return std::filesystem::is_directory(path, none);
 }
 
 }  // namespace
@@ -40,7 +37,7 @@ std::optional<std::string> applicationSupportFolder() {
     const auto parent = dataHome();
     if (!parent) return std::nullopt;
     std::string folder = *parent + "/Dovra";
-    if (!isFolder(folder) && !makeFolders(folder)) return std::nullopt;
+    if (!makeFolders(folder)) return std::nullopt;
     return folder;
 }
 

@@ -10,21 +10,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Platform/Linux/Descriptor.hpp"
 #include "Platform/Linux/FileErrors.hpp"
+#include "Platform/Linux/StandsAt.hpp"
+#include "Platform/Linux/Uninterrupted.hpp"
 
 namespace dovra {
 
 namespace {
-
-/// Repeats a system call that a signal interrupted.
-template <typename Call>
-auto uninterrupted(const Call& call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
 
 /// Reads to the end of the file, or to `limit` bytes; `expected` is how many there probably are. Absent on an
 /// error.
@@ -44,9 +36,10 @@ std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, s
     return bytes;
 }
 
-bool writeAll(int descriptor, std::string_view bytes) {
+bool writeAll(const Descriptor& file, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t count = uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+        const ssize_t count =
+            uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
         if (count < 0) return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -71,13 +64,6 @@ void syncFolderOf(const std::string& path) {
     if (descriptor) (void)::fsync(descriptor.number());
 }
 
-/// Whether the open file is the one that stands at the path.
-bool standsAt(const struct stat& opened, const std::string& path) {
-    struct stat found {};
-    return ::lstat(path.c_str(), &found) == 0 && found.st_dev == opened.st_dev &&
-           found.st_ino == opened.st_ino;
-}
-
 /// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
 /// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
 /// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
@@ -90,19 +76,17 @@ Descriptor makeLocked(const std::string& path) {
         Descriptor file(::open(path.c_str(), flags | O_CREAT | O_EXCL, forTheUserAlone));
         const bool isNew = static_cast<bool>(file);
         if (!isNew) {
-            if (errno != EEXIST) return Descriptor(-1);
+            if (errno != EEXIST) return Descriptor();
             file = Descriptor(::open(path.c_str(), flags));
             if (!file && errno == ENOENT) continue;
         }
-        struct stat status {};
-        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 || ::fstat(file.number(), &status) != 0)
-            return Descriptor(-1);
-        if (!standsAt(status, path)) continue;
+        if (!file || ::flock(file.number(), LOCK_EX | LOCK_NB) != 0) return Descriptor();
+        if (!standsAt(file, path)) continue;
         if (isNew) return file;
-        if (::unlink(path.c_str()) != 0) return Descriptor(-1);
+        if (::unlink(path.c_str()) != 0) return Descriptor();
     }
     errno = EBUSY;
-    return Descriptor(-1);
+    return Descriptor();
 }
 
 }  // namespace
@@ -125,29 +109,27 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
 // One name for all processes of a user, so that whoever writes next finds what a killed one left; one for
 // each user, because another's could be neither opened nor told from what is being written.
 AtomicFile::AtomicFile(const std::string& path)
-    : target_(fileToReplace(path)), temporary_(fmt::format("{}.new-{}", target_, ::geteuid())) {
-    Descriptor file = makeLocked(temporary_);
-    if (!file) {
-        error_ = fileError("write beside", target_);
-        temporary_.clear();
-    }
-    descriptor_ = file.release();
+    : target_(fileToReplace(path)),
+      temporary_(fmt::format("{}.new-{}", target_, ::geteuid())),
+      file_(makeLocked(temporary_)) {
+    if (file_) return;
+    error_ = fileError("write beside", target_);
+    temporary_.clear();
 }
 
 AtomicFile::~AtomicFile() {
-    // In this order: without the lock it may be another's.
+    // While it is locked: afterwards it may be another's.
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
-    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 bool AtomicFile::write(std::string_view bytes) {
-    if (!error_ && !writeAll(descriptor_, bytes)) error_ = fileError("write", target_);
+    if (!error_ && !writeAll(file_, bytes)) error_ = fileError("write", target_);
     return !error_;
 }
 
 std::optional<FileError> AtomicFile::commit() {
     if (error_) return error_;
-    if (uninterrupted([&] { return ::fsync(descriptor_); }) != 0 ||
+    if (uninterrupted([&] { return ::fsync(file_.number()); }) != 0 ||
         ::rename(temporary_.c_str(), target_.c_str()) != 0)
         return error_ = fileError("write", target_);
     temporary_.clear();

@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <functional>
+#include <iterator>
 #include <optional>
 #include <poll.h>
 #include <set>
-#include <stop_token>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -59,13 +58,11 @@ bool isIn(const std::vector<Mount>& mounts, const Mount& mount) {
 class LinuxEventSource : public EventSource {
 public:
     LinuxEventSource(const WatchOptions& options, std::string root)
-        : options_(options),
-          root_(std::move(root)),
-          wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          stopWithOptions_(options.stop, [this] { stop(); }) {
+        : options_(options), root_(std::move(root)), wake_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
         if (options.mechanism == WatchMechanism::best) fanotify_ = FanotifyWatch::open(root_);
         if (options.mechanism != WatchMechanism::polling) openInotify();
         updateMounts();
+        if (inotify_) inotify_->take(changes_);
         changes_.take();
     }
 
@@ -85,11 +82,6 @@ public:
     void wake() override {
         const std::uint64_t once = 1;
         (void)!::write(wake_.number(), &once, sizeof once);
-    }
-
-    void stop() override {
-        stop_.request_stop();
-        wake();
     }
 
     void drain() override {
@@ -150,7 +142,7 @@ private:
         inotify_ = InotifyWatch::open({.enters = options_.entersFolder,
                                        .reportLimit = [this] { options_.report(std::string(limitMessage)); },
                                        .maxWatches = options_.maxWatches,
-                                       .stop = stop_.get_token()});
+                                       .stop = options_.stop});
     }
 
     /// Adds a path that begins with the root, as the root was written.
@@ -195,11 +187,10 @@ private:
     }
 
     /// Mounts in whose place there is another file system by now, although they may look the same.
-    std::vector<Mount> lostMounts() const {
+    std::vector<Mount> lostMounts() {
         std::vector<Mount> lost;
-        for (const Mount& mount : fanotifyMounts_) {
-            if (fanotify_->hasLost(mount)) lost.push_back(mount);
-        }
+        std::ranges::copy_if(fanotifyMounts_, std::back_inserter(lost),
+                             [&](const Mount& mount) { return fanotify_->hasLost(mount); });
         return lost;
     }
 
@@ -281,9 +272,7 @@ private:
             if (!isIn(mounts, mount)) inotify_->removeTree(mount.place);
         }
         for (const Mount& mount : mounts) {
-            if (isIn(inotifyMounts_, mount)) continue;
-            inotify_->addTree(mount.place);
-            changes_.addSubtree(mount.place);
+            if (!isIn(inotifyMounts_, mount)) inotify_->addTree(mount.place);
         }
         inotifyMounts_ = mounts;
     }
@@ -307,7 +296,6 @@ private:
     bool hasReportedInotify_ = false;
     std::optional<FanotifyWatch> fanotify_;
     std::optional<InotifyWatch> inotify_;
-    std::stop_source stop_;
 
     std::vector<Mount> mounts_;
     std::vector<Mount> fanotifyMounts_;
@@ -315,8 +303,6 @@ private:
     std::vector<std::string> polledMounts_;
     std::vector<std::string> unreachableMounts_;
     ChangeSet changes_;
-
-    std::stop_callback<std::function<void()>> stopWithOptions_;  ///< last: it uses the others
 };
 
 }  // namespace

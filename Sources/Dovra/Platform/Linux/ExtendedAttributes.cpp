@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 #include <linux/limits.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include "Platform/Linux/LongPath.hpp"
 
@@ -32,12 +31,10 @@ std::optional<std::string> readShortPath(const std::string& path, const std::str
 
 std::optional<std::string> readExtendedAttribute(const std::string& path, const std::string& name) {
     if (path.size() < PATH_MAX) return readShortPath(path, name);
-    const int descriptor = openLongPath(AT_FDCWD, path, O_PATH | O_CLOEXEC);
-    if (descriptor < 0) return std::nullopt;
+    const Descriptor file = openLongPath(AT_FDCWD, path, O_PATH | O_CLOEXEC);
+    if (!file) return std::nullopt;
     // A descriptor that only names the file refuses `fgetxattr`; its own short path is accepted.
-    auto value = readShortPath(fmt::format("/proc/self/fd/{}", descriptor), name);
-    ::close(descriptor);
-    return value;
+    return readShortPath(fmt::format("/proc/self/fd/{}", file.number()), name);
 }
 
 }  // namespace dovra

@@ -7,16 +7,20 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <map>
+#include <memory>
 #include <sys/fanotify.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
+#include <tuple>
 #include <unistd.h>
 
 #include "Base/IsAtOrBelow.hpp"
 #include "Platform/Linux/FileErrors.hpp"
+#include "Platform/Linux/StandsAt.hpp"
 
 namespace dovra {
 
@@ -35,9 +39,9 @@ constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 constexpr std::size_t systemIdBytes = sizeof(fsid_t);
 
 /// What identifies a file system in events; the kernel's two forms of it have the same bytes.
-std::optional<std::string> systemIdOf(int place) {
+std::optional<std::string> systemIdOf(const Descriptor& place) {
     struct statfs status {};
-    if (::fstatfs(place, &status) != 0) return std::nullopt;
+    if (::fstatfs(place.number(), &status) != 0) return std::nullopt;
     std::string id(systemIdBytes, '\0');
     std::memcpy(id.data(), &status.f_fsid, systemIdBytes);
     return id;
@@ -49,10 +53,10 @@ union Handle {
     std::array<char, sizeof(file_handle) + MAX_HANDLE_SZ> room;
 };
 
-int openByHandle(int mountFolder, std::string_view handle) {
+Descriptor openByHandle(const Descriptor& place, std::string_view handle) {
     Handle copy{};
     std::memcpy(copy.room.data(), handle.data(), std::min(handle.size(), copy.room.size()));
-    return ::open_by_handle_at(mountFolder, &copy.head, O_PATH | O_CLOEXEC);
+    return Descriptor(::open_by_handle_at(place.number(), &copy.head, O_PATH | O_CLOEXEC));
 }
 
 Descriptor openPlace(const std::string& place) {
@@ -60,12 +64,12 @@ Descriptor openPlace(const std::string& place) {
 }
 
 /// Whether folders of the mount can be opened by their handles.
-bool opensByHandle(int place) {
+bool opensByHandle(const Descriptor& place) {
     Handle handle{};
     handle.head.handle_bytes = MAX_HANDLE_SZ;
     int mountId = 0;
-    if (::name_to_handle_at(place, "", &handle.head, &mountId, AT_EMPTY_PATH) != 0) return false;
-    return static_cast<bool>(Descriptor(openByHandle(place, {handle.room.data(), handle.room.size()})));
+    return ::name_to_handle_at(place.number(), "", &handle.head, &mountId, AT_EMPTY_PATH) == 0 &&
+           openByHandle(place, {handle.room.data(), handle.room.size()});
 }
 
 /// Mounts the volume that holds all subvolumes of a btrfs, where nobody else sees it. As read-only, so that a
@@ -82,84 +86,121 @@ Descriptor mountTopLevel(const Mount& mount) {
     return Descriptor(isConfigured ? ::fsmount(context.number(), FSMOUNT_CLOEXEC, 0) : -1);
 }
 
-/// The path that the kernel says for an open folder; absent when it is longer than it says.
-std::optional<std::string> saidPath(int folder) {
+/// The path that the kernel says for an open folder. Absent with ENAMETOOLONG when it is longer than it says.
+std::optional<std::string> saidPath(const Descriptor& folder) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length =
-        ::readlink(fmt::format("/proc/self/fd/{}", folder).c_str(), path.data(), path.size());
-    if (length <= 0 || static_cast<std::size_t>(length) == path.size()) return std::nullopt;
+        ::readlink(fmt::format("/proc/self/fd/{}", folder.number()).c_str(), path.data(), path.size());
+    if (length < 0) return std::nullopt;
     return std::string(path.data(), static_cast<std::size_t>(length));
 }
 
-bool leadsTo(const std::string& path, int folder) {
-    struct stat there {};
-    struct stat here {};
-    return ::lstat(path.c_str(), &there) == 0 && ::fstat(folder, &here) == 0 && there.st_dev == here.st_dev &&
-           there.st_ino == here.st_ino;
-}
-
-using DeepFolders = FanotifyWatch::DeepFolders;
-
-/// Of the folder, or with ".." of the one that holds it.
-std::optional<DeepFolders::key_type> identityOf(int folder, const char* path = "") {
-    struct statx found {};
-    if (::statx(folder, path, AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_INO | STATX_MNT_ID, &found) != 0)
-        return std::nullopt;
-    return DeepFolders::key_type(makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_mnt_id,
-                                 found.stx_ino);
-}
-
-/// What is known of the folder, from itself or from the folder that holds it, which is as deep.
-DeepFolders::const_iterator findKnown(int folder, const DeepFolders& deep) {
-    for (const char* path : {"", ".."}) {
-        const auto identity = deep.empty() ? std::nullopt : identityOf(folder, path);
-        const auto known = identity ? deep.find(*identity) : deep.end();
-        if (known != deep.end()) return known;
-    }
-    return deep.end();
-}
-
-/// Whether a folder is seen at or near the root. Most of what happens on a file system happens elsewhere.
-bool concerns(const std::string& path, int folder, std::string_view root) {
-    return (isAtOrBelow(path, root) || isAtOrBelow(root, path)) && leadsTo(path, folder);
-}
-
-/// The folder itself, or the nearest one above whose path the kernel says.
-struct FoundFolder {
-    std::shared_ptr<const std::string> path;
-    bool isItself;
-};
-
-/// Absent with errno 0 when the folder is not seen at or near the root.
-std::optional<FoundFolder> findFolder(Descriptor folder, std::string_view root, DeepFolders& deep) {
-    std::vector<DeepFolders::key_type> climbed;
-    std::shared_ptr<const std::string> found;
-    for (;;) {
-        const auto known = findKnown(folder.number(), deep);
-        const auto path = known == deep.end() ? saidPath(folder.number()) : std::nullopt;
-        if (path) {
-            if (concerns(*path, folder.number(), root)) found = std::make_shared<const std::string>(*path);
-            break;
-        }
-        const auto identity = identityOf(folder.number());
-        if (!identity) return std::nullopt;
-        climbed.push_back(*identity);
-        if (known != deep.end()) {
-            found = known->second;
-            break;
-        }
-        Descriptor above(::openat(folder.number(), "..", O_PATH | O_CLOEXEC));
-        if (!above) return std::nullopt;
-        folder = std::move(above);
-    }
-    for (const auto& identity : climbed)
-        deep[identity] = found;
-    errno = 0;
-    if (!found) return std::nullopt;
-    return FoundFolder{std::move(found), climbed.empty()};
+Descriptor openAbove(const Descriptor& folder, std::size_t levels) {
+    std::string path;
+    for (std::size_t level = 0; level < levels; ++level)
+        path += "../";
+    return Descriptor(::openat(folder.number(), path.c_str(), O_PATH | O_CLOEXEC));
 }
 
 }  // namespace
+
+/// Finds where the folders of one batch are, through a mount. Most of what happens on a file system happens
+/// elsewhere than at the root.
+class FanotifyWatch::Finder {
+public:
+    Finder(const Descriptor& place, std::string_view root) : place_(place), root_(root) {}
+
+    struct Found {
+        /// Of the folder, or of the nearest one above whose path the kernel says. Null when that is not at,
+        /// above or below the root.
+        std::shared_ptr<const std::string> path;
+        std::size_t levels;  ///< how far it lies above the folder, at least
+    };
+
+    /// Absent after an error, with `errno`.
+    std::optional<Found> find(std::string_view handle);
+
+private:
+    /// Device, mount and inode.
+    using Identity = std::tuple<DeviceId, std::uint64_t, std::uint64_t>;
+
+    /// How many levels are climbed in one call, whose path must not be too long; a power of two.
+    static constexpr std::size_t stride = 1024;
+
+    static std::optional<Identity> identityOf(const Descriptor& folder, const char* path = "");
+    std::shared_ptr<const std::string> ifConcerned(std::string path, const Descriptor& folder) const;
+    std::optional<Found> climb(Descriptor folder) const;
+    void remember(Descriptor folder, const Found& found);
+
+    const Descriptor& place_;
+    std::string_view root_;
+    /// Some that are so deep that the kernel does not say their paths, with what was found for them. So a
+    /// deep tree is climbed a few times, and not from each of its folders.
+    std::map<Identity, std::shared_ptr<const std::string>> deep_;
+};
+
+std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(std::string_view handle) {
+    Descriptor folder = openByHandle(place_, handle);
+    if (!folder) return std::nullopt;
+    // The folder that holds it may be known, which is as deep.
+    for (const char* path : {"", ".."}) {
+        const auto identity = deep_.empty() ? std::nullopt : identityOf(folder, path);
+        const auto known = identity ? deep_.find(*identity) : deep_.end();
+        if (known == deep_.end()) continue;
+        const Found found{known->second, 1};
+        remember(std::move(folder), found);
+        return found;
+    }
+    if (auto path = saidPath(folder)) return Found{ifConcerned(*std::move(path), folder), 0};
+    auto found = errno == ENAMETOOLONG ? climb(std::move(folder)) : std::nullopt;
+    if (found) remember(openByHandle(place_, handle), *found);
+    return found;
+}
+
+/// Of the folder, or with ".." of the one that holds it.
+std::optional<FanotifyWatch::Finder::Identity> FanotifyWatch::Finder::identityOf(const Descriptor& folder,
+                                                                                 const char* path) {
+    struct statx found {};
+    const int flags = AT_EMPTY_PATH | AT_STATX_DONT_SYNC;
+    if (::statx(folder.number(), path, flags, STATX_INO | STATX_MNT_ID, &found) != 0) return std::nullopt;
+    return Identity(makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_mnt_id, found.stx_ino);
+}
+
+std::shared_ptr<const std::string> FanotifyWatch::Finder::ifConcerned(std::string path,
+                                                                      const Descriptor& folder) const {
+    const bool isNear = isAtOrBelow(path, root_) || isAtOrBelow(root_, path);
+    return isNear && standsAt(folder, path) ? std::make_shared<const std::string>(std::move(path)) : nullptr;
+}
+
+/// From a folder whose path the kernel does not say: in great strides until it does, then by halves down to
+/// the lowest level at which it does. No folder stays open for long: whoever closes it at last clears away
+/// all that was removed above it meanwhile.
+std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(Descriptor folder) const {
+    std::optional<Found> found;
+    std::size_t levels = 0;
+    for (std::size_t step = stride; step > 0; step /= found ? 2 : 1) {
+        Descriptor above = openAbove(folder, step);
+        if (!above) return std::nullopt;
+        if (auto path = saidPath(above)) {
+            found = {ifConcerned(*std::move(path), above), levels + step};
+        } else if (errno == ENAMETOOLONG) {
+            folder = std::move(above);
+            levels += step;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return found;
+}
+
+/// For the folder and as many above it as one stride, which are as deep: the next may be one of those.
+void FanotifyWatch::Finder::remember(Descriptor folder, const Found& found) {
+    for (std::size_t level = 0; folder && level < std::min(found.levels, stride); ++level) {
+        const auto identity = identityOf(folder);
+        if (!identity || !deep_.emplace(*identity, found.path).second) return;
+        folder = openAbove(folder, 1);
+    }
+}
 
 std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
     Descriptor queue(::fanotify_init(fanotifyFlags, O_RDONLY | O_CLOEXEC));
@@ -169,37 +210,30 @@ std::optional<FanotifyWatch> FanotifyWatch::open(std::string root) {
 
 bool FanotifyWatch::addMount(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    if (!place || !opensByHandle(place.number())) return false;
-    if (mark(mount, place.number())) return true;
-    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
-    if (errno != EXDEV || mount.type != "btrfs") return false;
-    const Descriptor top = mountTopLevel(mount);
-    return top && mark(mount, top.number());
+    return place && opensByHandle(place) && changeMark(mount, place, FAN_MARK_ADD, fanotifyEvents) == 0;
 }
 
-bool FanotifyWatch::mark(const Mount& mount, int folder) {
-    auto systemId = systemIdOf(folder);
-    if (!systemId || changeMark(FAN_MARK_ADD, fanotifyEvents, folder) != 0) return false;
-    systemIds_[mount.id] = *std::move(systemId);
-    return true;
-}
-
-bool FanotifyWatch::hasLost(const Mount& mount) const {
-    // To take away what the mark has not changes nothing, and fails where there is no mark.
-    const auto tryMark = [&](int folder) { return changeMark(FAN_MARK_REMOVE, FAN_OPEN, folder); };
+bool FanotifyWatch::hasLost(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    if (!place) return false;
-    int error = tryMark(place.number());
-    if (error == EXDEV && mount.type == "btrfs") {
-        if (const Descriptor top = mountTopLevel(mount)) error = tryMark(top.number());
-    }
-    return error == ENOENT;
+    // To take away what the mark has not changes nothing, and fails where there is no mark.
+    return place && changeMark(mount, place, FAN_MARK_REMOVE, FAN_OPEN) == ENOENT;
 }
 
-int FanotifyWatch::changeMark(unsigned change, std::uint64_t events, int folder) const {
-    const bool isChanged =
-        ::fanotify_mark(queue_.number(), change | FAN_MARK_FILESYSTEM, events, folder, ".") == 0;
-    return isChanged ? 0 : errno;
+int FanotifyWatch::changeMark(const Mount& mount, const Descriptor& place, unsigned change,
+                              std::uint64_t events) {
+    const auto changeThrough = [&](const Descriptor& folder) {
+        auto systemId = systemIdOf(folder);
+        const unsigned flags = change | FAN_MARK_FILESYSTEM;
+        if (!systemId || ::fanotify_mark(queue_.number(), flags, events, folder.number(), ".") != 0)
+            return errno;
+        systemIds_[mount.id] = *std::move(systemId);
+        return 0;
+    };
+    const int error = changeThrough(place);
+    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
+    if (error != EXDEV || mount.type != "btrfs") return error;
+    const Descriptor top = mountTopLevel(mount);
+    return top ? changeThrough(top) : error;
 }
 
 void FanotifyWatch::drain() {
@@ -279,37 +313,28 @@ void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, Chan
     const bool mustWait = !place && isShortage(errno);
     if (!place && !mustWait) return;
     const std::string& systemId = systemIds_.at(mount.id);
-    DeepFolders deep;
+    Finder finder(place, root_);
     for (const Changed& changed : folders) {
         if (!changed.key.starts_with(systemId)) continue;
         if (mustWait) {
             keep(changed);
         } else {
-            tell(place, mount, changed, deep, changes);
+            tell(mount, changed, finder, changes);
         }
     }
 }
 
-void FanotifyWatch::tell(const Descriptor& place, const Mount& mount, const Changed& changed,
-                         DeepFolders& deep, ChangeSet& changes) {
+void FanotifyWatch::tell(const Mount& mount, const Changed& changed, Finder& finder, ChangeSet& changes) {
     const auto& [key, folderChanges] = changed;
-    Descriptor opened(openByHandle(place.number(), std::string_view(key).substr(systemIdBytes)));
-    if (!opened) {
-        // Otherwise a folder that was deleted; its parent has an event of its own.
-        if (isShortage(errno)) {
-            keep(changed);
-        } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
-            // Once, because a disk may fail there for ever.
-            changes.addSubtree(mount.place);
-        }
-        return;
-    }
-    broken_.erase(key);
-    const auto found = findFolder(std::move(opened), root_, deep);
+    const auto found = finder.find(std::string_view(key).substr(systemIdBytes));
     if (found) {
-        folderChanges.tell(*found->path, found->isItself, changes);
+        broken_.erase(key);
+        if (found->path) folderChanges.tell(*found->path, found->levels == 0, changes);
     } else if (isShortage(errno)) {
         keep(changed);
+    } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
+        // Not deleted, of which its parent has an event. Once, because a disk may fail there for ever.
+        changes.addSubtree(mount.place);
     }
 }
 

@@ -2,18 +2,15 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
-#include "Platform/Linux/Descriptor.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/MountTable.hpp"
 
@@ -30,12 +27,6 @@ namespace dovra {
 /// For one thread.
 class FanotifyWatch {
 public:
-    /// Folders so deep that the kernel does not say their paths, by device, mount and inode, each with the
-    /// nearest path above that it says (none when that is not at or near the root). So a deep tree is climbed
-    /// once, and not once from each of its folders.
-    using DeepFolders =
-        std::map<std::tuple<DeviceId, std::uint64_t, std::uint64_t>, std::shared_ptr<const std::string>>;
-
     /// Tells of what lies at, above or below `root`, a path without links. Absent without the privileges, and
     /// where the kernel does not know it.
     static std::optional<FanotifyWatch> open(std::string root);
@@ -48,7 +39,7 @@ public:
 
     /// Whether the file system of the mount is another one than that which was watched there: what is watched
     /// goes with a file system that is unmounted, and the next one may look like it in all else.
-    bool hasLost(const Mount& mount) const;
+    bool hasLost(const Mount& mount);
 
     /// Takes over what the kernel has queued.
     void drain();
@@ -63,6 +54,8 @@ private:
     /// A folder's file system and its handle there, as bytes.
     using Key = std::string;
 
+    class Finder;
+
     struct Changed {
         Key key;
         FolderChanges changes;
@@ -73,15 +66,13 @@ private:
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
-    bool mark(const Mount& mount, int folder);
-    /// Returns the number of the error, 0 for none.
-    int changeMark(unsigned change, std::uint64_t events, int folder) const;
+    /// Of the mount's file system. Returns the number of the error, 0 for none.
+    int changeMark(const Mount& mount, const Descriptor& place, unsigned change, std::uint64_t events);
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
     FolderChanges& changesOf(std::string_view key);
     void takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes);
-    void tell(const Descriptor& place, const Mount& mount, const Changed& changed, DeepFolders& deep,
-              ChangeSet& changes);
+    void tell(const Mount& mount, const Changed& changed, Finder& finder, ChangeSet& changes);
     void keep(const Changed& changed);
 
     Descriptor queue_;

@@ -10,7 +10,6 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "Base/IsAtOrBelow.hpp"
@@ -25,8 +24,6 @@ namespace {
 constexpr unsigned inotifyEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
 /// How many folders one above the other are kept open; those above are opened again from below.
 constexpr std::size_t maxOpenLevels = 32;
 
@@ -35,13 +32,10 @@ Descriptor openInotifyQueue() {
 }
 
 /// A folder in another one. Fails with EXDEV where something is mounted: that is a tree of its own.
-std::optional<OpenFolder> openChild(const OpenFolder& parent, const char* name) {
-    open_how how{.flags = folderFlags, .mode = 0, .resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS};
-    long descriptor = -1;
-    do {
-        descriptor = ::syscall(SYS_openat2, parent.descriptor(), name, &how, sizeof how);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(static_cast<int>(descriptor)));
+std::optional<OpenFolder> openChild(const OpenFolder& parent, const std::string& name) {
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    Descriptor folder = openLongPath(parent.descriptor(), name, flags, RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS);
+    return folder ? std::optional(OpenFolder(std::move(folder))) : std::nullopt;
 }
 
 /// Whether the folder's number of links proves that it holds no folders, so that it need not be listed. Not
@@ -70,7 +64,7 @@ std::optional<InotifyWatch> InotifyWatch::open(Rules rules) {
 
 void InotifyWatch::addTree(const std::string& path) {
     trees_[path] = none;
-    if (reachTop(path) == Top::missing) missing_.insert(path);
+    reachTop(path);
     workOff();
 }
 
@@ -166,19 +160,23 @@ void InotifyWatch::restart() {
 
 /// Opens a folder that is known to be there.
 std::optional<OpenFolder> InotifyWatch::openPath(const std::string& path) {
-    const int descriptor = openLongPath(AT_FDCWD, path, folderFlags);
-    if (descriptor >= 0) return OpenFolder(descriptor);
-    if (isShortage(errno)) mustRestart_ = true;
-    return std::nullopt;
+    auto folder = OpenFolder::open(path);
+    if (!folder && isShortage(errno)) mustRestart_ = true;
+    return folder;
 }
 
 /// Watches what is at the path of a top, with all below it unless that is the folder that was there before.
-InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
+void InotifyWatch::reachTop(const std::string& path) {
     auto folder = openPath(path);
     const auto number = folder ? watch(*folder, {none, path}) : std::nullopt;
-    if (!number) return Top::missing;
+    if (!number) {
+        missing_.insert(path);
+        return;
+    }
     WatchNumber& top = trees_[path];
-    if (top == *number && tree_.contains(top)) return Top::same;
+    const bool isSame = top == *number && tree_.contains(top);
+    if (missing_.erase(path) > 0 || !isSame) returned_.push_back(path);
+    if (isSame) return;
     forget(top);
     top = *number;
     tree_.putTop(*number, path);
@@ -186,7 +184,6 @@ InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
     if (!listInto(level.names, *folder)) outstanding_[*number].all = true;
     level.folder = std::move(folder);
     walk(std::move(level), path, false);
-    return Top::another;
 }
 
 /// Looks whether the tops are still, or again, where they were. What happens above them has no event, and
@@ -194,12 +191,7 @@ InotifyWatch::Top InotifyWatch::reachTop(const std::string& path) {
 void InotifyWatch::reachTops() {
     for (const auto& [path, number] : trees_) {
         if (rules_.stop.stop_requested()) return;
-        const Top found = reachTop(path);
-        if (found == Top::missing) {
-            missing_.insert(path);
-        } else if (missing_.erase(path) > 0 || found == Top::another) {
-            returned_.push_back(path);
-        }
+        reachTop(path);
     }
 }
 
@@ -290,7 +282,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
                                                        const std::string& path, bool allBelow) {
     if (path.size() <= FolderTree::maxPathBytes && !rules_.enters(path)) return std::nullopt;
     const Place place{parent.number, name};
-    auto folder = openChild(*parent.folder, name.c_str());
+    auto folder = openChild(*parent.folder, name);
     if (!folder) {
         noteFailure(errno, place);
         return std::nullopt;

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "Platform/ChangeSet.hpp"
+#include "Platform/Descriptor.hpp"
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/Descriptor.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/FolderTree.hpp"
 
@@ -54,7 +54,8 @@ public:
 
     int descriptor() const { return queue_.number(); }
 
-    /// Watches the folder and all below it, as far as it lies on the same mount.
+    /// Watches the folder and all below it, as far as it lies on the same mount. It is told as a subtree, now
+    /// or as soon as it can be reached.
     void addTree(const std::string& path);
 
     void removeTree(const std::string& path);
@@ -89,9 +90,6 @@ private:
         forbidden,  ///< watched as soon as the right is there
     };
 
-    /// What is at the path of a top.
-    enum class Top : std::uint8_t { missing, same, another };
-
     /// Names in a folder that are to be looked at.
     struct Outstanding {
         bool all = false;       ///< those of all folders in it
@@ -115,7 +113,7 @@ private:
     void restart();
 
     std::optional<OpenFolder> openPath(const std::string& path);
-    Top reachTop(const std::string& path);
+    void reachTop(const std::string& path);
     void reachTops();
     void workOff();
     void raiseDeep();
@@ -144,7 +142,7 @@ private:
     bool hasReportedLimit_ = false;
 
     std::unordered_map<WatchNumber, FolderChanges> changed_;
-    std::vector<std::string> returned_;  ///< tops that came back
+    std::vector<std::string> returned_;  ///< tops that are new, or came back
     bool hasMoved_ = false;              ///< a folder was put somewhere
     bool hasLost_ = false;
     bool mustRestart_ = false;

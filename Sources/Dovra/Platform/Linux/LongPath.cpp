@@ -4,54 +4,52 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include "Platform/Linux/Uninterrupted.hpp"
 
 namespace dovra {
 
 namespace {
 
-/// Retries what a signal interrupted: opening on a network file system may wait.
-int openAt(int base, const char* path, int flags) {
-    int descriptor = -1;
-    do {
-        descriptor = ::openat(base, path, flags);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor;
+Descriptor openResolved(int start, const char* path, int flags, std::uint64_t resolve) {
+    open_how how{.flags = static_cast<unsigned>(flags), .mode = 0, .resolve = resolve};
+    return Descriptor(static_cast<int>(
+        uninterrupted([&] { return ::syscall(SYS_openat2, start, path, &how, sizeof how); })));
 }
 
-void closeKeepingError(int descriptor) {
-    const int error = errno;
-    ::close(descriptor);
-    errno = error;
-}
-
-/// Opens the folder named by the bytes of `path` from `first` up to the slash at `end`.
-int openFolderOnTheWay(int base, const std::string& path, std::size_t first, std::size_t end) {
-    if (end == std::string::npos || end <= first) {
-        errno = ENAMETOOLONG;
-        return -1;
-    }
-    return openAt(base, path.substr(first, end - first).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+Descriptor openAt(int start, const char* path, int flags, std::uint64_t resolve) {
+    // Kernels before 5.6, and some sandboxes, do not know the call: there, only the last component is refused
+    // as a link.
+    static const bool canRefuseLinks =
+        static_cast<bool>(openResolved(AT_FDCWD, "/", O_PATH | O_CLOEXEC, RESOLVE_NO_SYMLINKS));
+    if (resolve == RESOLVE_NO_SYMLINKS && !canRefuseLinks) return openAt(start, path, flags | O_NOFOLLOW, 0);
+    if (resolve != 0) return openResolved(start, path, flags, resolve);
+    return Descriptor(uninterrupted([&] { return ::openat(start, path, flags); }));
 }
 
 }  // namespace
 
-int openLongPath(int start, const std::string& path, int flags) {
-    int base = start;
+Descriptor openLongPath(int start, const std::string& path, int flags, std::uint64_t resolve) {
+    Descriptor reached;
+    const auto base = [&] { return reached ? reached.number() : start; };
     std::size_t position = 0;
     while (path.size() - position >= PATH_MAX) {
         const std::size_t slash = path.rfind('/', position + PATH_MAX - 2);
-        const int next = openFolderOnTheWay(base, path, position, slash);
-        if (base != start) closeKeepingError(base);
-        if (next < 0) return -1;
-        base = next;
+        if (slash == std::string::npos || slash <= position) {
+            errno = ENAMETOOLONG;
+            return Descriptor();
+        }
+        const std::string step = path.substr(position, slash - position);
+        reached = openAt(base(), step.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, resolve);
+        if (!reached) return reached;
         // A rest that began with a second slash would be taken as an absolute path.
         position = std::min(path.find_first_not_of('/', slash), path.size());
     }
     const bool endsInSlash = position > 0 && position == path.size();
-    const int descriptor = openAt(base, endsInSlash ? "." : path.c_str() + position, flags);
-    if (base != start) closeKeepingError(base);
-    return descriptor;
+    return openAt(base(), endsInSlash ? "." : path.c_str() + position, flags, resolve);
 }
 
 }  // namespace dovra

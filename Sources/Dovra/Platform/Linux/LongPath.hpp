@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+
+#include "Platform/Descriptor.hpp"
 
 namespace dovra {
 
-/// `openat` for a path of any length: one that is longer than the system takes in one call is opened folder
-/// by folder. Returns the descriptor, or -1 with `errno` set.
-int openLongPath(int start, const std::string& path, int flags);
+/// Opens a path of any length from the folder `start`: one that is longer than the system takes in one call
+/// is opened folder by folder. `resolve` are the rules of `openat2` for the way. Without a number on failure,
+/// and `errno` tells why.
+Descriptor openLongPath(int start, const std::string& path, int flags, std::uint64_t resolve = 0);
 
 }  // namespace dovra

@@ -63,17 +63,16 @@ std::vector<Mount> readMounts() {
 }
 
 bool isVisible(const Mount& mount, const std::vector<Mount>& table) {
-    const auto covers = [](const Mount& upper, int parent, const std::string& place) {
+    const auto isCovered = [&](const Mount& at, int parent) {
         // Over the root of the process nothing can be mounted that it would see.
-        return upper.parent == parent && upper.place != "/" && isAtOrBelow(place, upper.place);
+        return std::ranges::any_of(table, [&](const Mount& other) {
+            return other.id != at.id && other.parent == parent && other.place != "/" &&
+                   isAtOrBelow(at.place, other.place);
+        });
     };
-    const auto isCovered = [&](int parent, const std::string& place, int except) {
-        return std::ranges::any_of(
-            table, [&](const Mount& other) { return other.id != except && covers(other, parent, place); });
-    };
-    if (isCovered(mount.id, mount.place, mount.id)) return false;
+    if (isCovered(mount, mount.id)) return false;
     for (const Mount* at = &mount; at != nullptr;) {
-        if (isCovered(at->parent, at->place, at->id)) return false;
+        if (isCovered(*at, at->parent)) return false;
         const auto parent = std::ranges::find(table, at->parent, &Mount::id);
         at = parent == table.end() || parent->id == at->id ? nullptr : &*parent;
     }
@@ -85,13 +84,8 @@ std::optional<Mount> mountHolding(const std::string& path, const std::vector<Mou
     if (::statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &found) != 0) return std::nullopt;
     const auto id = static_cast<int>(found.stx_mnt_id);
     const auto listed = std::ranges::find(table, id, &Mount::id);
-    Mount mount;
-    if (listed != table.end()) {
-        mount = *listed;
-    } else {
-        mount.id = id;
-        mount.device = makedev(found.stx_dev_major, found.stx_dev_minor);
-    }
+    Mount mount{.id = id, .device = makedev(found.stx_dev_major, found.stx_dev_minor)};
+    if (listed != table.end()) mount = *listed;
     mount.place = path;
     return mount;
 }

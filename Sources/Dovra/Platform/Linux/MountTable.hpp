@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Descriptor.hpp"
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/Descriptor.hpp"
 
 namespace dovra {
 
@@ -15,10 +15,10 @@ struct Mount {
     int id = 0;
     int parent = 0;  ///< the mount in which the place is
     DeviceId device = 0;
-    std::string root;   ///< the folder of the file system that is seen there
-    std::string place;  ///< absolute path, raw bytes
-    std::string type;   ///< of the file system
-    std::string source;
+    std::string root = {};   ///< the folder of the file system that is seen there
+    std::string place = {};  ///< absolute path, raw bytes
+    std::string type = {};   ///< of the file system
+    std::string source = {};
     std::uint64_t instance = 0;  ///< set by who needs it, from `mountInstance`
 
     bool operator==(const Mount&) const = default;

@@ -4,20 +4,16 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
-#include <limits.h>
 #include <limits>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
-#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 #include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/Descriptor.hpp"
 #include "Platform/Linux/LongPath.hpp"
 
 namespace dovra {
@@ -31,13 +27,9 @@ constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
 constexpr unsigned attributeMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
 constexpr int attributeFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
 
-void setType(RawDirent& entry, unsigned mode) {
-    entry.isDir = S_ISDIR(mode);
-    entry.isSymlink = S_ISLNK(mode);
-}
-
 void setAttributes(RawDirent& entry, const struct statx& attributes) {
-    setType(entry, attributes.stx_mode);
+    entry.isDir = S_ISDIR(attributes.stx_mode);
+    entry.isSymlink = S_ISLNK(attributes.stx_mode);
     entry.size = entry.isDir ? 0 : attributes.stx_size;
     entry.modTime = static_cast<double>(attributes.stx_mtime.tv_sec);
     const bool hasBirthTime = (attributes.stx_mask & STATX_BTIME) != 0;
@@ -69,17 +61,6 @@ void addEntry(int folder, const dirent64& raw, ListingDetail detail, DirectoryLi
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-/// Opens a folder below another unless there is a link on the way. Retries what a signal interrupted: opening
-/// on a network file system may wait.
-int openWithoutLinks(int start, const char* path) {
-    open_how how{.flags = folderFlags, .mode = 0, .resolve = RESOLVE_NO_SYMLINKS};
-    long descriptor = -1;
-    do {
-        descriptor = ::syscall(SYS_openat2, start, path, &how, sizeof how);
-    } while (descriptor < 0 && errno == EINTR);
-    return static_cast<int>(descriptor);
-}
-
 std::optional<std::int64_t> nanoseconds(const timespec& time) {
     constexpr std::int64_t perSecond = 1'000'000'000;
     constexpr std::int64_t longest = std::numeric_limits<std::int64_t>::max() / perSecond - 1;
@@ -100,13 +81,6 @@ OpenFolder::Refusal refusal(int error) {
         default:
             return OpenFolder::Refusal::failed;
     }
-}
-
-/// Where the part of a relative path ends that is opened in one call: at a slash, or at the path's end.
-std::size_t endOfStep(const std::string& path, std::size_t position) {
-    if (path.size() - position < PATH_MAX) return path.size();
-    const std::size_t slash = path.rfind('/', position + PATH_MAX - 2);
-    return slash == std::string::npos || slash <= position ? path.size() : slash;
 }
 
 FolderStamp stampOf(const struct stat& status) {
@@ -142,28 +116,14 @@ constexpr std::uint32_t kernelFileSystems[] = {
 }  // namespace
 
 std::optional<OpenFolder> OpenFolder::open(const std::string& path) {
-    const int descriptor = openLongPath(AT_FDCWD, path, folderFlags);
-    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(descriptor));
+    Descriptor folder = openLongPath(AT_FDCWD, path, folderFlags);
+    return folder ? std::optional(OpenFolder(std::move(folder))) : std::nullopt;
 }
 
 std::optional<OpenFolder> OpenFolder::openBelow(const std::string& path) const {
-    // Kernels before 5.6, and some sandboxes, do not know the call: there, only the last component is
-    // refused as a link.
-    static const bool canRefuseLinks = static_cast<bool>(Descriptor(openWithoutLinks(AT_FDCWD, "/")));
-    const int descriptor = canRefuseLinks ? openWithoutLinks(descriptor_, path.c_str())
-                                          : openLongPath(descriptor_, path, folderFlags | O_NOFOLLOW);
-    return descriptor < 0 ? std::nullopt : std::optional(OpenFolder(descriptor));
-}
-
-OpenFolder::OpenFolder(OpenFolder&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-OpenFolder& OpenFolder::operator=(OpenFolder&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-}
-
-OpenFolder::~OpenFolder() {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    Descriptor folder =
+        openLongPath(folder_.number(), path.empty() ? "." : path, folderFlags, RESOLVE_NO_SYMLINKS);
+    return folder ? std::optional(OpenFolder(std::move(folder))) : std::nullopt;
 }
 
 std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpen(const std::string& path) {
@@ -173,24 +133,16 @@ std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpen(const std::str
 }
 
 std::variant<OpenFolder, OpenFolder::Refusal> OpenFolder::tryOpenBelow(const std::string& path) const {
-    std::optional<OpenFolder> reached;
-    std::size_t position = 0;
-    do {
-        const std::size_t end = endOfStep(path, position);
-        const std::string step = path.substr(position, end - position);
-        const OpenFolder& start = reached ? *reached : *this;
-        auto next = start.openBelow(step.empty() ? "." : step);
-        if (!next) return refusal(errno);
-        reached = std::move(next);
-        position = std::min(end + 1, path.size());
-    } while (position < path.size());
-    return *std::move(reached);
+    auto folder = openBelow(path);
+    if (!folder) return refusal(errno);
+    return *std::move(folder);
 }
 
 std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::string& name) const {
     struct statx attributes {};
     const int flags = attributeFlags | AT_EMPTY_PATH;
-    if (::statx(descriptor_, name.c_str(), flags, attributeMask, &attributes) != 0) return refusal(errno);
+    if (::statx(folder_.number(), name.c_str(), flags, attributeMask, &attributes) != 0)
+        return refusal(errno);
     RawDirent entry;
     setAttributes(entry, attributes);
     return entry;
@@ -199,7 +151,7 @@ std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::s
 bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop) const {
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
-        const ssize_t length = ::getdents64(descriptor_, buffer.data(), buffer.size());
+        const ssize_t length = ::getdents64(folder_.number(), buffer.data(), buffer.size());
         if (length == 0) return true;
         if (length < 0) {
             // What was deleted held nothing at the end.
@@ -209,19 +161,15 @@ bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std
         for (ssize_t offset = 0; offset < length;) {
             if (stop.stop_requested()) return false;
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
-            addEntry(descriptor_, *raw, detail, listing);
+            addEntry(folder_.number(), *raw, detail, listing);
             offset += raw->d_reclen;
         }
     }
 }
 
-DeviceId OpenFolder::device() const {
-    return stamp().device;
-}
-
 FolderStamp OpenFolder::stamp() const {
     struct stat status {};
-    return ::fstat(descriptor_, &status) == 0 ? stampOf(status) : FolderStamp{};
+    return ::fstat(folder_.number(), &status) == 0 ? stampOf(status) : FolderStamp{};
 }
 
 FolderStamp folderStamp(const std::string& path) {
@@ -231,14 +179,15 @@ FolderStamp folderStamp(const std::string& path) {
 
 bool OpenFolder::isOnKernelFileSystem() const {
     struct statfs status {};
-    if (::fstatfs(descriptor_, &status) != 0) return false;
+    if (::fstatfs(folder_.number(), &status) != 0) return false;
     return std::ranges::find(kernelFileSystems, static_cast<std::uint32_t>(status.f_type)) !=
            std::end(kernelFileSystems);
 }
 
 std::optional<DeviceId> OpenFolder::deviceBelow(const std::string& path) const {
     struct statx attributes {};
-    if (::statx(descriptor_, path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0) return std::nullopt;
+    if (::statx(folder_.number(), path.c_str(), attributeFlags, STATX_TYPE, &attributes) != 0)
+        return std::nullopt;
     return makedev(attributes.stx_dev_major, attributes.stx_dev_minor);
 }
 

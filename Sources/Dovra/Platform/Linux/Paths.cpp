@@ -6,7 +6,6 @@
 #include <optional>
 #include <pwd.h>
 #include <unistd.h>
-#include <vector>
 
 namespace dovra {
 
@@ -29,21 +28,9 @@ std::string withHomeExpanded(std::string_view path) {
 }
 
 std::string withoutDots(std::string_view absolutePath) {
-    std::vector<std::string_view> parts;
-    while (!absolutePath.empty()) {
-        const std::string_view part = absolutePath.substr(0, absolutePath.find('/'));
-        absolutePath.remove_prefix(std::min(part.size() + 1, absolutePath.size()));
-        if (part.empty() || part == ".") continue;
-        if (part != "..") {
-            parts.push_back(part);
-        } else if (!parts.empty()) {
-            parts.pop_back();
-        }
-    }
-    std::string path;
-    for (const std::string_view part : parts)
-        path.append("/").append(part);
-    return path.empty() ? "/" : path;
+    std::string path = std::filesystem::path(absolutePath).lexically_normal().string();
+    path.resize(std::max<std::size_t>(path.find_last_not_of('/') + 1, 1));
+    return path;
 }
 
 }  // namespace

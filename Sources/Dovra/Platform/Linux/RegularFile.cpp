@@ -1,12 +1,11 @@
 #include "Platform/RegularFile.hpp"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 #include "Platform/Linux/LongPath.hpp"
+#include "Platform/Linux/Uninterrupted.hpp"
 
 namespace dovra {
 
@@ -26,50 +25,21 @@ std::optional<RegularFile> RegularFile::open(const std::string& path, Links link
     if (isKnownAsOther(path)) return std::nullopt;
     const int flags =
         O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (links == Links::refuse ? O_NOFOLLOW : 0);
-    const int descriptor = openLongPath(AT_FDCWD, path, flags);
-    if (descriptor < 0) return std::nullopt;
-    RegularFile file(descriptor);
-    if (!file.identify()) return std::nullopt;
+    RegularFile file(openLongPath(AT_FDCWD, path, flags));
+    struct stat status {};
+    if (::fstat(file.descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    file.size_ = static_cast<std::uint64_t>(status.st_size);
+    file.device_ = status.st_dev;
+    file.inode_ = status.st_ino;
+    file.linkCount_ = status.st_nlink;
     return file;
 }
 
-RegularFile::~RegularFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
-RegularFile::RegularFile(RegularFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)),
-      size_(other.size_),
-      device_(other.device_),
-      inode_(other.inode_),
-      linkCount_(other.linkCount_) {}
-
-RegularFile& RegularFile::operator=(RegularFile&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    std::swap(size_, other.size_);
-    std::swap(device_, other.device_);
-    std::swap(inode_, other.inode_);
-    std::swap(linkCount_, other.linkCount_);
-    return *this;
-}
-
-bool RegularFile::identify() {
-    struct stat status {};
-    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    size_ = static_cast<std::uint64_t>(status.st_size);
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
-    linkCount_ = status.st_nlink;
-    return true;
-}
-
 std::optional<std::size_t> RegularFile::readAt(std::uint64_t offset, std::span<char> destination) const {
-    for (;;) {
-        const ssize_t count =
-            ::pread(descriptor_, destination.data(), destination.size(), static_cast<off_t>(offset));
-        if (count >= 0) return static_cast<std::size_t>(count);
-        if (errno != EINTR) return std::nullopt;
-    }
+    const auto at = static_cast<off_t>(offset);
+    const ssize_t count = uninterrupted(
+        [&] { return ::pread(descriptor_.number(), destination.data(), destination.size(), at); });
+    return count < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(count));
 }
 
 }  // namespace dovra

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <unistd.h>
 #include <utility>
 
 namespace dovra {
@@ -8,10 +7,8 @@ namespace dovra {
 /// Owns a file descriptor; -1 for none.
 class Descriptor {
 public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
+    explicit Descriptor(int number = -1) : number_(number) {}
+    ~Descriptor();
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(number_, other.number_);
@@ -19,8 +16,6 @@ public:
     }
 
     int number() const { return number_; }
-    /// Leaves it to the caller to close.
-    int release() { return std::exchange(number_, -1); }
     explicit operator bool() const { return number_ >= 0; }
 
 private:

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cerrno>
+
+namespace dovra {
+
+/// Repeats a system call that a signal interrupted, as on a network file system even opening may be.
+template <typename Call>
+auto uninterrupted(const Call& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+}  // namespace dovra
