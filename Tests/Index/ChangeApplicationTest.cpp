@@ -171,16 +171,17 @@ TEST_F(ChangeApplication, LooksAtSingleFilesOfALargeFolder) {
 
 TEST_F(ChangeApplication, HandsInAgainWhatCouldNotBeOpened) {
     run("write folder/file; scan .");
-    for (int descriptors = 0; descriptors < 5; ++descriptors)
+    for (int descriptors = 0; descriptors < 5; ++descriptors) {
         run(
             fmt::format("write new{0}/file; write folder/new{0}/deeper/file; paths . folder; "
                         "with-descriptors {0} apply; unread; apply; nothing-unread; same",
                         descriptors));
+    }
 }
 
 TEST_F(ChangeApplication, ForgetsWhatIsCoveredByAFileSystemOfTheKernel) {
     if (!test::leaveMounts()) GTEST_SKIP() << "this user may not mount";
-    for (const char* told : {"paths above/covered", "trees above"})
+    for (const char* told : {"paths above/covered", "trees above"}) {
         run(
             fmt::format("write above/covered/file; scan .; proc above/covered; {}; apply; "
                         "changed above/covered; lacks above/covered/file; paths above/covered/sys; "
@@ -189,6 +190,7 @@ TEST_F(ChangeApplication, ForgetsWhatIsCoveredByAFileSystemOfTheKernel) {
                         "scan above/covered/sys/kernel/random; trees above/covered/sys/kernel/random; apply; "
                         "changed; has above/covered/sys/kernel/random/uuid; umount above/covered",
                         told));
+    }
 }
 
 TEST_F(ChangeApplication, GoesToPathsOfAnyLength) {

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <ostream>
 #include <string>
 
 #include "Services/LiveIndexLife.hpp"
@@ -14,6 +15,10 @@ namespace fs = std::filesystem;
 struct LifeScript {
     const char* name;
     const char* steps;
+
+    friend std::ostream& operator<<(std::ostream& out, const LifeScript& script) {
+        return out << script.name;
+    }
 };
 
 const LifeScript lifeScripts[] = {

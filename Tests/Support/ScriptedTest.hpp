@@ -36,7 +36,7 @@ protected:
              at = end + 2) {
             end = script.find("; ", at);
             const std::string step = script.substr(at, end - at);
-            SCOPED_TRACE(step + " <- " + script);
+            SCOPED_TRACE(testing::Message() << step << " <- " << script);
             take(step);
         }
     }
