@@ -1,9 +1,12 @@
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <limits>
 
 #include "Query/DateFilter.hpp"
+#include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {
@@ -86,8 +89,13 @@ TEST_F(DateFilterTest, StartsWeeksOnTheFirstWeekdayOfTheLocale) {
         const std::string command = fmt::format("localedef -i {} -f UTF-8 '{}'", locale, tree.path(locale));
         ASSERT_EQ(std::system(command.c_str()), 0) << "the system's sources of locales are missing";
         ::setenv("LC_ALL", locale, 1);
-        for (const double at : {first, now, first + 7 * day - 1})
-            EXPECT_EQ(parsed("thisweek", at), (DateFilter{first, first + 7 * day})) << locale << at;
+        // The C library never gives back what it keeps of LOCPATH.
+        const int isRight = test::inAChild([&] {
+            return std::ranges::all_of(std::array{first, now, first + 7 * day - 1}, [&](double at) {
+                return parsed("thisweek", at) == DateFilter{first, first + 7 * day};
+            });
+        });
+        EXPECT_EQ(isRight, 1) << locale;
     }
 }
 
