@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <set>
 #include <utility>
 
+#include "Analysis/RangeDifference.hpp"
 #include "Analysis/RangeDigest.hpp"
 #include "Base/ConcurrentPerform.hpp"
 #include "Platform/OpenFileLimit.hpp"
@@ -23,8 +25,7 @@ namespace {
 using Finder = DuplicateFinder;
 using Request = DuplicateFinder::DigestRequest;
 
-/// Less is read by one thread: waking others would take longer.
-constexpr std::uint64_t parallelBytes = std::uint64_t{256} * 1024;
+/// Fewer are opened by one thread: waking others would take longer.
 constexpr std::size_t parallelMembers = 32;
 
 constexpr std::size_t mostFilesKeptOpen = 1024;
@@ -84,7 +85,7 @@ public:
     }
 
     ~GroupComparison() {
-        const auto kept = std::ranges::count_if(members_, [](const Member& m) { return m.file.has_value(); });
+        const auto kept = std::ranges::count_if(members_, [](const Member& m) { return m.file != nullptr; });
         search_.budget.giveBack(kept);
         search_.progress.filesDone += group_.ids.size();
         search_.progress.bytesToHash -= group_.ids.size() * size_ - hashedBytes_;
@@ -109,16 +110,14 @@ private:
         EntryId id = 0;
         bool wasOpened = false;
         Identity identity;
-        std::optional<RegularFile> file;  ///< while it is kept open
-        std::optional<Digest> head;       ///< when it was taken right after opening
+        std::shared_ptr<const RegularFile> file;  ///< while it is kept open
+        std::optional<Digest> head;               ///< when it was taken right after opening
     };
 
     /// The start of a file is read on the way, unless it might be read under another name too.
     void open(Member& member) {
         if (search_.stop.stop_requested()) return;
-        const auto path = search_.candidates.path(member.id);
-        if (!path) return;
-        auto file = RegularFile::open(*path, RegularFile::Links::refuse);
+        auto file = openCandidate(member.id);
         if (!file || file->size() > size_) return;
         member.wasOpened = true;
         member.identity = identityOf(*file);
@@ -139,30 +138,47 @@ private:
     }
 
     Finder::Digests digests(std::span<const Request> requests) {
-        Finder::Digests found(requests.size());
         const std::uint64_t bytes = bytesOf(requests);
-        forEachBelow(requests.size(), bytes >= parallelBytes,
-                     [&](std::size_t i) { found[i] = digest(requests[i]); });
+        Finder::Digests found = requests.front().offset == 0 ? headDigests(requests) : differences(requests);
         hashedBytes_ += bytes;
         search_.progress.bytesDone += bytes;
         return found;
     }
 
-    std::optional<Digest> digest(const Request& request) const {
-        if (search_.stop.stop_requested()) return std::nullopt;
-        const Member& member = *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
-        if (request.offset == 0 && member.head) return member.head;
-        if (member.file) return rangeDigest(*member.file, request.offset, request.length);
-        const auto file = reopen(member);
-        return file ? rangeDigest(*file, request.offset, request.length) : std::nullopt;
+    Finder::Digests headDigests(std::span<const Request> requests) const {
+        Finder::Digests found(requests.size());
+        forEachBelow(requests.size(), requests.size() >= parallelMembers, [&](std::size_t i) {
+            const Member& member = memberOf(requests[i]);
+            found[i] = member.head;
+            if (found[i]) return;
+            const auto file = fileOf(member);
+            if (file) found[i] = rangeDigest(*file, 0, requests[i].length);
+        });
+        return found;
     }
 
-    /// Absent when something else has taken the file's place.
-    std::optional<RegularFile> reopen(const Member& member) const {
-        auto file =
-            RegularFile::open(search_.candidates.path(member.id).value_or(""), RegularFile::Links::refuse);
-        if (file && identityOf(*file) != member.identity) file.reset();
-        return file;
+    Finder::Digests differences(std::span<const Request> requests) const {
+        return rangeDifferences(
+            requests.size(), [&](std::size_t i) { return fileOf(memberOf(requests[i])); },
+            requests.front().offset, static_cast<std::uint64_t>(requests.front().length));
+    }
+
+    const Member& memberOf(const Request& request) const {
+        return *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
+    }
+
+    /// The member's file, opened again if it is not kept open; null when something else has taken its place.
+    std::shared_ptr<const RegularFile> fileOf(const Member& member) const {
+        if (search_.stop.stop_requested()) return nullptr;
+        if (member.file) return member.file;
+        auto file = openCandidate(member.id);
+        return file && identityOf(*file) == member.identity ? file : nullptr;
+    }
+
+    std::shared_ptr<const RegularFile> openCandidate(EntryId id) const {
+        const auto path = search_.candidates.path(id);
+        auto file = path ? RegularFile::openKnown(*path) : std::nullopt;
+        return file ? std::make_shared<const RegularFile>(std::move(*file)) : nullptr;
     }
 
     const Finder::SizeGroup& group_;

@@ -43,6 +43,7 @@ struct DuplicateFinder {
 
     /// One for each identifier or request, in their order; absent where the file could not be read.
     using Digests = std::vector<std::optional<Digest>>;
+    /// Called with one range of files that agree so far. Its digests need only tell those files apart.
     using DigestFunction = std::function<Digests(std::span<const DigestRequest>)>;
 
     /// How much of a file's start, and of its end, is looked at before anything between.

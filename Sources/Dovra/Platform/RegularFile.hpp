@@ -15,12 +15,13 @@ namespace dovra {
 /// or a folder, and opening never waits for a writer. Reading is safe from several threads at once.
 class RegularFile {
 public:
-    /// What to do when the last component of the path is a symbolic link.
-    enum class Links : bool { follow, refuse };
-
     /// The file at `path`, of any length; absent when there is none, when it may not be read or when it is
     /// not a regular file.
-    static std::optional<RegularFile> open(const std::string& path, Links links = Links::follow);
+    static std::optional<RegularFile> open(const std::string& path);
+
+    /// The same where a regular file is known to have been: takes a system call less, and follows no link at
+    /// the end of the path.
+    static std::optional<RegularFile> openKnown(const std::string& path);
 
     /// Reads up to `destination.size()` bytes that start at `offset` and returns how many came: 0 at the end
     /// of the file, fewer than asked also in between. Absent when reading fails.
@@ -36,6 +37,7 @@ public:
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    static std::optional<RegularFile> openWith(const std::string& path, int flags);
 
     Descriptor descriptor_;
     std::uint64_t size_ = 0;
