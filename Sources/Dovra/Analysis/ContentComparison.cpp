@@ -7,16 +7,16 @@
 #include <set>
 #include <utility>
 
-#include "Analysis/RangeDifference.hpp"
-#include "Analysis/RangeDigest.hpp"
+#include "Analysis/RangeDigests.hpp"
 #include "Base/ConcurrentPerform.hpp"
 #include "Platform/OpenFileLimit.hpp"
 #include "Platform/RegularFile.hpp"
 
 // Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after
-// every stage of every file would leave the processors waiting. Only the members of a group with much to read
-// are shared out again. Each file is opened once and stays open while its group is compared, as long as that
-// leaves descriptors for everybody else; what is not kept open is opened again for each range.
+// every stage of every file would leave the processors waiting. Only a group of many members, or with much to
+// read, is shared out again. Each file is opened once and stays open while its group is compared, as long as
+// that leaves descriptors for everybody else; what is not kept open is opened again for each piece that is
+// read.
 
 namespace dovra {
 
@@ -25,24 +25,10 @@ namespace {
 using Finder = DuplicateFinder;
 using Request = DuplicateFinder::DigestRequest;
 
-/// Fewer are opened by one thread: waking others would take longer.
-constexpr std::size_t parallelMembers = 32;
+/// So many are opened by one thread: waking others for fewer would take longer.
+constexpr std::size_t membersPerPiece = 32;
 
 constexpr std::size_t mostFilesKeptOpen = 1024;
-
-std::uint64_t bytesOf(std::span<const Request> requests) {
-    std::uint64_t bytes = 0;
-    for (const Request& request : requests)
-        bytes += static_cast<std::uint64_t>(request.length);
-    return bytes;
-}
-
-template <typename Use>
-void forEachBelow(std::size_t count, bool onAllProcessors, const Use& use) {
-    if (onAllProcessors) return concurrentPerform(count, use);
-    for (std::size_t i = 0; i < count; ++i)
-        use(i);
-}
 
 /// Counts the files that are kept open, over all threads.
 class OpenFileBudget {
@@ -94,8 +80,11 @@ public:
     GroupComparison& operator=(const GroupComparison&) = delete;
 
     std::vector<Finder::IdGroup> run() {
-        forEachBelow(members_.size(), members_.size() >= parallelMembers,
-                     [&](std::size_t i) { open(members_[i]); });
+        const auto openAll = [&](std::size_t first, std::size_t last) {
+            for (Member& member : std::span(members_).subspan(first, last - first))
+                open(member);
+        };
+        performInPieces(members_.size(), membersPerPiece, openAll, search_.stop);
         std::erase_if(members_, [](const Member& member) { return !member.wasOpened; });
         dropFurtherNames();
         Finder::IdGroup distinct;
@@ -111,19 +100,13 @@ private:
         bool wasOpened = false;
         Identity identity;
         std::shared_ptr<const RegularFile> file;  ///< while it is kept open
-        std::optional<Digest> head;               ///< when it was taken right after opening
     };
 
-    /// The start of a file is read on the way, unless it might be read under another name too.
     void open(Member& member) {
-        if (search_.stop.stop_requested()) return;
         auto file = openCandidate(member.id);
         if (!file || file->size() > size_) return;
         member.wasOpened = true;
         member.identity = identityOf(*file);
-        if (file->linkCount() == 1)
-            member.head =
-                rangeDigest(*file, 0, static_cast<std::int64_t>(std::min(size_, Finder::edgeBytes)));
         if (search_.budget.take()) member.file = std::move(file);
     }
 
@@ -138,40 +121,22 @@ private:
     }
 
     Finder::Digests digests(std::span<const Request> requests) {
-        const std::uint64_t bytes = bytesOf(requests);
-        Finder::Digests found = requests.front().offset == 0 ? headDigests(requests) : differences(requests);
+        const Request& range = requests.front();
+        const auto length = static_cast<std::uint64_t>(range.length);
+        const auto fileAt = [&](std::size_t i) { return fileOf(requests[i].id); };
+        Finder::Digests found = rangeDigests(requests.size(), fileAt, range.offset, length);
+        const std::uint64_t bytes = requests.size() * length;
         hashedBytes_ += bytes;
         search_.progress.bytesDone += bytes;
         return found;
     }
 
-    Finder::Digests headDigests(std::span<const Request> requests) const {
-        Finder::Digests found(requests.size());
-        forEachBelow(requests.size(), requests.size() >= parallelMembers, [&](std::size_t i) {
-            const Member& member = memberOf(requests[i]);
-            found[i] = member.head;
-            if (found[i]) return;
-            const auto file = fileOf(member);
-            if (file) found[i] = rangeDigest(*file, 0, requests[i].length);
-        });
-        return found;
-    }
-
-    Finder::Digests differences(std::span<const Request> requests) const {
-        return rangeDifferences(
-            requests.size(), [&](std::size_t i) { return fileOf(memberOf(requests[i])); },
-            requests.front().offset, static_cast<std::uint64_t>(requests.front().length));
-    }
-
-    const Member& memberOf(const Request& request) const {
-        return *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
-    }
-
     /// The member's file, opened again if it is not kept open; null when something else has taken its place.
-    std::shared_ptr<const RegularFile> fileOf(const Member& member) const {
+    std::shared_ptr<const RegularFile> fileOf(EntryId id) const {
         if (search_.stop.stop_requested()) return nullptr;
+        const Member& member = *std::ranges::lower_bound(members_, id, {}, &Member::id);
         if (member.file) return member.file;
-        auto file = openCandidate(member.id);
+        auto file = openCandidate(id);
         return file && identityOf(*file) == member.identity ? file : nullptr;
     }
 

@@ -17,8 +17,8 @@ struct DuplicateGroup {
     std::vector<FileRow> rows;    ///< by ascending identifier
 };
 
-/// How equal files are found: grouped by size, which costs nothing, and then told apart by the SHA-256 values
-/// of ever more of their bytes. These are the steps; none of them touches an index or a file.
+/// How equal files are found: grouped by size, which costs nothing, and then told apart by digests of ever
+/// more of their bytes. These are the steps; none of them touches an index or a file.
 struct DuplicateFinder {
     /// A file that may have an equal.
     struct Item {

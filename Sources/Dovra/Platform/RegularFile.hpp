@@ -32,8 +32,6 @@ public:
     /// Device and inode number together identify the file among all names it may have.
     std::uint64_t device() const { return device_; }
     std::uint64_t inode() const { return inode_; }
-    /// How many names the file has on its file system.
-    std::uint64_t linkCount() const { return linkCount_; }
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
@@ -43,7 +41,6 @@ private:
     std::uint64_t size_ = 0;
     std::uint64_t device_ = 0;
     std::uint64_t inode_ = 0;
-    std::uint64_t linkCount_ = 0;
 };
 
 }  // namespace dovra

@@ -30,14 +30,12 @@ std::optional<RegularFile> RegularFile::openKnown(const std::string& path) {
 }
 
 std::optional<RegularFile> RegularFile::openWith(const std::string& path, int flags) {
-    RegularFile file(
-        openLongPath(AT_FDCWD, path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags));
+    RegularFile file(openLongPath(AT_FDCWD, path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags));
     struct stat status {};
     if (::fstat(file.descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     file.size_ = static_cast<std::uint64_t>(status.st_size);
     file.device_ = status.st_dev;
     file.inode_ = status.st_ino;
-    file.linkCount_ = status.st_nlink;
     return file;
 }
 

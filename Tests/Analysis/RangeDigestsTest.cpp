@@ -1,0 +1,68 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "Analysis/RangeDigests.hpp"
+#include "Support/DigestOf.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+TEST(Sha256, HasTheStandardsValues) {
+    EXPECT_EQ(fmt::format("{:02x}", fmt::join(test::digestOf("abc"), "")),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    Sha256 hash;
+    hash.update(std::string_view("ab"));
+    hash.update(std::string_view("c"));
+    EXPECT_EQ(hash.finish(), test::digestOf("abc"));
+}
+
+constexpr std::size_t borders[] = {0, 1, 4096, 65'536, 131'072, 196'608, 262'144, 300'000};
+
+/// Contents that differ where pieces of them meet, some cut off there.
+std::string similarContent(std::mt19937& random) {
+    const auto border = [&] { return borders[random() % std::size(borders)]; };
+    std::string content(300'000, 'x');
+    for (auto changes = random() % 3; changes > 0; --changes)
+        content[(border() + content.size() - random() % 2) % content.size()] = 'y';
+    if (random() % 4 == 0) content.resize(border());
+    return content;
+}
+
+TEST(RangeDigests, AreEqualWhereTheBytesThatExistAre) {
+    std::mt19937 random(7);
+    const test::TemporaryTree tree;
+    for (int round = 0; round < 60; ++round) {
+        std::vector<std::string> contents(2 + random() % (round % 10 == 0 ? 80 : 6));
+        std::vector<std::shared_ptr<const RegularFile>> files;
+        for (std::string& content : contents) {
+            content = similarContent(random);
+            auto file = RegularFile::open(tree.write(std::to_string(files.size()), content));
+            files.push_back(random() % 8 == 0 ? nullptr
+                                              : std::make_shared<const RegularFile>(std::move(file.value())));
+        }
+        const std::size_t offset = borders[random() % std::size(borders)];
+        const std::size_t length = borders[2 + random() % (std::size(borders) - 2)] - random() % 2;
+        const auto digests = rangeDigests(
+            files.size(), [&](std::size_t i) { return files[i]; }, offset, length);
+        const auto range = [&](std::size_t i) {
+            const std::string_view content = contents[i];
+            return content.substr(std::min(offset, content.size()), length);
+        };
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            ASSERT_EQ(digests[i].has_value(), files[i] != nullptr);
+            for (std::size_t j = 0; j < i; ++j) {
+                if (!files[i] || !files[j]) continue;
+                ASSERT_EQ(digests[i] == digests[j], range(i) == range(j)) << offset << ' ' << length;
+            }
+        }
+        const auto beyond = rangeDigests(
+            1, [&](std::size_t) { return files.back(); }, ~std::uint64_t{0}, 1);
+        ASSERT_EQ(beyond.front(), std::nullopt) << "reading fails";
+    }
+}
+
+}  // namespace
+}  // namespace dovra
