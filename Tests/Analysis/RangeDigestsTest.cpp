@@ -25,7 +25,7 @@ constexpr std::size_t borders[] = {0, 1, 4096, 65'536, 131'072, 196'608, 262'144
 std::string similarContent(std::mt19937& random) {
     const auto border = [&] { return borders[random() % std::size(borders)]; };
     std::string content(300'000, 'x');
-    for (auto changes = random() % 3; changes > 0; --changes)
+    for (auto left = random() % 3; left > 0; --left)
         content[(border() + content.size() - random() % 2) % content.size()] = 'y';
     if (random() % 4 == 0) content.resize(border());
     return content;

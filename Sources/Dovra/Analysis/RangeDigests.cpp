@@ -21,6 +21,8 @@ using Bytes = std::span<const char>;
 /// Small enough for the first file's stretch and another's block to stay in the processor's cache.
 constexpr std::size_t stretchBytes = std::size_t{128} * 1024;
 constexpr std::size_t blockBytes = std::size_t{64} * 1024;
+using Stretch = std::array<char, stretchBytes>;
+using Block = std::array<char, blockBytes>;
 
 /// So many files share one reading of the first.
 constexpr std::size_t filesPerShare = 32;
@@ -40,7 +42,7 @@ std::optional<Bytes> read(const RegularFile& file, std::uint64_t offset, std::sp
 /// The digest of how a file's stretch differs from the first file's.
 std::optional<Digest> difference(const RegularFile& file, std::uint64_t offset, std::size_t length,
                                  Bytes first) {
-    std::array<char, blockBytes> buffer;
+    alignas(64) Block buffer;
     Sha256 hash;
     for (std::size_t at = 0; at < length; at += blockBytes) {
         const std::size_t size = std::min(length - at, blockBytes);
@@ -89,7 +91,7 @@ private:
         Digests& part = parts_[stretch];
         const std::uint64_t offset = offset_ + stretch * stretchBytes;
         const std::size_t length = std::min<std::uint64_t>(length_ - stretch * stretchBytes, stretchBytes);
-        std::array<char, stretchBytes> buffer;
+        alignas(64) Stretch buffer;
         const auto leader = fileAt_(0);
         const auto first = leader ? read(*leader, offset, std::span(buffer).first(length)) : std::nullopt;
         if (first && share == 0) part[0] = Sha256().finish();
