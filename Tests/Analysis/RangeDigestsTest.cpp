@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <gtest/gtest.h>
@@ -62,6 +63,24 @@ TEST(RangeDigests, AreEqualWhereTheBytesThatExistAre) {
             1, [&](std::size_t) { return files.back(); }, ~std::uint64_t{0}, 1);
         ASSERT_EQ(beyond.front(), std::nullopt) << "reading fails";
     }
+}
+
+TEST(RangeDigests, TellOthersApartWhileTheFirstFileChanges) {
+    const test::TemporaryTree tree;
+    std::vector<std::shared_ptr<const RegularFile>> files;
+    for (std::size_t i = 0; i < 200; ++i) {
+        auto file = RegularFile::open(tree.write(std::to_string(i), i < 100 ? "before" : "after!"));
+        files.push_back(std::make_shared<const RegularFile>(std::move(file.value())));
+    }
+    const auto digests = rangeDigests(
+        files.size(),
+        [&](std::size_t i) {
+            if (i == 1) tree.write("0", "after!");
+            return files[i];
+        },
+        0, 6);
+    EXPECT_EQ(std::ranges::count(digests, digests[1]), 100);
+    EXPECT_EQ(std::ranges::count(digests, digests[199]), 100);
 }
 
 }  // namespace

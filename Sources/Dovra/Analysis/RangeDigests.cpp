@@ -9,7 +9,7 @@
 // Most files that are read far are equal, and comparing costs a fraction of hashing. So the first file leads:
 // the others are compared with it block by block, and only blocks that differ are hashed, each with its
 // place. Files that differ from the first in the same way are equal. However they differ, each byte is read
-// once.
+// once: also of the first, which may change meanwhile, and must not make others equal that are not.
 
 namespace dovra {
 
@@ -24,8 +24,8 @@ constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 using Stretch = std::array<char, stretchBytes>;
 using Block = std::array<char, blockBytes>;
 
-/// So many files share one reading of the first.
-constexpr std::size_t filesPerShare = 32;
+/// So many are compared by one thread at a time.
+constexpr std::size_t filesPerPiece = 32;
 
 /// Fills the buffer as far as the file goes; absent when reading fails.
 std::optional<Bytes> read(const RegularFile& file, std::uint64_t offset, std::span<char> buffer) {
@@ -77,8 +77,7 @@ public:
           parts_((length + stretchBytes - 1) / stretchBytes, Digests(count)) {}
 
     Digests run() {
-        const std::size_t shares = (count_ + filesPerShare - 1) / filesPerShare;
-        concurrentPerform(parts_.size() * shares, [&](std::size_t i) { compare(i / shares, i % shares); });
+        concurrentPerform(parts_.size(), [&](std::size_t stretch) { compare(stretch); });
         if (parts_.size() == 1) return std::move(parts_.front());
         Digests digests(count_);
         for (std::size_t i = 0; i < count_; ++i)
@@ -87,19 +86,20 @@ public:
     }
 
 private:
-    void compare(std::size_t stretch, std::size_t share) {
+    void compare(std::size_t stretch) {
         Digests& part = parts_[stretch];
         const std::uint64_t offset = offset_ + stretch * stretchBytes;
         const std::size_t length = std::min<std::uint64_t>(length_ - stretch * stretchBytes, stretchBytes);
         alignas(64) Stretch buffer;
         const auto leader = fileAt_(0);
         const auto first = leader ? read(*leader, offset, std::span(buffer).first(length)) : std::nullopt;
-        if (first && share == 0) part[0] = Sha256().finish();
-        const std::size_t end = std::min((share + 1) * filesPerShare, count_);
-        for (std::size_t i = std::max<std::size_t>(share * filesPerShare, 1); i < end; ++i) {
-            if (const auto file = fileAt_(i))
-                part[i] = difference(*file, offset, length, first.value_or(Bytes()));
-        }
+        if (first) part[0] = Sha256().finish();
+        performInPieces(count_ - 1, filesPerPiece, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin + 1; i <= end; ++i) {
+                if (const auto file = fileAt_(i))
+                    part[i] = difference(*file, offset, length, first.value_or(Bytes()));
+            }
+        });
     }
 
     const std::size_t count_;
