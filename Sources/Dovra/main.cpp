@@ -9,8 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"

@@ -2,7 +2,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Base/ByteText.hpp"
 #include "Base/Utf8.hpp"
 #include "Fuzz/FuzzCheck.hpp"
 #include "Stores/FrecencyTable.hpp"

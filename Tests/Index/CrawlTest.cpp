@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/LookAheadWalk.hpp"

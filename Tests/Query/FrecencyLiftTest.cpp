@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Query/FrecencyLift.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/FixedBoost.hpp"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/SearchCheck.hpp"
 #include "Index/FolderMerge.hpp"

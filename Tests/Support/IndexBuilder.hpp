@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Index/FileIndex.hpp"
 
 namespace dovra::test {

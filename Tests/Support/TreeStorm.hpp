@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/ChangeBatch.hpp"
 #include "Support/TreeScript.hpp"
 

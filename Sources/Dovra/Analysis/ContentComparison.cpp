@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "Analysis/RangeDigest.hpp"
-#include "Base/ConcurrentPerform.hpp"
+#include "Base/Concurrency.hpp"
 #include "Platform/OpenFileLimit.hpp"
 #include "Platform/RegularFile.hpp"
 

@@ -5,10 +5,10 @@
 #include <numeric>
 #include <span>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/FatalError.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Base/PodVector.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "Analysis/DiskUsage.hpp"
-#include "Base/ByteCount.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ScanFolder.hpp"

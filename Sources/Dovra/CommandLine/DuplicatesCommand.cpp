@@ -3,10 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Base/ByteCount.hpp"
-#include "Base/JoinPath.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ProgressLine.hpp"

@@ -1,6 +1,6 @@
 #include "CommandLine/PathOutput.hpp"
 
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/Terminal.hpp"
 

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "Base/PrintError.hpp"
+#include "Base/Print.hpp"
 #include "Platform/Terminal.hpp"
 
 namespace dovra {

@@ -4,8 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"

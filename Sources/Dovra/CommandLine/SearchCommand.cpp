@@ -4,9 +4,8 @@
 #include <array>
 #include <memory>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
-#include "Base/UnicodeFold.hpp"
+#include "Base/Print.hpp"
+#include "Base/TextNeedle.hpp"
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ScanFolder.hpp"

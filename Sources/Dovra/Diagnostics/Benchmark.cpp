@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
 #include "Diagnostics/ReadableFolder.hpp"

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/ViolationList.hpp"
 

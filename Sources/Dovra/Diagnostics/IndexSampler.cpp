@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 namespace dovra {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "Base/PrintError.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"

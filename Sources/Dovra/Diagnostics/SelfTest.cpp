@@ -8,9 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"

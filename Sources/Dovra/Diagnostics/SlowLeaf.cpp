@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Diagnostics/SlowMatch.hpp"
 #include "Query/ContentMatcher.hpp"
 #include "Query/DateFilter.hpp"

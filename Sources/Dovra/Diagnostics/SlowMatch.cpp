@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra::slow {
 

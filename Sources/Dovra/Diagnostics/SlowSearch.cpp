@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Diagnostics/SlowMatch.hpp"
 #include "Diagnostics/SlowQuery.hpp"
 

@@ -11,8 +11,7 @@
 #include <utility>
 #include <variant>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Index/StampClock.hpp"
 #include "Platform/Paths.hpp"

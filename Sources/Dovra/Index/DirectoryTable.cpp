@@ -5,7 +5,7 @@
 #include <functional>
 #include <limits>
 
-#include "Base/FatalError.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 

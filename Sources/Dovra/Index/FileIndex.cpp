@@ -3,8 +3,8 @@
 #include <functional>
 #include <utility>
 
-#include "Base/FatalError.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 

@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
-#include "Base/RWLock.hpp"
 #include "Index/DirectoryTable.hpp"
 #include "Index/EntryLists.hpp"
 #include "Index/FileEntry.hpp"

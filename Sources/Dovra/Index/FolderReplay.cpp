@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "Base/ConcurrentPerform.hpp"
+#include "Base/Concurrency.hpp"
 #include "Index/DiskComparison.hpp"
 
 namespace dovra {

@@ -7,8 +7,8 @@
 #include <stop_token>
 #include <thread>
 
-#include "Base/JoinPath.hpp"
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
+#include "Base/PathText.hpp"
 #include "Index/StampClock.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "Base/ConcurrentPerform.hpp"
+#include "Base/Concurrency.hpp"
 #include "Index/DirectoryPathReader.hpp"
 #include "Index/EventId.hpp"
 #include "Index/IndexContents.hpp"

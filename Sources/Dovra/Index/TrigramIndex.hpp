@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
-#include "Base/RWLock.hpp"
 #include "Index/FileEntry.hpp"
 #include "Index/Trigram.hpp"
 

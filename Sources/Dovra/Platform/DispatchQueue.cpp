@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/FatalError.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/Print.hpp"
 #include "Platform/CurrentThread.hpp"
 
 namespace dovra {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
 #include "Platform/ChangeSet.hpp"
 #include "Platform/EventSource.hpp"
 

@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Platform/LocalCalendar.hpp"
 #include "Query/Comparison.hpp"
 

@@ -5,8 +5,7 @@
 #include <limits>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/ConcurrentSort.hpp"
+#include "Base/Concurrency.hpp"
 #include "Query/FrecencyLift.hpp"
 #include "Query/PathOrder.hpp"
 #include "Query/Relevance.hpp"

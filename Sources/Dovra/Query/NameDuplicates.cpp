@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 // Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at
 // all: only the first `limit` are asked for. The order of paths is the order of a walk that takes, in each

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Index/FolderPaths.hpp"
 #include "Query/CandidateSource.hpp"
 #include "Query/ContentDuplicates.hpp"

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 

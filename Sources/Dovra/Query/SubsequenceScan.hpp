@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/BytePattern.hpp"
+#include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/NameSignature.hpp"
 #include "Query/EntrySet.hpp"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 

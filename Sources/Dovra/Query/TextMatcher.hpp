@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Base/ByteNeedle.hpp"
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Index/NameSignature.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/NeedleSet.hpp"

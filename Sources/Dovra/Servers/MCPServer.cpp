@@ -5,10 +5,8 @@
 #include <thread>
 #include <utility>
 
-#include "Base/ByteCount.hpp"
-#include "Base/GroupedNumber.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/DirectoryListing.hpp"
 #include "Platform/Paths.hpp"

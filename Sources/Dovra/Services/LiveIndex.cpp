@@ -5,8 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Index/ChangeApplication.hpp"
 #include "Index/EventId.hpp"
 #include "Index/FolderReplay.hpp"

@@ -6,8 +6,8 @@
 #include <span>
 #include <tuple>
 
-#include "Base/ByteText.hpp"
 #include "Base/JSONValue.hpp"
+#include "Base/Utf8.hpp"
 
 namespace dovra {
 

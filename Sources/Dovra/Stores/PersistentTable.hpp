@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
 #include "Platform/DispatchQueue.hpp"
 #include "Stores/StoreFile.hpp"
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "Base/ByteText.hpp"
 #include "Base/JSONValue.hpp"
 #include "Base/Utf8.hpp"
 

@@ -18,7 +18,7 @@
 #include <tuple>
 #include <unistd.h>
 
-#include "Base/IsAtOrBelow.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/Linux/FileErrors.hpp"
 #include "Platform/Linux/StandsAt.hpp"
 

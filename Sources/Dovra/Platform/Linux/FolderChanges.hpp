@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/ChangeSet.hpp"
 
 namespace dovra {

@@ -12,8 +12,7 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/Linux/FileErrors.hpp"
 #include "Platform/Linux/LongPath.hpp"
 

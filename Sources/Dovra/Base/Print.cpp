@@ -1,8 +1,9 @@
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 
 namespace dovra {
 
@@ -23,6 +24,11 @@ bool writeOutput(std::string_view text) {
 
 int outputError() {
     return firstError;
+}
+
+void fatalError(std::string_view message) {
+    printError("dovra: fatal: {}\n", message);
+    std::abort();
 }
 
 }  // namespace dovra

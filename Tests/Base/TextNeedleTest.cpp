@@ -6,7 +6,7 @@
 #include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 namespace {

@@ -1,4 +1,4 @@
-#include "Base/ConcurrentPerform.hpp"
+#include "Base/Concurrency.hpp"
 
 #include <algorithm>
 #include <thread>

@@ -1,4 +1,4 @@
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 #include <algorithm>
 #include <cstdint>
