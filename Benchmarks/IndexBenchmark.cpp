@@ -11,7 +11,7 @@
 #include "Index/EventId.hpp"
 #include "Index/IndexCache.hpp"
 #include "Index/TrigramIndex.hpp"
-#include "Platform/ProcessMemory.hpp"
+#include "Platform/Process.hpp"
 #include "Random.hpp"
 #include "SyntheticIndex.hpp"
 

@@ -13,7 +13,7 @@
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
-#include "Platform/OpenFileLimit.hpp"
+#include "Platform/Process.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Servers/MCPServer.hpp"
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/CurrentThread.hpp"
+#include "Platform/Process.hpp"
 #include "Services/AppServices.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Base/PathText.hpp"
-#include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Support/TreeScript.hpp"
 
 namespace dovra::test {

@@ -8,7 +8,7 @@
 
 #include "Analysis/RangeDigest.hpp"
 #include "Base/Concurrency.hpp"
-#include "Platform/OpenFileLimit.hpp"
+#include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"
 
 // Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after

@@ -12,7 +12,7 @@
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/Terminal.hpp"
 
 namespace dovra {
 

@@ -11,7 +11,7 @@
 #include "CommandLine/ProgressLine.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/Terminal.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/QueryKeys.hpp"
 

@@ -10,7 +10,7 @@
 #include "CommandLine/PathOutput.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/Terminal.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 

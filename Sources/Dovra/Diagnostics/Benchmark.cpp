@@ -15,7 +15,7 @@
 #include "Index/Crawl.hpp"
 #include "Index/EventId.hpp"
 #include "Index/IndexCache.hpp"
-#include "Platform/ProcessMemory.hpp"
+#include "Platform/Process.hpp"
 #include "Query/SearchEngine.hpp"
 
 namespace dovra {

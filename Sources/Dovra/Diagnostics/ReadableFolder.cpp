@@ -4,7 +4,7 @@
 
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {

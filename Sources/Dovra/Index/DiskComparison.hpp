@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
-#include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 

@@ -21,7 +21,7 @@
 #include "Index/NameSignature.hpp"
 #include "Index/RankingBoost.hpp"
 #include "Index/TrigramIndex.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

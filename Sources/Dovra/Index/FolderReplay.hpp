@@ -3,7 +3,7 @@
 #include <stop_token>
 
 #include "Index/FileIndex.hpp"
-#include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 

@@ -5,8 +5,8 @@
 #include <fmt/format.h>
 #include <system_error>
 
-#include "Platform/ApplicationSupport.hpp"
 #include "Platform/AtomicFile.hpp"
+#include "Platform/Paths.hpp"
 #include "Platform/RegularFile.hpp"
 
 namespace dovra {

@@ -8,7 +8,7 @@
 
 #include "Index/FileIndex.hpp"
 #include "Index/Snapshot.hpp"
-#include "Platform/FileError.hpp"
+#include "Platform/AtomicFile.hpp"
 
 namespace dovra {
 

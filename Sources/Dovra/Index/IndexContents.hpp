@@ -11,7 +11,7 @@
 #include "Index/NamePool.hpp"
 #include "Index/NameSignature.hpp"
 #include "Index/TrigramIndex.hpp"
-#include "Platform/FolderStamp.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Index/FileEntry.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -10,7 +10,7 @@
 #include "Index/FileIndex.hpp"
 #include "Index/SnapshotSource.hpp"
 #include "Index/StampClock.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Index/FileEntry.hpp"
-#include "Platform/FolderStamp.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -10,7 +10,7 @@
 #include "Index/IndexContents.hpp"
 #include "Index/Snapshot.hpp"
 #include "Index/SnapshotFormat.hpp"
-#include "Platform/ProcessMemory.hpp"
+#include "Platform/Process.hpp"
 
 // Reading a snapshot is bound by memory: the bytes go from the system's cache straight to where the index
 // keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Platform/FolderStamp.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

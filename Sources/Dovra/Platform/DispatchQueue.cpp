@@ -14,7 +14,7 @@
 
 #include "Base/Concurrency.hpp"
 #include "Base/Print.hpp"
-#include "Platform/CurrentThread.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 

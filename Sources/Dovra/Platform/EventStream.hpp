@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Base/Locks.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/EventSource.hpp"
 
 namespace dovra {

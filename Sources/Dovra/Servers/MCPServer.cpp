@@ -8,11 +8,10 @@
 #include "Base/Format.hpp"
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Platform/Terminal.hpp"
-#include "Platform/TerminalStyle.hpp"
 #include "Platform/TerminationHandler.hpp"
 #include "Services/AppServices.hpp"
 

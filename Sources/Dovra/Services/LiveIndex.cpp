@@ -9,7 +9,7 @@
 #include "Index/ChangeApplication.hpp"
 #include "Index/EventId.hpp"
 #include "Index/FolderReplay.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {

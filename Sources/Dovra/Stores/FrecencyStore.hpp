@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Index/RankingBoost.hpp"
-#include "Platform/FileError.hpp"
+#include "Platform/AtomicFile.hpp"
 #include "Stores/FrecencyTable.hpp"
 #include "Stores/PersistentTable.hpp"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/FileError.hpp"
+#include "Platform/AtomicFile.hpp"
 #include "Stores/PersistentTable.hpp"
 #include "Stores/SavedSearchTable.hpp"
 

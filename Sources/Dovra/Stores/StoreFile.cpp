@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 #include <variant>
 
-#include "Platform/ApplicationSupport.hpp"
-#include "Platform/FileLock.hpp"
+#include "Platform/AtomicFile.hpp"
+#include "Platform/Paths.hpp"
 
 namespace dovra {
 

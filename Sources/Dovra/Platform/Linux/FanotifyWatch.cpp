@@ -19,8 +19,7 @@
 #include <unistd.h>
 
 #include "Base/PathText.hpp"
-#include "Platform/Linux/FileErrors.hpp"
-#include "Platform/Linux/StandsAt.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Base/PathText.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 

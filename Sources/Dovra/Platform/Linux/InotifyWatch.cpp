@@ -13,8 +13,7 @@
 #include <unistd.h>
 
 #include "Base/PathText.hpp"
-#include "Platform/Linux/FileErrors.hpp"
-#include "Platform/Linux/LongPath.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 

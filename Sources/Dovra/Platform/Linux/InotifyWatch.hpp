@@ -12,11 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/Descriptor.hpp"
-#include "Platform/DirectoryListing.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/FolderTree.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -1,4 +1,4 @@
-#include "Platform/Linux/LongPath.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,8 +7,6 @@
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include "Platform/Linux/Uninterrupted.hpp"
 
 namespace dovra {
 
