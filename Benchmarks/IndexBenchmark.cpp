@@ -162,7 +162,7 @@ private:
     std::string path_;
 };
 
-const SnapshotSubject anySubject{.volumeDev = 1, .root = std::string(syntheticRoot)};
+const IndexImageSubject anySubject{.volumeDev = 1, .root = std::string(syntheticRoot)};
 
 void saveTo(const IndexCache& cache, const FileIndex& index, benchmark::State& state) {
     if (const auto error = cache.save(index, anySubject.volumeDev, nextEventId(0)))

@@ -25,7 +25,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const SnapshotSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
+const IndexImageSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
 
 class IndexCacheTest : public testing::Test {
 protected:

@@ -10,7 +10,7 @@
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/Crawl.hpp"
-#include "Index/SnapshotFormat.hpp"
+#include "Index/IndexImageFormat.hpp"
 
 namespace dovra::test {
 

@@ -131,7 +131,7 @@ private:
 /// Saves the index and loads it into one that is thrown away, again and again.
 void printCacheTimes(const FileIndex& index, const std::string& root) {
     const ScratchCache cache;
-    const SnapshotSubject subject{.root = root};
+    const IndexImageSubject subject{.root = root};
     std::optional<FileError> error;
     const Latency saving = Latency::measure(
         cacheRepetitions, [&] { error = cache->save(index, subject.volumeDev, nextEventId(0)); });

@@ -17,7 +17,7 @@ namespace dovra {
 // memory.
 static_assert(std::endian::native == std::endian::little);
 
-struct SnapshotHeader {
+struct IndexImageHeader {
     std::array<char, 8> magic;
     std::uint32_t version;
     std::uint32_t entryBytes;
@@ -33,8 +33,9 @@ struct SnapshotHeader {
     static constexpr std::size_t bytes = 44;
 };
 
-static_assert(offsetof(SnapshotHeader, volumeDev) == 16 && offsetof(SnapshotHeader, lastEventId) == 24);
-static_assert(offsetof(SnapshotHeader, directoryCount) == 32 && offsetof(SnapshotHeader, poolBytes) == 40);
+static_assert(offsetof(IndexImageHeader, volumeDev) == 16 && offsetof(IndexImageHeader, lastEventId) == 24);
+static_assert(offsetof(IndexImageHeader, directoryCount) == 32 &&
+              offsetof(IndexImageHeader, poolBytes) == 40);
 
 /// In front of one stamp for each folder.
 struct StampSectionHeader {

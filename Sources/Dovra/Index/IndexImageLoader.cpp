@@ -5,16 +5,15 @@
 #include <limits>
 
 #include "Base/Concurrency.hpp"
-#include "Index/DirectoryPathReader.hpp"
 #include "Index/EventId.hpp"
 #include "Index/IndexContents.hpp"
-#include "Index/Snapshot.hpp"
-#include "Index/SnapshotFormat.hpp"
+#include "Index/IndexImage.hpp"
+#include "Index/IndexImageFormat.hpp"
 #include "Platform/Process.hpp"
 
-// Reading a snapshot is bound by memory: the bytes go from the system's cache straight to where the index
+// Reading an image is bound by memory: the bytes go from the system's cache straight to where the index
 // keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in
-// the processor's cache, on all processors. Everything is built apart from the index, so that a snapshot that
+// the processor's cache, on all processors. Everything is built apart from the index, so that an image that
 // turns out to be unsound at its end has changed nothing.
 
 namespace dovra {
@@ -25,7 +24,7 @@ constexpr std::size_t poolPieceBytes = std::size_t{1} << 20;
 constexpr std::size_t entriesPerPiece = 16384;
 
 template <typename Record>
-std::optional<Record> readRecord(const SnapshotSource& source, std::uint64_t offset,
+std::optional<Record> readRecord(const IndexImageSource& source, std::uint64_t offset,
                                  std::size_t bytes = sizeof(Record)) {
     if (offset > source.size || bytes > source.size - offset) return std::nullopt;
     Record record{};
@@ -52,9 +51,81 @@ bool hasSoundFields(const FileEntry& entry) {
     return isTime(entry.modTime) && isTime(entry.crTime);
 }
 
-class SnapshotReader {
+bool isPlainComponent(std::string_view name) {
+    return isEntryName(name) && name.find('\0') == std::string_view::npos;
+}
+
+bool isPlainPath(std::string_view path) {
+    if (path == "/") return true;
+    if (!path.starts_with('/')) return false;
+    for (std::size_t start = 1; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        if (!isPlainComponent(path.substr(start, end - start))) return false;
+        start = end + 1;
+    }
+    return true;
+}
+
+/// Fills a directory table from whole paths in the order of their positions, as untrusted input has them.
+///
+/// In the order of a scan a folder's parent is the folder before it or lies above that one, so most parents
+/// are found by comparing two neighbouring paths, without looking anything up.
+class DirectoryPathReader {
 public:
-    SnapshotReader(const SnapshotSource& source, const SnapshotSubject& subject, const std::stop_token& stop)
+    explicit DirectoryPathReader(DirectoryTable& directories) : directories_(directories) {}
+
+    /// Adds the next folder. False when its path is not the one way to write an absolute path (empty, "." or
+    /// ".." components, a NUL, a slash at the end), was there before, or is one too many without a parent.
+    bool add(std::string_view path);
+
+private:
+    std::optional<DirIndex> parentOf(std::string_view path, std::size_t parentBytes) const;
+    bool addRoot(std::string_view path);
+
+    DirectoryTable& directories_;
+    std::string lastPath_;
+    std::optional<DirIndex> last_;
+};
+
+bool DirectoryPathReader::add(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    // The directory table takes one more slash behind the parent's path for nothing.
+    if (slash == std::string_view::npos || (slash > 0 && path[slash - 1] == '/')) return false;
+    if (path == "/") return addRoot(path);
+    const auto parent = parentOf(path, slash);
+    if (!parent) return addRoot(path);
+    // The parent's path was checked when it was added.
+    const std::string_view name = path.substr(slash + 1);
+    if (!isPlainComponent(name)) return false;
+    const auto expected = static_cast<DirIndex>(directories_.count());
+    if (directories_.internChild(*parent, name) != expected) return false;
+    lastPath_ = path;
+    last_ = expected;
+    return true;
+}
+
+bool DirectoryPathReader::addRoot(std::string_view path) {
+    const auto expected = static_cast<DirIndex>(directories_.count());
+    if (!isPlainPath(path) || directories_.intern(path) != expected) return false;
+    lastPath_ = path;
+    last_ = expected;
+    return directories_.roots().size() <= maxRoots;
+}
+
+std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std::size_t parentBytes) const {
+    auto above = last_;
+    while (above && directories_.pathBytes(*above) > parentBytes)
+        above = directories_.parent(*above);
+    const std::string_view parentPath = path.substr(0, parentBytes);
+    const bool isParent = above && directories_.pathBytes(*above) == parentBytes &&
+                          std::string_view(lastPath_).starts_with(parentPath);
+    return isParent ? above : directories_.find(parentBytes == 0 ? "/" : parentPath);
+}
+
+class IndexImageReader {
+public:
+    IndexImageReader(const IndexImageSource& source, const IndexImageSubject& subject,
+                     const std::stop_token& stop)
         : source_(source), subject_(subject), stop_(stop) {}
 
     bool read(bool withTrigrams) {
@@ -63,16 +134,16 @@ public:
                !stop_.stop_requested();
     }
 
-    const SnapshotHeader& header() const { return header_; }
+    const IndexImageHeader& header() const { return header_; }
     IndexContents& contents() { return contents_; }
 
 private:
     bool readHeader() {
-        const auto header = readRecord<SnapshotHeader>(source_, 0, SnapshotHeader::bytes);
+        const auto header = readRecord<IndexImageHeader>(source_, 0, IndexImageHeader::bytes);
         if (!header) return false;
         header_ = *header;
-        return header_.magic == SnapshotHeader::expectedMagic &&
-               header_.version == SnapshotHeader::expectedVersion &&
+        return header_.magic == IndexImageHeader::expectedMagic &&
+               header_.version == IndexImageHeader::expectedVersion &&
                header_.entryBytes == sizeof(FileEntry) &&
                header_.volumeDev == static_cast<std::int64_t>(subject_.volumeDev) && fitsTheSource();
     }
@@ -83,7 +154,7 @@ private:
         if (header_.directoryCount > largestCount || header_.entryCount > largestCount) return false;
         const std::uint64_t least = header_.directoryCount * std::uint64_t{minDirectoryBytes} +
                                     header_.poolBytes + entrySectionBytes();
-        return least <= source_.size - SnapshotHeader::bytes;
+        return least <= source_.size - IndexImageHeader::bytes;
     }
 
     std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
@@ -92,8 +163,8 @@ private:
         // As long as it may be: what follows takes the rest.
         PodVector<char> section;
         const std::size_t most =
-            source_.size - SnapshotHeader::bytes - header_.poolBytes - entrySectionBytes();
-        if (!source_.read(SnapshotHeader::bytes, {section.extend(most), most})) return false;
+            source_.size - IndexImageHeader::bytes - header_.poolBytes - entrySectionBytes();
+        if (!source_.read(IndexImageHeader::bytes, {section.extend(most), most})) return false;
         std::string_view rest(section.data(), most);
         contents_.directories.reserve(header_.directoryCount);
         DirectoryPathReader paths(contents_.directories);
@@ -105,7 +176,7 @@ private:
             if (rest.size() < length || !paths.add(rest.substr(0, length))) return false;
             rest.remove_prefix(length);
         }
-        poolOffset_ = SnapshotHeader::bytes + most - rest.size();
+        poolOffset_ = IndexImageHeader::bytes + most - rest.size();
         return isOfTheRoot();
     }
 
@@ -252,10 +323,10 @@ private:
         return isSound;
     }
 
-    const SnapshotSource& source_;
-    const SnapshotSubject& subject_;
+    const IndexImageSource& source_;
+    const IndexImageSubject& subject_;
     const std::stop_token& stop_;
-    SnapshotHeader header_{};
+    IndexImageHeader header_{};
     std::uint64_t poolOffset_ = 0;
     PodVector<std::uint8_t> pool_;
     /// By folder, what stands for it among the entries.
@@ -267,13 +338,34 @@ private:
 
 }  // namespace
 
-std::optional<LoadedSnapshot> loadSnapshot(FileIndex& index, const SnapshotSource& source,
-                                           const SnapshotSubject& subject, const std::stop_token& stop) {
-    SnapshotReader reader(source, subject, stop);
+IndexImageSource IndexImageSource::fromBytes(std::string_view bytes) {
+    return {bytes.size(), [bytes](std::uint64_t offset, std::span<char> destination) {
+                if (!destination.empty())
+                    std::memcpy(destination.data(), bytes.data() + offset, destination.size());
+                return true;
+            }};
+}
+
+IndexImageSource IndexImageSource::fromFile(const RegularFile& file) {
+    return {file.size(), [&file](std::uint64_t offset, std::span<char> destination) {
+                while (!destination.empty()) {
+                    const auto count = file.readAt(offset, destination);
+                    if (!count || *count == 0) return false;
+                    offset += *count;
+                    destination = destination.subspan(*count);
+                }
+                return true;
+            }};
+}
+
+std::optional<LoadedIndexImage> loadIndexImage(FileIndex& index, const IndexImageSource& source,
+                                               const IndexImageSubject& subject,
+                                               const std::stop_token& stop) {
+    IndexImageReader reader(source, subject, stop);
     if (!reader.read(index.hasTrigramIndex())) return std::nullopt;
     index.replaceContents(std::move(reader.contents()));
-    return LoadedSnapshot{.lastEventId = reader.header().lastEventId,
-                          .count = static_cast<std::int64_t>(reader.header().entryCount)};
+    return LoadedIndexImage{.lastEventId = reader.header().lastEventId,
+                            .count = static_cast<std::int64_t>(reader.header().entryCount)};
 }
 
 }  // namespace dovra

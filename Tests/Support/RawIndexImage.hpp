@@ -23,7 +23,7 @@ inline std::string fields(std::initializer_list<std::pair<std::uint64_t, int>> n
 
 /// A cache file written field by field from the table in Documentation/CacheFormat.md, without any of the
 /// program's own code, so that fields can be wrong one at a time.
-struct RawSnapshot {
+struct RawIndexImage {
     struct Entry {
         std::uint64_t size = 0;
         double modTime = 0;
@@ -103,14 +103,14 @@ struct RawSnapshot {
 };
 
 /// A small tree with every kind of entry. Its folders: "/", "/b", "/b/c".
-inline RawSnapshot soundSnapshot() {
-    RawSnapshot raw;
+inline RawIndexImage soundIndexImage() {
+    RawIndexImage raw;
     raw.directories = {"/", "/b", "/b/c"};
     raw.add(0, "a.txt");
-    raw.add(0, "b", RawSnapshot::folder);
-    raw.add(1, "odd \xFF\n", RawSnapshot::tombstone);
-    raw.add(1, "c", RawSnapshot::folder);
-    raw.add(2, "link", RawSnapshot::link);
+    raw.add(0, "b", RawIndexImage::folder);
+    raw.add(1, "odd \xFF\n", RawIndexImage::tombstone);
+    raw.add(1, "c", RawIndexImage::folder);
+    raw.add(2, "link", RawIndexImage::link);
     raw.add(0, "late");
     for (std::uint64_t i = 1; i <= 3; ++i)
         raw.stamps.push_back({.device = 7, .inode = i, .modified = 10 * i, .changed = 20 * i});

@@ -8,12 +8,12 @@
 #include "Index/ChangeApplication.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/FolderReplay.hpp"
-#include "Index/Snapshot.hpp"
+#include "Index/IndexImage.hpp"
 #include "Support/DeepTree.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"
-#include "Support/RawSnapshot.hpp"
-#include "Support/Snapshots.hpp"
+#include "Support/IndexImages.hpp"
+#include "Support/RawIndexImage.hpp"
 #include "Support/Stamps.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/TreeStorm.hpp"
@@ -21,30 +21,30 @@
 namespace dovra {
 namespace {
 
+using test::imageOf;
 using test::loadBytes;
-using test::RawSnapshot;
-using test::snapshotOf;
-using test::soundSnapshot;
+using test::RawIndexImage;
+using test::soundIndexImage;
 using testing::Eq;
 using testing::IsEmpty;
 
-TEST(Snapshot, WritesWhatTheLayoutSays) {
+TEST(IndexImageEncoder, WritesWhatTheLayoutSays) {
     FileIndex index;
-    ASSERT_TRUE(loadBytes(index, soundSnapshot().bytes()));
-    EXPECT_EQ(snapshotOf(index), soundSnapshot().bytes());
+    ASSERT_TRUE(loadBytes(index, soundIndexImage().bytes()));
+    EXPECT_EQ(imageOf(index), soundIndexImage().bytes());
     index.attachTrigramIndex(std::make_shared<TrigramIndex>());
-    ASSERT_TRUE(loadBytes(index, soundSnapshot().bytes()));
+    ASSERT_TRUE(loadBytes(index, soundIndexImage().bytes()));
     EXPECT_THAT(indexViolations(index), IsEmpty()) << "with a trigram index";
-    EXPECT_EQ(snapshotOf(FileIndex()), (RawSnapshot{}).bytes());
+    EXPECT_EQ(imageOf(FileIndex()), (RawIndexImage{}).bytes());
 }
 
-TEST(Snapshot, EndsWhenTheIndexChangesOrNoMoreIsWanted) {
+TEST(IndexImageEncoder, EndsWhenTheIndexChangesOrNoMoreIsWanted) {
     FileIndex index;
-    ASSERT_TRUE(loadBytes(index, soundSnapshot().bytes()));
+    ASSERT_TRUE(loadBytes(index, soundIndexImage().bytes()));
     int pieces = 0;
     const auto encode = [&](int last, bool goesOn) {
         pieces = 0;
-        return encodeSnapshot(index, 7, 1, [&](std::string_view) {
+        return encodeIndexImage(index, 7, 1, [&](std::string_view) {
             if (++pieces != last) return true;
             const WriteGuard guard(index.rwlock);
             index.raiseGenerationLocked();
@@ -60,7 +60,7 @@ TEST(Snapshot, EndsWhenTheIndexChangesOrNoMoreIsWanted) {
     }
 }
 
-TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
+TEST(IndexImageEncoder, ADeepTreeIsSavedInProportionAndFoundAgain) {
     const test::InMemory inMemory;
     const test::TemporaryTree tree;
     tree.write("beside/file");
@@ -68,7 +68,7 @@ TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
     FileIndex index;
     crawl(index, {tree.path()}, {});
     test::trustStamps(index);
-    const std::string bytes = snapshotOf(index);
+    const std::string bytes = imageOf(index);
     EXPECT_LT(bytes.size(),
               90'000U);  // 24 000 for the names, once; all paths would take a million and a half
     FileIndex loaded;
@@ -80,7 +80,7 @@ TEST(Snapshot, ADeepTreeIsSavedInProportionAndFoundAgain) {
     EXPECT_THAT(test::differencesFromFreshScan(loaded, tree.path()), IsEmpty());
 }
 
-TEST(Snapshot, EverythingSurvivesASaveAndALoad) {
+TEST(IndexImageEncoder, EverythingSurvivesASaveAndALoad) {
     for (unsigned seed = 0; seed < 12; ++seed) {
         const test::TemporaryTree tree;
         test::TreeStorm storm(tree.path(), seed);
@@ -89,12 +89,12 @@ TEST(Snapshot, EverythingSurvivesASaveAndALoad) {
         crawl(index, {tree.makeFolder("a"), tree.makeFolder("b/c"), tree.path("b")}, {});
         for (int i = 0; i < 300; ++i)
             applyChanges(index, storm.step());
-        const std::string bytes = snapshotOf(index);
+        const std::string bytes = imageOf(index);
         FileIndex loaded;
         ASSERT_TRUE(loadBytes(loaded, bytes)) << seed;
         EXPECT_THAT(indexDifference(index, loaded), Eq(std::nullopt)) << seed;
         EXPECT_THAT(indexViolations(loaded), IsEmpty()) << seed;
-        EXPECT_EQ(snapshotOf(loaded), bytes) << seed;
+        EXPECT_EQ(imageOf(loaded), bytes) << seed;
     }
 }
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <span>
 
-#include "Index/Snapshot.hpp"
-#include "Index/SnapshotFormat.hpp"
+#include "Index/IndexImage.hpp"
+#include "Index/IndexImageFormat.hpp"
 
 // The index lives on while it is encoded. Each piece is copied under the lock and handed on without it, so a
 // change waits for the copying of one piece at most. What the pieces have in common is the generation: when
@@ -17,18 +17,18 @@ constexpr std::size_t pieceBytes = std::size_t{256} * 1024;
 /// Folders are looked at in an order that the processor's cache does not foresee.
 constexpr std::size_t foldersPerPiece = 4096;
 
-class SnapshotEncoder {
+class IndexImageEncoder {
 public:
-    SnapshotEncoder(const FileIndex& index, const SnapshotSink& sink) : index_(index), sink_(sink) {}
+    IndexImageEncoder(const FileIndex& index, const IndexImageSink& sink) : index_(index), sink_(sink) {}
 
     Encoded encode(DeviceId volumeDev, std::uint64_t lastEventId) {
         begin();
-        const bool isWhole = writePieces(folderCount_, &SnapshotEncoder::planFolders) &&
+        const bool isWhole = writePieces(folderCount_, &IndexImageEncoder::planFolders) &&
                              writeHeader(volumeDev, lastEventId) &&
-                             writePieces(folderCount_, &SnapshotEncoder::copyPaths) &&
-                             writePieces(poolBytes_, &SnapshotEncoder::copyNames) &&
-                             writePieces(entryCount_, &SnapshotEncoder::copyEntries) && writeStampHeader() &&
-                             writePieces(folderCount_, &SnapshotEncoder::copyStamps);
+                             writePieces(folderCount_, &IndexImageEncoder::copyPaths) &&
+                             writePieces(poolBytes_, &IndexImageEncoder::copyNames) &&
+                             writePieces(entryCount_, &IndexImageEncoder::copyEntries) &&
+                             writeStampHeader() && writePieces(folderCount_, &IndexImageEncoder::copyStamps);
         if (isWhole) return Encoded::whole;
         return hasChanged_ ? Encoded::changed : Encoded::abandoned;
     }
@@ -46,7 +46,7 @@ private:
 
     /// Copies what begins at a position into the buffer and returns the position behind it. Called under the
     /// lock.
-    using CopyPiece = std::size_t (SnapshotEncoder::*)(std::size_t first);
+    using CopyPiece = std::size_t (IndexImageEncoder::*)(std::size_t first);
 
     void begin() {
         const ReadGuard guard(index_.rwlock);
@@ -91,9 +91,9 @@ private:
 
     // The index itself ends the process before one of these counts outgrows its 32 bits.
     bool writeHeader(DeviceId volumeDev, std::uint64_t lastEventId) const {
-        const SnapshotHeader header{
-            .magic = SnapshotHeader::expectedMagic,
-            .version = SnapshotHeader::expectedVersion,
+        const IndexImageHeader header{
+            .magic = IndexImageHeader::expectedMagic,
+            .version = IndexImageHeader::expectedVersion,
             .entryBytes = sizeof(FileEntry),
             .volumeDev = static_cast<std::int64_t>(volumeDev),
             .lastEventId = lastEventId,
@@ -101,7 +101,7 @@ private:
             .entryCount = static_cast<std::uint32_t>(entryCount_),
             .poolBytes = static_cast<std::uint32_t>(poolBytes_),
         };
-        return sink_(bytesOf(header, SnapshotHeader::bytes));
+        return sink_(bytesOf(header, IndexImageHeader::bytes));
     }
 
     std::size_t copyPaths(std::size_t first) {
@@ -156,7 +156,7 @@ private:
     }
 
     const FileIndex& index_;
-    const SnapshotSink& sink_;
+    const IndexImageSink& sink_;
     std::uint64_t generation_ = 0;
     bool hasChanged_ = false;
     std::size_t folderCount_ = 0;
@@ -169,9 +169,9 @@ private:
 
 }  // namespace
 
-Encoded encodeSnapshot(const FileIndex& index, DeviceId volumeDev, std::uint64_t lastEventId,
-                       const SnapshotSink& sink) {
-    return SnapshotEncoder(index, sink).encode(volumeDev, lastEventId);
+Encoded encodeIndexImage(const FileIndex& index, DeviceId volumeDev, std::uint64_t lastEventId,
+                         const IndexImageSink& sink) {
+    return IndexImageEncoder(index, sink).encode(volumeDev, lastEventId);
 }
 
 }  // namespace dovra

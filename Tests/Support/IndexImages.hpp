@@ -6,18 +6,18 @@
 #include <string_view>
 #include <vector>
 
-#include "Index/Snapshot.hpp"
+#include "Index/IndexImage.hpp"
 
 namespace dovra::test {
 
-/// What the snapshots of tests are of, unless they say otherwise.
-inline const SnapshotSubject anySubject{.volumeDev = 7, .root = {}, .now = 2'000'000'000};
+/// What the images of tests are of, unless they say otherwise.
+inline const IndexImageSubject anySubject{.volumeDev = 7, .root = {}, .now = 2'000'000'000};
 
 /// The cache file of an index, as bytes.
-inline std::string snapshotOf(const FileIndex& index) {
+inline std::string imageOf(const FileIndex& index) {
     std::string bytes;
     const Encoded encoded =
-        encodeSnapshot(index, anySubject.volumeDev, 1'000'000'000, [&](std::string_view piece) {
+        encodeIndexImage(index, anySubject.volumeDev, 1'000'000'000, [&](std::string_view piece) {
             bytes += piece;
             return true;
         });
@@ -26,10 +26,10 @@ inline std::string snapshotOf(const FileIndex& index) {
 }
 
 /// Loads from a copy of exactly its size, so that a sanitizer sees a read past the end.
-inline std::optional<LoadedSnapshot> loadBytes(FileIndex& index, std::string_view bytes,
-                                               const SnapshotSubject& subject = anySubject) {
+inline std::optional<LoadedIndexImage> loadBytes(FileIndex& index, std::string_view bytes,
+                                                 const IndexImageSubject& subject = anySubject) {
     const std::vector<char> exact(bytes.begin(), bytes.end());
-    return loadSnapshot(index, SnapshotSource::fromBytes({exact.data(), exact.size()}), subject);
+    return loadIndexImage(index, IndexImageSource::fromBytes({exact.data(), exact.size()}), subject);
 }
 
 inline FolderStamp stampOf(const FileIndex& index, DirIndex folder) {
