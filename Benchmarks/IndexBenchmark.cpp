@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Index/EventId.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/IndexCache.hpp"
 #include "Index/TrigramIndex.hpp"
 #include "Platform/Process.hpp"

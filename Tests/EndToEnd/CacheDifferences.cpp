@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Index/ChangeApplication.hpp"
-#include "Index/FolderReplay.hpp"
+#include "Index/DiskComparison.hpp"
 #include "Index/IndexImage.hpp"
 #include "Platform/RegularFile.hpp"
 #include "Support/FreshScan.hpp"

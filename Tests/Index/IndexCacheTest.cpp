@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Diagnostics/IndexCheck.hpp"
-#include "Index/EventId.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/IndexCache.hpp"
 #include "Platform/AtomicFile.hpp"
 #include "Support/FileFacts.hpp"

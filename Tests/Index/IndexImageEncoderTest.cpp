@@ -7,7 +7,7 @@
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/ChangeApplication.hpp"
 #include "Index/Crawl.hpp"
-#include "Index/FolderReplay.hpp"
+#include "Index/DiskComparison.hpp"
 #include "Index/IndexImage.hpp"
 #include "Support/DeepTree.hpp"
 #include "Support/FreshScan.hpp"

@@ -12,8 +12,8 @@
 #include <variant>
 
 #include "Base/PathText.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/FolderMerge.hpp"
-#include "Index/StampClock.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/Volume.hpp"
 

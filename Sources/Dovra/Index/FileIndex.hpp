@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -13,17 +14,48 @@
 
 #include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
-#include "Index/DirectoryTable.hpp"
 #include "Index/EntryLists.hpp"
 #include "Index/FileEntry.hpp"
-#include "Index/IndexContents.hpp"
+#include "Index/FolderTable.hpp"
 #include "Index/NamePool.hpp"
-#include "Index/NameSignature.hpp"
-#include "Index/RankingBoost.hpp"
 #include "Index/TrigramIndex.hpp"
 #include "Platform/OpenFolder.hpp"
 
 namespace dovra {
+
+/// All that an index holds. Made or filled elsewhere it becomes an index's contents at once
+/// (`FileIndex::replaceContents`). Whoever makes it keeps the invariants of `FileIndex`.
+struct IndexContents {
+    DirectoryTable directories;
+    PodVector<FileEntry> entries;
+    EntryLists entriesByDir;
+    NamePool names;
+    PodVector<NameSignature> signatures;
+    PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
+    std::int64_t tombstones = 0;
+    /// The entries that were refreshed last, by a hash of folder and name; the others are 0.
+    std::array<EntryId, 1024> refreshed = {};
+    std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
+};
+
+/// What a path's entry gains in an order by relevance or score; above 0.
+struct PathBoost {
+    std::string path;  ///< full path, raw bytes
+    std::int32_t boost = 0;
+};
+
+/// Knows which paths the user cares for. Any thread may ask, also under an index's lock: it takes none
+/// itself.
+class RankingBoost {
+public:
+    virtual ~RankingBoost() = default;
+
+    /// The largest boost that a path can have.
+    static constexpr std::int32_t largest = 72;
+
+    /// Every path with a boost, all as of one moment; in no order.
+    virtual std::vector<PathBoost> boosts() const = 0;
+};
 
 /// Every indexed file and folder, in a layout made for reading millions of names quickly.
 ///

@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Index/NameSignature.hpp"
+#include "Index/NamePool.hpp"
 
 namespace dovra {
 

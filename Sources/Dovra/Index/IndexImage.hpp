@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "Index/Clocks.hpp"
 #include "Index/FileIndex.hpp"
-#include "Index/StampClock.hpp"
 #include "Platform/OpenFolder.hpp"
 #include "Platform/RegularFile.hpp"
 

@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "Base/Concurrency.hpp"
-#include "Index/EventId.hpp"
-#include "Index/IndexContents.hpp"
+#include "Index/Clocks.hpp"
+#include "Index/FileIndex.hpp"
 #include "Index/IndexImage.hpp"
 #include "Index/IndexImageFormat.hpp"
 #include "Platform/Process.hpp"

@@ -9,7 +9,7 @@
 
 #include "Base/Locks.hpp"
 #include "Base/PathText.hpp"
-#include "Index/StampClock.hpp"
+#include "Index/Clocks.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
 // depend on which thread was faster could not be compared from one scan to the next.

@@ -1,7 +1,7 @@
 #include "Query/Relevance.hpp"
 
 #include "Base/AsciiFold.hpp"
-#include "Index/RankingBoost.hpp"
+#include "Index/FileIndex.hpp"
 
 namespace dovra {
 

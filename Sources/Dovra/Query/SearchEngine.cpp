@@ -5,7 +5,7 @@
 
 #include "Base/Concurrency.hpp"
 #include "Base/PathText.hpp"
-#include "Index/FolderPaths.hpp"
+#include "Index/FolderTable.hpp"
 #include "Query/CandidateSource.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/EntrySet.hpp"

@@ -6,7 +6,7 @@
 
 #include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
-#include "Index/NameSignature.hpp"
+#include "Index/NamePool.hpp"
 #include "Query/EntrySet.hpp"
 
 namespace dovra {

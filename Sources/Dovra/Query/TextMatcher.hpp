@@ -8,7 +8,7 @@
 
 #include "Base/ByteNeedle.hpp"
 #include "Base/TextNeedle.hpp"
-#include "Index/NameSignature.hpp"
+#include "Index/NamePool.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"

@@ -7,8 +7,8 @@
 
 #include "Base/PathText.hpp"
 #include "Index/ChangeApplication.hpp"
-#include "Index/EventId.hpp"
-#include "Index/FolderReplay.hpp"
+#include "Index/Clocks.hpp"
+#include "Index/DiskComparison.hpp"
 #include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 

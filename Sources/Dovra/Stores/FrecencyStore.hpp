@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Index/RankingBoost.hpp"
+#include "Index/FileIndex.hpp"
 #include "Platform/AtomicFile.hpp"
 #include "Stores/FrecencyTable.hpp"
 #include "Stores/PersistentTable.hpp"

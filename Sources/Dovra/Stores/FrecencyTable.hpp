@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Index/RankingBoost.hpp"
+#include "Index/FileIndex.hpp"
 
 namespace dovra {
 

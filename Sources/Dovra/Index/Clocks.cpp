@@ -1,4 +1,4 @@
-#include "Index/StampClock.hpp"
+#include "Index/Clocks.hpp"
 
 #include <algorithm>
 #include <chrono>

@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Index/EventId.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/LookAheadWalk.hpp"
-#include "Index/StampClock.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/TemporaryTree.hpp"
 

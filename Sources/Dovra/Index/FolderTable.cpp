@@ -1,4 +1,4 @@
-#include "Index/DirectoryTable.hpp"
+#include "Index/FolderTable.hpp"
 
 #include <algorithm>
 #include <bit>
