@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "Analysis/RangeDigest.hpp"
+#include "Analysis/Hashing.hpp"
 #include "Base/Concurrency.hpp"
 #include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "Analysis/RangeDigest.hpp"
+#include "Analysis/Hashing.hpp"
 #include "Support/DigestOf.hpp"
 #include "Support/RandomText.hpp"
 #include "Support/TemporaryTree.hpp"

@@ -1,4 +1,4 @@
-#include "Stores/StoreFile.hpp"
+#include "Stores/PersistentTable.hpp"
 
 #include <filesystem>
 #include <fmt/format.h>
