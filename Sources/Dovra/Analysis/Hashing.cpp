@@ -1,14 +1,14 @@
+// The library advises its newer interface, which chooses among replaceable implementations at run time. It
+// would have to be loaded whole, which costs every start a millisecond; these three functions can be linked
+// in alone.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
 #include "Analysis/Hashing.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
-
-// The library advises its newer interface, which chooses among replaceable implementations at run time. It
-// would have to be loaded whole, which costs every start a millisecond; these three functions can be linked
-// in alone.
-#define OPENSSL_SUPPRESS_DEPRECATED
 
 namespace dovra {
 

@@ -10,11 +10,11 @@
 #include "Base/TextNeedle.hpp"
 #include "Diagnostics/SlowMatch.hpp"
 #include "Query/ContentMatcher.hpp"
-#include "Query/DateFilter.hpp"
 #include "Query/FileKind.hpp"
+#include "Query/Filters.hpp"
 #include "Query/FuzzyMatcher.hpp"
 #include "Query/RegularExpression.hpp"
-#include "Query/TagMatcher.hpp"
+#include "Query/Tags.hpp"
 
 namespace dovra::slow {
 
