@@ -9,7 +9,7 @@
 #include "Base/Format.hpp"
 #include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/Terminal.hpp"

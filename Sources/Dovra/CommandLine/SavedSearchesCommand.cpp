@@ -7,7 +7,7 @@
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/SearchCommand.hpp"
 #include "Platform/Terminal.hpp"
 #include "Stores/SavedSearchStore.hpp"

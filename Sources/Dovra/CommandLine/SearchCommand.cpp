@@ -7,7 +7,7 @@
 #include "Base/Print.hpp"
 #include "Base/TextNeedle.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/Terminal.hpp"

@@ -1,6 +1,7 @@
 #include "Diagnostics/SelfTest.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
@@ -15,13 +16,23 @@
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/ReadableFolder.hpp"
 #include "Diagnostics/SearchCheck.hpp"
-#include "Diagnostics/Stopwatch.hpp"
 #include "Index/Crawl.hpp"
 #include "Platform/Terminal.hpp"
 
 namespace dovra {
 
 namespace {
+
+/// Measures the time since it was made.
+class Stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point start_ = Clock::now();
+};
 
 /// How much of everything that is wrong is printed.
 constexpr std::size_t shownFaults = 20;

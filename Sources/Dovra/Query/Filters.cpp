@@ -112,7 +112,7 @@ Period periodAround(chrono::local_days day, Unit unit, const LocalCalendar& cale
 }
 
 /// A number of one to four digits at the start of the text, which is removed.
-std::optional<int> takeNumber(std::string_view& text) {
+std::optional<int> takeDatePart(std::string_view& text) {
     const std::size_t length = std::min(text.find_first_not_of("0123456789"), text.size());
     if (length == 0 || length > 4) return std::nullopt;
     int number = 0;
@@ -126,7 +126,7 @@ std::optional<Period> explicitPeriod(std::string_view text, const LocalCalendar&
     constexpr Unit units[] = {Unit::year, Unit::month, Unit::day};
     std::array<int, 3> numbers = {1, 1, 1};
     for (std::size_t i = 0; i < numbers.size(); ++i) {
-        const std::optional<int> number = takeNumber(text);
+        const std::optional<int> number = takeDatePart(text);
         if (!number) return std::nullopt;
         numbers[i] = *number;
         if (text.empty()) {

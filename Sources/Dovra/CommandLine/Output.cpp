@@ -1,4 +1,7 @@
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
+
+#include <chrono>
+#include <utility>
 
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
@@ -42,6 +45,26 @@ void PathOutput::flush() {
 bool PathOutput::finish() {
     if (!buffer_.empty()) flush();
     return isWritten_;
+}
+
+namespace {
+
+constexpr std::chrono::milliseconds betweenRewrites{100};
+
+/// To the start of the line, and erase it.
+constexpr const char* restart = "\r\x1b[K";
+
+}  // namespace
+
+ProgressLine::ProgressLine(std::function<std::string()> text) {
+    if (!isTerminal(StandardStream::error)) return;
+    rewriting_.emplace(betweenRewrites, [text = std::move(text)] { printError("{}{}", restart, text()); });
+}
+
+ProgressLine::~ProgressLine() {
+    if (!rewriting_) return;
+    rewriting_.reset();
+    printError("{}", restart);
 }
 
 }  // namespace dovra
