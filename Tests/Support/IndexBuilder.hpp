@@ -35,10 +35,9 @@ struct ItemListings {
         const bool isDir = item.path.ends_with('/');
         const std::string path = item.path.substr(0, item.path.size() - (isDir ? 1 : 0));
         if (path.size() <= root.size() || !paths.insert(path).second) return;
-        const std::string parent = parentPath(path);
+        const std::string parent(parentPath(path));
         add(parent + "/", root);
-        const std::string name = path.substr(path.rfind('/') + 1);
-        listings[parent].add({name, isDir, false, item.size, item.modTime, item.modTime});
+        listings[parent].add({lastName(path), isDir, false, item.size, item.modTime, item.modTime});
     }
 
     std::set<std::string> paths;

@@ -67,9 +67,8 @@ std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t fo
 /// interned.
 std::optional<DirIndex> folderAround(const DirectoryTable& folders, DirIndex root) {
     const std::string path = folders.path(root);
-    const std::size_t slash = path.rfind('/');
-    if (path == "/" || slash == std::string::npos) return std::nullopt;
-    return folders.find(slash == 0 ? "/" : path.substr(0, slash));
+    if (path == "/" || path.find('/') == std::string::npos) return std::nullopt;
+    return folders.find(parentPath(path));
 }
 
 /// Adds to each folder what the folders below it hold.

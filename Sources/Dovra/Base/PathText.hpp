@@ -22,10 +22,16 @@ inline std::string joinPath(std::string_view folderPath, std::string_view name) 
     return path;
 }
 
-/// The path of the folder that holds what is at `path`, which is absolute, without a slash at its end.
-inline std::string parentPath(std::string_view path) {
+/// The path of the folder that holds what is at `path`, which is absolute, without a slash at its end. A view
+/// of `path`, as below.
+constexpr std::string_view parentPath(std::string_view path) {
     const std::size_t slash = path.rfind('/');
-    return std::string(slash == 0 ? "/" : path.substr(0, slash));
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// The name of what is at `path`.
+constexpr std::string_view lastName(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
 }  // namespace dovra

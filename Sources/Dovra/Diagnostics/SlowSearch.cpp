@@ -169,7 +169,7 @@ std::optional<std::int32_t> similarScore(const std::string& sample, const std::s
     return static_cast<std::int32_t>(std::round(similarity * 1000));
 }
 
-int meeting(const std::string& term, const std::string& name, bool caseSensitive) {
+int matchPlace(const std::string& term, const std::string& name, bool caseSensitive) {
     // No name has a slash, so that it can mark where a text begins and ends.
     const auto found = [caseSensitive](const std::string& needle, const std::string& text) {
         return isAscii(needle) ? contains(text, needle, caseSensitive)
@@ -254,8 +254,8 @@ void sortByRelevance(const FileIndex& index, std::vector<EntryId>& ids, bool asc
     sortBy(ids, ascending, [&](EntryId id) {
         const std::string name = Entry{index, id}.name();
         const auto& term = query.plainText;
-        const int meeting = term ? slow::meeting(term->text, name, term->caseSensitive) : 0;
-        return std::tuple(meeting, name.size(), slow::folded(name));
+        const int place = term ? slow::matchPlace(term->text, name, term->caseSensitive) : 0;
+        return std::tuple(place, name.size(), slow::folded(name));
     });
 }
 

@@ -89,6 +89,6 @@ std::optional<std::int32_t> similarScore(const std::string& sample, const std::s
 
 /// How a name meets the text of a query's first plain term, smaller is better: 0 as the whole name, 1 as its
 /// stem, 2 at its start, 3 at the start of a word, 4 anywhere else, 5 not at all.
-int meeting(const std::string& term, const std::string& name, bool caseSensitive);
+int matchPlace(const std::string& term, const std::string& name, bool caseSensitive);
 
 }  // namespace dovra::slow

@@ -5,6 +5,7 @@
 #include <functional>
 #include <limits>
 
+#include "Base/PathText.hpp"
 #include "Base/Print.hpp"
 
 namespace dovra {
@@ -83,10 +84,8 @@ std::optional<DirIndex> DirectoryTable::findRootBelow(DirIndex parent, std::stri
 
 DirIndex DirectoryTable::intern(std::string_view path) {
     if (const auto found = find(path)) return *found;
-    const std::size_t slash = path.rfind('/');
-    if (path != "/" && slash != std::string_view::npos) {
-        const auto parent = find(slash == 0 ? "/" : path.substr(0, slash));
-        if (parent) return addBelow(*parent, path.substr(slash + 1));
+    if (path != "/" && path.find('/') != std::string_view::npos) {
+        if (const auto parent = find(parentPath(path))) return addBelow(*parent, lastName(path));
     }
     const DirIndex root = addRecord(none, withoutRootSlash(path));
     roots_.push_back(root);

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Index/Clocks.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/IndexImage.hpp"
@@ -116,10 +117,9 @@ std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std
     auto above = last_;
     while (above && directories_.pathBytes(*above) > parentBytes)
         above = directories_.parent(*above);
-    const std::string_view parentPath = path.substr(0, parentBytes);
     const bool isParent = above && directories_.pathBytes(*above) == parentBytes &&
-                          std::string_view(lastPath_).starts_with(parentPath);
-    return isParent ? above : directories_.find(parentBytes == 0 ? "/" : parentPath);
+                          std::string_view(lastPath_).starts_with(path.substr(0, parentBytes));
+    return isParent ? above : directories_.find(parentPath(path));
 }
 
 class IndexImageReader {

@@ -6,6 +6,7 @@
 
 #include "Base/AsciiFold.hpp"
 #include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/PathOrder.hpp"
 
@@ -34,21 +35,21 @@ Relevance::Relevance(const std::optional<PlainTerm>& term) {
     if (term && !term->text.empty()) term_.emplace(term->text, term->caseSensitive);
 }
 
-Relevance::Meeting Relevance::meeting(std::string_view name) const {
-    if (!term_ || !term_->foundIn(name)) return Meeting::none;
+Relevance::MatchPlace Relevance::matchPlace(std::string_view name) const {
+    if (!term_ || !term_->foundIn(name)) return MatchPlace::none;
     if (term_->isPrefixOf(name)) {
-        if (term_->equals(name)) return Meeting::wholeName;
-        return term_->equals(stemOf(name)) ? Meeting::stem : Meeting::start;
+        if (term_->equals(name)) return MatchPlace::wholeName;
+        return term_->equals(stemOf(name)) ? MatchPlace::stem : MatchPlace::start;
     }
     for (std::size_t at = 1; at < name.size(); ++at) {
-        if (startsWord(name, at) && term_->isPrefixOf(name.substr(at))) return Meeting::wordStart;
+        if (startsWord(name, at) && term_->isPrefixOf(name.substr(at))) return MatchPlace::wordStart;
     }
-    return Meeting::anywhere;
+    return MatchPlace::anywhere;
 }
 
 std::uint64_t Relevance::key(std::string_view name, std::int32_t boost) const {
     const std::int32_t rank =
-        static_cast<std::int32_t>(meeting(name)) * meetingStep + RankingBoost::largest - boost;
+        static_cast<std::int32_t>(matchPlace(name)) * placeStep + RankingBoost::largest - boost;
     return static_cast<std::uint64_t>(rank) << 16 | name.size();
 }
 
@@ -56,12 +57,9 @@ FrecencyLift::FrecencyLift(const FileIndex& index) : directories_(index.director
     if (const RankingBoost* frecency = index.frecencyLocked()) boosts_ = frecency->boosts();
     byName_.reserve(boosts_.size());
     for (const auto& [path, boost] : boosts_) {
-        const std::string_view whole = path;
-        const std::size_t slash = whole.rfind('/');
-        if (slash == std::string_view::npos) continue;
-        const std::string_view name = whole.substr(slash + 1);
-        byName_.emplace(name, InFolder{slash == 0 ? "/" : whole.substr(0, slash), boost});
-        hashes_.set(slot(name));
+        if (path.find('/') == std::string::npos) continue;
+        byName_.emplace(lastName(path), InFolder{parentPath(path), boost});
+        hashes_.set(slot(lastName(path)));
     }
 }
 

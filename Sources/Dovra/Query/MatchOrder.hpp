@@ -33,11 +33,11 @@ public:
     static constexpr unsigned keyBits = 24;
 
 private:
-    enum class Meeting : std::uint8_t { wholeName, stem, start, wordStart, anywhere, none };
+    enum class MatchPlace : std::uint8_t { wholeName, stem, start, wordStart, anywhere, none };
 
-    static constexpr std::int32_t meetingStep = 24;
+    static constexpr std::int32_t placeStep = 24;
 
-    Meeting meeting(std::string_view name) const;
+    MatchPlace matchPlace(std::string_view name) const;
 
     std::optional<TextNeedle> term_;  ///< none where there is no text to meet
 };

@@ -134,9 +134,9 @@ QueryContext readFlags(const std::vector<Token>& tokens, CompiledQuery& query) {
 ///     or:       not { "|" not }
 ///     not:      "!" not | primary
 ///     primary:  "<" and [">"] | term | anything else, which stands for "every entry"
-class Descent {
+class TreeBuilder {
 public:
-    Descent(const std::vector<Token>& tokens, const QueryContext& context, CompiledQuery& query)
+    TreeBuilder(const std::vector<Token>& tokens, const QueryContext& context, CompiledQuery& query)
         : tokens_(tokens), context_(context), query_(query) {}
 
     void run() {
@@ -261,7 +261,7 @@ CompiledQuery QueryParser::parse(std::string_view text) {
     CompiledQuery query;
     const std::vector<Token> tokens = tokenize(text);
     const QueryContext context = readFlags(tokens, query);
-    Descent(tokens, context, query).run();
+    TreeBuilder(tokens, context, query).run();
     return query;
 }
 

@@ -89,7 +89,7 @@ QueryProgram::QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assum
     QueryTranslation(tree, assumedTrue, *this).run();
 }
 
-bool EntryTest::matches(EntryId id) {
+bool EntryMatcher::matches(EntryId id) {
     if (stop_.stop_requested()) return false;
     const auto position = static_cast<std::size_t>(id);
     const FileEntry& entry = index_.entriesLocked()[position];
@@ -103,7 +103,7 @@ bool EntryTest::matches(EntryId id) {
     });
 }
 
-bool EntryTest::test(const QueryNode& leaf, const FileEntry& entry, std::string_view name) {
+bool EntryMatcher::test(const QueryNode& leaf, const FileEntry& entry, std::string_view name) {
     const auto path = [&] { return fullPath(entry, name); };
     return std::visit(
         Overloaded{
@@ -130,14 +130,14 @@ bool EntryTest::test(const QueryNode& leaf, const FileEntry& entry, std::string_
         leaf);
 }
 
-std::string_view EntryTest::fullPath(const FileEntry& entry, std::string_view name) {
+std::string_view EntryMatcher::fullPath(const FileEntry& entry, std::string_view name) {
     if (entry.dirIndex != folder_) moveToFolder(entry.dirIndex);
     path_.resize(folderPathSize_);
     path_ += name;
     return path_;
 }
 
-void EntryTest::moveToFolder(DirIndex folder) {
+void EntryMatcher::moveToFolder(DirIndex folder) {
     const DirectoryTable& directories = index_.directoriesLocked();
     if (folder_ >= 0 && directories.parent(folder) == folder_) {
         // The usual step of a walk; rebuilding would make a very deep tree quadratic.

@@ -52,9 +52,9 @@ private:
 
 /// Judges entries of an index by a query. Keeps the last folder's path at hand, so that a folder's entries,
 /// which follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
-class EntryTest {
+class EntryMatcher {
 public:
-    EntryTest(const FileIndex& index, const QueryProgram& program, const std::stop_token& stop)
+    EntryMatcher(const FileIndex& index, const QueryProgram& program, const std::stop_token& stop)
         : index_(index), program_(program), stop_(stop) {}
 
     /// Whether the entry, tombstone or not, meets the query. False at once when a stop has been requested.

@@ -48,9 +48,9 @@ void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRa
                     const std::stop_token& stop, EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
-    EntryTest test(index, program, stop);
+    EntryMatcher matcher(index, program, stop);
     candidates.forEach(range, [&](EntryId id) {
-        if (!test.matches(id)) candidates.erase(id);
+        if (!matcher.matches(id)) candidates.erase(id);
     });
 }
 

@@ -115,7 +115,7 @@ private:
     std::optional<OpenFolder> openPath(const std::string& path);
     void reachTop(const std::string& path);
     void reachTops();
-    void workOff();
+    void processOutstanding();
     void raiseDeep();
     bool lookInto(WatchNumber folder, const Outstanding& outstanding);
     static Level levelOf(WatchNumber folder, const std::string& path, bool tells);
