@@ -90,7 +90,7 @@ TEST(IndexImageLoader, LoadsWhatAReaderMustNotMind) {
          }},
         {"a child before its parent",
          [](RawIndexImage& raw) {
-             raw.directories = {"/b/c", "/", "/b"};
+             raw.folders = {"/b/c", "/", "/b"};
              raw.entries[0].dirIndex = raw.entries[1].dirIndex = raw.entries[5].dirIndex = 1;
              raw.entries[4].dirIndex = 0;
              raw.entries[2].dirIndex = raw.entries[3].dirIndex = 2;
@@ -102,7 +102,7 @@ TEST(IndexImageLoader, LoadsWhatAReaderMustNotMind) {
          }},
         {"two roots",
          [](RawIndexImage& raw) {
-             raw.directories[0] = "/other";
+             raw.folders[0] = "/other";
              raw.entries[1].flags = 0;
          }},
     };
@@ -116,21 +116,21 @@ TEST(IndexImageLoader, RefusesWhatIsUnsoundAndKeepsTheIndex) {
         {"newer version", [](RawIndexImage& raw) { raw.version = 2; }},
         {"record size", [](RawIndexImage& raw) { raw.entryBytes = 48; }},
         {"other device", [](RawIndexImage& raw) { raw.volumeDev = 8; }},
-        {"no directories", [](RawIndexImage& raw) { raw.directoryCount = 0; }},
-        {"more directories", [](RawIndexImage& raw) { raw.directoryCount = 4; }},
+        {"no folders", [](RawIndexImage& raw) { raw.folderCount = 0; }},
+        {"more folders", [](RawIndexImage& raw) { raw.folderCount = 4; }},
         {"fewer entries", [](RawIndexImage& raw) { raw.entryCount = 5; }},
         {"most entries", [](RawIndexImage& raw) { raw.entryCount = huge; }},
         {"shorter pool", [](RawIndexImage& raw) { raw.poolBytes = raw.pool.size() - 1; }},
         {"longer path", [](RawIndexImage& raw) { raw.pathLength = 5; }},
-        {"empty path", [](RawIndexImage& raw) { raw.directories[2] = ""; }},
-        {"relative path", [](RawIndexImage& raw) { raw.directories[2] = "b/c"; }},
-        {"relative root", [](RawIndexImage& raw) { raw.directories[0] = "x"; }},
-        {"two slashes", [](RawIndexImage& raw) { raw.directories[2] = "/b//c"; }},
-        {"dot", [](RawIndexImage& raw) { raw.directories[2] = "/b/."; }},
-        {"dots", [](RawIndexImage& raw) { raw.directories[2] = "/b/.."; }},
-        {"NUL in a path", [](RawIndexImage& raw) { raw.directories[2] = std::string("/b/\0", 4); }},
-        {"folder twice", [](RawIndexImage& raw) { raw.directories[2] = "/b"; }},
-        {"folder without an entry", [](RawIndexImage& raw) { raw.directories.emplace_back("/b/d"); }},
+        {"empty path", [](RawIndexImage& raw) { raw.folders[2] = ""; }},
+        {"relative path", [](RawIndexImage& raw) { raw.folders[2] = "b/c"; }},
+        {"relative root", [](RawIndexImage& raw) { raw.folders[0] = "x"; }},
+        {"two slashes", [](RawIndexImage& raw) { raw.folders[2] = "/b//c"; }},
+        {"dot", [](RawIndexImage& raw) { raw.folders[2] = "/b/."; }},
+        {"dots", [](RawIndexImage& raw) { raw.folders[2] = "/b/.."; }},
+        {"NUL in a path", [](RawIndexImage& raw) { raw.folders[2] = std::string("/b/\0", 4); }},
+        {"folder twice", [](RawIndexImage& raw) { raw.folders[2] = "/b"; }},
+        {"folder without an entry", [](RawIndexImage& raw) { raw.folders.emplace_back("/b/d"); }},
         {"entry in a deleted folder",
          [](RawIndexImage& raw) { raw.entries[3].flags |= RawIndexImage::tombstone; }},
         {"folder whose entry is a file", [](RawIndexImage& raw) { raw.entries[3].flags = 0; }},

@@ -12,7 +12,7 @@ TEST(OpenFolder, AFolderThatWasDeletedIsEmpty) {
     const test::TemporaryTree tree;
     const auto folder = OpenFolder::open(tree.makeFolder("folder"));
     std::filesystem::remove(tree.path("folder"));
-    DirectoryListing listing;
+    FolderListing listing;
     EXPECT_TRUE(folder.value().list(ListingDetail::attributes, listing));
     EXPECT_EQ(listing.count(), 0U);
 }

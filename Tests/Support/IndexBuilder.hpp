@@ -41,7 +41,7 @@ struct ItemListings {
     }
 
     std::set<std::string> paths;
-    std::map<std::string, DirectoryListing> listings;
+    std::map<std::string, FolderListing> listings;
 };
 
 /// Adds items, all below `root`, to an index in the order in which a scan of that root would.
@@ -55,7 +55,7 @@ inline void addTree(FileIndex& index, const std::vector<IndexItem>& items, const
         const std::string path = std::move(stack.back());
         stack.pop_back();
         const DirIndex folder = index.internDirLocked(path);
-        const DirectoryListing& listing = tree.listings[path];
+        const FolderListing& listing = tree.listings[path];
         index.storeListingLocked(folder, listing);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (listing[i].isDir) stack.push_back(joinPath(path, listing[i].name));

@@ -46,24 +46,24 @@ struct RawIndexImage {
     std::uint64_t entryBytes = 40;
     std::uint64_t volumeDev = 7;
     std::uint64_t lastEventId = 1'000'000'000;
-    std::vector<std::string> directories;
+    std::vector<std::string> folders;
     std::string pool;
     std::vector<Entry> entries;
     std::string stampMagic = "DOVRAST1";
     std::vector<Stamp> stamps;
     /// In place of the true counts and lengths.
-    std::optional<std::uint64_t> directoryCount, entryCount, poolBytes, pathLength, stampBytes;
+    std::optional<std::uint64_t> folderCount, entryCount, poolBytes, pathLength, stampBytes;
 
     static constexpr std::uint64_t folder = 1;
     static constexpr std::uint64_t link = 2;
     static constexpr std::uint64_t tombstone = 4;
 
-    void add(std::uint64_t directory, std::string_view name, std::uint64_t flags = 0) {
+    void add(std::uint64_t parent, std::string_view name, std::uint64_t flags = 0) {
         entries.push_back({.size = (flags & folder) != 0 ? 0 : 100 + entries.size(),
                            .modTime = 1'600'000'000,
                            .crTime = -1,
                            .nameOffset = pool.size(),
-                           .dirIndex = directory,
+                           .dirIndex = parent,
                            .nameLen = name.size(),
                            .flags = flags});
         pool += name;
@@ -75,11 +75,11 @@ struct RawIndexImage {
                                           {entryBytes, 4},
                                           {volumeDev, 8},
                                           {lastEventId, 8},
-                                          {directoryCount.value_or(directories.size()), 4},
+                                          {folderCount.value_or(folders.size()), 4},
                                           {entryCount.value_or(entries.size()), 4},
                                           {poolBytes.value_or(pool.size()), 4}});
-        for (const std::string& path : directories) {
-            const bool isLast = &path == &directories.back();
+        for (const std::string& path : folders) {
+            const bool isLast = &path == &folders.back();
             out += fields({{isLast ? pathLength.value_or(path.size()) : path.size(), 4}}) + path;
         }
         out += pool;
@@ -105,7 +105,7 @@ struct RawIndexImage {
 /// A small tree with every kind of entry. Its folders: "/", "/b", "/b/c".
 inline RawIndexImage soundIndexImage() {
     RawIndexImage raw;
-    raw.directories = {"/", "/b", "/b/c"};
+    raw.folders = {"/", "/b", "/b/c"};
     raw.add(0, "a.txt");
     raw.add(0, "b", RawIndexImage::folder);
     raw.add(1, "odd \xFF\n", RawIndexImage::tombstone);

@@ -12,7 +12,7 @@
 #include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 
 namespace dovra {
 

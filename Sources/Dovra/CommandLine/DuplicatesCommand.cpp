@@ -10,7 +10,7 @@
 #include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/QueryKeys.hpp"
 

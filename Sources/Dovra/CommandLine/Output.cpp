@@ -5,7 +5,7 @@
 
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 
 namespace dovra {
 

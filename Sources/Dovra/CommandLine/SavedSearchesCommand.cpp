@@ -9,7 +9,7 @@
 #include "CommandLine/CLI.hpp"
 #include "CommandLine/Output.hpp"
 #include "CommandLine/SearchCommand.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
 namespace dovra {

@@ -17,7 +17,7 @@
 #include "Diagnostics/ReadableFolder.hpp"
 #include "Diagnostics/SearchCheck.hpp"
 #include "Index/Crawl.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 
 namespace dovra {
 

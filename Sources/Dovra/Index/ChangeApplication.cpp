@@ -193,7 +193,7 @@ private:
         const FolderStamp stamp = open.stamp();
         const FolderStamp trusted = clock_.trusted(stamp);
         const auto attributes = open.attributes();
-        DirectoryListing listing;
+        FolderListing listing;
         const bool isOfNames =
             !extent.isWhole && known && isLarge(index_, *known) && listNames(open, extent.names, listing);
         if (!isOfNames && !open.list(ListingDetail::attributes, listing, options_.stop)) {
@@ -216,8 +216,8 @@ private:
 
     /// The attributes of those of the names that are there. False when the listing must tell.
     static bool listNames(const OpenFolder& folder, std::span<const std::string_view> names,
-                          DirectoryListing& listing) {
-        DirectoryListing found;
+                          FolderListing& listing) {
+        FolderListing found;
         for (const std::string_view name : names) {
             auto asked = folder.attributes(std::string(name));
             if (auto* attributes = std::get_if<RawDirent>(&asked)) {
@@ -294,15 +294,15 @@ private:
     /// One pass over a parent serves all its children: looking for each child alone would make changes in a
     /// hundred thousand neighbouring folders quadratic.
     void storeOwnEntries() {
-        std::unordered_map<DirIndex, DirectoryListing> byParent;
+        std::unordered_map<DirIndex, FolderListing> byParent;
         {
             const ReadGuard guard(index_.rwlock);
-            const DirectoryTable& directories = index_.directoriesLocked();
+            const FolderTable& folders = index_.directoriesLocked();
             for (auto& [folder, attributes] : ownEntries_) {
-                const auto parent = directories.parent(folder);
+                const auto parent = folders.parent(folder);
                 // What was deleted meanwhile has no entry.
                 if (!parent || !index_.entriesByDirLocked().contains(folder)) continue;
-                attributes.name = directories.name(folder);
+                attributes.name = folders.name(folder);
                 byParent[*parent].add(attributes);
             }
         }

@@ -39,7 +39,7 @@ constexpr std::size_t foldersAtOnce = 256;
 bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sight& sight) {
     const ReadGuard guard(index.rwlock);
     if (!index.entriesByDirLocked().contains(folder)) return false;
-    if (const auto* listing = std::get_if<DirectoryListing>(&sight))
+    if (const auto* listing = std::get_if<FolderListing>(&sight))
         return differsFromListingLocked(index, folder, *listing);
     const FolderStamp known = index.stampLocked(folder);
     const auto* now = std::get_if<FolderStamp>(&sight);
@@ -49,13 +49,13 @@ bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sigh
 
 /// Absent where there is nothing to look at.
 std::optional<DiskComparison::Folder> listedFolderLocked(const FileIndex& index, DirIndex folder) {
-    const DirectoryTable& directories = index.directoriesLocked();
-    const auto isTooDeep = [&](DirIndex each) { return directories.pathBytes(each) > maxPathBytes; };
+    const FolderTable& folders = index.directoriesLocked();
+    const auto isTooDeep = [&](DirIndex each) { return folders.pathBytes(each) > maxPathBytes; };
     if (!index.entriesByDirLocked().contains(folder)) return std::nullopt;
-    if (!isTooDeep(folder)) return DiskComparison::Folder{folder, directories.path(folder)};
-    const auto parent = directories.parent(folder);
+    if (!isTooDeep(folder)) return DiskComparison::Folder{folder, folders.path(folder)};
+    const auto parent = folders.parent(folder);
     if (parent && isTooDeep(*parent)) return std::nullopt;
-    return DiskComparison::Folder{folder, directories.path(parent.value_or(folder)), true};
+    return DiskComparison::Folder{folder, folders.path(parent.value_or(folder)), true};
 }
 
 }  // namespace
@@ -84,7 +84,7 @@ DiskComparison::Sight DiskComparison::look(const Folder& folder, Stage stage, co
     if (folder.isTooDeep) return {};
     if (stage == Stage::stamps) return folderStamp(folder.path);
     const auto open = OpenFolder::open(folder.path);
-    DirectoryListing listing;
+    FolderListing listing;
     if (!open || !open->list(ListingDetail::attributes, listing, stop)) return {};
     return listing;
 }

@@ -47,7 +47,7 @@ public:
 
     /// What the disk said of a folder: a stamp (not known when it cannot be asked), a listing, or nothing
     /// when there could be none.
-    using Sight = std::variant<std::monostate, FolderStamp, DirectoryListing>;
+    using Sight = std::variant<std::monostate, FolderStamp, FolderListing>;
 
     struct Reading {
         Piece piece;

@@ -155,8 +155,7 @@ EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     return id;
 }
 
-void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing,
-                                   const FolderStamp& stamp) {
+void FileIndex::storeListingLocked(DirIndex folder, const FolderListing& listing, const FolderStamp& stamp) {
     // A folder that is renamed while its parent is read can be listed twice, and is then walked twice.
     if (contents_.entriesByDir.contains(folder)) forgetContentsLocked(folder);
     const auto first = static_cast<EntryId>(contents_.entries.size());

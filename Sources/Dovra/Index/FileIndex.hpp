@@ -26,7 +26,7 @@ namespace dovra {
 /// All that an index holds. Made or filled elsewhere it becomes an index's contents at once
 /// (`FileIndex::replaceContents`). Whoever makes it keeps the invariants of `FileIndex`.
 struct IndexContents {
-    DirectoryTable directories;
+    FolderTable directories;
     PodVector<FileEntry> entries;
     EntryLists entriesByDir;
     NamePool names;
@@ -142,7 +142,7 @@ public:
     std::span<const NameSignature> signaturesLocked() const DOVRA_UNCHECKED_LOCKING {
         return contents_.signatures.span();
     }
-    const DirectoryTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.directories; }
+    const FolderTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.directories; }
     const EntryLists& entriesByDirLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.entriesByDir; }
     TrigramIndex* trigramLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.trigram.get(); }
     const RankingBoost* frecencyLocked() const DOVRA_UNCHECKED_LOCKING { return frecency_.get(); }
@@ -166,7 +166,7 @@ public:
     /// The position of the folder at `path`; absent when it was never listed.
     std::optional<DirIndex> listedFolder(std::string_view path) const DOVRA_EXCLUDES(rwlock);
 
-    /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
+    /// The position of a folder's own contents, from its entry; absent when it was never listed.
     std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_UNCHECKED_LOCKING;
 
     /// The live entry of that name, without a pass over the folder's list; absent unless it is one of those
@@ -174,7 +174,7 @@ public:
     std::optional<EntryId> findRefreshedLocked(DirIndex folder,
                                                std::string_view name) const DOVRA_UNCHECKED_LOCKING;
 
-    /// The position of `path` in the directory table, added when it is new.
+    /// The position of `path` in the folder table, added when it is new.
     DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
     DirIndex internChildDirLocked(DirIndex parent, std::string_view name) DOVRA_REQUIRES(rwlock);
 
@@ -184,7 +184,7 @@ public:
 
     /// Appends a whole listing as the contents of the folder and raises the generation. `stamp` was taken
     /// before the folder was listed; without one nothing tells later whether the listing still holds.
-    void storeListingLocked(DirIndex folder, const DirectoryListing& listing, const FolderStamp& stamp = {})
+    void storeListingLocked(DirIndex folder, const FolderListing& listing, const FolderStamp& stamp = {})
         DOVRA_REQUIRES(rwlock);
 
     /// Replaces what is known of the disk's state when the folder's contents were stored.

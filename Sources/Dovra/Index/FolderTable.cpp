@@ -25,19 +25,19 @@ std::string_view withoutRootSlash(std::string_view path) {
 
 }  // namespace
 
-std::string_view DirectoryTable::name(DirIndex folder) const {
+std::string_view FolderTable::name(DirIndex folder) const {
     const auto next = static_cast<std::size_t>(folder) + 1;
     const std::size_t start = folders_[next - 1].nameOffset;
     const std::size_t end = next < folders_.size() ? folders_[next].nameOffset : names_.size();
     return {names_.data() + start, end - start};
 }
 
-std::optional<DirIndex> DirectoryTable::parent(DirIndex folder) const {
+std::optional<DirIndex> FolderTable::parent(DirIndex folder) const {
     const DirIndex stored = folders_[static_cast<std::size_t>(folder)].parent;
     return stored == none ? std::nullopt : std::optional(stored);
 }
 
-std::string DirectoryTable::path(DirIndex folder) const {
+std::string FolderTable::path(DirIndex folder) const {
     std::string path(pathBytes(folder), '/');
     for (std::optional<DirIndex> at = folder; at; at = parent(*at)) {
         const std::string_view part = name(*at);
@@ -46,7 +46,7 @@ std::string DirectoryTable::path(DirIndex folder) const {
     return path.empty() ? "/" : path;
 }
 
-std::optional<DirIndex> DirectoryTable::descend(DirIndex from, std::string_view relativePath) const {
+std::optional<DirIndex> FolderTable::descend(DirIndex from, std::string_view relativePath) const {
     std::optional<DirIndex> at = from;
     while (at && !relativePath.empty()) {
         const std::size_t slash = std::min(relativePath.find('/'), relativePath.size());
@@ -56,7 +56,7 @@ std::optional<DirIndex> DirectoryTable::descend(DirIndex from, std::string_view 
     return at;
 }
 
-std::optional<DirIndex> DirectoryTable::find(std::string_view path) const {
+std::optional<DirIndex> FolderTable::find(std::string_view path) const {
     const std::string_view text = withoutRootSlash(path);
     for (const DirIndex root : roots_) {
         const std::string_view start = name(root);
@@ -68,13 +68,13 @@ std::optional<DirIndex> DirectoryTable::find(std::string_view path) const {
     return std::nullopt;
 }
 
-std::optional<DirIndex> DirectoryTable::findChild(DirIndex parent, std::string_view name) const {
+std::optional<DirIndex> FolderTable::findChild(DirIndex parent, std::string_view name) const {
     const auto found = findSlot(parent, name);
     return found ? found : findRootBelow(parent, name);
 }
 
 /// A folder may have been interned with its whole path before its parent was.
-std::optional<DirIndex> DirectoryTable::findRootBelow(DirIndex parent, std::string_view name) const {
+std::optional<DirIndex> FolderTable::findRootBelow(DirIndex parent, std::string_view name) const {
     if (roots_.size() < 2) return std::nullopt;
     const std::string whole = std::string(withoutRootSlash(path(parent))).append("/").append(name);
     const auto root =
@@ -82,7 +82,7 @@ std::optional<DirIndex> DirectoryTable::findRootBelow(DirIndex parent, std::stri
     return root == roots_.end() ? std::nullopt : std::optional(*root);
 }
 
-DirIndex DirectoryTable::intern(std::string_view path) {
+DirIndex FolderTable::intern(std::string_view path) {
     if (const auto found = find(path)) return *found;
     if (path != "/" && path.find('/') != std::string_view::npos) {
         if (const auto parent = find(parentPath(path))) return addBelow(*parent, lastName(path));
@@ -92,7 +92,7 @@ DirIndex DirectoryTable::intern(std::string_view path) {
     return root;
 }
 
-DirIndex DirectoryTable::internChild(DirIndex parent, std::string_view name) {
+DirIndex FolderTable::internChild(DirIndex parent, std::string_view name) {
     if (roots_.size() > 1) {
         if (const auto found = findChild(parent, name)) return *found;
     }
@@ -100,14 +100,14 @@ DirIndex DirectoryTable::internChild(DirIndex parent, std::string_view name) {
 }
 
 /// The folder, added when it is new, which takes one search in the hash table.
-DirIndex DirectoryTable::addBelow(DirIndex parent, std::string_view name) {
+DirIndex FolderTable::addBelow(DirIndex parent, std::string_view name) {
     if ((folders_.size() + 1) * 2 > slots_.size()) rebuildSlots(std::max<std::size_t>(16, slots_.size() * 2));
     const std::size_t slot = slotOf(parent, name);
     if (slots_[slot] == none) slots_[slot] = addRecord(parent, name);
     return slots_[slot];
 }
 
-DirIndex DirectoryTable::addRecord(DirIndex parent, std::string_view name) {
+DirIndex FolderTable::addRecord(DirIndex parent, std::string_view name) {
     if (folders_.size() > std::numeric_limits<DirIndex>::max()) fatalError("more than 2147483647 folders");
     const auto folder = static_cast<DirIndex>(folders_.size());
     const std::size_t bytesAbove = parent == none ? 0 : pathBytes(parent) + 1;
@@ -118,7 +118,7 @@ DirIndex DirectoryTable::addRecord(DirIndex parent, std::string_view name) {
     return folder;
 }
 
-std::size_t DirectoryTable::slotOf(DirIndex parent, std::string_view name) const {
+std::size_t FolderTable::slotOf(DirIndex parent, std::string_view name) const {
     const std::size_t mask = slots_.size() - 1;
     std::size_t slot = hashOf(parent, name) & mask;
     while (slots_[slot] != none) {
@@ -129,19 +129,19 @@ std::size_t DirectoryTable::slotOf(DirIndex parent, std::string_view name) const
     return slot;
 }
 
-std::optional<DirIndex> DirectoryTable::findSlot(DirIndex parent, std::string_view name) const {
+std::optional<DirIndex> FolderTable::findSlot(DirIndex parent, std::string_view name) const {
     if (slots_.empty()) return std::nullopt;
     const DirIndex folder = slots_[slotOf(parent, name)];
     return folder == none ? std::nullopt : std::optional(folder);
 }
 
-void DirectoryTable::reserve(std::size_t count) {
+void FolderTable::reserve(std::size_t count) {
     folders_.reserve(count);
     const std::size_t needed = std::bit_ceil(std::max<std::size_t>(8, count)) * 2;
     if (needed > slots_.size()) rebuildSlots(needed);
 }
 
-void DirectoryTable::rebuildSlots(std::size_t count) {
+void FolderTable::rebuildSlots(std::size_t count) {
     slots_.clear();
     std::fill_n(slots_.extend(count), count, none);
     for (std::size_t i = 0; i < folders_.size(); ++i) {
@@ -150,7 +150,7 @@ void DirectoryTable::rebuildSlots(std::size_t count) {
     }
 }
 
-std::size_t DirectoryTable::memoryBytes() const {
+std::size_t FolderTable::memoryBytes() const {
     return folders_.capacityBytes() + names_.capacityBytes() + slots_.capacityBytes();
 }
 

@@ -20,7 +20,7 @@ namespace dovra {
 /// over (parent, name), without a string of its own.
 ///
 /// Grows only. Not thread-safe: the index's lock guards it.
-class DirectoryTable {
+class FolderTable {
 public:
     std::size_t count() const { return folders_.size(); }
 
@@ -82,23 +82,22 @@ private:
 /// thread; the lock that guards the table is held for its lifetime.
 class FolderPaths {
 public:
-    explicit FolderPaths(const DirectoryTable& directories) : directories_(directories) {}
+    explicit FolderPaths(const FolderTable& folders) : folders_(folders) {}
 
     /// Valid until the next call.
     std::string_view of(DirIndex folder) {
         if (folder == last_) return lastPath_;
         last_ = folder;
-        if (directories_.pathBytes(folder) > longestKept)
-            return lastPath_ = long_ = directories_.path(folder);
+        if (folders_.pathBytes(folder) > longestKept) return lastPath_ = long_ = folders_.path(folder);
         const auto [kept, isNew] = paths_.try_emplace(folder);
-        if (isNew) kept->second = directories_.path(folder);
+        if (isNew) kept->second = folders_.path(folder);
         return lastPath_ = kept->second;
     }
 
 private:
     static constexpr std::size_t longestKept = 4096;
 
-    const DirectoryTable& directories_;
+    const FolderTable& folders_;
     std::unordered_map<DirIndex, std::string> paths_;
     std::string long_;
     DirIndex last_ = -1;

@@ -81,9 +81,9 @@ private:
 
     /// Also marks its parent.
     Planned planned(DirIndex folder) {
-        const DirectoryTable& directories = index_.directoriesLocked();
-        const auto parent = directories.parent(folder);
-        const bool isSaved = !parent || directories.pathBytes(folder) <= maxSavedPathBytes;
+        const FolderTable& folders = index_.directoriesLocked();
+        const auto parent = folders.parent(folder);
+        const bool isSaved = !parent || folders.pathBytes(folder) <= maxSavedPathBytes;
         if (!isSaved && index_.entriesByDirLocked().contains(folder))
             plan_[static_cast<std::size_t>(*parent)].lacksContents = true;
         return {.position = isSaved ? savedFolders_++ : Planned::leftOut, .lacksContents = false};
@@ -97,7 +97,7 @@ private:
             .entryBytes = sizeof(FileEntry),
             .volumeDev = static_cast<std::int64_t>(volumeDev),
             .lastEventId = lastEventId,
-            .directoryCount = static_cast<std::uint32_t>(savedFolders_),
+            .folderCount = static_cast<std::uint32_t>(savedFolders_),
             .entryCount = static_cast<std::uint32_t>(entryCount_),
             .poolBytes = static_cast<std::uint32_t>(poolBytes_),
         };

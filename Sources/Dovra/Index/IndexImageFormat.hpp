@@ -23,7 +23,7 @@ struct IndexImageHeader {
     std::uint32_t entryBytes;
     std::int64_t volumeDev;
     std::uint64_t lastEventId;
-    std::uint32_t directoryCount;
+    std::uint32_t folderCount;
     std::uint32_t entryCount;
     std::uint32_t poolBytes;
 
@@ -34,8 +34,7 @@ struct IndexImageHeader {
 };
 
 static_assert(offsetof(IndexImageHeader, volumeDev) == 16 && offsetof(IndexImageHeader, lastEventId) == 24);
-static_assert(offsetof(IndexImageHeader, directoryCount) == 32 &&
-              offsetof(IndexImageHeader, poolBytes) == 40);
+static_assert(offsetof(IndexImageHeader, folderCount) == 32 && offsetof(IndexImageHeader, poolBytes) == 40);
 
 /// In front of one stamp for each folder.
 struct StampSectionHeader {
@@ -50,7 +49,7 @@ static_assert(offsetof(FolderStamp, inode) == 8 && offsetof(FolderStamp, modifie
               offsetof(FolderStamp, changed) == 24);
 
 /// A folder's path takes its length and at least one byte.
-inline constexpr std::size_t minDirectoryBytes = 5;
+inline constexpr std::size_t minFolderBytes = 5;
 
 /// The longest path of a folder that is saved with its contents; a root is saved in any case. Whole paths
 /// would make the file of a tree of extraordinary depth extraordinarily long, and scanning what lies below is

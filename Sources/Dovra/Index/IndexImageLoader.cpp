@@ -67,13 +67,13 @@ bool isPlainPath(std::string_view path) {
     return true;
 }
 
-/// Fills a directory table from whole paths in the order of their positions, as untrusted input has them.
+/// Fills a folder table from whole paths in the order of their positions, as untrusted input has them.
 ///
 /// In the order of a scan a folder's parent is the folder before it or lies above that one, so most parents
 /// are found by comparing two neighbouring paths, without looking anything up.
-class DirectoryPathReader {
+class FolderPathReader {
 public:
-    explicit DirectoryPathReader(DirectoryTable& directories) : directories_(directories) {}
+    explicit FolderPathReader(FolderTable& folders) : folders_(folders) {}
 
     /// Adds the next folder. False when its path is not the one way to write an absolute path (empty, "." or
     /// ".." components, a NUL, a slash at the end), was there before, or is one too many without a parent.
@@ -83,14 +83,14 @@ private:
     std::optional<DirIndex> parentOf(std::string_view path, std::size_t parentBytes) const;
     bool addRoot(std::string_view path);
 
-    DirectoryTable& directories_;
+    FolderTable& folders_;
     std::string lastPath_;
     std::optional<DirIndex> last_;
 };
 
-bool DirectoryPathReader::add(std::string_view path) {
+bool FolderPathReader::add(std::string_view path) {
     const std::size_t slash = path.rfind('/');
-    // The directory table takes one more slash behind the parent's path for nothing.
+    // The folder table takes one more slash behind the parent's path for nothing.
     if (slash == std::string_view::npos || (slash > 0 && path[slash - 1] == '/')) return false;
     if (path == "/") return addRoot(path);
     const auto parent = parentOf(path, slash);
@@ -98,28 +98,28 @@ bool DirectoryPathReader::add(std::string_view path) {
     // The parent's path was checked when it was added.
     const std::string_view name = path.substr(slash + 1);
     if (!isPlainComponent(name)) return false;
-    const auto expected = static_cast<DirIndex>(directories_.count());
-    if (directories_.internChild(*parent, name) != expected) return false;
+    const auto expected = static_cast<DirIndex>(folders_.count());
+    if (folders_.internChild(*parent, name) != expected) return false;
     lastPath_ = path;
     last_ = expected;
     return true;
 }
 
-bool DirectoryPathReader::addRoot(std::string_view path) {
-    const auto expected = static_cast<DirIndex>(directories_.count());
-    if (!isPlainPath(path) || directories_.intern(path) != expected) return false;
+bool FolderPathReader::addRoot(std::string_view path) {
+    const auto expected = static_cast<DirIndex>(folders_.count());
+    if (!isPlainPath(path) || folders_.intern(path) != expected) return false;
     lastPath_ = path;
     last_ = expected;
-    return directories_.roots().size() <= maxRoots;
+    return folders_.roots().size() <= maxRoots;
 }
 
-std::optional<DirIndex> DirectoryPathReader::parentOf(std::string_view path, std::size_t parentBytes) const {
+std::optional<DirIndex> FolderPathReader::parentOf(std::string_view path, std::size_t parentBytes) const {
     auto above = last_;
-    while (above && directories_.pathBytes(*above) > parentBytes)
-        above = directories_.parent(*above);
-    const bool isParent = above && directories_.pathBytes(*above) == parentBytes &&
+    while (above && folders_.pathBytes(*above) > parentBytes)
+        above = folders_.parent(*above);
+    const bool isParent = above && folders_.pathBytes(*above) == parentBytes &&
                           std::string_view(lastPath_).starts_with(path.substr(0, parentBytes));
-    return isParent ? above : directories_.find(parentPath(path));
+    return isParent ? above : folders_.find(parentPath(path));
 }
 
 class IndexImageReader {
@@ -129,7 +129,7 @@ public:
         : source_(source), subject_(subject), stop_(stop) {}
 
     bool read(bool withTrigrams) {
-        return readHeader() && readDirectories() && readPool() && readEntries() && !stop_.stop_requested() &&
+        return readHeader() && readFolders() && readPool() && readEntries() && !stop_.stop_requested() &&
                buildFromEntries() && readStamps() && (!withTrigrams || buildTrigrams()) &&
                !stop_.stop_requested();
     }
@@ -151,24 +151,24 @@ private:
     /// Whether what the header promises can be there, so that no more memory is taken than there are bytes.
     bool fitsTheSource() const {
         constexpr std::uint32_t largestCount = std::numeric_limits<EntryId>::max();
-        if (header_.directoryCount > largestCount || header_.entryCount > largestCount) return false;
-        const std::uint64_t least = header_.directoryCount * std::uint64_t{minDirectoryBytes} +
-                                    header_.poolBytes + entrySectionBytes();
+        if (header_.folderCount > largestCount || header_.entryCount > largestCount) return false;
+        const std::uint64_t least =
+            header_.folderCount * std::uint64_t{minFolderBytes} + header_.poolBytes + entrySectionBytes();
         return least <= source_.size - IndexImageHeader::bytes;
     }
 
     std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
 
-    bool readDirectories() {
+    bool readFolders() {
         // As long as it may be: what follows takes the rest.
         PodVector<char> section;
         const std::size_t most =
             source_.size - IndexImageHeader::bytes - header_.poolBytes - entrySectionBytes();
         if (!source_.read(IndexImageHeader::bytes, {section.extend(most), most})) return false;
         std::string_view rest(section.data(), most);
-        contents_.directories.reserve(header_.directoryCount);
-        DirectoryPathReader paths(contents_.directories);
-        for (std::uint32_t i = 0; i < header_.directoryCount; ++i) {
+        contents_.directories.reserve(header_.folderCount);
+        FolderPathReader paths(contents_.directories);
+        for (std::uint32_t i = 0; i < header_.folderCount; ++i) {
             std::uint32_t length = 0;
             if (stop_.stop_requested() || rest.size() < sizeof length) return false;
             std::memcpy(&length, rest.data(), sizeof length);
@@ -200,7 +200,7 @@ private:
         FileEntry* entries = contents_.entries.extend(header_.entryCount);
         preferLargePages(entries, entrySectionBytes());
         contents_.signatures.extend(header_.entryCount);
-        folderEntries_.resizeZeroed(header_.directoryCount);
+        folderEntries_.resizeZeroed(header_.folderCount);
         const bool piecesAreSound = performPieces(
             header_.entryCount, entriesPerPiece,
             [&](std::size_t first, std::size_t count) { return readPiece(first, first + count); });
@@ -227,7 +227,7 @@ private:
 
     bool isSound(const FileEntry& entry) const {
         return std::uint64_t{entry.nameOffset} + entry.nameLen <= header_.poolBytes && entry.dirIndex >= 0 &&
-               static_cast<std::uint32_t>(entry.dirIndex) < header_.directoryCount && hasSoundFields(entry);
+               static_cast<std::uint32_t>(entry.dirIndex) < header_.folderCount && hasSoundFields(entry);
     }
 
     std::string_view nameOf(const FileEntry& entry) const {
@@ -261,7 +261,7 @@ private:
             if (part == 0) {
                 contents_.names.assign(std::move(pool_), entries);
             } else {
-                contents_.entriesByDir.assignAll(header_.directoryCount, entries);
+                contents_.entriesByDir.assignAll(header_.folderCount, entries);
                 contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
                 isSound = settleFolders();
             }
@@ -299,12 +299,12 @@ private:
     bool readStamps() {
         const std::uint64_t offset = poolOffset_ + header_.poolBytes + entrySectionBytes();
         const auto section = readRecord<StampSectionHeader>(source_, offset);
-        const std::uint64_t bytes = header_.directoryCount * sizeof(FolderStamp);
+        const std::uint64_t bytes = header_.folderCount * sizeof(FolderStamp);
         if (!section || section->magic != StampSectionHeader::expectedMagic ||
             section->contentBytes != bytes || bytes > source_.size - offset - sizeof *section ||
             !isPastEvent(header_.lastEventId, subject_.now))
             return true;
-        auto* stamps = contents_.stamps.extend(header_.directoryCount);
+        auto* stamps = contents_.stamps.extend(header_.folderCount);
         if (!source_.read(offset + sizeof *section, {reinterpret_cast<char*>(stamps), bytes}))
             contents_.stamps.clear();
         return true;

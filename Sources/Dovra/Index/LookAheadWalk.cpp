@@ -58,7 +58,7 @@ struct Folder {
 
     State state = State::pending;
     bool isListed = false;
-    DirectoryListing listing;
+    FolderListing listing;
     FolderStamp stamp;
     std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
     bool isKeptOpen = false;                        ///< as the base of the children

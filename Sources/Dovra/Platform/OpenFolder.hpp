@@ -61,7 +61,7 @@ struct RawDirent {
 
 /// The entries of one folder in the order in which the kernel returned them. The names lie back to back in
 /// one block, so that a folder of a million entries costs two allocations. Not thread-safe.
-class DirectoryListing {
+class FolderListing {
 public:
     std::size_t count() const { return records_.size(); }
     RawDirent operator[](std::size_t i) const;
@@ -118,7 +118,7 @@ public:
     /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
     /// stop, ends the listing with what was read; returns whether there was none. A folder that was deleted
     /// since it was opened is empty.
-    bool list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop = {}) const;
+    bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {}) const;
 
     /// The attributes of what has this name in the folder, or of the folder itself, as a listing would tell
     /// them, but without the name. Tells why when it cannot; `missing` is nothing of that name.

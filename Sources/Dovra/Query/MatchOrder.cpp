@@ -53,7 +53,7 @@ std::uint64_t Relevance::key(std::string_view name, std::int32_t boost) const {
     return static_cast<std::uint64_t>(rank) << 16 | name.size();
 }
 
-FrecencyLift::FrecencyLift(const FileIndex& index) : directories_(index.directoriesLocked()) {
+FrecencyLift::FrecencyLift(const FileIndex& index) : folders_(index.directoriesLocked()) {
     if (const RankingBoost* frecency = index.frecencyLocked()) boosts_ = frecency->boosts();
     byName_.reserve(boosts_.size());
     for (const auto& [path, boost] : boosts_) {
@@ -68,8 +68,7 @@ std::int32_t FrecencyLift::find(const FileEntry& entry, std::string_view name) c
     for (auto candidate = first; candidate != last; ++candidate) {
         const auto& [folder, boost] = candidate->second;
         // The folder's own name tells most folders apart without its path.
-        if (folder.ends_with(directories_.name(entry.dirIndex)) &&
-            directories_.path(entry.dirIndex) == folder)
+        if (folder.ends_with(folders_.name(entry.dirIndex)) && folders_.path(entry.dirIndex) == folder)
             return boost;
     }
     return 0;

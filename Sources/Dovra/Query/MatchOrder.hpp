@@ -68,7 +68,7 @@ private:
         std::int32_t boost;
     };
 
-    const DirectoryTable& directories_;
+    const FolderTable& folders_;
     std::vector<PathBoost> boosts_;
     std::unordered_multimap<std::string_view, InFolder> byName_;  ///< views into `boosts_`
     std::bitset<slots> hashes_;

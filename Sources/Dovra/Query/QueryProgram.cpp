@@ -138,13 +138,13 @@ std::string_view EntryMatcher::fullPath(const FileEntry& entry, std::string_view
 }
 
 void EntryMatcher::moveToFolder(DirIndex folder) {
-    const DirectoryTable& directories = index_.directoriesLocked();
-    if (folder_ >= 0 && directories.parent(folder) == folder_) {
+    const FolderTable& folders = index_.directoriesLocked();
+    if (folder_ >= 0 && folders.parent(folder) == folder_) {
         // The usual step of a walk; rebuilding would make a very deep tree quadratic.
         path_.resize(folderPathSize_);
-        path_ += directories.name(folder);
+        path_ += folders.name(folder);
     } else {
-        path_ = directories.path(folder);
+        path_ = folders.path(folder);
     }
     if (!path_.ends_with('/')) path_ += '/';
     folderPathSize_ = path_.size();

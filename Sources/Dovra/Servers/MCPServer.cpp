@@ -11,7 +11,6 @@
 #include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
-#include "Platform/Terminal.hpp"
 #include "Platform/TerminationHandler.hpp"
 #include "Services/AppServices.hpp"
 

@@ -308,7 +308,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
 /// Adds the names of all folders in a folder. False when they are not known to be all.
 bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& folder) const {
     if (holdsNoFolders(folder)) return true;
-    thread_local DirectoryListing listing;
+    thread_local FolderListing listing;
     listing.clear();
     const bool isWhole = folder.list(ListingDetail::namesAndTypes, listing, rules_.stop);
     for (std::size_t i = 0; i < listing.count(); ++i) {
