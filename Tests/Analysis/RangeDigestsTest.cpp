@@ -1,24 +1,12 @@
 #include <algorithm>
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 #include <random>
 
 #include "Analysis/RangeDigests.hpp"
-#include "Support/DigestOf.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {
 namespace {
-
-TEST(Sha256, HasTheStandardsValues) {
-    EXPECT_EQ(fmt::format("{:02x}", fmt::join(test::digestOf("abc"), "")),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    Sha256 hash;
-    hash.update(std::string_view("ab"));
-    hash.update(std::string_view("c"));
-    EXPECT_EQ(hash.finish(), test::digestOf("abc"));
-}
 
 constexpr std::size_t borders[] = {0, 1, 4096, 65'536, 131'072, 196'608, 262'144, 300'000};
 

@@ -6,8 +6,7 @@
 #include <stdexcept>
 #include <stop_token>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/ConcurrentSort.hpp"
+#include "Base/Concurrency.hpp"
 
 namespace dovra {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
@@ -31,7 +31,7 @@ TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
     const test::TemporaryTree tree;
     const auto folder = OpenFolder::open(tree.path());
     tree.write("file");
-    DirectoryListing listing;
+    FolderListing listing;
     EXPECT_TRUE(folder.value().list(ListingDetail::namesAndTypes, listing));
     EXPECT_EQ(listing.count(), 1U);
 }

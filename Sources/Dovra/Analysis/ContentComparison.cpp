@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "Analysis/RangeDigests.hpp"
-#include "Base/ConcurrentPerform.hpp"
-#include "Platform/OpenFileLimit.hpp"
+#include "Base/Concurrency.hpp"
+#include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"
 
 // Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after

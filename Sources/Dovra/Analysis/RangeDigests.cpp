@@ -4,7 +4,7 @@
 #include <array>
 #include <span>
 
-#include "Base/ConcurrentPerform.hpp"
+#include "Base/Concurrency.hpp"
 
 // Most files that are read far are equal, and comparing costs a fraction of hashing. So the first file leads:
 // the others are compared with it block by block, and only blocks that differ are hashed, each with its

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "Analysis/Sha256.hpp"
+#include "Analysis/Hashing.hpp"
 #include "Platform/RegularFile.hpp"
 
 namespace dovra {
