@@ -5,18 +5,16 @@
 
 namespace dovra {
 
-/// What may have changed on the disk: hints where to look again, in no order, and not what to find there.
-/// Absolute paths, raw bytes, each once.
+/// Places on the disk that may have changed. They are hints where to look, in no order, and do not say what
+/// is there. Absolute paths, raw bytes, each once.
 struct ChangeBatch {
-    /// Something changed at this path, or directly in the folder that is there.
+    /// A change at this path, or directly in the folder at this path.
     std::vector<std::string> paths = {};
-    /// What is at this path, and is no folder, may have come, gone or changed. Nothing else in the folder
-    /// that holds it is meant.
+    /// A file at this path, of any kind but a folder, came, went or changed. Nothing else in its folder did.
     std::vector<std::string> files = {};
-    /// The folder at this path may hold anything else than before, at any depth: it was made, moved there or
-    /// mounted there.
+    /// A folder was made at, moved to or mounted on this path. Anything below it may differ, at any depth.
     std::vector<std::string> subtrees = {};
-    /// Changes were lost; only a scan can tell what there is now.
+    /// Changes were lost; only a scan shows the present state.
     bool mustRescan = false;
 
     bool empty() const { return paths.empty() && files.empty() && subtrees.empty() && !mustRescan; }

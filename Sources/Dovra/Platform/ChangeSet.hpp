@@ -8,10 +8,10 @@
 
 namespace dovra {
 
-/// Gathers a batch: each path once, and not more of them than memory should hold. For one thread.
+/// Gathers a batch, each path once, in bounded memory. For one thread.
 class ChangeSet {
 public:
-    /// Beyond this, looking at each place costs more than a scan.
+    /// Beyond this size a scan costs less than listing each place.
     static constexpr std::size_t maxBytes = std::size_t{64} << 20;
 
     void addPath(std::string path) { add(paths_, std::move(path)); }
@@ -28,7 +28,7 @@ public:
             addSubtree(std::move(path));
     }
 
-    /// Changes were lost, so what else is known does not matter.
+    /// Notes that changes were lost. The known places no longer matter and are dropped.
     void loseTrack() {
         *this = ChangeSet();
         mustRescan_ = true;
@@ -36,7 +36,7 @@ public:
 
     bool empty() const { return paths_.empty() && files_.empty() && subtrees_.empty() && !mustRescan_; }
 
-    /// What was gathered; the set is empty afterwards.
+    /// The gathered batch; the set is empty afterwards.
     ChangeBatch take() {
         ChangeBatch batch{.paths = {paths_.begin(), paths_.end()},
                           .files = {files_.begin(), files_.end()},

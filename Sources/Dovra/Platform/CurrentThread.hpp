@@ -9,12 +9,12 @@ void setCurrentThreadName(const std::string& name);
 
 std::string currentThreadName();
 
-/// Lets the calling thread give way to most others of the machine from now on. For good: without privileges a
-/// priority that was given up cannot be taken back.
+/// Lets the calling thread give way to most other threads of the machine, for the rest of its life: without
+/// privileges a thread cannot take back a priority that it gave up.
 void lowerCurrentThreadPriority();
 
-/// Lets the calling thread work with little more than what nobody else on the machine wants of its processors
-/// and disks, from now on and for good. So it must not hold a lock for long that others wait for.
+/// Lets the calling thread use little more than idle processors and disks, for the rest of its life. So it
+/// must not hold a lock for long that other threads wait for.
 void makeCurrentThreadIdle();
 
 }  // namespace dovra

@@ -4,10 +4,10 @@
 
 namespace dovra {
 
-/// Why a file operation failed.
+/// The failure of a file operation.
 struct FileError {
-    std::string message;  ///< what could not be done to which file and why, for a person to read
-    int code = 0;         ///< the system's error number; 0 when the refusal is our own
+    std::string message;  ///< the operation, the file and the reason, for a person to read
+    int code = 0;         ///< the system's error number; 0 for a refusal by Dovra itself
 };
 
 }  // namespace dovra

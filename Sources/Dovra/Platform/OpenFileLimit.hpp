@@ -4,11 +4,11 @@
 
 namespace dovra {
 
-/// How many files and folders this process may have open at once.
+/// The number of files and folders that this process may have open at once.
 std::size_t openFileLimit();
 
-/// Raises that limit as far as the system lets this process: what is usual is meant for programs that wait
-/// with `select`, and very deep trees take more.
+/// Raises that limit as far as the system allows. The usual limit is meant for programs that wait with
+/// `select`; very deep trees need more.
 void raiseOpenFileLimit();
 
 }  // namespace dovra

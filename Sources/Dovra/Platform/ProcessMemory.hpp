@@ -5,12 +5,12 @@
 
 namespace dovra {
 
-/// Bytes of physical memory that this process holds right now, its program and libraries included. Absent
-/// when the system does not tell.
+/// The physical memory of this process in bytes, its program and libraries included. Absent when the system
+/// does not report it.
 std::optional<std::size_t> residentMemoryBytes();
 
-/// Asks the system to back memory that is about to be filled with large pages, which makes far fewer of them.
-/// A wish: the system may have none, and what is smaller than one is not asked for.
+/// Asks the system for large pages behind memory that is about to be filled, because they fill faster. The
+/// system may have none. Memory smaller than a large page is left alone.
 void preferLargePages(void* start, std::size_t bytes);
 
 }  // namespace dovra

@@ -6,7 +6,7 @@ namespace dovra {
 
 enum class StandardStream : std::uint8_t { output, error };
 
-/// Whether the stream leads to a terminal, where a person reads it.
+/// Whether the stream leads to a terminal.
 bool isTerminal(StandardStream stream);
 
 }  // namespace dovra

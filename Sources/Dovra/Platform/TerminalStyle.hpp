@@ -7,14 +7,14 @@
 
 namespace dovra {
 
-/// Styles text for one of the standard streams: only when it leads to a terminal and the environment does not
-/// say `NO_COLOR`.
+/// Styles text for one of the standard streams, only on a terminal and only without `NO_COLOR` in the
+/// environment.
 class TerminalStyle {
 public:
     explicit TerminalStyle(StandardStream stream);
 
     std::string bold(std::string_view text) const;
-    /// In the colour that marks what matters.
+    /// In the colour of important text.
     std::string accent(std::string_view text) const;
     std::string dim(std::string_view text) const;
 

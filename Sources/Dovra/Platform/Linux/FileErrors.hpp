@@ -14,8 +14,8 @@ inline FileError fileError(std::string_view action, std::string_view path, int c
     return {fmt::format("cannot {} {}: {}", action, path, std::generic_category().message(code)), code};
 }
 
-/// Whether a call that failed with this error may succeed a little later, because what it needs is only in
-/// use by others: it says nothing about the file.
+/// Whether a call that failed with this error may succeed later, because the resource that it needs is in
+/// use. Such an error says nothing about the file.
 inline bool isShortage(int error) {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
 }

@@ -7,9 +7,9 @@
 
 namespace dovra {
 
-/// Opens a path of any length from the folder `start`: one that is longer than the system takes in one call
-/// is opened folder by folder. `resolve` are the rules of `openat2` for the way. Without a number on failure,
-/// and `errno` tells why.
+/// Opens a path of any length from the folder `start`. A path beyond the system's limit for one call is
+/// opened step by step. `resolve` are the rules of `openat2` for the way. Without a number on failure;
+/// `errno` gives the reason.
 Descriptor openLongPath(int start, const std::string& path, int flags, std::uint64_t resolve = 0);
 
 }  // namespace dovra

@@ -13,7 +13,7 @@ void raiseOpenFileLimit() {
     struct rlimit limit {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     limit.rlim_cur = limit.rlim_max;
-    // A refusal leaves the limit as it is, which is what the process was given.
+    // A refusal leaves the limit as it is.
     (void)::setrlimit(RLIMIT_NOFILE, &limit);
 }
 

@@ -20,8 +20,8 @@ namespace dovra {
 
 namespace {
 
-// The order of the directory is the kernel's, whatever the size; larger than 64 KiB saves system calls in
-// folders of thousands of entries and costs nothing in small ones.
+// The kernel's order does not depend on the size. More than 64 KiB saves system calls in folders of thousands
+// of entries, and costs nothing in small ones.
 constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
 
 constexpr unsigned attributeMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
@@ -36,8 +36,8 @@ void setAttributes(RawDirent& entry, const struct statx& attributes) {
     entry.crTime = hasBirthTime ? static_cast<double>(attributes.stx_btime.tv_sec) : entry.modTime;
 }
 
-/// Completes an entry from the disk. False when it is no longer there. Any other failure (a folder that may
-/// be listed but not searched) leaves what the listing itself said.
+/// Completes an entry from the disk. False when it is gone. After any other failure (a folder that may be
+/// listed but not searched) the entry stays as the listing gave it.
 bool readAttributes(int folder, const char* name, RawDirent& entry) {
     struct statx attributes {};
     if (::statx(folder, name, attributeFlags, attributeMask, &attributes) == 0) {
@@ -154,7 +154,7 @@ bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std
         const ssize_t length = ::getdents64(folder_.number(), buffer.data(), buffer.size());
         if (length == 0) return true;
         if (length < 0) {
-            // What was deleted held nothing at the end.
+            // Only an empty folder can be deleted.
             if (errno == ENOENT) listing.clear();
             return errno == ENOENT;
         }

@@ -7,7 +7,7 @@
 
 namespace dovra {
 
-/// Whether the open file or folder is the one that stands at the path.
+/// Whether the open file or folder is the one at the path.
 inline bool standsAt(const Descriptor& file, const std::string& path) {
     struct stat opened {};
     struct stat found {};

@@ -4,7 +4,7 @@
 
 namespace dovra {
 
-/// Repeats a system call that a signal interrupted, as on a network file system even opening may be.
+/// Repeats a system call that a signal interrupted. On a network file system that happens even to opening.
 template <typename Call>
 auto uninterrupted(const Call& call) {
     auto result = call();
