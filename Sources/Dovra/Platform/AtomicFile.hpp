@@ -4,11 +4,18 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 #include "Platform/Descriptor.hpp"
-#include "Platform/FileError.hpp"
 
 namespace dovra {
+
+/// The failure of a file operation.
+struct FileError {
+    std::string message;  ///< the operation, the file and the reason, for a person to read
+    int code = 0;         ///< the system's error number; 0 for a refusal by Dovra itself
+};
 
 /// The result of reading a file: its bytes, or an error, or neither when there is no such file.
 struct FileContents {
@@ -51,5 +58,19 @@ private:
 
 /// Replaces the file by one with these bytes, as `AtomicFile` does.
 [[nodiscard]] std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes);
+
+/// The exclusive lock of a lock file, held for the object's life: one holder at a time among all processes
+/// and all objects of one process. The system releases the lock of a process that dies. The file stays,
+/// because removing it would let two processes lock two files of one name.
+class FileLock {
+public:
+    /// Waits for the lock. Makes a missing lock file (mode 0600).
+    static std::variant<FileLock, FileError> acquire(const std::string& path);
+
+private:
+    explicit FileLock(Descriptor file) : file_(std::move(file)) {}
+
+    Descriptor file_;
+};
 
 }  // namespace dovra

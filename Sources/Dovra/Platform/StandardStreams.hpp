@@ -2,11 +2,35 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace dovra {
+
+enum class StandardStream : std::uint8_t { output, error };
+
+/// Whether the stream leads to a terminal.
+bool isTerminal(StandardStream stream);
+
+/// Styles text for one of the standard streams, only on a terminal and only without `NO_COLOR` in the
+/// environment.
+class TerminalStyle {
+public:
+    explicit TerminalStyle(StandardStream stream);
+
+    std::string bold(std::string_view text) const;
+    /// In the colour of important text.
+    std::string accent(std::string_view text) const;
+    std::string dim(std::string_view text) const;
+
+private:
+    std::string styled(std::string_view escape, std::string_view text) const;
+
+    bool isOn_;
+};
 
 /// Reserves the numbers of standard streams that were closed at the program's start. Otherwise files opened
 /// later would get these numbers, and be read and written in place of the streams. Using such a stream fails
