@@ -69,6 +69,8 @@ class ModeDispatchTest(ProgramTest):
             "--bench --in .": "--in",
             "--mcp --in": "--in",
             "--mcp extra": "extra",
+            "--mcp --root /": "--root",
+            "--mcp --in / -i": "-i",
         }.items():
             self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 
