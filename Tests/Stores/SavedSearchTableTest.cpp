@@ -8,22 +8,7 @@ namespace dovra {
 namespace {
 
 using testing::ElementsAre;
-using Change = SavedSearchChanges::Change;
 using Item = SavedSearch;
-
-SavedSearchTable tableOf(std::initializer_list<Change> changes) {
-    SavedSearchTable table;
-    for (const Change& change : changes)
-        table.apply(SavedSearchChanges(change));
-    return table;
-}
-
-TEST(SavedSearchTable, KeepsPlacesAndExactNames) {
-    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"A", "3"}, {"a", "4"}}).items(),
-                ElementsAre(Item{"a", "4"}, Item{"b", "2"}, Item{"A", "3"}));
-    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"a", {}}, {"c", {}}, {"a", "3"}}).items(),
-                ElementsAre(Item{"b", "2"}, Item{"a", "3"}));
-}
 
 TEST(SavedSearchTable, LeavesOutElementsThatAreWrong) {
     for (const std::string wrong : {"1", "null", "[]", "{}", R"({"name":"x"})", R"({"query":"x"})",
