@@ -66,7 +66,7 @@ class ModeDispatchTest(ProgramTest):
             "--selftest . many": "many",
             "--bench . extra": "extra",
             "--bench --trigram extra": "extra",
-            "--bench --in .": "--in",
+            "--bench --in -x .": "--in",
             "--mcp --in": "--in",
             "--mcp extra": "extra",
             "--mcp --root /": "--root",
@@ -113,7 +113,7 @@ class ModeDispatchTest(ProgramTest):
         # Elsewhere they are words of the query.
         for word in ["--help", "--version"]:
             found = bytes(self.write(f"about {word}"))
-            self.assertEqual(self.run_line(f"--search --in ROOT {word}").out, found + b"\n")
+            self.assertEqual(self.run_line(f"--search {word} --in ROOT").out, found + b"\n")
 
 
 if __name__ == "__main__":

@@ -13,7 +13,9 @@ from collections.abc import Iterator
 from pathlib import Path
 from random import Random
 
-NAMES = ["a", "b", "notes", "project", "Übung", "two words", "line\nbreak", "\udcff"]
+NAMES = ["a", "b", "notes", "project", "Übung", "U\u0308bung", "two words", "line\nbreak", "\udcff\udced\udca0", "..."]
+# That fold in unusual ways or stand for something else in a query, and the longest.
+NAMES += ["KſSẞß.K", "İiıI", "ΣΌΣσς😀", "-x", "a|b !<c>", "[(*?$\"", "\x1b[31m\t", "y" * 255]
 OLD_TIME = 1_000_000_000
 DEEP = "x" * 200  # the name of each folder of a chain that is deeper than a path can tell
 
