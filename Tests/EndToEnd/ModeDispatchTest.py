@@ -52,7 +52,7 @@ class ModeDispatchTest(ProgramTest):
         self.assertEqual(self.run_line("--saved --add name x").status, 0)
         for line, word in {
             "--du -n 5": "-n",
-            "--du . --trigram": "--trigram",
+            "--du . --trigram -x": "--trigram",
             "--du . --limit": "--limit",
             "--du --limit few .": "few",
             "--du . extra": "extra",
@@ -66,7 +66,7 @@ class ModeDispatchTest(ProgramTest):
             "--selftest . many": "many",
             "--bench . extra": "extra",
             "--bench --trigram extra": "extra",
-            "--bench --in -x .": "--in",
+            "--bench --in .": "--in",
             "--mcp --in": "--in",
             "--mcp extra": "extra",
             "--mcp --root /": "--root",
