@@ -34,7 +34,7 @@ TEST(IndexCheck, TellsWhatIsWrong) {
         {"whole seconds", {.name = "f", .modTime = 0.5}}};
     for (const auto& [violation, entry] : wrong) {
         expectViolation(violation, [&entry = entry](FileIndex& index) {
-            DirectoryListing listing;
+            FolderListing listing;
             listing.add(entry);
             const WriteGuard guard(index.rwlock);
             index.storeListingLocked(index.internDirLocked("/empty"), listing);

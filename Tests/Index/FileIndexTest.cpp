@@ -41,7 +41,7 @@ TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
     for (const char* root : {"/a/b", "/a", "/ab"})
         addTree(index, {std::string(root) + "/x/y"}, root);
     const WriteGuard guard(index.rwlock);
-    const DirectoryTable& folders = index.directoriesLocked();
+    const FolderTable& folders = index.directoriesLocked();
     EXPECT_EQ(index.internChildDirLocked(*folders.find("/a"), "b"), folders.find("/a/b")) << "no other";
     for (const char* path : {"/nowhere", "/a"})
         index.tombstoneSubtreeLocked(path);
@@ -100,7 +100,7 @@ TEST(FileIndex, HandsItsContentsToAnother) {
 
 TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
     const auto index = makeIndex({"/folder/"});
-    DirectoryListing listing;
+    FolderListing listing;
     for (const char* name : {"b", "a", "b"})
         listing.add({.name = name});
     const DirIndex folder = index->directoriesLocked().find("/folder").value();
@@ -113,7 +113,7 @@ TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
 TEST(FolderMerge, TellsChangesOfTheFolderFromThoseBelowAndOfItsStamp) {
     const auto index = makeIndex({"/child/"});
     const auto merge = [&](double childTime, const FolderStamp& stamp) {
-        DirectoryListing listing;
+        FolderListing listing;
         listing.add({.name = "child", .isDir = true, .modTime = childTime});
         const std::uint64_t before = index->generation();
         EXPECT_FALSE(mergeListing(*index, 0, listing, stamp).isChanged);
@@ -136,7 +136,7 @@ TEST(FolderMerge, TellsAFileThatComesBackFromTheFormerOneOfItsName) {
     const std::string_view names[] = {"file"};
     for (const std::uint64_t size : {1, 2, 0, 3, 4}) {
         for (const DirIndex folder : {1, 2}) {
-            DirectoryListing listing;
+            FolderListing listing;
             if (size != 0) listing.add({.name = names[0], .size = size});
             mergeNames(*index, folder, listing, names);
             const ReadGuard guard(index->rwlock);

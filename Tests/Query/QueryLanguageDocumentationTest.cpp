@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Base/Utf8.hpp"
-#include "Query/DateFilter.hpp"
+#include "Query/Filters.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"

@@ -16,7 +16,20 @@ namespace {
 using test::bytesOf;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
-using Item = SavedSearchStore::Item;
+using Item = SavedSearch;
+
+TEST(SavedSearchTable, LeavesOutElementsThatAreWrong) {
+    for (const std::string wrong : {"1", "null", "[]", "{}", R"({"name":"x"})", R"({"query":"x"})",
+                                    R"({"name":1,"query":"x"})", R"({"name":"x","query":null})",
+                                    R"({"name":" ","query":"x"})", R"({"name":"\u0000","query":"x"})"}) {
+        const auto decoded = SavedSearchTable::decode("[" + wrong + R"(,{"name":"n","query":"q"}])");
+        EXPECT_FALSE(decoded.value().isWhole) << wrong;
+        EXPECT_THAT(decoded->table.items(), ElementsAre(Item{"n", "q"})) << wrong;
+    }
+    const auto twice = SavedSearchTable::decode(
+        R"([{"name":"a","query":"1"},{"name":"b","query":"2"},{"name":" a\n","query":"3"}])");
+    EXPECT_EQ(twice->table.encode(), R"([{"name":"a","query":"3"},{"name":"b","query":"2"}])");
+}
 
 class SavedSearchStoreTest : public testing::Test {
 protected:

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 

@@ -6,15 +6,13 @@
 #include <vector>
 
 #include "Query/ContentMatcher.hpp"
-#include "Query/DateFilter.hpp"
 #include "Query/FileKind.hpp"
+#include "Query/Filters.hpp"
 #include "Query/FuzzyMatcher.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Query/SimilarMatcher.hpp"
-#include "Query/SizeFilter.hpp"
-#include "Query/TagMatcher.hpp"
+#include "Query/Tags.hpp"
 #include "Query/TextMatcher.hpp"
-#include "Query/TypeFilter.hpp"
 
 namespace dovra {
 
@@ -82,5 +80,11 @@ private:
     std::vector<int> weights_;
     NodeIndex root_ = 0;
 };
+
+/// Makes one term of many that are plain text on the same target, so that a name is read once for all of
+/// them: of the operands of an OR, and of an AND those that are negated. What the operator stands for stays
+/// the same; the operands' order does not.
+void mergeAlternatives(QueryTree& tree, std::vector<NodeIndex>& disjunction);
+void mergeNegations(QueryTree& tree, std::vector<NodeIndex>& conjunction);
 
 }  // namespace dovra
