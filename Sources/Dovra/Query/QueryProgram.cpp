@@ -33,7 +33,6 @@ private:
     /// begins.
     void enter(NodeIndex node, std::int32_t whenTrue, std::int32_t whenFalse) {
         while (const auto* negation = std::get_if<NotNode>(&tree_[node])) {
-            if (node == assumedTrue_) break;
             std::swap(whenTrue, whenFalse);
             node = negation->child;
         }

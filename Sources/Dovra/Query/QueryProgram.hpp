@@ -16,8 +16,8 @@ namespace dovra {
 /// translation of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
 class QueryProgram {
 public:
-    /// Translates the tree. The test `assumedTrue`, if given, is taken as passed: whoever selects entries by
-    /// it need not ask again. The tree must outlive the program.
+    /// Translates the tree. The node `assumedTrue`, if given, a test or an alternative, is taken as passed:
+    /// whoever selects entries by it need not ask again. The tree must outlive the program.
     explicit QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assumedTrue = std::nullopt);
 
     /// Judges an entry; `test` is called with the leaves that matter, in order, until the outcome is known.
