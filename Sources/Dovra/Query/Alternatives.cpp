@@ -1,10 +1,5 @@
 #include "Query/Alternatives.hpp"
 
-#include <map>
-#include <string>
-#include <tuple>
-#include <utility>
-
 #include "Base/AsciiFold.hpp"
 
 namespace dovra {
@@ -14,49 +9,28 @@ namespace {
 /// Fewer are looked for one by one: each at the speed of memory, or behind a test of its letters.
 constexpr std::size_t fewestMerged = 8;
 
-const TextMatcher* plainText(const QueryTree& tree, NodeIndex node) {
-    const auto* text = std::get_if<TextMatcher>(&tree[node]);
-    return text != nullptr && text->isSubstring() && !text->text().empty() ? text : nullptr;
-}
-
-/// `textOf` gives the text of an operand that may be merged, else null; `add` adds the merged text to the
-/// tree.
-template <typename TextOf, typename Add>
-void merge(std::vector<NodeIndex>& operands, const TextOf& textOf, const Add& add) {
-    if (operands.size() < fewestMerged) return;
-    using Kind = std::tuple<MatchTarget, bool, bool>;
-    std::map<Kind, std::vector<std::string>> texts;
-    const auto kindOf = [](const TextMatcher& text) {
-        return Kind(text.target(), text.isCaseSensitive(), isAscii(text.text()));
-    };
-    for (const NodeIndex operand : operands) {
-        if (const TextMatcher* text = textOf(operand)) texts[kindOf(*text)].push_back(text->text());
-    }
-    std::erase_if(texts, [](const auto& group) { return group.second.size() < fewestMerged; });
-    std::erase_if(operands, [&](NodeIndex operand) {
-        const TextMatcher* text = textOf(operand);
-        return text != nullptr && texts.contains(kindOf(*text));
-    });
-    for (auto& [kind, group] : texts)
-        operands.push_back(add(TextMatcher::anyOf(std::get<0>(kind), std::move(group), std::get<1>(kind))));
-}
-
 }  // namespace
 
-void mergeAlternatives(QueryTree& tree, std::vector<NodeIndex>& disjunction) {
-    merge(
-        disjunction, [&](NodeIndex node) { return plainText(tree, node); },
-        [&](TextMatcher text) { return tree.add(std::move(text)); });
+void Alternatives::add(const PlainTextTerm& term) {
+    terms_[Kind(term.target, isAscii(term.text))].push_back(term);
 }
 
-void mergeNegations(QueryTree& tree, std::vector<NodeIndex>& conjunction) {
-    merge(
-        conjunction,
-        [&](NodeIndex node) {
-            const auto* negation = std::get_if<NotNode>(&tree[node]);
-            return negation == nullptr ? nullptr : plainText(tree, negation->child);
-        },
-        [&](TextMatcher text) { return tree.add(NotNode{tree.add(std::move(text))}); });
+std::vector<NodeIndex> Alternatives::merged(QueryTree& tree,
+                                            const std::function<NodeIndex(std::string_view)>& leafOf) {
+    std::vector<NodeIndex> nodes;
+    for (const auto& [kind, terms] : std::exchange(terms_, {})) {
+        if (terms.size() < fewestMerged) {
+            for (const PlainTextTerm& term : terms)
+                nodes.push_back(leafOf(term.term));
+            continue;
+        }
+        std::vector<std::string_view> texts;
+        texts.reserve(terms.size());
+        for (const PlainTextTerm& term : terms)
+            texts.push_back(term.text);
+        nodes.push_back(tree.add(TextMatcher::anyOf(kind.first, texts, terms.front().caseSensitive)));
+    }
+    return nodes;
 }
 
 }  // namespace dovra

@@ -1,15 +1,33 @@
 #pragma once
 
+#include <functional>
+#include <map>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "Query/QueryLeaf.hpp"
 #include "Query/QueryNode.hpp"
 
 namespace dovra {
 
-/// Makes one term of many that are plain text on the same target, so that a name is read once for all of
-/// them: of the operands of an OR, and of an AND those that are negated. What the operator stands for stays
-/// the same; the operands' order does not.
-void mergeAlternatives(QueryTree& tree, std::vector<NodeIndex>& disjunction);
-void mergeNegations(QueryTree& tree, std::vector<NodeIndex>& conjunction);
+/// Plain texts of which one must occur, or none: many on the same target become one term, so that a name is
+/// read once for all of them.
+class Alternatives {
+public:
+    /// The term and what it points to are used until `merged`.
+    void add(const PlainTextTerm& term);
+
+    bool isEmpty() const { return terms_.empty(); }
+
+    /// The nodes that stand for the texts, in no order: new ones in the tree, and what `leafOf` returns for
+    /// terms that are too few to be merged. Forgets the texts.
+    std::vector<NodeIndex> merged(QueryTree& tree, const std::function<NodeIndex(std::string_view)>& leafOf);
+
+private:
+    using Kind = std::pair<MatchTarget, bool>;  ///< the target, and whether the text is plain ASCII
+
+    std::map<Kind, std::vector<PlainTextTerm>> terms_;
+};
 
 }  // namespace dovra

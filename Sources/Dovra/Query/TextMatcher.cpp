@@ -79,9 +79,10 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
-TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+TextMatcher TextMatcher::anyOf(MatchTarget target, std::span<const std::string_view> texts,
+                               bool caseSensitive) {
     if (!isAscii(texts.front())) return {target, "", caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
-    return {target, "", caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+    return {target, "", caseSensitive, NeedleSet(texts, caseSensitive)};
 }
 
 TextMatcher TextMatcher::pieceOfPath(std::string_view text, bool caseSensitive) {
@@ -124,8 +125,12 @@ std::string TextMatcher::requiredLiteral() const {
 }
 
 bool TextMatcher::needsNonAscii() const {
-    const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
-    return needle != nullptr && !needle->foldedIsAscii();
+    return std::visit(Overloaded{
+                          [](const UnicodeNeedle& needle) { return !needle.foldedIsAscii(); },
+                          [](const UnicodeNeedleSet& needles) { return needles.needsNonAscii(); },
+                          [](const auto&) { return false; },
+                      },
+                      engine_);
 }
 
 std::int64_t TextMatcher::abandonedMatches() const {
