@@ -8,6 +8,11 @@
 
 namespace dovra {
 
+/// 32 bits, all of them well mixed.
+inline std::uint64_t hashOf(std::uint64_t number) {
+    return (number * 0x9E3779B97F4A7C15U) >> 32;
+}
+
 /// A set of numbers that sometimes holds others, too: one bit for each, at a place that its hash says. Small
 /// enough for the processor's near caches, large enough that few others are held by chance.
 class HashedBits {
@@ -43,8 +48,6 @@ private:
     static constexpr std::size_t bitsEach = 32;
     static constexpr std::size_t fewestWords = 16;
     static constexpr std::size_t mostWords = 16 * 1024;
-
-    static std::uint64_t hashOf(std::uint64_t number) { return (number * 0x9E3779B97F4A7C15U) >> 32; }
 
     std::vector<std::uint64_t> words_;
 };

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
@@ -22,9 +23,13 @@ constexpr std::uint64_t smallLetters = allBits / 0xFF * 0x20;
 /// Equal for byte strings that are equal when folded, and for few others.
 template <std::size_t size>
 std::uint64_t foldedNumber(const char* bytes) {
+    // Copied in two pieces that have the size of a register, or three bytes would take the way over memory.
+    constexpr std::size_t firstSize = std::bit_floor(size);
     std::uint64_t number = 0;
-    std::memcpy(&number, bytes, size);
-    return number | smallLetters;
+    std::uint64_t rest = 0;
+    std::memcpy(&number, bytes, firstSize);
+    std::memcpy(&rest, bytes + firstSize, size - firstSize);
+    return number | rest << firstSize * 8 | smallLetters;
 }
 
 /// The same for the first bytes of a text, which has so many at least.
@@ -65,27 +70,43 @@ NeedleSet::NeedleSet(std::span<const std::string_view> needles, bool caseSensiti
 }
 
 void NeedleSet::addGroup(std::vector<std::string> needles) {
-    std::ranges::sort(needles);
-    const auto repeated = std::ranges::unique(
-        needles, [](const std::string& kept, const std::string& next) { return next.starts_with(kept); });
-    needles.erase(repeated.begin(), repeated.end());
-
     const std::size_t window =
         std::min(std::ranges::min(needles, {}, &std::string::size).size(), longestWindow);
     const std::size_t block = std::min(window, longestBlock);
     const std::size_t blocksEach = window - block + 1;
-    Group group{.needles = {},
-                .window = window,
+    const std::size_t buckets = std::bit_ceil(needles.size());
+    Group group{.window = window,
                 .block = block,
                 .blocks = HashedBits(needles.size() * blocksEach),
-                .starts = HashedBits(needles.size())};
-    for (const std::string& needle : needles) {
-        group.starts.insert(foldedNumber(needle, window));
+                .starts = HashedBits(needles.size()),
+                .needles = {},
+                .bucketEnds = std::vector<std::uint32_t>(buckets)};
+
+    std::vector<std::pair<std::size_t, std::string>> byBucket;
+    byBucket.reserve(needles.size());
+    for (std::string& needle : needles) {
+        const std::uint64_t start = foldedNumber(needle, window);
+        group.starts.insert(start);
         for (std::size_t i = 0; i < blocksEach; ++i)
             group.blocks.insert(foldedNumber(std::string_view(needle).substr(i), block));
+        byBucket.emplace_back(hashOf(start) & (buckets - 1), std::move(needle));
     }
-    group.needles = std::move(needles);
+    std::ranges::sort(byBucket);
+    for (auto& [bucket, needle] : byBucket) {
+        // What begins with another needle is found with that one, which stands before it.
+        const bool isCovered = !group.needles.empty() && needle.starts_with(group.needles.back());
+        if (!isCovered) group.needles.push_back(std::move(needle));
+        group.bucketEnds[bucket] = static_cast<std::uint32_t>(group.needles.size());
+    }
+    std::partial_sum(group.bucketEnds.begin(), group.bucketEnds.end(), group.bucketEnds.begin(),
+                     [](std::uint32_t before, std::uint32_t end) { return std::max(before, end); });
     groups_.push_back(std::move(group));
+}
+
+std::span<const std::string> NeedleSet::Group::bucketOf(std::uint64_t firstWindow) const {
+    const std::size_t bucket = hashOf(firstWindow) & (bucketEnds.size() - 1);
+    const std::size_t begin = bucket == 0 ? 0 : bucketEnds[bucket - 1];
+    return std::span(needles).subspan(begin, bucketEnds[bucket] - begin);
 }
 
 bool NeedleSet::foundIn(std::string_view text) const {
@@ -126,19 +147,21 @@ std::optional<NeedleSet::Occurrence> NeedleSet::firstStart(const Group& group, s
     const HashedBits::View starts = group.starts.view();
     for (std::size_t start = from; start <= last && start + group.window <= text.size(); ++start) {
         const std::string_view behind = text.substr(start);
-        if (!starts.mayHold(foldedNumber(behind, group.window))) continue;
-        if (const std::string* needle = needleAt(group, behind)) return Occurrence{start, needle->size()};
+        const std::uint64_t number = foldedNumber(behind, group.window);
+        if (!starts.mayHold(number)) continue;
+        if (const std::string* needle = startOf(behind, group.bucketOf(number)))
+            return Occurrence{start, needle->size()};
     }
     return std::nullopt;
 }
 
-/// The needle with which the text begins, or null.
-const std::string* NeedleSet::needleAt(const Group& group, std::string_view text) const {
+/// The needle of the bucket with which the text begins, or null.
+const std::string* NeedleSet::startOf(std::string_view text, std::span<const std::string> bucket) const {
     const auto sortsBefore = [&](std::string_view a, std::string_view b) {
         return fold_ ? compareAsciiFolded(a, b) < 0 : a < b;
     };
-    const auto behind = std::ranges::upper_bound(group.needles, text, sortsBefore);
-    if (behind == group.needles.begin()) return nullptr;
+    const auto behind = std::ranges::upper_bound(bucket, text, sortsBefore);
+    if (behind == bucket.begin()) return nullptr;
     const std::string& needle = *std::prev(behind);
     return equalFolding(text.substr(0, needle.size()), needle, fold_) ? &needle : nullptr;
 }

@@ -48,11 +48,14 @@ public:
 private:
     /// Needles of one length below `longestBlock`, or all the longer ones.
     struct Group {
-        std::vector<std::string> needles;  ///< ascending
-        std::size_t window;                ///< bytes, `longestWindow` at most
+        std::size_t window;  ///< bytes, few enough for one number
         std::size_t block;
-        HashedBits blocks;  ///< those at all places in the first window of a needle
-        HashedBits starts;  ///< the first windows
+        HashedBits blocks;                 ///< those at all places in the first window of a needle
+        HashedBits starts;                 ///< the first windows
+        std::vector<std::string> needles;  ///< by the bucket of their first windows, then ascending
+        std::vector<std::uint32_t> bucketEnds;
+
+        std::span<const std::string> bucketOf(std::uint64_t firstWindow) const;
     };
     static constexpr std::size_t longestBlock = 4;
 
@@ -63,7 +66,7 @@ private:
                                              std::size_t from) const;
     std::optional<Occurrence> firstStart(const Group& group, std::string_view text, std::size_t from,
                                          std::size_t last) const;
-    const std::string* needleAt(const Group& group, std::string_view text) const;
+    const std::string* startOf(std::string_view text, std::span<const std::string> bucket) const;
 
     bool fold_;
     std::vector<Group> groups_;
