@@ -1,6 +1,7 @@
 #include "Query/RegexLimits.hpp"
 
 #include <algorithm>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,13 @@ constexpr std::size_t sampledTexts = 256;
 /// Longer paths are left out: to build them could cost more than all others.
 constexpr std::size_t longestSampledFolder = 4096;
 
-/// Steps for all entries of an index, at some 10 ns; in a large one, which takes its time anyway, for each.
-constexpr std::size_t stepsForAll = 60'000'000;
-constexpr std::size_t fewestStepsEach = 300;
+/// Counted steps for all entries of an index, at some 10 ns; in a large one, which takes its time anyway, for
+/// each.
+constexpr std::size_t stepsForAll = 100'000'000;
+constexpr std::size_t fewestStepsEach = 500;
+
+/// How much faster steps are that are not counted.
+constexpr std::size_t uncountedPerCounted = 4;
 
 std::vector<std::uint32_t> sampledSteps(const FileIndex& index, const RegexNode& regex, std::size_t texts) {
     const auto entries = index.entriesLocked();
@@ -37,14 +42,16 @@ std::vector<std::uint32_t> sampledSteps(const FileIndex& index, const RegexNode&
     return steps;
 }
 
-/// The largest limit with which these matches take no more than the given number of steps on average.
+/// The largest limit with which such matches take no more than the given number of counted steps on average.
 std::uint32_t fittingLimit(std::vector<std::uint32_t> steps, std::size_t average) {
-    std::ranges::sort(steps);
     std::size_t left = average * steps.size();
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        const std::size_t others = steps.size() - i;
-        if (steps[i] * others > left) return static_cast<std::uint32_t>(left / others);
-        left -= steps[i];
+    if (std::reduce(steps.begin(), steps.end(), std::size_t{0}) <= left * uncountedPerCounted)
+        return RegularExpression::mostSteps;
+    std::ranges::sort(steps);
+    for (std::size_t others = steps.size(); others > 0; --others) {
+        const std::size_t next = steps[steps.size() - others];
+        if (next * others > left) return static_cast<std::uint32_t>(left / others);
+        left -= next;
     }
     return RegularExpression::mostSteps;
 }

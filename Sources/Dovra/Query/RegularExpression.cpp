@@ -20,29 +20,27 @@ namespace {
 
 // A pattern can ask for more steps than the universe has time for, at every name. What the library limits is
 // the backtracking from one starting position, so that a text as long as n may still take n times as much. So
-// each pattern is compiled twice. The first code is fast; from each position it may take as many steps as
-// ordinary patterns stay below: most of them need fewer than the text has bytes. The second calls back at
-// every item of the pattern, several times as slow, which counts the steps of all positions together: it
-// tries what the first has given up, and measures what a pattern takes.
+// each pattern is compiled twice. The first code is fast, and from each position it may take so many steps
+// that ordinary patterns stay below. The second calls back at every item of the pattern, which takes three
+// times as long and counts the steps of all positions together: it tries what the first has given up, and
+// measures what a pattern takes.
 
-std::uint32_t limitFromOnePosition(std::size_t textSize, bool isMachineCode) {
-    const std::size_t steps = isMachineCode ? 100 + 8 * textSize : 75 + 2 * textSize;
-    return static_cast<std::uint32_t>(std::min<std::size_t>(steps, RegularExpression::mostSteps));
-}
+/// What is left of a match's steps. Moving on in the text counts, too: a single item of a pattern can read
+/// all of it.
+struct StepCount {
+    std::uint32_t left;
+    std::uint32_t perCallback;
+    std::size_t position = 0;
+};
 
-/// What a callback counts for: between two of them a long text may be read on and on, and interpreted code is
-/// slow.
-std::uint32_t stepsPerCallback(std::size_t textSize, bool isMachineCode) {
-    constexpr std::size_t bytesPerStep = 256;
-    const std::size_t steps = (isMachineCode ? 1 : 4) * (1 + textSize / bytesPerStep);
-    return static_cast<std::uint32_t>(std::min<std::size_t>(steps, RegularExpression::mostSteps));
-}
-
-/// Counts down to 0; there the match ends.
-int countCallback(pcre2_callout_block* /*unused*/, void* callbacksLeft) {
-    auto& left = *static_cast<std::uint32_t*>(callbacksLeft);
-    if (left == 0) return PCRE2_ERROR_CALLOUT;
-    --left;
+int countCallback(pcre2_callout_block* block, void* data) {
+    constexpr std::size_t bytesPerStep = 16;
+    auto& steps = *static_cast<StepCount*>(data);
+    const std::size_t last = std::exchange(steps.position, block->current_position);
+    const std::size_t moved = std::max(last, steps.position) - std::min(last, steps.position);
+    const std::size_t taken = steps.perCallback + moved / bytesPerStep;
+    if (taken > steps.left) return PCRE2_ERROR_CALLOUT;
+    steps.left -= static_cast<std::uint32_t>(taken);
     return 0;
 }
 
@@ -105,6 +103,9 @@ public:
         isMachineCode_ = code != nullptr && pcre2_jit_compile(code, PCRE2_JIT_COMPLETE) == 0 &&
                          pcre2_pattern_info(code, PCRE2_INFO_JITSIZE, &machineCodeBytes) == 0 &&
                          machineCodeBytes > 0;
+        std::uint32_t options = 0;
+        isAnchored_ = code != nullptr && pcre2_pattern_info(code, PCRE2_INFO_ALLOPTIONS, &options) == 0 &&
+                      (options & PCRE2_ANCHORED) != 0;
     }
     ~Matcher() { pcre2_code_free(code_); }
     Matcher(const Matcher&) = delete;
@@ -112,15 +113,24 @@ public:
 
     bool isMachineCode() const { return isMachineCode_; }
 
-    /// As the library's functions return it. Without code the match is given up at once.
-    int match(std::string_view validText, std::uint32_t limitFromOnePosition,
-              std::uint32_t* callbacksLeft) const {
+    /// Most patterns need fewer steps than the text has bytes. The fewer positions there are, the more each
+    /// may take.
+    std::uint32_t limitFromOnePosition(std::size_t textSize) const {
+        constexpr std::size_t most = RegularExpression::mostSteps;
+        const std::size_t positions = isAnchored_ ? 1 : textSize + 1;
+        const std::size_t steps = isMachineCode_ ? std::max(100 + 8 * textSize, 2 * most / positions)
+                                                 : std::max(75 + 2 * textSize, most / 2 / positions);
+        return static_cast<std::uint32_t>(std::min(steps, most));
+    }
+
+    /// As the library's functions return it. The limit is for each starting position. Without code the match
+    /// is given up at once.
+    int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
         if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
         thread_local const MatchWorkspace workspace;
-        pcre2_set_match_limit(workspace.context, limitFromOnePosition);
-        pcre2_set_depth_limit(workspace.context, limitFromOnePosition);
-        pcre2_set_callout(workspace.context, callbacksLeft == nullptr ? nullptr : countCallback,
-                          callbacksLeft);
+        pcre2_set_match_limit(workspace.context, limit);
+        pcre2_set_depth_limit(workspace.context, limit);
+        pcre2_set_callout(workspace.context, steps == nullptr ? nullptr : countCallback, steps);
         // The fast entry checks nothing: options, text and the kind of code are known here.
         const auto run = isMachineCode_ ? pcre2_jit_match : pcre2_match;
         return run(code_, codeUnits(validText), validText.size(), 0, PCRE2_NO_UTF_CHECK, workspace.data,
@@ -130,6 +140,7 @@ public:
 private:
     pcre2_code* code_;
     bool isMachineCode_;
+    bool isAnchored_;
 };
 
 bool isGivenUp(int result) {
@@ -145,8 +156,7 @@ struct RegularExpression::Code {
         int result = PCRE2_ERROR_CALLOUT;
         // Of a pattern that has been measured to take many steps nothing is known before they are counted.
         if (limit == mostSteps) {
-            result =
-                fast.match(validText, limitFromOnePosition(validText.size(), fast.isMachineCode()), nullptr);
+            result = fast.match(validText, fast.limitFromOnePosition(validText.size()), nullptr);
         }
         if (isGivenUp(result)) result = countedMatch(validText, limit);
         if (isGivenUp(result)) ++abandoned;
@@ -155,10 +165,9 @@ struct RegularExpression::Code {
 
     /// Takes what it needs from the steps that are left.
     int countedMatch(std::string_view validText, std::uint32_t& steps) const {
-        const std::uint32_t each = stepsPerCallback(validText.size(), counting.isMachineCode());
-        std::uint32_t callbacks = steps / each;
-        const int result = counting.match(validText, mostSteps, &callbacks);
-        steps = callbacks * each;
+        StepCount count{.left = steps, .perCallback = counting.isMachineCode() ? 1U : 4U};
+        const int result = counting.match(validText, mostSteps, &count);
+        steps = count.left;
         return result;
     }
 
