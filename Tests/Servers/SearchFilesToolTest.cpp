@@ -95,6 +95,21 @@ TEST_F(SearchFiles, LooksWithinAFolderOrText) {
     EXPECT_EQ(at(search("one", R"(,"within":"src/o")"), "total"), 601);
 }
 
+TEST_F(SearchFiles, TellsOfMatchesThatWereGivenUp) {
+    tree.write(std::string(60, 'a'));
+    const test::ToolCaller caller(tree);
+    const std::string query = R"("query":"regex:(.*)*\\d$")";
+    const std::string within = fmt::format(R"("within":"{}")", tree.path());
+    for (const std::string& arguments : {query, query + "," + within}) {
+        for (const char* tool : {"search_files", "find_duplicate_files"}) {
+            EXPECT_EQ(at(caller.call(tool, "{" + arguments + "}"), "incomplete"),
+                      "1 name(s) took the regular expression too many steps and count as no match")
+                << tool << arguments;
+        }
+    }
+    EXPECT_EQ(search("regex:^a+$").object()->find("incomplete"), nullptr);
+}
+
 TEST_F(SearchFiles, SaysWhatIsWrong) {
     const test::ToolCaller caller(tree);
     EXPECT_EQ(caller.failure("search_files", R"({"query":"é(b","regex":true})"),
