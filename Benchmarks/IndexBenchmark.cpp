@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "Index/EventId.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/IndexCache.hpp"
 #include "Index/TrigramIndex.hpp"
-#include "Platform/ProcessMemory.hpp"
+#include "Platform/Process.hpp"
 #include "Random.hpp"
 #include "SyntheticIndex.hpp"
 
@@ -26,7 +26,7 @@ constexpr std::uint64_t seed = 7;
 struct Folder {
     std::optional<DirIndex> parent;
     std::string name;
-    DirectoryListing listing;
+    FolderListing listing;
 };
 
 std::vector<Folder> foldersOfTree(std::size_t entries) {
@@ -95,7 +95,7 @@ void memory(benchmark::State& state) {
 }
 
 /// Folders in an order that the processor cannot foresee.
-std::vector<DirIndex> shuffledFolders(const DirectoryTable& folders) {
+std::vector<DirIndex> shuffledFolders(const FolderTable& folders) {
     Random random(seed);
     std::vector<DirIndex> order(100'000);
     for (DirIndex& folder : order)
@@ -106,7 +106,7 @@ std::vector<DirIndex> shuffledFolders(const DirectoryTable& folders) {
 void findByPath(benchmark::State& state) {
     const FileIndex& index = syntheticIndex(million);
     const ReadGuard guard(index.rwlock);
-    const DirectoryTable& folders = index.directoriesLocked();
+    const FolderTable& folders = index.directoriesLocked();
     std::vector<std::string> paths;
     for (const DirIndex folder : shuffledFolders(folders))
         paths.push_back(folders.path(folder));
@@ -119,7 +119,7 @@ void findByPath(benchmark::State& state) {
 void findChild(benchmark::State& state) {
     const FileIndex& index = syntheticIndex(million);
     const ReadGuard guard(index.rwlock);
-    const DirectoryTable& folders = index.directoriesLocked();
+    const FolderTable& folders = index.directoriesLocked();
     std::vector<DirIndex> children = shuffledFolders(folders);
     std::erase_if(children, [&](DirIndex folder) { return !folders.parent(folder); });
     std::size_t at = 0;
@@ -133,7 +133,7 @@ void findChild(benchmark::State& state) {
 void buildPath(benchmark::State& state) {
     const FileIndex& index = syntheticIndex(million);
     const ReadGuard guard(index.rwlock);
-    const DirectoryTable& folders = index.directoriesLocked();
+    const FolderTable& folders = index.directoriesLocked();
     const std::vector<DirIndex> order = shuffledFolders(folders);
     std::size_t at = 0;
     for (auto _ : state)
@@ -162,7 +162,7 @@ private:
     std::string path_;
 };
 
-const SnapshotSubject anySubject{.volumeDev = 1, .root = std::string(syntheticRoot)};
+const IndexImageSubject anySubject{.volumeDev = 1, .root = std::string(syntheticRoot)};
 
 void saveTo(const IndexCache& cache, const FileIndex& index, benchmark::State& state) {
     if (const auto error = cache.save(index, anySubject.volumeDev, nextEventId(0)))

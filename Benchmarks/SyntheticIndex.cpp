@@ -121,7 +121,7 @@ private:
     const std::function<DirIndex(const WalkedFolder&)>& visit_;
     Random random_{seed};
     SyntheticNames names_{random_};
-    DirectoryListing listing_;
+    FolderListing listing_;
     std::vector<PendingFolder> pending_;
 };
 

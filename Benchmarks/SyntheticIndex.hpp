@@ -18,7 +18,7 @@ inline constexpr std::string_view syntheticRoot = "/synthetic";
 /// the same number; about 15 in a folder, which lies up to 12 levels deep; sizes and times spread widely.
 void walkSyntheticTree(std::size_t entries, const std::function<DirIndex(const WalkedFolder&)>& visit);
 
-/// Appends a folder to the index as a scan does, and returns its directory index.
+/// Appends a folder to the index as a scan does, and returns its position.
 DirIndex storeFolder(FileIndex& index, const WalkedFolder& folder);
 
 /// An index of a made-up tree of `entries` entries, made when it is first asked for and kept. For one thread.

@@ -9,12 +9,11 @@
 #include <system_error>
 #include <vector>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
-#include "Platform/OpenFileLimit.hpp"
+#include "Platform/Process.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Servers/MCPServer.hpp"
 

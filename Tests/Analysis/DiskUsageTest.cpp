@@ -4,6 +4,7 @@
 #include <random>
 
 #include "Analysis/DiskUsage.hpp"
+#include "Base/PathText.hpp"
 #include "Support/IndexBuilder.hpp"
 
 namespace dovra {
@@ -34,7 +35,7 @@ Rows slowUsage(const FileIndex& index, const std::string& under, std::int64_t li
             rows[at->second].totalBytes += entry.size;
             ++rows[at->second].fileCount;
             if (folder == "/") break;
-            folder.resize(std::max<std::size_t>(folder.rfind('/'), 1));
+            folder = parentPath(folder);
         }
     }
     const std::string below = under.ends_with('/') ? under : under + "/";

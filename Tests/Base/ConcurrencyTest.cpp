@@ -4,8 +4,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/ConcurrentSort.hpp"
+#include "Base/Concurrency.hpp"
 
 namespace dovra {
 namespace {

@@ -4,9 +4,7 @@
 #include <limits>
 #include <string>
 
-#include "Base/ByteCount.hpp"
-#include "Base/GroupedNumber.hpp"
-#include "Base/Iso8601.hpp"
+#include "Base/Format.hpp"
 
 namespace dovra {
 namespace {

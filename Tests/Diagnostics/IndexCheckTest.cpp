@@ -21,7 +21,7 @@ std::unique_ptr<FileIndex> soundIndex() {
 /// Adds one entry to a folder whose list holds nothing else.
 void appendListed(FileIndex& index, const RawDirent& entry) DOVRA_REQUIRES(index.rwlock) {
     const DirIndex folder = index.internDirLocked("/empty");
-    DirectoryListing listing;
+    FolderListing listing;
     listing.add(entry);
     index.storeListingLocked(folder, listing);
 }

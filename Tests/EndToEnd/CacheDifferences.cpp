@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Index/ChangeApplication.hpp"
-#include "Index/FolderReplay.hpp"
-#include "Index/Snapshot.hpp"
+#include "Index/DiskComparison.hpp"
+#include "Index/IndexImage.hpp"
 #include "Platform/RegularFile.hpp"
 #include "Support/FreshScan.hpp"
 
@@ -34,8 +34,8 @@ int main(int argc, char** argv) {
     const std::string root = argv[2];
     FileIndex index;
     const auto file = RegularFile::open(argv[1]);
-    const SnapshotSubject subject{.volumeDev = folderStamp(root).device, .root = root};
-    if (!file || !loadSnapshot(index, SnapshotSource::fromFile(*file), subject)) {
+    const IndexImageSubject subject{.volumeDev = folderStamp(root).device, .root = root};
+    if (!file || !loadIndexImage(index, IndexImageSource::fromFile(*file), subject)) {
         fmt::print("not loaded: {}\n", argv[1]);
         return 2;
     }

@@ -6,9 +6,9 @@
 
 #include "Diagnostics/IndexCheck.hpp"
 #include "Fuzz/FuzzCheck.hpp"
-#include "Index/Snapshot.hpp"
-#include "Support/RawSnapshot.hpp"
-#include "Support/Snapshots.hpp"
+#include "Index/IndexImage.hpp"
+#include "Support/IndexImages.hpp"
+#include "Support/RawIndexImage.hpp"
 
 namespace dovra {
 
@@ -18,7 +18,7 @@ namespace {
 /// of changes to a sound one: of three bytes each, two that choose a byte and one to add to it.
 std::string fileOf(std::string_view input) {
     if (input.starts_with("DOVRA")) return std::string(input);
-    std::string bytes = test::soundSnapshot().bytes();
+    std::string bytes = test::soundIndexImage().bytes();
     for (; input.size() >= 3; input.remove_prefix(3)) {
         const auto low = static_cast<std::uint8_t>(input[0]);
         const auto high = static_cast<std::uint8_t>(input[1]);
@@ -39,11 +39,11 @@ void checkLoading(std::string_view bytes) {
     }
     for (const std::string& violation : indexViolations(index))
         fuzzCheck(false, violation.c_str());
-    const std::string written = test::snapshotOf(index);
+    const std::string written = test::imageOf(index);
     FileIndex again;
     fuzzCheck(test::loadBytes(again, written).has_value(), "what is written can be read");
     fuzzCheck(indexViolations(again).empty(), "what is written is sound");
-    fuzzCheck(test::snapshotOf(again) == written, "an index survives a save");
+    fuzzCheck(test::imageOf(again) == written, "an index survives a save");
 }
 
 }  // namespace

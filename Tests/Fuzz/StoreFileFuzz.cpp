@@ -2,11 +2,10 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Base/ByteText.hpp"
 #include "Base/Utf8.hpp"
 #include "Fuzz/FuzzCheck.hpp"
-#include "Stores/FrecencyTable.hpp"
-#include "Stores/SavedSearchTable.hpp"
+#include "Stores/FrecencyStore.hpp"
+#include "Stores/SavedSearchStore.hpp"
 
 // Whatever stands in a store's file, reading it ends, and what was understood is the same after it was
 // written and read again.

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "Base/Utf8.hpp"
-#include "Query/TagPropertyList.hpp"
+#include "Query/Tags.hpp"
 
 // Whatever the bytes, decoding ends, stays within them, and gives well-formed text no longer than repairing
 // and widening can make it.

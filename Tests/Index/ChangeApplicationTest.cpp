@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Index/ChangeApplication.hpp"
-#include "Index/FolderReplay.hpp"
+#include "Index/DiskComparison.hpp"
 #include "Support/DeepFile.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/IndexBuilder.hpp"

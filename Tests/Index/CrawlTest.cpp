@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/Crawl.hpp"
 #include "Index/LookAheadWalk.hpp"
@@ -89,7 +89,7 @@ TEST_F(Crawl, GoesTheLastRootAndTheLastListedChildFirst) {
         const auto [parent, path] = stack.back();
         stack.pop_back();
         EXPECT_EQ(folder.parent, parent) << path;
-        EXPECT_EQ(folder.name, parent ? path.substr(path.rfind('/') + 1) : path);
+        EXPECT_EQ(folder.name, parent ? lastName(path) : path);
         for (std::size_t i = 0; i < folder.listing.count(); ++i) {
             const RawDirent entry = folder.listing[i];
             if (entry.isDir) stack.emplace_back(count, joinPath(path, entry.name));
@@ -186,7 +186,7 @@ TEST_F(Crawl, WalksAHundredThousandLevels) {
         EXPECT_LT(index_.memoryBytes(), 30'000'000U);
     }
     const test::DeepFile file(root_, "deep");
-    scan({}, {file.path.substr(0, file.path.rfind('/'))});
+    scan({}, {std::string(parentPath(file.path))});
     EXPECT_THAT(test::allPaths(index_), ElementsAre(file.path)) << "a long root";
 }
 

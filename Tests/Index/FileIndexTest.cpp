@@ -47,7 +47,7 @@ TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
     addTree(*index, {"/a/bb/y", "/a/c/d/e"}, "/a");
     {
         const WriteGuard guard(index->rwlock);
-        const DirectoryTable& folders = index->directoriesLocked();
+        const FolderTable& folders = index->directoriesLocked();
         EXPECT_EQ(index->internChildDirLocked(*folders.find("/a"), "b"), folders.find("/a/b")) << "no other";
     }
     tombstoneSubtree(*index, "/nowhere");
@@ -114,7 +114,7 @@ TEST(FileIndex, HandsItsContentsToAnother) {
 
 TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
     const auto index = makeIndex({"/folder/"});
-    DirectoryListing listing;
+    FolderListing listing;
     for (const char* name : {"b", "a", "b"})
         listing.add({.name = name});
     const DirIndex folder = index->directoriesLocked().find("/folder").value();
@@ -127,7 +127,7 @@ TEST(FolderMerge, ANameThatIsListedTwiceCountsOnce) {
 TEST(FolderMerge, TellsChangesOfTheFolderFromThoseBelowAndOfItsStamp) {
     const auto index = makeIndex({"/child/"});
     const auto merge = [&](double childTime, const FolderStamp& stamp) {
-        DirectoryListing listing;
+        FolderListing listing;
         listing.add({.name = "child", .isDir = true, .modTime = childTime});
         const std::uint64_t before = index->generation();
         EXPECT_FALSE(mergeListing(*index, 0, listing, stamp).isChanged);
@@ -150,7 +150,7 @@ TEST(FolderMerge, TellsAFileThatComesBackFromTheFormerOneOfItsName) {
     const std::string_view names[] = {"file"};
     for (const std::uint64_t size : {1, 2, 0, 3, 4}) {
         for (const DirIndex folder : {1, 2}) {
-            DirectoryListing listing;
+            FolderListing listing;
             if (size != 0) listing.add({.name = names[0], .size = size});
             mergeNames(*index, folder, listing, names);
             const ReadGuard guard(index->rwlock);

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Diagnostics/IndexCheck.hpp"
-#include "Index/EventId.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/IndexCache.hpp"
 #include "Platform/AtomicFile.hpp"
 #include "Support/FileFacts.hpp"
@@ -25,7 +25,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const SnapshotSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
+const IndexImageSubject ofTheVolume{.volumeDev = 7, .root = "/", .now = wallClockNow()};
 
 class IndexCacheTest : public testing::Test {
 protected:

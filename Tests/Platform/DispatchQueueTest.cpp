@@ -11,8 +11,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Platform/CurrentThread.hpp"
 #include "Platform/DispatchQueue.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 namespace {

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {
@@ -12,7 +12,7 @@ TEST(OpenFolder, AFolderThatWasDeletedIsEmpty) {
     const test::TemporaryTree tree;
     const auto folder = OpenFolder::open(tree.makeFolder("folder"));
     std::filesystem::remove(tree.path("folder"));
-    DirectoryListing listing;
+    FolderListing listing;
     EXPECT_TRUE(folder.value().list(ListingDetail::attributes, listing));
     EXPECT_EQ(listing.count(), 0U);
 }

@@ -1,12 +1,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <optional>
 #include <pwd.h>
 #include <string>
 #include <unistd.h>
 #include <utility>
 
 #include "Platform/Paths.hpp"
+#include "Support/TemporaryTree.hpp"
 
 namespace dovra {
 namespace {
@@ -38,6 +40,20 @@ TEST(StandardizedPath, IsAbsoluteAndHasNoDots) {
     for (const char* unusable : {"", "relative"}) {
         ::setenv("HOME", unusable, 1);
         EXPECT_EQ(standardizedPath("~/x"), home + "/x");
+    }
+}
+
+TEST(ApplicationSupport, FollowsAnAbsoluteDataHomeAndIsAbsentWhereItCannotBe) {
+    const test::TemporaryTree tree;
+    ::setenv("HOME", tree.makeFolder("home").c_str(), 1);
+    for (const char* ignored : {"", "relative", "./a", "~/a"}) {
+        ::setenv("XDG_DATA_HOME", ignored, 1);
+        EXPECT_EQ(applicationSupportFolder(), tree.path("home/.local/share/Dovra")) << ignored;
+    }
+    tree.write("taken/Dovra", "a file");
+    for (const char* impossible : {"taken", "taken/Dovra"}) {
+        ::setenv("XDG_DATA_HOME", tree.path(impossible).c_str(), 1);
+        EXPECT_EQ(applicationSupportFolder(), std::nullopt) << impossible;
     }
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/SearchCheck.hpp"
 #include "Index/FolderMerge.hpp"
@@ -75,7 +75,7 @@ TEST(Search, AnExpressionMayTakeFewerStepsWhereThereAreMoreNames) {
 
 TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     FileIndex index;
-    DirectoryListing listing;
+    FolderListing listing;
     for (int i = 0; i <= FileIndex::sortCap; ++i)
         listing.add({.name = fmt::format("{}x", FileIndex::sortCap - i)});
     {
@@ -168,7 +168,7 @@ void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches)
     for (EntryId id = 5; id < 200 && id < index.itemCount(); id += 7)
         tombstone(index, id);
     // Folders whose entries no longer stand side by side.
-    DirectoryListing other;
+    FolderListing other;
     for (const char* name : {"Ks", "k a.b", "prefix0s"})
         other.add({.name = name});
     const auto folders = static_cast<DirIndex>(index.directoriesLocked().count());

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/CurrentThread.hpp"
+#include "Platform/Process.hpp"
 #include "Services/AppServices.hpp"
 #include "Support/FileFacts.hpp"
 #include "Support/FreshScan.hpp"
@@ -64,7 +64,7 @@ protected:
     const test::TemporaryTree tree_;
     const std::string root_ = tree_.makeFolder("root");
     const IndexCache cache_ = IndexCache(cacheFileName(root_));
-    const SnapshotSubject subject_{.volumeDev = folderStamp(root_).device, .root = root_};
+    const IndexImageSubject subject_{.volumeDev = folderStamp(root_).device, .root = root_};
 
 private:
     std::vector<std::weak_ptr<AppServices>> made_;

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/EventSource.hpp"
 
 namespace dovra::test {

@@ -5,8 +5,10 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/OpenFolder.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
+#include "Support/TemporaryTree.hpp"
 #include "Support/TreeScript.hpp"
 
 namespace dovra {
@@ -23,6 +25,15 @@ TEST(FolderWatches, AreSetWhenAFolderThatWasForbiddenFromTheStartIsNot) {
     ASSERT_TRUE(followed.follows("allow closed/a"));
     ASSERT_TRUE(followed.follows("write closed/a/more"));
     EXPECT_THAT(followed.source->coverage(), testing::Not(HasSubstr("not watched")));
+}
+
+TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
+    const test::TemporaryTree tree;
+    const auto folder = OpenFolder::open(tree.path());
+    tree.write("file");
+    FolderListing listing;
+    EXPECT_TRUE(folder.value().list(ListingDetail::namesAndTypes, listing));
+    EXPECT_EQ(listing.count(), 1U);
 }
 
 /// The disk is ahead of the events: where a new folder was told, one that lay above is found, or another one.

@@ -16,6 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "Base/PathText.hpp"
 #include "Platform/Descriptor.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"
@@ -117,7 +118,7 @@ TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
     std::string place;
     test::FollowedTree followed(GetParam(), {.root = {}, .allowedDevices = [&] {
                                                  return std::vector<DeviceId>{
-                                                     folderStamp(place.substr(0, place.rfind('/'))).device,
+                                                     folderStamp(std::string(parentPath(place))).device,
                                                      folderStamp(place).device};
                                              }});
     place = followed.tree.makeFolder("place");

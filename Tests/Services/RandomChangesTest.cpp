@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "Base/IsAtOrBelow.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/Linux/MountTable.hpp"
 #include "Support/FollowedTree.hpp"
 #include "Support/Privileges.hpp"

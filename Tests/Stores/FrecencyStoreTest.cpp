@@ -1,6 +1,7 @@
 #include <atomic>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,6 +13,70 @@
 
 namespace dovra {
 namespace {
+
+constexpr double now = 1.7e9;
+constexpr double hour = 3600;
+constexpr double day = 24 * hour;
+
+TEST(FrecencyEntry, BoostsByCountAndAge) {
+    struct Case {
+        std::int64_t count;
+        double age;
+        std::int32_t boost;
+    };
+    const Case cases[] = {{1, 0, 16},        {1, hour - 1, 16}, {1, hour, 8},      {1, day - 1, 8},
+                          {1, day, 4},       {1, 7 * day, 2},   {1, 30 * day, 1},  {100, 40 * day, 72},
+                          {4, 0, 64},        {5, 0, 72},        {17, day, 68},     {18, day, 72},
+                          {0, 0, 0},         {-5, 0, 0},        {1, -9 * day, 16}, {3, 7 * day, 6},
+                          {1LL << 62, 0, 72}};
+    for (const auto& [count, age, boost] : cases)
+        EXPECT_EQ((FrecencyEntry{count, now - age}.boost(now)), boost) << count << " " << age;
+}
+
+TEST(FrecencyTable, AddsCountsAndTakesTheTimeOver) {
+    FrecencyTable table;
+    for (const double time : {now, now + 5, now - 5})
+        table.apply(FrecencyTable::open("/a", time));
+    EXPECT_EQ(table.find("/a"), (FrecencyEntry{3, now - 5}));
+    EXPECT_EQ(table.find("/A"), std::nullopt);
+    const std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    auto full = FrecencyTable::decode(R"({"/a":{"count":9223372036854775807,"lastAccess":1}})")->table;
+    full.apply(table);
+    EXPECT_EQ(full.find("/a").value().count, most);
+}
+
+TEST(FrecencyTable, KeepsTheBetterHalfWhenItIsFull) {
+    FrecencyTable table;
+    const auto path = [](int i) { return fmt::format("/{}", i); };
+    // Every other path is old, so that the score, not the order, must decide.
+    for (int i = 0; i < 4000; ++i)
+        table.apply(FrecencyTable::open(path(i), i % 2 == 0 ? now : now - 40 * day));
+    EXPECT_EQ(table.size(), 4000U);
+    table.apply(FrecencyTable::open(path(7), now));
+    EXPECT_EQ(table.size(), 4000U);
+    table.apply(FrecencyTable::open(path(4000), now + 1));
+    EXPECT_EQ(table.size(), 2000U);
+    EXPECT_EQ(table.find(path(7)).value().count, 2);
+    EXPECT_TRUE(table.find(path(4000)));
+    for (int i = 1; i < 4000; i += 2)
+        EXPECT_EQ(table.find(path(i)).has_value(), i == 7) << i;
+}
+
+TEST(FrecencyTable, LeavesOutValuesThatAreWrong) {
+    for (const std::string value :
+         {"1", "null", "[]", R"({"count":1})", R"({"lastAccess":1})", R"({"count":"1","lastAccess":1})",
+          R"({"count":1,"lastAccess":"1"})", R"({"count":1.5,"lastAccess":1})",
+          R"({"count":9223372036854775808,"lastAccess":1})"}) {
+        const auto decoded =
+            FrecencyTable::decode(R"({"/a":)" + value + R"(,"/b":{"count":2,"lastAccess":3}})");
+        EXPECT_FALSE(decoded.value().isWhole) << value;
+        EXPECT_EQ(decoded->table.encode(), R"({"/b":{"count":2,"lastAccess":3.0}})") << value;
+    }
+    EXPECT_FALSE(FrecencyTable::decode(R"({"/a\u0000zz":{"count":2,"lastAccess":3}})")->isWhole);
+    EXPECT_TRUE(FrecencyTable::decode(R"({"/a":{"count":2,"lastAccess":3,"more":[]}})")->isWhole);
+    for (const char* text : {"", "[]", "null", R"({"/a":{"count":2,"lastAccess":3})"})
+        EXPECT_FALSE(FrecencyTable::decode(text)) << text;
+}
 
 constexpr double start = 1.7e9;
 

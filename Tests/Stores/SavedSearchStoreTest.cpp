@@ -16,6 +16,37 @@
 namespace dovra {
 namespace {
 
+using testing::ElementsAre;
+using Change = SavedSearchChanges::Change;
+using Item = SavedSearch;
+
+SavedSearchTable tableOf(std::initializer_list<Change> changes) {
+    SavedSearchTable table;
+    for (const Change& change : changes)
+        table.apply(SavedSearchChanges(change));
+    return table;
+}
+
+TEST(SavedSearchTable, KeepsPlacesAndExactNames) {
+    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"A", "3"}, {"a", "4"}}).items(),
+                ElementsAre(Item{"a", "4"}, Item{"b", "2"}, Item{"A", "3"}));
+    EXPECT_THAT(tableOf({{"a", "1"}, {"b", "2"}, {"a", {}}, {"c", {}}, {"a", "3"}}).items(),
+                ElementsAre(Item{"b", "2"}, Item{"a", "3"}));
+}
+
+TEST(SavedSearchTable, LeavesOutElementsThatAreWrong) {
+    for (const std::string wrong : {"1", "null", "[]", "{}", R"({"name":"x"})", R"({"query":"x"})",
+                                    R"({"name":1,"query":"x"})", R"({"name":"x","query":null})",
+                                    R"({"name":" ","query":"x"})", R"({"name":"\u0000","query":"x"})"}) {
+        const auto decoded = SavedSearchTable::decode("[" + wrong + R"(,{"name":"n","query":"q"}])");
+        EXPECT_FALSE(decoded.value().isWhole) << wrong;
+        EXPECT_THAT(decoded->table.items(), ElementsAre(Item{"n", "q"})) << wrong;
+    }
+    const auto twice = SavedSearchTable::decode(
+        R"([{"name":"a","query":"1"},{"name":"b","query":"2"},{"name":" a\n","query":"3"}])");
+    EXPECT_EQ(twice->table.encode(), R"([{"name":"a","query":"3"},{"name":"b","query":"2"}])");
+}
+
 using test::bytesOf;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "Analysis/Sha256.hpp"
+#include "Analysis/Hashing.hpp"
 
 namespace dovra::test {
 

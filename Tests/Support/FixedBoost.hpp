@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Index/RankingBoost.hpp"
+#include "Index/FileIndex.hpp"
 
 namespace dovra::test {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Index/ChangeApplication.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/EventSource.hpp"
 #include "Support/FreshScan.hpp"
 #include "Support/InMemory.hpp"

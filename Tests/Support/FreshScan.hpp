@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Index/Crawl.hpp"
-#include "Index/SnapshotFormat.hpp"
+#include "Index/IndexImageFormat.hpp"
 
 namespace dovra::test {
 
@@ -21,23 +21,23 @@ enum class Compared : std::uint8_t { all, namesAndKinds, whatIsSaved };
 /// deleted do not show.
 inline std::vector<std::string> contentsOf(const FileIndex& index, Compared compared = Compared::all) {
     const ReadGuard guard(index.rwlock);
-    const DirectoryTable& directories = index.directoriesLocked();
+    const FolderTable& folders = index.directoriesLocked();
     const auto counts = [&](DirIndex folder) {
-        return compared != Compared::whatIsSaved || directories.path(folder).size() <= maxSavedPathBytes;
+        return compared != Compared::whatIsSaved || folders.path(folder).size() <= maxSavedPathBytes;
     };
     std::vector<std::string> contents;
     for (const FileEntry& entry : index.entriesLocked()) {
         if (entry.isTombstone() || !counts(entry.dirIndex)) continue;
-        const std::string path = joinPath(directories.path(entry.dirIndex), index.nameLocked(entry));
+        const std::string path = joinPath(folders.path(entry.dirIndex), index.nameLocked(entry));
         std::string line = fmt::format("{} kind {}", visibleText(path), entry.flags);
         if (compared != Compared::namesAndKinds)
             line += fmt::format(" size {} times {} {}", entry.size, entry.modTime, entry.crTime);
         contents.push_back(std::move(line));
     }
-    for (std::size_t i = 0; i < directories.count(); ++i) {
+    for (std::size_t i = 0; i < folders.count(); ++i) {
         const auto folder = static_cast<DirIndex>(i);
         if (index.entriesByDirLocked().contains(folder) && counts(folder))
-            contents.push_back(visibleText(directories.path(folder)) + " is listed");
+            contents.push_back(visibleText(folders.path(folder)) + " is listed");
     }
     std::ranges::sort(contents);
     return contents;

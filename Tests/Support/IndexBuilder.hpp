@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Index/FileIndex.hpp"
 
 namespace dovra::test {
@@ -36,14 +35,13 @@ struct ItemListings {
         const bool isDir = item.path.ends_with('/');
         const std::string path = item.path.substr(0, item.path.size() - (isDir ? 1 : 0));
         if (path.size() <= root.size() || !paths.insert(path).second) return;
-        const std::string parent = parentPath(path);
+        const std::string parent(parentPath(path));
         add(parent + "/", root);
-        const std::string name = path.substr(path.rfind('/') + 1);
-        listings[parent].add({name, isDir, false, item.size, item.modTime, item.modTime});
+        listings[parent].add({lastName(path), isDir, false, item.size, item.modTime, item.modTime});
     }
 
     std::set<std::string> paths;
-    std::map<std::string, DirectoryListing> listings;
+    std::map<std::string, FolderListing> listings;
 };
 
 /// Adds items, all below `root`, to an index in the order in which a scan of that root would.
@@ -57,7 +55,7 @@ inline void addTree(FileIndex& index, const std::vector<IndexItem>& items, const
         const std::string path = std::move(stack.back());
         stack.pop_back();
         const DirIndex folder = index.internDirLocked(path);
-        const DirectoryListing& listing = tree.listings[path];
+        const FolderListing& listing = tree.listings[path];
         index.storeListingLocked(folder, listing);
         for (std::size_t i = 0; i < listing.count(); ++i) {
             if (listing[i].isDir) stack.push_back(joinPath(path, listing[i].name));

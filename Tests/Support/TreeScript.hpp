@@ -13,7 +13,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 namespace dovra::test {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Base/ParentPath.hpp"
-#include "Platform/ChangeBatch.hpp"
+#include "Base/PathText.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Support/TreeScript.hpp"
 
 namespace dovra::test {
@@ -46,16 +46,16 @@ public:
         words >> verb >> path >> to;
         path = root_ + "/" + path;
         to = root_ + "/" + to;
-        const std::string parent = parentPath(path);
+        const std::string parent(parentPath(path));
         std::error_code ignored;
         const bool makesFolders = verb == "folder" || !std::filesystem::exists(parent, ignored);
         perform(root_, drawn);
-        if (verb == "rename") return {.paths = {parent, parentPath(to)}, .subtrees = {to}};
+        if (verb == "rename") return {.paths = {parent, std::string(parentPath(to))}, .subtrees = {to}};
         if (!makesFolders && verb == "write") return {.files = {path}};
         ChangeBatch hints{.paths = {path, parent}};
         for (; makesFolders && path.size() > root_.size(); path = parentPath(path)) {
             hints.subtrees.push_back(path);
-            hints.paths.push_back(parentPath(path));
+            hints.paths.emplace_back(parentPath(path));
         }
         return hints;
     }

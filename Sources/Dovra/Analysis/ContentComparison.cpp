@@ -6,9 +6,9 @@
 #include <set>
 #include <utility>
 
-#include "Analysis/RangeDigest.hpp"
-#include "Base/ConcurrentPerform.hpp"
-#include "Platform/OpenFileLimit.hpp"
+#include "Analysis/Hashing.hpp"
+#include "Base/Concurrency.hpp"
+#include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"
 
 // Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after

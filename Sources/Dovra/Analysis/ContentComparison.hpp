@@ -5,7 +5,7 @@
 
 #include "Analysis/DuplicateCandidates.hpp"
 #include "Analysis/DuplicateFinder.hpp"
-#include "Analysis/HashProgress.hpp"
+#include "Analysis/Hashing.hpp"
 
 namespace dovra {
 

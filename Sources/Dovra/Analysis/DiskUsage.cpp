@@ -5,10 +5,10 @@
 #include <numeric>
 #include <span>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/FatalError.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Base/PodVector.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 
@@ -52,7 +52,7 @@ void sumPiece(std::span<const FileEntry> entries, std::span<Usage> sums) {
     addShared(sums[static_cast<std::size_t>(folder)], run);
 }
 
-/// What each folder holds itself, by directory index.
+/// What each folder holds itself, by position.
 std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t folders) {
     std::vector<Usage> sums(folders);
     const std::size_t pieces = (entries.size() + entriesPerPiece - 1) / entriesPerPiece;
@@ -65,15 +65,14 @@ std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t fo
 
 /// The folder that lies around a folder that was interned with its whole path; absent when it is not
 /// interned.
-std::optional<DirIndex> folderAround(const DirectoryTable& folders, DirIndex root) {
+std::optional<DirIndex> folderAround(const FolderTable& folders, DirIndex root) {
     const std::string path = folders.path(root);
-    const std::size_t slash = path.rfind('/');
-    if (path == "/" || slash == std::string::npos) return std::nullopt;
-    return folders.find(slash == 0 ? "/" : path.substr(0, slash));
+    if (path == "/" || path.find('/') == std::string::npos) return std::nullopt;
+    return folders.find(parentPath(path));
 }
 
 /// Adds to each folder what the folders below it hold.
-void rollUp(const DirectoryTable& folders, std::span<Usage> sums) {
+void rollUp(const FolderTable& folders, std::span<Usage> sums) {
     const auto sumOf = [&](DirIndex folder) -> Usage& { return sums[static_cast<std::size_t>(folder)]; };
     // Backwards, because a parent stands before its children.
     for (auto folder = static_cast<DirIndex>(folders.count()) - 1; folder >= 0; --folder) {
@@ -91,7 +90,7 @@ void rollUp(const DirectoryTable& folders, std::span<Usage> sums) {
 }
 
 /// The folders that `under` takes in, ascending.
-std::vector<DirIndex> foldersUnder(const DirectoryTable& folders, std::string_view under) {
+std::vector<DirIndex> foldersUnder(const FolderTable& folders, std::string_view under) {
     const bool withoutItself = under.ends_with('/');
     const std::string base(under.substr(0, under.size() - (withoutItself ? 1 : 0)));
     const std::string below = base + "/";
@@ -109,7 +108,7 @@ std::vector<DirIndex> foldersUnder(const DirectoryTable& folders, std::string_vi
     return taken;
 }
 
-std::vector<DirIndex> allFolders(const DirectoryTable& folders) {
+std::vector<DirIndex> allFolders(const FolderTable& folders) {
     std::vector<DirIndex> all(folders.count());
     std::iota(all.begin(), all.end(), 0);
     return all;
@@ -131,7 +130,7 @@ void keepLargest(std::vector<DirIndex>& folders, std::int64_t limit, std::span<c
 std::vector<DirUsage> directoryUsage(const FileIndex& index, std::optional<std::string_view> under,
                                      std::int64_t limit) {
     const ReadGuard guard(index.rwlock);
-    const DirectoryTable& table = index.directoriesLocked();
+    const FolderTable& table = index.directoriesLocked();
     std::vector<Usage> sums = directSums(index.entriesLocked(), table.count());
     rollUp(table, sums);
     auto folders = !under || *under == "/" ? allFolders(table) : foldersUnder(table, *under);

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "Base/FatalError.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "Analysis/Sha256.hpp"
+#include "Analysis/Hashing.hpp"
 #include "Index/FileRow.hpp"
 
 namespace dovra {

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <fmt/format.h>
 
-#include "Base/PrintError.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 
 namespace dovra {

@@ -3,7 +3,7 @@
 #include <stop_token>
 #include <utility>
 
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
 
 namespace dovra {
 

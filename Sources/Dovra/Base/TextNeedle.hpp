@@ -1,13 +1,56 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 #include <variant>
 
 #include "Base/AsciiFold.hpp"
 #include "Base/ByteNeedle.hpp"
-#include "Base/UnicodeFold.hpp"
 
 namespace dovra {
+
+/// The text in lower case by the full Unicode mapping of no particular language ("İ" becomes two characters,
+/// a final "Σ" becomes "ς"). Ill-formed input is repaired as by `repairUtf8`.
+std::string lowercased(std::string_view utf8);
+
+/// A text to look for by Unicode's rules, independent of any language. Immutable; safe from any thread.
+///
+/// Both sides are compared in `CanonicalForm`, so that it does not matter how an accented letter is encoded,
+/// and unless case-sensitive under full case folding. Ill-formed text is repaired first.
+///
+/// A match never ends in front of a character that composes with what precedes it: "и" is not found in "й",
+/// nor "か" in "が", in either encoding. A match may begin with such a character if the needle does.
+class UnicodeNeedle {
+public:
+    UnicodeNeedle(std::string_view utf8, bool caseSensitive);
+
+    /// Whether the needle occurs in the text. The empty needle occurs everywhere. Scratch memory of the
+    /// calling thread is reused: nothing is allocated in the long run.
+    bool foundIn(std::string_view haystackBytes) const;
+
+    /// Whether the text begins with the needle, or is the needle.
+    bool isPrefixOf(std::string_view text) const;
+    bool equals(std::string_view text) const;
+
+    /// Whether the needle is plain ASCII once folded ("Straße" is, without regard to case). If not, it occurs
+    /// in no text that is plain ASCII.
+    bool foldedIsAscii() const { return foldedIsAscii_; }
+
+    /// No text of more bytes than this is one occurrence of the needle.
+    std::size_t longestMatchBytes() const { return 4 * folded_.size(); }
+
+    /// The last position at which `text` may be cut so that what holds for a match holds on either side of
+    /// the cut: it lies between two characters that do not compose. `text` may end within a character. The
+    /// size of `text` when there is no such position in its last kilobyte; 0 when it is all one character.
+    static std::size_t lastCut(std::string_view text);
+
+private:
+    std::u16string folded_;
+    ByteNeedle ascii_;  ///< finds the needle in plain ASCII text, if `foldedIsAscii_`
+    bool foldedIsAscii_;
+    bool caseSensitive_;
+};
 
 /// A text to look for in other texts: plain ASCII as bytes, under ASCII folding unless case-sensitive; any
 /// other by the rule of `UnicodeNeedle`. Immutable; safe from any thread.

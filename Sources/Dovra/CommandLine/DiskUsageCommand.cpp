@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "Analysis/DiskUsage.hpp"
-#include "Base/ByteCount.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/StandardStreams.hpp"
 
 namespace dovra {
 

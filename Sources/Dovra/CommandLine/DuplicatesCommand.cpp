@@ -3,16 +3,14 @@
 #include <string>
 #include <vector>
 
-#include "Base/ByteCount.hpp"
-#include "Base/JoinPath.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
-#include "CommandLine/ProgressLine.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/QueryKeys.hpp"
 

@@ -4,13 +4,12 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/SearchCommand.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
 namespace dovra {

@@ -1,6 +1,6 @@
 #include "CommandLine/ScanFolder.hpp"
 
-#include "Base/PrintError.hpp"
+#include "Base/Print.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {

@@ -4,14 +4,13 @@
 #include <array>
 #include <memory>
 
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
-#include "Base/UnicodeFold.hpp"
+#include "Base/Print.hpp"
+#include "Base/TextNeedle.hpp"
 #include "CommandLine/CLI.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "CommandLine/ScanFolder.hpp"
 #include "Platform/Paths.hpp"
-#include "Platform/TerminalStyle.hpp"
+#include "Platform/StandardStreams.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Base/Options.hpp"
-#include "CommandLine/PathOutput.hpp"
+#include "CommandLine/Output.hpp"
 #include "Query/SearchResult.hpp"
 
 namespace dovra {

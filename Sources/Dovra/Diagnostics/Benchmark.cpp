@@ -8,14 +8,14 @@
 #include <string>
 #include <system_error>
 
-#include "Base/PrintOutput.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/Latency.hpp"
 #include "Diagnostics/ReadableFolder.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/Crawl.hpp"
-#include "Index/EventId.hpp"
 #include "Index/IndexCache.hpp"
-#include "Platform/ProcessMemory.hpp"
+#include "Platform/Process.hpp"
 #include "Query/SearchEngine.hpp"
 
 namespace dovra {
@@ -131,7 +131,7 @@ private:
 /// Saves the index and loads it into one that is thrown away, again and again.
 void printCacheTimes(const FileIndex& index, const std::string& root) {
     const ScratchCache cache;
-    const SnapshotSubject subject{.root = root};
+    const IndexImageSubject subject{.root = root};
     std::optional<FileError> error;
     const Latency saving = Latency::measure(
         cacheRepetitions, [&] { error = cache->save(index, subject.volumeDev, nextEventId(0)); });

@@ -2,15 +2,48 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <fmt/format.h>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Base/Utf8.hpp"
-#include "Diagnostics/ViolationList.hpp"
 
 namespace dovra {
 
 namespace {
+
+/// Collects the violations of rules, the first few of each rule in full and fit to be shown on a terminal.
+class ViolationList {
+public:
+    /// Notes a violation of `rule` unless `holds`; the rest describes it, as for `fmt::format`.
+    template <typename... Values>
+    void require(bool holds, const std::string& rule, fmt::format_string<Values...> detail,
+                 Values&&... values) {
+        if (holds) return;
+        if (++counts_[rule] > shownPerRule) return;
+        texts_.push_back(visibleText(rule + ": " + fmt::format(detail, std::forward<Values>(values)...)));
+    }
+
+    /// All that was noted, and for each rule how often it was violated beyond that.
+    std::vector<std::string> take() {
+        for (const auto& [rule, count] : counts_) {
+            if (count > shownPerRule)
+                texts_.push_back(fmt::format("{}: {} more", rule, count - shownPerRule));
+        }
+        return std::move(texts_);
+    }
+
+private:
+    static constexpr std::size_t shownPerRule = 3;
+
+    std::map<std::string, std::size_t> counts_;
+    std::vector<std::string> texts_;
+};
 
 /// Bytes of paths that are built in one check. A tree of a million folders has about 80 MB of them.
 constexpr std::size_t pathBudgetBytes = std::size_t{128} * 1024 * 1024;
@@ -27,7 +60,7 @@ public:
         : index_(index),
           entries_(index.entriesLocked()),
           names_(index.namePoolLocked()),
-          directories_(index.directoriesLocked()) {}
+          folders_(index.directoriesLocked()) {}
 
     std::vector<std::string> run() {
         checkPlaces();
@@ -59,7 +92,7 @@ private:
             violations_.require(entry.nameLen > 0, "name lengths", "entry {}: empty name", id);
             end += entry.nameLen;
             const bool hasFolder =
-                entry.dirIndex >= 0 && static_cast<std::size_t>(entry.dirIndex) < directories_.count();
+                entry.dirIndex >= 0 && static_cast<std::size_t>(entry.dirIndex) < folders_.count();
             violations_.require(hasFolder, "folders of entries", "entry {}: no folder {}", id,
                                 entry.dirIndex);
         }
@@ -137,7 +170,7 @@ private:
     /// Every live entry stands once, in the list of its own folder, and the lists ascend.
     void checkLists() {
         std::vector<std::uint8_t> listed(entries_.size());
-        for (std::size_t i = 0; i < directories_.count(); ++i) {
+        for (std::size_t i = 0; i < folders_.count(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
             EntryId previous = -1;
             index_.entriesByDirLocked().forEach(folder, [&](EntryId id) {
@@ -162,30 +195,30 @@ private:
     /// Parents stand before their children, and a child is found by its parent and name.
     void checkFolderTree() {
         std::vector<DirIndex> roots;
-        for (std::size_t i = 0; i < directories_.count(); ++i) {
+        for (std::size_t i = 0; i < folders_.count(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
-            const auto parent = directories_.parent(folder);
+            const auto parent = folders_.parent(folder);
             if (!parent) {
                 roots.push_back(folder);
                 continue;
             }
             violations_.require(*parent >= 0 && *parent < folder, "folder order",
                                 "{} stands before its parent {}", i, *parent);
-            violations_.require(directories_.findChild(*parent, directories_.name(folder)) == folder,
+            violations_.require(folders_.findChild(*parent, folders_.name(folder)) == folder,
                                 "folder children", "{} is not found by its parent {}", i, *parent);
         }
-        violations_.require(roots == directories_.roots(), "folder roots", "{} instead of {}",
-                            directories_.roots().size(), roots.size());
+        violations_.require(roots == folders_.roots(), "folder roots", "{} instead of {}",
+                            folders_.roots().size(), roots.size());
     }
 
     /// Every how many folders a path is built, so that all together stay within the budget.
     std::size_t folderStride() const {
-        std::vector<std::size_t> lengths(directories_.count());
+        std::vector<std::size_t> lengths(folders_.count());
         std::size_t total = 0;
         for (std::size_t i = 0; i < lengths.size(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
-            const auto parent = directories_.parent(folder);
-            lengths[i] = directories_.name(folder).size() + 1;
+            const auto parent = folders_.parent(folder);
+            lengths[i] = folders_.name(folder).size() + 1;
             if (parent) lengths[i] += lengths[static_cast<std::size_t>(*parent)];
             total += lengths[i];
         }
@@ -195,23 +228,23 @@ private:
     /// The path of a folder is its parent's and its name, and leads back to it.
     void checkFolderPaths() {
         const std::size_t stride = folderStride();
-        for (std::size_t i = 0; i < directories_.count(); i += stride) {
+        for (std::size_t i = 0; i < folders_.count(); i += stride) {
             const auto folder = static_cast<DirIndex>(i);
-            const std::string path = directories_.path(folder);
-            violations_.require(directories_.find(path) == folder, "folder paths",
-                                "{} does not lead back to {}", path, i);
+            const std::string path = folders_.path(folder);
+            violations_.require(folders_.find(path) == folder, "folder paths", "{} does not lead back to {}",
+                                path, i);
             violations_.require(path == "/" || (path.starts_with('/') && !path.ends_with('/')),
                                 "folder paths", "{} is written {}", i, path);
-            const auto parent = directories_.parent(folder);
+            const auto parent = folders_.parent(folder);
             if (!parent) continue;
-            const std::string expected = joinPath(directories_.path(*parent), directories_.name(folder));
+            const std::string expected = joinPath(folders_.path(*parent), folders_.name(folder));
             violations_.require(path == expected, "folder paths", "{} instead of {}", path, expected);
         }
     }
 
     /// A listed folder has its own entry in its parent's list, and that entry leads to it.
     void checkFolderEntries() {
-        std::vector<bool> hasEntry(directories_.count());
+        std::vector<bool> hasEntry(folders_.count());
         for (std::size_t id = 0; id < entries_.size(); ++id) {
             if (!entryAt(id).isFolder()) continue;
             const auto contents = index_.contentsOfLocked(entryAt(id));
@@ -220,7 +253,7 @@ private:
         for (std::size_t i = 0; i < hasEntry.size(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
             const bool needsEntry =
-                directories_.parent(folder).has_value() && index_.entriesByDirLocked().contains(folder);
+                folders_.parent(folder).has_value() && index_.entriesByDirLocked().contains(folder);
             violations_.require(hasEntry[i] || !needsEntry, "entries of folders", "folder {} has none", i);
         }
     }
@@ -246,7 +279,7 @@ private:
     const FileIndex& index_;
     const std::span<const FileEntry> entries_;
     const NamePool& names_;
-    const DirectoryTable& directories_;
+    const FolderTable& folders_;
     ViolationList violations_;
 };
 
@@ -257,8 +290,8 @@ bool equalEntries(const FileEntry& a, const FileEntry& b) {
 }
 
 std::optional<std::string> folderDifference(const FileIndex& a, const FileIndex& b) {
-    const DirectoryTable& left = a.directoriesLocked();
-    const DirectoryTable& right = b.directoriesLocked();
+    const FolderTable& left = a.directoriesLocked();
+    const FolderTable& right = b.directoriesLocked();
     const std::size_t shared = std::min(left.count(), right.count());
     for (std::size_t i = 0; i < shared; ++i) {
         const auto folder = static_cast<DirIndex>(i);

@@ -1,14 +1,56 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "Diagnostics/IndexSampler.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/SearchResult.hpp"
 
 namespace dovra {
+
+/// Draws names, paths and pieces of them from an index at random, and what else has to be left to chance.
+/// Equal seeds and indexes give equal draws. Reads the index at every call; its lock must be free.
+class IndexSampler {
+public:
+    IndexSampler(const FileIndex& index, std::uint64_t seed);
+
+    std::size_t below(std::size_t bound) { return static_cast<std::size_t>(random_() % bound); }
+    bool chance(unsigned percent) { return random_() % 100 < percent; }
+    std::string_view oneOf(std::initializer_list<std::string_view> words) {
+        return *(words.begin() + below(words.size()));
+    }
+
+    /// The name of some entry, more often than by chance one with non-ASCII bytes; an invented one when there
+    /// is no entry.
+    std::string name();
+    std::string path();
+    FileEntry entry();
+
+    /// One byte or a few of a name, with the case changed now and then.
+    std::string piece();
+
+    /// One byte to `longest` of a text that is not empty; half of the time from its start or to its end,
+    /// where faults like to be.
+    std::string pieceOf(const std::string& text, std::size_t longest);
+
+    /// A part of a path around one of its slashes, often the last one, between a folder and a name.
+    std::string seam();
+
+    /// The text, half of the time with the case of every other letter changed.
+    std::string changedCase(std::string text);
+
+private:
+    EntryId anyEntry();
+
+    const FileIndex& index_;
+    std::mt19937_64 random_;
+    std::size_t entryCount_ = 0;
+    std::vector<EntryId> nonAscii_;  ///< some of the entries with such names
+};
 
 /// A query with all that decides its answer.
 struct GeneratedSearch {

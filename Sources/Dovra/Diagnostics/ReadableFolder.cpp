@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "Base/PrintError.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {

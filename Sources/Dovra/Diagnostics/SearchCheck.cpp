@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/SlowSearch.hpp"
 #include "Query/SearchEngine.hpp"

@@ -1,6 +1,7 @@
 #include "Diagnostics/SelfTest.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
@@ -8,21 +9,30 @@
 #include <utility>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
 #include "Diagnostics/IndexCheck.hpp"
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/ReadableFolder.hpp"
 #include "Diagnostics/SearchCheck.hpp"
-#include "Diagnostics/Stopwatch.hpp"
 #include "Index/Crawl.hpp"
-#include "Platform/Terminal.hpp"
+#include "Platform/StandardStreams.hpp"
 
 namespace dovra {
 
 namespace {
+
+/// Measures the time since it was made.
+class Stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point start_ = Clock::now();
+};
 
 /// How much of everything that is wrong is printed.
 constexpr std::size_t shownFaults = 20;

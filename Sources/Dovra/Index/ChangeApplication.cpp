@@ -11,10 +11,9 @@
 #include <utility>
 #include <variant>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
+#include "Index/Clocks.hpp"
 #include "Index/FolderMerge.hpp"
-#include "Index/StampClock.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/Volume.hpp"
 
@@ -50,7 +49,7 @@ std::map<std::string, Extent> extentsByFolder(const ChangeBatch& changes) {
     for (const std::string& path : changes.subtrees)
         extents[path].isWhole = extents[path].isDeep = true;
     for (const std::string& path : changes.files)
-        extents[parentPath(path)].names.push_back(std::string_view(path).substr(path.rfind('/') + 1));
+        extents[std::string(parentPath(path))].names.push_back(lastName(path));
     return extents;
 }
 
@@ -115,8 +114,8 @@ struct Level {
     std::vector<MergedFolder::Child> pending;
 };
 
-/// The way from the folder where a descent began to where it has come.
-struct Descent {
+/// The way from the folder where a traversal began to where it has come.
+struct Traversal {
     const ServedTree& tree;
     std::string path;  ///< of the folder that is being looked at
     bool isDeep;       ///< also into folders that the index holds
@@ -125,9 +124,9 @@ struct Descent {
     std::size_t levelsBelow = 0;
 };
 
-class Application {
+class ChangeApplier {
 public:
-    Application(FileIndex& index, const CrawlOptions& options) : index_(index), options_(options) {
+    ChangeApplier(FileIndex& index, const CrawlOptions& options) : index_(index), options_(options) {
         for (std::string& path : rootPaths(index))
             trees_.emplace_back(std::move(path), options);
     }
@@ -157,8 +156,8 @@ private:
             if (folder || isRoot) {
                 auto opened = tree.open(path);
                 if (auto* open = std::get_if<OpenFolder>(&opened)) {
-                    descend({.tree = tree, .path = path, .isDeep = extent.isDeep}, folder, std::move(*open),
-                            extent);
+                    traverse({.tree = tree, .path = path, .isDeep = extent.isDeep}, folder, std::move(*open),
+                             extent);
                     return;
                 }
                 const bool isMissing = std::get<OpenFolder::Refusal>(opened) == OpenFolder::Refusal::missing;
@@ -172,7 +171,7 @@ private:
         }
     }
 
-    void descend(Descent way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
+    void traverse(Traversal way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
         if (way.path != way.tree.path() && !way.tree.enters(open)) {
             forget(way, *known);
             return;
@@ -190,11 +189,11 @@ private:
 
     /// Takes over what the folder at the end of the way holds, and goes on from there if there is more to
     /// look at.
-    void look(Descent& way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
+    void look(Traversal& way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
         const FolderStamp stamp = open.stamp();
         const FolderStamp trusted = clock_.trusted(stamp);
         const auto attributes = open.attributes();
-        DirectoryListing listing;
+        FolderListing listing;
         const bool isOfNames =
             !extent.isWhole && known && isLarge(index_, *known) && listNames(open, extent.names, listing);
         if (!isOfNames && !open.list(ListingDetail::attributes, listing, options_.stop)) {
@@ -217,8 +216,8 @@ private:
 
     /// The attributes of those of the names that are there. False when the listing must tell.
     static bool listNames(const OpenFolder& folder, std::span<const std::string_view> names,
-                          DirectoryListing& listing) {
-        DirectoryListing found;
+                          FolderListing& listing) {
+        FolderListing found;
         for (const std::string_view name : names) {
             auto asked = folder.attributes(std::string(name));
             if (auto* attributes = std::get_if<RawDirent>(&asked)) {
@@ -232,7 +231,7 @@ private:
         return true;
     }
 
-    void enterNext(Descent& way) {
+    void enterNext(Traversal& way) {
         Level& level = way.levels.back();
         way.path.resize(level.pathBytes);
         if (!options_.stop.stop_requested() && !comeBack(way)) {
@@ -263,7 +262,7 @@ private:
     }
 
     /// Makes the last level the open folder again. False when it cannot be opened any more.
-    static bool comeBack(Descent& way) {
+    static bool comeBack(Traversal& way) {
         if (way.levelsBelow == 0) return true;
         std::string above = "..";
         for (; way.levelsBelow > 1; --way.levelsBelow)
@@ -285,7 +284,7 @@ private:
     }
 
     /// Drops the contents of a folder that a scan would not enter any more.
-    void forget(const Descent& way, DirIndex folder) {
+    void forget(const Traversal& way, DirIndex folder) {
         changed_.insert(way.tree.toldPath(way.path));
         const WriteGuard guard(index_.rwlock);
         index_.forgetContentsLocked(folder);
@@ -295,15 +294,15 @@ private:
     /// One pass over a parent serves all its children: looking for each child alone would make changes in a
     /// hundred thousand neighbouring folders quadratic.
     void storeOwnEntries() {
-        std::unordered_map<DirIndex, DirectoryListing> byParent;
+        std::unordered_map<DirIndex, FolderListing> byParent;
         {
             const ReadGuard guard(index_.rwlock);
-            const DirectoryTable& directories = index_.directoriesLocked();
+            const FolderTable& folders = index_.directoriesLocked();
             for (auto& [folder, attributes] : ownEntries_) {
-                const auto parent = directories.parent(folder);
+                const auto parent = folders.parent(folder);
                 // What was deleted meanwhile has no entry.
                 if (!parent || !index_.entriesByDirLocked().contains(folder)) continue;
-                attributes.name = directories.name(folder);
+                attributes.name = folders.name(folder);
                 byParent[*parent].add(attributes);
             }
         }
@@ -316,11 +315,10 @@ private:
     }
 
     /// The position of the folder at the end of the way.
-    DirIndex intern(const Descent& way) {
+    DirIndex intern(const Traversal& way) {
         const WriteGuard guard(index_.rwlock);
         if (way.levels.empty()) return index_.internDirLocked(way.path);
-        const std::string_view name = std::string_view(way.path).substr(way.path.rfind('/') + 1);
-        return index_.internChildDirLocked(way.levels.back().folder, name);
+        return index_.internChildDirLocked(way.levels.back().folder, lastName(way.path));
     }
 
     FileIndex& index_;
@@ -339,7 +337,7 @@ private:
 }  // namespace
 
 AppliedChanges applyChanges(FileIndex& index, const ChangeBatch& changes, const CrawlOptions& options) {
-    return Application(index, options).run(changes);
+    return ChangeApplier(index, options).run(changes);
 }
 
 }  // namespace dovra

@@ -5,7 +5,7 @@
 
 #include "Index/Crawl.hpp"
 #include "Index/FileIndex.hpp"
-#include "Platform/ChangeBatch.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/IsAtOrBelow.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
 #include "Index/LookAheadWalk.hpp"
 #include "Platform/Volume.hpp"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

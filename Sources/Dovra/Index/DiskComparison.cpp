@@ -1,12 +1,33 @@
 #include "Index/DiskComparison.hpp"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 
+#include "Base/Concurrency.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {
+
+ChangeBatch changedFolders(const FileIndex& index, const std::stop_token& stop) {
+    using Stage = DiskComparison::Stage;
+    DiskComparison comparison(Stage::stamps);
+    ChangeBatch changed;
+    while (!stop.stop_requested()) {
+        DiskComparison::Reading reading{.piece = comparison.next(index), .sights = {}};
+        if (reading.piece.stage != Stage::stamps) break;
+        reading.sights.resize(reading.piece.folders.size());
+        concurrentPerform(reading.sights.size(), [&](std::size_t i) {
+            reading.sights[i] = DiskComparison::look(reading.piece.folders[i], Stage::stamps);
+        });
+        ChangeBatch found = comparison.compare(index, reading);
+        std::ranges::move(found.paths, std::back_inserter(changed.paths));
+        std::ranges::move(found.subtrees, std::back_inserter(changed.subtrees));
+    }
+    return changed;
+}
 
 namespace {
 
@@ -18,7 +39,7 @@ constexpr std::size_t foldersAtOnce = 256;
 bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sight& sight) {
     const ReadGuard guard(index.rwlock);
     if (!index.entriesByDirLocked().contains(folder)) return false;
-    if (const auto* listing = std::get_if<DirectoryListing>(&sight))
+    if (const auto* listing = std::get_if<FolderListing>(&sight))
         return differsFromListingLocked(index, folder, *listing);
     const FolderStamp known = index.stampLocked(folder);
     const auto* now = std::get_if<FolderStamp>(&sight);
@@ -28,13 +49,13 @@ bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sigh
 
 /// Absent where there is nothing to look at.
 std::optional<DiskComparison::Folder> listedFolderLocked(const FileIndex& index, DirIndex folder) {
-    const DirectoryTable& directories = index.directoriesLocked();
-    const auto isTooDeep = [&](DirIndex each) { return directories.pathBytes(each) > maxPathBytes; };
+    const FolderTable& folders = index.directoriesLocked();
+    const auto isTooDeep = [&](DirIndex each) { return folders.pathBytes(each) > maxPathBytes; };
     if (!index.entriesByDirLocked().contains(folder)) return std::nullopt;
-    if (!isTooDeep(folder)) return DiskComparison::Folder{folder, directories.path(folder)};
-    const auto parent = directories.parent(folder);
+    if (!isTooDeep(folder)) return DiskComparison::Folder{folder, folders.path(folder)};
+    const auto parent = folders.parent(folder);
     if (parent && isTooDeep(*parent)) return std::nullopt;
-    return DiskComparison::Folder{folder, directories.path(parent.value_or(folder)), true};
+    return DiskComparison::Folder{folder, folders.path(parent.value_or(folder)), true};
 }
 
 }  // namespace
@@ -63,7 +84,7 @@ DiskComparison::Sight DiskComparison::look(const Folder& folder, Stage stage, co
     if (folder.isTooDeep) return {};
     if (stage == Stage::stamps) return folderStamp(folder.path);
     const auto open = OpenFolder::open(folder.path);
-    DirectoryListing listing;
+    FolderListing listing;
     if (!open || !open->list(ListingDetail::attributes, listing, stop)) return {};
     return listing;
 }

@@ -8,11 +8,11 @@ namespace dovra {
 
 /// The position of an entry in the index, for its whole life.
 using EntryId = std::int32_t;
-/// The position of a folder path in the index's directory table.
+/// The position of a folder path in the index's folder table.
 using DirIndex = std::int32_t;
 
 /// One indexed file or folder: a plain value of 40 bytes. Its name is a slice of the index's name pool, its
-/// folder a position in the directory table.
+/// folder a position in the folder table.
 struct FileEntry {
     enum Flag : std::uint8_t {
         folder = 1,

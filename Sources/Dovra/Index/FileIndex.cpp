@@ -3,8 +3,8 @@
 #include <functional>
 #include <utility>
 
-#include "Base/FatalError.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 
@@ -155,8 +155,7 @@ EntryId FileIndex::appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) {
     return id;
 }
 
-void FileIndex::storeListingLocked(DirIndex folder, const DirectoryListing& listing,
-                                   const FolderStamp& stamp) {
+void FileIndex::storeListingLocked(DirIndex folder, const FolderListing& listing, const FolderStamp& stamp) {
     // A folder that is renamed while its parent is read can be listed twice, and is then walked twice.
     if (contents_.entriesByDir.contains(folder)) forgetContentsLocked(folder);
     const auto first = static_cast<EntryId>(contents_.entries.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -11,19 +12,50 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
-#include "Base/RWLock.hpp"
-#include "Index/DirectoryTable.hpp"
 #include "Index/EntryLists.hpp"
 #include "Index/FileEntry.hpp"
-#include "Index/IndexContents.hpp"
+#include "Index/FolderTable.hpp"
 #include "Index/NamePool.hpp"
-#include "Index/NameSignature.hpp"
-#include "Index/RankingBoost.hpp"
 #include "Index/TrigramIndex.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
+
+/// All that an index holds. Made or filled elsewhere it becomes an index's contents at once
+/// (`FileIndex::replaceContents`). Whoever makes it keeps the invariants of `FileIndex`.
+struct IndexContents {
+    FolderTable directories;
+    PodVector<FileEntry> entries;
+    EntryLists entriesByDir;
+    NamePool names;
+    PodVector<NameSignature> signatures;
+    PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
+    std::int64_t tombstones = 0;
+    /// The entries that were refreshed last, by a hash of folder and name; the others are 0.
+    std::array<EntryId, 1024> refreshed = {};
+    std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
+};
+
+/// What a path's entry gains in an order by relevance or score; above 0.
+struct PathBoost {
+    std::string path;  ///< full path, raw bytes
+    std::int32_t boost = 0;
+};
+
+/// Knows which paths the user cares for. Any thread may ask, also under an index's lock: it takes none
+/// itself.
+class RankingBoost {
+public:
+    virtual ~RankingBoost() = default;
+
+    /// The largest boost that a path can have.
+    static constexpr std::int32_t largest = 72;
+
+    /// Every path with a boost, all as of one moment; in no order.
+    virtual std::vector<PathBoost> boosts() const = 0;
+};
 
 /// Every indexed file and folder, in a layout made for reading millions of names quickly.
 ///
@@ -110,7 +142,7 @@ public:
     std::span<const NameSignature> signaturesLocked() const DOVRA_UNCHECKED_LOCKING {
         return contents_.signatures.span();
     }
-    const DirectoryTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.directories; }
+    const FolderTable& directoriesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.directories; }
     const EntryLists& entriesByDirLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.entriesByDir; }
     TrigramIndex* trigramLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.trigram.get(); }
     const RankingBoost* frecencyLocked() const DOVRA_UNCHECKED_LOCKING { return frecency_.get(); }
@@ -134,7 +166,7 @@ public:
     /// The position of the folder at `path`; absent when it was never listed.
     std::optional<DirIndex> listedFolder(std::string_view path) const DOVRA_EXCLUDES(rwlock);
 
-    /// The directory index of a folder's own contents, from its entry; absent when it was never listed.
+    /// The position of a folder's own contents, from its entry; absent when it was never listed.
     std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_UNCHECKED_LOCKING;
 
     /// The live entry of that name, without a pass over the folder's list; absent unless it is one of those
@@ -142,7 +174,7 @@ public:
     std::optional<EntryId> findRefreshedLocked(DirIndex folder,
                                                std::string_view name) const DOVRA_UNCHECKED_LOCKING;
 
-    /// The position of `path` in the directory table, added when it is new.
+    /// The position of `path` in the folder table, added when it is new.
     DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
     DirIndex internChildDirLocked(DirIndex parent, std::string_view name) DOVRA_REQUIRES(rwlock);
 
@@ -152,7 +184,7 @@ public:
 
     /// Appends a whole listing as the contents of the folder and raises the generation. `stamp` was taken
     /// before the folder was listed; without one nothing tells later whether the listing still holds.
-    void storeListingLocked(DirIndex folder, const DirectoryListing& listing, const FolderStamp& stamp = {})
+    void storeListingLocked(DirIndex folder, const FolderListing& listing, const FolderStamp& stamp = {})
         DOVRA_REQUIRES(rwlock);
 
     /// Replaces what is known of the disk's state when the folder's contents were stored.

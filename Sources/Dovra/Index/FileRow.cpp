@@ -1,6 +1,6 @@
 #include "Index/FileRow.hpp"
 
-#include "Index/FolderPaths.hpp"
+#include "Index/FolderTable.hpp"
 
 namespace dovra {
 

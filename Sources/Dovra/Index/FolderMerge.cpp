@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Index/NameSignature.hpp"
+#include "Index/NamePool.hpp"
 
 namespace dovra {
 
@@ -68,7 +68,7 @@ std::vector<EntryId> entriesNamedLocked(const FileIndex& index, DirIndex folder,
 /// Compares entries of one folder with what was listed. The caller holds the lock.
 class Comparison {
 public:
-    Comparison(const FileIndex& index, DirIndex folder, const DirectoryListing& listing)
+    Comparison(const FileIndex& index, DirIndex folder, const FolderListing& listing)
         : index_(index), folder_(folder), listing_(listing) {}
 
     Difference run(const std::vector<EntryId>& ids) {
@@ -144,12 +144,12 @@ private:
 
     const FileIndex& index_;
     const DirIndex folder_;
-    const DirectoryListing& listing_;
+    const FolderListing& listing_;
     Difference difference_;
 };
 
 /// Of all entries, or of those with these names.
-Difference differenceLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+Difference differenceLocked(const FileIndex& index, DirIndex folder, const FolderListing& listing,
                             std::optional<Names> names = {}) {
     return Comparison(index, folder, listing)
         .run(names ? entriesNamedLocked(index, folder, *names) : index.entriesByDirLocked().ids(folder));
@@ -162,7 +162,7 @@ void deleteLocked(FileIndex& index, EntryId id) DOVRA_REQUIRES(index.rwlock) {
     index.tombstoneLocked(id);
 }
 
-void applyLocked(FileIndex& index, DirIndex folder, const DirectoryListing& listing, Difference& difference)
+void applyLocked(FileIndex& index, DirIndex folder, const FolderListing& listing, Difference& difference)
     DOVRA_REQUIRES(index.rwlock) {
     for (const auto& [id, position] : difference.refreshed)
         index.refreshEntryLocked(id, listing[position]);
@@ -177,7 +177,7 @@ void applyLocked(FileIndex& index, DirIndex folder, const DirectoryListing& list
 }
 
 /// Without `names` all are meant; without `stamp` the folder keeps its own.
-MergedFolder merge(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+MergedFolder merge(FileIndex& index, DirIndex folder, const FolderListing& listing,
                    std::optional<Names> names, std::optional<FolderStamp> stamp) {
     Difference difference;
     {
@@ -195,16 +195,16 @@ MergedFolder merge(FileIndex& index, DirIndex folder, const DirectoryListing& li
 
 }  // namespace
 
-MergedFolder mergeListing(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+MergedFolder mergeListing(FileIndex& index, DirIndex folder, const FolderListing& listing,
                           const FolderStamp& stamp) {
     return merge(index, folder, listing, std::nullopt, stamp);
 }
 
-MergedFolder mergeNames(FileIndex& index, DirIndex folder, const DirectoryListing& listing, Names names) {
+MergedFolder mergeNames(FileIndex& index, DirIndex folder, const FolderListing& listing, Names names) {
     return merge(index, folder, listing, names, std::nullopt);
 }
 
-bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing) {
+bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const FolderListing& listing) {
     const Difference difference = differenceLocked(index, folder, listing);
     const auto isUnlisted = [](const MergedFolder::Child& child) { return !child.contents; };
     return !difference.isEmpty() || std::ranges::any_of(difference.folder.children, isUnlisted);

@@ -32,17 +32,17 @@ struct MergedFolder {
 ///
 /// The difference is worked out under the read lock, so searches go on meanwhile, and applied under the write
 /// lock. So nobody else may change the index during the call.
-MergedFolder mergeListing(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+MergedFolder mergeListing(FileIndex& index, DirIndex folder, const FolderListing& listing,
                           const FolderStamp& stamp);
 
 /// The same for `names` alone: `listing` holds those of them that are there. The folder keeps its other
 /// entries and its stamp.
-MergedFolder mergeNames(FileIndex& index, DirIndex folder, const DirectoryListing& listing,
+MergedFolder mergeNames(FileIndex& index, DirIndex folder, const FolderListing& listing,
                         std::span<const std::string_view> names);
 
 /// Whether `mergeListing` would find any difference but the stamp, or a child folder whose contents the index
 /// does not hold, which a scan may enter by now. Cheap where the listing has the order of
 /// the index's list.
-bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const DirectoryListing& listing);
+bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const FolderListing& listing);
 
 }  // namespace dovra

@@ -5,8 +5,8 @@
 #include <fmt/format.h>
 #include <system_error>
 
-#include "Platform/ApplicationSupport.hpp"
 #include "Platform/AtomicFile.hpp"
+#include "Platform/Paths.hpp"
 #include "Platform/RegularFile.hpp"
 
 namespace dovra {
@@ -14,7 +14,7 @@ namespace dovra {
 namespace {
 
 /// FNV-1a (Fowler, Noll, Vo; RFC 9923). Two roots with the same value would only take turns in one file: a
-/// snapshot of another root is not loaded.
+/// image of another root is not loaded.
 std::uint64_t stableHash(std::string_view text) {
     std::uint64_t hash = 0xCBF29CE484222325;
     for (const char c : text)
@@ -38,10 +38,10 @@ std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volum
     constexpr int attempts = 5;
     for (int i = 0; i < attempts; ++i) {
         AtomicFile file(*filePath_);
-        const SnapshotSink sink = [&](std::string_view bytes) {
+        const IndexImageSink sink = [&](std::string_view bytes) {
             return !stop.stop_requested() && file.write(bytes);
         };
-        const Encoded encoded = encodeSnapshot(index, volumeDev, lastEventId, sink);
+        const Encoded encoded = encodeIndexImage(index, volumeDev, lastEventId, sink);
         if (stop.stop_requested()) return notWritten("it was stopped", ECANCELED);
         // What was abandoned then has failed, and says so.
         if (encoded != Encoded::changed) return file.commit();
@@ -53,11 +53,11 @@ FileError IndexCache::notWritten(std::string_view reason, int code) const {
     return {fmt::format("cannot write {}: {}", *filePath_, reason), code};
 }
 
-std::optional<LoadedSnapshot> IndexCache::load(FileIndex& index, const SnapshotSubject& subject,
-                                               const std::stop_token& stop) const {
+std::optional<LoadedIndexImage> IndexCache::load(FileIndex& index, const IndexImageSubject& subject,
+                                                 const std::stop_token& stop) const {
     if (!filePath_) return std::nullopt;
     const auto file = RegularFile::open(*filePath_);
-    return file ? loadSnapshot(index, SnapshotSource::fromFile(*file), subject, stop) : std::nullopt;
+    return file ? loadIndexImage(index, IndexImageSource::fromFile(*file), subject, stop) : std::nullopt;
 }
 
 void IndexCache::remove() const {

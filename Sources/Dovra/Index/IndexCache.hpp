@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "Index/FileIndex.hpp"
-#include "Index/Snapshot.hpp"
-#include "Platform/FileError.hpp"
+#include "Index/IndexImage.hpp"
+#include "Platform/AtomicFile.hpp"
 
 namespace dovra {
 
@@ -17,7 +17,7 @@ namespace dovra {
 std::string cacheFileName(std::string_view root);
 
 /// The file in which an index lasts from one run to the next. Processes may share it: whoever reads it finds
-/// a whole snapshot or none.
+/// a whole image or none.
 class IndexCache {
 public:
     /// The file of this name in the application-support folder, which is made when it is missing.
@@ -26,18 +26,18 @@ public:
     /// Absent when there is no application-support folder.
     const std::optional<std::string>& filePath() const { return filePath_; }
 
-    /// Replaces the file by a snapshot of one state of the index (see `encodeSnapshot`). Any thread, while
-    /// the index goes on changing: a snapshot that a change overtook is begun anew, a few times. On failure
+    /// Replaces the file by an image of one state of the index (see `encodeIndexImage`). Any thread, while
+    /// the index goes on changing: an image that a change overtook is begun anew, a few times. On failure
     /// the old file stays. The code is EAGAIN when it should be tried again later (the index kept changing,
     /// or another process of this user saves), ECANCELED after a request to stop.
     [[nodiscard]] std::optional<FileError> save(const FileIndex& index, DeviceId volumeDev,
                                                 std::uint64_t lastEventId,
                                                 const std::stop_token& stop = {}) const;
 
-    /// Loads the file into the index (see `loadSnapshot`). Absent, with the index as it was, when there is no
-    /// file, when it cannot be read, and when it is not a sound snapshot of that subject.
-    [[nodiscard]] std::optional<LoadedSnapshot> load(FileIndex& index, const SnapshotSubject& subject,
-                                                     const std::stop_token& stop = {}) const;
+    /// Loads the file into the index (see `loadIndexImage`). Absent, with the index as it was, when there is
+    /// no file, when it cannot be read, and when it is not a sound image of that subject.
+    [[nodiscard]] std::optional<LoadedIndexImage> load(FileIndex& index, const IndexImageSubject& subject,
+                                                       const std::stop_token& stop = {}) const;
 
     /// Removes the file, if there is one.
     void remove() const;

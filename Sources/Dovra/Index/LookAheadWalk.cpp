@@ -7,9 +7,9 @@
 #include <stop_token>
 #include <thread>
 
-#include "Base/JoinPath.hpp"
-#include "Base/Mutex.hpp"
-#include "Index/StampClock.hpp"
+#include "Base/Locks.hpp"
+#include "Base/PathText.hpp"
+#include "Index/Clocks.hpp"
 
 // A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
 // depend on which thread was faster could not be compared from one scan to the next.
@@ -58,7 +58,7 @@ struct Folder {
 
     State state = State::pending;
     bool isListed = false;
-    DirectoryListing listing;
+    FolderListing listing;
     FolderStamp stamp;
     std::vector<std::unique_ptr<Folder>> children;  ///< in listing order
     bool isKeptOpen = false;                        ///< as the base of the children

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Index/FileEntry.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 
@@ -35,7 +35,7 @@ struct WalkOptions {
 struct WalkedFolder {
     std::optional<DirIndex> parent;  ///< what the visit of its parent returned; absent for a root
     std::string_view name;           ///< its own name; for a root the path as it was given
-    const DirectoryListing& listing;
+    const FolderListing& listing;
     FolderStamp stamp = {};  ///< taken before it was listed; not known where it proves nothing
 };
 

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cstring>
 
-#include "Base/FatalError.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 

@@ -4,11 +4,18 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 #include "Platform/Descriptor.hpp"
-#include "Platform/FileError.hpp"
 
 namespace dovra {
+
+/// Why a file operation failed.
+struct FileError {
+    std::string message;  ///< what could not be done to which file and why, for a person to read
+    int code = 0;         ///< the system's error number; 0 when the refusal is our own
+};
 
 /// What reading a file gave: its bytes, or why it could not be read, or neither when there is no such file.
 struct FileContents {
@@ -51,5 +58,19 @@ private:
 
 /// Replaces the file by one with these bytes, as `AtomicFile` does.
 [[nodiscard]] std::optional<FileError> writeFileAtomically(const std::string& path, std::string_view bytes);
+
+/// The exclusive lock of a lock file, held until the object goes: one holder at a time among all processes
+/// and all objects of one process. The system releases the lock of a process that dies. The file stays,
+/// because removing it would let two processes lock two files of one name.
+class FileLock {
+public:
+    /// Waits for the lock; makes the lock file (mode 0600) when it is not there.
+    static std::variant<FileLock, FileError> acquire(const std::string& path);
+
+private:
+    explicit FileLock(Descriptor file) : file_(std::move(file)) {}
+
+    Descriptor file_;
+};
 
 }  // namespace dovra

@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/FatalError.hpp"
-#include "Platform/CurrentThread.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/Print.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Platform/ChangeFeed.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

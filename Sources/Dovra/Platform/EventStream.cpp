@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/CurrentThread.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "Base/Mutex.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Base/Locks.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/EventSource.hpp"
 
 namespace dovra {

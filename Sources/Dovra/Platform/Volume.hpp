@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Base/BytePattern.hpp"
+#include "Base/ByteNeedle.hpp"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Analysis/DuplicateFinder.hpp"
-#include "Analysis/HashProgress.hpp"
+#include "Analysis/Hashing.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchResult.hpp"
 

@@ -5,7 +5,7 @@
 #include <variant>
 
 #include "Base/ByteNeedle.hpp"
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 
 namespace dovra {
 

@@ -5,11 +5,76 @@
 #include <limits>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/ConcurrentSort.hpp"
-#include "Query/FrecencyLift.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
+#include "Index/FileIndex.hpp"
 #include "Query/PathOrder.hpp"
-#include "Query/Relevance.hpp"
+
+namespace dovra {
+
+namespace {
+
+bool isAlphanumeric(char c) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    return isAsciiLetter(byte) || (c >= '0' && c <= '9') || byte >= 128;
+}
+
+bool isUpper(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+
+/// A word starts with a letter or digit behind a byte that is none, and with a capital behind a small letter.
+bool startsWord(std::string_view name, std::size_t at) {
+    if (!isAlphanumeric(name[at])) return false;
+    return !isAlphanumeric(name[at - 1]) || (isUpper(name[at]) && !isUpper(name[at - 1]));
+}
+
+}  // namespace
+
+Relevance::Relevance(const std::optional<PlainTerm>& term) {
+    if (term && !term->text.empty()) term_.emplace(term->text, term->caseSensitive);
+}
+
+Relevance::MatchPlace Relevance::matchPlace(std::string_view name) const {
+    if (!term_ || !term_->foundIn(name)) return MatchPlace::none;
+    if (term_->isPrefixOf(name)) {
+        if (term_->equals(name)) return MatchPlace::wholeName;
+        return term_->equals(stemOf(name)) ? MatchPlace::stem : MatchPlace::start;
+    }
+    for (std::size_t at = 1; at < name.size(); ++at) {
+        if (startsWord(name, at) && term_->isPrefixOf(name.substr(at))) return MatchPlace::wordStart;
+    }
+    return MatchPlace::anywhere;
+}
+
+std::uint64_t Relevance::key(std::string_view name, std::int32_t boost) const {
+    const std::int32_t rank =
+        static_cast<std::int32_t>(matchPlace(name)) * placeStep + RankingBoost::largest - boost;
+    return static_cast<std::uint64_t>(rank) << 16 | name.size();
+}
+
+FrecencyLift::FrecencyLift(const FileIndex& index) : folders_(index.directoriesLocked()) {
+    if (const RankingBoost* frecency = index.frecencyLocked()) boosts_ = frecency->boosts();
+    byName_.reserve(boosts_.size());
+    for (const auto& [path, boost] : boosts_) {
+        if (path.find('/') == std::string::npos) continue;
+        byName_.emplace(lastName(path), InFolder{parentPath(path), boost});
+        hashes_.set(slot(lastName(path)));
+    }
+}
+
+std::int32_t FrecencyLift::find(const FileEntry& entry, std::string_view name) const {
+    const auto [first, last] = byName_.equal_range(name);
+    for (auto candidate = first; candidate != last; ++candidate) {
+        const auto& [folder, boost] = candidate->second;
+        // The folder's own name tells most folders apart without its path.
+        if (folder.ends_with(folders_.name(entry.dirIndex)) && folders_.path(entry.dirIndex) == folder)
+            return boost;
+    }
+    return 0;
+}
+
+}  // namespace dovra
 
 // Every order is a 64-bit key, compared first, and a comparison of names for the equal ones: the keys stand
 // side by side in one array, so that most comparisons touch neither an entry nor a name.

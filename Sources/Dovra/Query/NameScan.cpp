@@ -1,12 +1,13 @@
 #include "Query/NameScan.hpp"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <numeric>
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
-#include "Query/ByteProbe.hpp"
+#include "Query/ByteVector.hpp"
 
 // The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions
 // find the positions where two bytes of the needle stand at their distance; choosing the two that are rarest
@@ -22,6 +23,49 @@
 namespace dovra {
 
 namespace {
+
+/// A probe spread over a vector.
+struct VectorProbe {
+    explicit VectorProbe(const ScanNeedle::Probe& probe) : distance(probe.distance), byte(probe.byte) {}
+
+    ByteVector::Matches matches(const std::uint8_t* bytes) const { return byte.matches(bytes + distance); }
+
+    std::size_t distance;
+    ByteVector byte;
+};
+
+/// The mask of 64 positions.
+template <std::size_t count>
+std::uint64_t probeWord(const std::uint8_t* bytes, const std::array<VectorProbe, count>& probes) {
+    std::uint64_t word = 0;
+    for (unsigned i = 0; i < 64; i += 16) {
+        ByteVector::Matches all = probes[0].matches(bytes + i);
+        for (std::size_t p = 1; p < count; ++p)
+            all = ByteVector::both(all, probes[p].matches(bytes + i));
+        word |= static_cast<std::uint64_t>(ByteVector::bits(all)) << i;
+    }
+    return word;
+}
+
+template <std::size_t count>
+void probeWords(const std::uint8_t* bytes, std::size_t wordCount,
+                const std::array<VectorProbe, count>& probes, std::uint64_t* masks) {
+    for (std::size_t word = 0; word < wordCount; ++word)
+        masks[word] = probeWord(bytes + word * 64, probes);
+}
+
+/// For each of `wordCount` × 64 positions from `bytes`, whether all probes, two or three, match there: bit
+/// i % 64 of `masks[i / 64]`. Reads up to the largest probe distance beyond the last position.
+void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<const ScanNeedle::Probe> probes,
+                std::uint64_t* masks) {
+    const VectorProbe first(probes[0]);
+    const VectorProbe second(probes[1]);
+    if (probes.size() == 2) {
+        probeWords<2>(bytes, wordCount, {first, second}, masks);
+    } else {
+        probeWords<3>(bytes, wordCount, {first, second, VectorProbe(probes[2])}, masks);
+    }
+}
 
 /// Positions that are probed before the hits among them are looked at: small enough that the masks stay in
 /// the first-level cache.

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Query/HashedBits.hpp"
 
 namespace dovra {

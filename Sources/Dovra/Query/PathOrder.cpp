@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "Base/AsciiFold.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 // Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at
 // all: only the first `limit` are asked for. The order of paths is the order of a walk that takes, in each
@@ -23,7 +23,7 @@ namespace {
 class PathWalk {
 public:
     PathWalk(const FileIndex& index, const std::vector<EntryId>& ids, bool ascending)
-        : index_(index), directories_(index.directoriesLocked()), ascending_(ascending) {
+        : index_(index), folders_(index.directoriesLocked()), ascending_(ascending) {
         groupEntries(ids);
         linkFolders();
     }
@@ -50,7 +50,7 @@ private:
     struct Item {
         std::string_view name;
         bool isFolder;
-        std::int32_t id;  ///< of the entry, or the folder's directory index
+        std::int32_t id;  ///< of the entry, or the folder's position
     };
 
     struct Level {
@@ -74,14 +74,14 @@ private:
 
     /// Finds the folders on the way from the root to each folder that holds an entry.
     void linkFolders() {
-        std::vector<bool> seen(directories_.count());
-        firstSubfolder_.assign(directories_.count(), none);
-        nextSubfolder_.assign(directories_.count(), none);
+        std::vector<bool> seen(folders_.count());
+        firstSubfolder_.assign(folders_.count(), none);
+        nextSubfolder_.assign(folders_.count(), none);
         for (const auto& [folder, id] : entries_) {
             DirIndex at = folder;
             while (!seen[static_cast<std::size_t>(at)]) {
                 seen[static_cast<std::size_t>(at)] = true;
-                const auto parent = directories_.parent(at);
+                const auto parent = folders_.parent(at);
                 if (!parent) break;
                 DirIndex& first = firstSubfolder_[static_cast<std::size_t>(*parent)];
                 nextSubfolder_[static_cast<std::size_t>(at)] = first;
@@ -98,7 +98,7 @@ private:
                 level.items.push_back({index_.nameLocked(id), false, id});
             DirIndex child = firstSubfolder_[static_cast<std::size_t>(folder)];
             for (; child != none; child = nextSubfolder_[static_cast<std::size_t>(child)])
-                level.items.push_back({directories_.name(child), true, child});
+                level.items.push_back({folders_.name(child), true, child});
         }
         std::ranges::sort(level.items, [this](const Item& a, const Item& b) {
             const int order = compare(a, b);
@@ -131,7 +131,7 @@ private:
     }
 
     const FileIndex& index_;
-    const DirectoryTable& directories_;
+    const FolderTable& folders_;
     const bool ascending_;
     std::vector<InFolder> entries_;         ///< (folder, entry), sorted
     std::vector<DirIndex> firstSubfolder_;  ///< of a folder: the first of those that lead to an entry

@@ -4,7 +4,7 @@
 #include <array>
 #include <fmt/format.h>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Query/FileKind.hpp"
 
 namespace dovra {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Index/TrigramIndex.hpp"
 #include "Query/QueryKeys.hpp"
 

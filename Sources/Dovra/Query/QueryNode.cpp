@@ -1,6 +1,7 @@
 #include "Query/QueryNode.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "Base/Overloaded.hpp"
 

@@ -6,15 +6,13 @@
 #include <vector>
 
 #include "Query/ContentMatcher.hpp"
-#include "Query/DateFilter.hpp"
 #include "Query/FileKind.hpp"
+#include "Query/Filters.hpp"
 #include "Query/FuzzyMatcher.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Query/SimilarMatcher.hpp"
-#include "Query/SizeFilter.hpp"
-#include "Query/TagMatcher.hpp"
+#include "Query/Tags.hpp"
 #include "Query/TextMatcher.hpp"
-#include "Query/TypeFilter.hpp"
 
 namespace dovra {
 

@@ -2,18 +2,81 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "Query/Alternatives.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/QueryLeaf.hpp"
-#include "Query/Tokenizer.hpp"
+#include "Query/QueryNode.hpp"
 
 namespace dovra {
 
 namespace {
+
+struct Token {
+    enum class Kind : std::uint8_t { term, orOperator, notOperator, leftBracket, rightBracket };
+
+    Kind kind;
+    std::string text;  ///< of a term; never empty there
+
+    bool operator==(const Token&) const = default;
+};
+
+class Tokenizer {
+public:
+    std::vector<Token> run(std::string_view query) {
+        for (const char c : query)
+            take(c);
+        emitTerm();
+        return std::move(tokens_);
+    }
+
+private:
+    void take(char c) {
+        if (c == '"') {
+            inQuotes_ = !inQuotes_;
+        } else if (!inQuotes_ && (c == ' ' || c == '\t')) {
+            emitTerm();
+        } else if (const auto kind = operatorOf(c)) {
+            emitTerm();
+            tokens_.push_back({*kind, {}});
+        } else {
+            term_ += c;
+        }
+    }
+
+    std::optional<Token::Kind> operatorOf(char c) const {
+        if (inQuotes_) return std::nullopt;
+        const bool followsColon = term_.ends_with(':');
+        if (c == '|') return Token::Kind::orOperator;
+        if (c == '<' && !followsColon) return Token::Kind::leftBracket;
+        if (c == '>' && !followsColon) return Token::Kind::rightBracket;
+        if (c == '!' && term_.empty()) return Token::Kind::notOperator;
+        return std::nullopt;
+    }
+
+    void emitTerm() {
+        if (!term_.empty()) tokens_.push_back({Token::Kind::term, std::exchange(term_, {})});
+    }
+
+    std::vector<Token> tokens_;
+    std::string term_;
+    bool inQuotes_ = false;
+};
+
+/// Cuts a query into terms and operators. Quotes are dropped and protect what they enclose; "<" and ">"
+/// directly behind a ":" and "!" inside a term are ordinary characters. Works on bytes: every character with
+/// a meaning is ASCII, so any bytes are a query.
+std::vector<Token> tokenize(std::string_view query) {
+    return Tokenizer().run(query);
+}
 
 bool asksForContents(std::string_view value) {
     constexpr std::array<std::string_view, 4> words = {"content", "c", "bytes", "data"};
@@ -72,9 +135,9 @@ QueryContext readFlags(const std::vector<Token>& tokens, CompiledQuery& query) {
 ///     or:       not { "|" not }
 ///     not:      "!" not | primary
 ///     primary:  "<" and [">"] | term | anything else, which stands for "every entry"
-class Descent {
+class TreeBuilder {
 public:
-    Descent(const std::vector<Token>& tokens, const QueryContext& context, CompiledQuery& query)
+    TreeBuilder(const std::vector<Token>& tokens, const QueryContext& context, CompiledQuery& query)
         : tokens_(tokens), context_(context), query_(query) {}
 
     void run() {
@@ -240,7 +303,7 @@ CompiledQuery QueryParser::parse(std::string_view text) {
     CompiledQuery query;
     const std::vector<Token> tokens = tokenize(text);
     const QueryContext context = readFlags(tokens, query);
-    Descent(tokens, context, query).run();
+    TreeBuilder(tokens, context, query).run();
     return query;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 namespace dovra {
 

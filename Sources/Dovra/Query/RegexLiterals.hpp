@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Index/Trigram.hpp"
+#include "Index/TrigramIndex.hpp"
 
 /// What every match of a regular expression must contain, read off its pattern without compiling it. The
 /// answers are safe, not complete: a pattern that uses anything this reader does not follow restricts

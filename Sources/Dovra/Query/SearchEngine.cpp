@@ -1,17 +1,22 @@
 #include "Query/SearchEngine.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "Base/ConcurrentPerform.hpp"
-#include "Base/JoinPath.hpp"
-#include "Index/FolderPaths.hpp"
+#include "Base/Concurrency.hpp"
+#include "Base/PathText.hpp"
+#include "Base/TextNeedle.hpp"
+#include "Index/FileIndex.hpp"
+#include "Index/FolderTable.hpp"
 #include "Query/CandidateSource.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/EntrySet.hpp"
-#include "Query/EntryTest.hpp"
 #include "Query/MatchOrder.hpp"
-#include "Query/NameDuplicates.hpp"
+#include "Query/QueryProgram.hpp"
 #include "Query/RegexLiterals.hpp"
 
 namespace dovra {
@@ -43,9 +48,9 @@ void testCandidates(const FileIndex& index, const QueryProgram& program, const R
                     EntryRange range, const std::stop_token& stop, EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
-    EntryTest test(index, program, limits, stop);
+    EntryMatcher matcher(index, program, limits, stop);
     candidates.forEach(range, [&](EntryId id) {
-        if (!test.matches(id)) candidates.erase(id);
+        if (!matcher.matches(id)) candidates.erase(id);
     });
 }
 
@@ -113,6 +118,44 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     testCandidates(index, QueryProgram(query.tree), RegexLimits(index, query.tree), allEntries(index),
                    query.stop, matches);
     return matches;
+}
+
+struct HashedName {
+    std::size_t hash;
+    EntryId id;
+};
+
+/// Erases the names of one hash value that occur once. Equal hashes nearly always mean equal names, so the
+/// names are compared only here.
+void eraseUnique(const FileIndex& index, std::span<const HashedName> sameHash, EntrySet& matches) {
+    if (sameHash.size() == 1) return matches.erase(sameHash.front().id);
+    std::vector<std::pair<std::string, EntryId>> names;
+    for (const HashedName& hashed : sameHash)
+        names.emplace_back(lowercased(index.nameLocked(hashed.id)), hashed.id);
+    std::ranges::sort(names);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const bool likePrevious = i > 0 && names[i - 1].first == names[i].first;
+        const bool likeNext = i + 1 < names.size() && names[i + 1].first == names[i].first;
+        if (!likePrevious && !likeNext) matches.erase(names[i].second);
+    }
+}
+
+/// Keeps the matches whose lower-cased name (Unicode, no locale) occurs at least twice among them, folders
+/// included. The index's read lock is held.
+void filterDuplicatesLocked(const FileIndex& index, EntrySet& matches) {
+    std::vector<HashedName> names;
+    const auto count = static_cast<EntryId>(index.entriesLocked().size());
+    matches.forEach({0, count}, [&](EntryId id) {
+        names.push_back({std::hash<std::string>{}(lowercased(index.nameLocked(id))), id});
+    });
+    std::ranges::sort(names, {}, &HashedName::hash);
+    for (std::size_t begin = 0; begin < names.size();) {
+        std::size_t end = begin + 1;
+        while (end < names.size() && names[end].hash == names[begin].hash)
+            ++end;
+        eraseUnique(index, std::span(names).subspan(begin, end - begin), matches);
+        begin = end;
+    }
 }
 
 std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuery& query,

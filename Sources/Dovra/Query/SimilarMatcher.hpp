@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Index/Trigram.hpp"
+#include "Index/TrigramIndex.hpp"
 
 namespace dovra {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/BytePattern.hpp"
+#include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
-#include "Index/NameSignature.hpp"
+#include "Index/NamePool.hpp"
 #include "Query/EntrySet.hpp"
 
 namespace dovra {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Base/ByteNeedle.hpp"
-#include "Base/UnicodeFold.hpp"
-#include "Index/NameSignature.hpp"
+#include "Base/TextNeedle.hpp"
+#include "Index/NamePool.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"

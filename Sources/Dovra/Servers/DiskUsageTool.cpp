@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Analysis/DiskUsage.hpp"
-#include "Base/ByteCount.hpp"
+#include "Base/Format.hpp"
 #include "Servers/PathScope.hpp"
 
 namespace dovra {

@@ -2,8 +2,8 @@
 #include <chrono>
 #include <utility>
 
-#include "Base/ByteCount.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/Format.hpp"
+#include "Base/PathText.hpp"
 #include "Base/PeriodicCall.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Servers/PathScope.hpp"

@@ -1,4 +1,4 @@
-#include "Base/Iso8601.hpp"
+#include "Base/Format.hpp"
 #include "Servers/Tool.hpp"
 
 namespace dovra {

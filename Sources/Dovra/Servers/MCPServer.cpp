@@ -5,16 +5,12 @@
 #include <thread>
 #include <utility>
 
-#include "Base/ByteCount.hpp"
-#include "Base/GroupedNumber.hpp"
-#include "Base/PrintError.hpp"
-#include "Base/PrintOutput.hpp"
+#include "Base/Format.hpp"
+#include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
-#include "Platform/Terminal.hpp"
-#include "Platform/TerminalStyle.hpp"
 #include "Platform/TerminationHandler.hpp"
 #include "Services/AppServices.hpp"
 

@@ -8,7 +8,7 @@
 #include <stop_token>
 
 #include "Base/JSONValue.hpp"
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
 
 namespace dovra {
 

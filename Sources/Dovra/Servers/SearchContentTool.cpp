@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 #include <utility>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Servers/FileGrep.hpp"
 #include "Servers/PathScope.hpp"

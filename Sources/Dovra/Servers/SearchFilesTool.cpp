@@ -2,9 +2,8 @@
 #include <fmt/format.h>
 #include <utility>
 
-#include "Base/ByteCount.hpp"
-#include "Base/Iso8601.hpp"
-#include "Base/JoinPath.hpp"
+#include "Base/Format.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/PlatformWords.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Query/SearchEngine.hpp"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Base/UnicodeFold.hpp"
+#include "Base/TextNeedle.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/Paths.hpp"
 

@@ -7,7 +7,7 @@
 #include <stop_token>
 #include <string>
 
-#include "Base/Mutex.hpp"
+#include "Base/Locks.hpp"
 #include "Platform/DispatchQueue.hpp"
 #include "Platform/EventSource.hpp"
 #include "Services/IndexService.hpp"

@@ -5,12 +5,11 @@
 #include <memory>
 #include <utility>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/ParentPath.hpp"
+#include "Base/PathText.hpp"
 #include "Index/ChangeApplication.hpp"
-#include "Index/EventId.hpp"
-#include "Index/FolderReplay.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Index/Clocks.hpp"
+#include "Index/DiskComparison.hpp"
+#include "Platform/OpenFolder.hpp"
 #include "Platform/Paths.hpp"
 
 namespace dovra {
@@ -192,7 +191,7 @@ void LiveIndex::applyTold(const ChangeBatch& batch) {
     for (const std::string& path : batch.paths)
         finds_.erase(path);
     for (const std::string& path : batch.files)
-        finds_.erase(parentPath(path));
+        finds_.erase(std::string(parentPath(path)));
     for (const std::string& top : batch.subtrees)
         std::erase_if(finds_, [&](const std::string& path) { return isAtOrBelow(path, top); });
     apply(batch);
@@ -225,8 +224,10 @@ bool LiveIndex::hasTooManyTombstones() const {
 bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch,
                                      const std::vector<std::string>& changed) const {
     if (!cache_.filePath() || !batch.subtrees.empty()) return false;
-    const FolderStamp own = folderStamp(parentPath(*cache_.filePath()));
-    const auto isOwn = [&](const std::string& path) { return folderStamp(path).isOfSameFolder(own); };
+    const FolderStamp own = folderStamp(std::string(parentPath(*cache_.filePath())));
+    const auto isOwn = [&](std::string_view path) {
+        return folderStamp(std::string(path)).isOfSameFolder(own);
+    };
     if (!changed.empty()) return std::ranges::all_of(changed, isOwn);
     return std::ranges::all_of(batch.paths, isOwn) && std::ranges::all_of(batch.files, isOwn, parentPath);
 }

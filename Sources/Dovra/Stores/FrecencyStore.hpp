@@ -6,14 +6,77 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
-#include "Index/RankingBoost.hpp"
-#include "Platform/FileError.hpp"
-#include "Stores/FrecencyTable.hpp"
+#include "Index/FileIndex.hpp"
+#include "Platform/AtomicFile.hpp"
 #include "Stores/PersistentTable.hpp"
 
 namespace dovra {
+
+/// How often and when last a path was opened.
+struct FrecencyEntry {
+    std::int64_t count = 0;
+    double lastAccess = 0;  ///< seconds since 1970
+
+    /// The count, weighted by the age of the latest open: 4 under an hour, 2 under a day, 1 under a week, a
+    /// half under 30 days, else a quarter.
+    double score(double now) const;
+
+    /// 0 to `RankingBoost::largest`, which a score of 18 reaches.
+    std::int32_t boost(double now) const;
+
+    bool operator==(const FrecencyEntry&) const = default;
+};
+
+/// Opens by full path. Holds at most 4000 paths: one more, and the 2000 with the highest scores stay.
+///
+/// As text: a JSON object whose keys are the paths (as `textFromBytes` writes them) and whose values are
+/// objects with "count" and "lastAccess".
+class FrecencyTable {
+public:
+    /// Opens that are to be counted are a table themselves.
+    using Changes = FrecencyTable;
+
+    struct Decoded;
+
+    /// One open of one path.
+    static FrecencyTable open(std::string_view path, double time);
+
+    /// Adds the counts of `opens` and takes over their times.
+    void apply(const FrecencyTable& opens);
+
+    bool isEmpty() const { return entries_.empty(); }
+    std::size_t size() const { return entries_.size(); }
+
+    std::optional<FrecencyEntry> find(std::string_view path) const;
+
+    /// Every path with a boost.
+    std::vector<PathBoost> boosts(double now) const;
+
+    std::string encode() const;
+
+    /// Absent when the text is no JSON object. A value that is not as it should be is left out.
+    static std::optional<Decoded> decode(std::string_view text);
+
+    bool operator==(const FrecencyTable&) const = default;
+
+private:
+    /// Lets a view be looked up without making a string of it.
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+
+    void prune(double now);
+
+    std::unordered_map<std::string, FrecencyEntry, Hash, std::equal_to<>> entries_;
+};
+
+struct FrecencyTable::Decoded {
+    FrecencyTable table;
+    bool isWhole = true;  ///< false when a value was left out
+};
 
 /// Remembers which paths the user opened, how often and how recently, and turns that into a bonus for
 /// ranking. Saved in the background, the opens of two seconds together. Any thread.

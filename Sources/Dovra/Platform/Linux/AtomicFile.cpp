@@ -10,9 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Platform/Linux/FileErrors.hpp"
-#include "Platform/Linux/StandsAt.hpp"
-#include "Platform/Linux/Uninterrupted.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 
@@ -141,6 +139,15 @@ std::optional<FileError> writeFileAtomically(const std::string& path, std::strin
     AtomicFile file(path);
     file.write(bytes);
     return file.commit();
+}
+
+std::variant<FileLock, FileError> FileLock::acquire(const std::string& path) {
+    constexpr mode_t forTheUserAlone = 0600;
+    Descriptor file(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, forTheUserAlone));
+    if (!file) return fileError("open", path);
+    if (uninterrupted([&] { return ::flock(file.number(), LOCK_EX); }) != 0) return fileError("lock", path);
+    return FileLock(std::move(file));
 }
 
 }  // namespace dovra

@@ -13,7 +13,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "Base/IsAtOrBelow.hpp"
+#include "Base/PathText.hpp"
 #include "Platform/Linux/FanotifyWatch.hpp"
 #include "Platform/Linux/InotifyWatch.hpp"
 #include "Platform/Linux/MountTable.hpp"

@@ -7,7 +7,7 @@
 #include <linux/limits.h>
 #include <sys/xattr.h>
 
-#include "Platform/Linux/LongPath.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 

@@ -18,9 +18,8 @@
 #include <tuple>
 #include <unistd.h>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Platform/Linux/FileErrors.hpp"
-#include "Platform/Linux/StandsAt.hpp"
+#include "Base/PathText.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 
@@ -87,7 +86,7 @@ Descriptor mountTopLevel(const Mount& mount) {
 }
 
 /// The path that the kernel says for an open folder. Absent with ENAMETOOLONG when it is longer than it says.
-std::optional<std::string> saidPath(const Descriptor& folder) {
+std::optional<std::string> descriptorPath(const Descriptor& folder) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length =
         ::readlink(fmt::format("/proc/self/fd/{}", folder.number()).c_str(), path.data(), path.size());
@@ -151,7 +150,7 @@ std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(std::str
         remember(std::move(folder), found);
         return found;
     }
-    if (auto path = saidPath(folder)) return Found{ifConcerned(*std::move(path), folder), 0};
+    if (auto path = descriptorPath(folder)) return Found{ifConcerned(*std::move(path), folder), 0};
     auto found = errno == ENAMETOOLONG ? climb(std::move(folder)) : std::nullopt;
     if (found) remember(openByHandle(place_, handle), *found);
     return found;
@@ -181,7 +180,7 @@ std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(Descrip
     for (std::size_t step = stride; step > 0; step /= found ? 2 : 1) {
         Descriptor above = openAbove(folder, step);
         if (!above) return std::nullopt;
-        if (auto path = saidPath(above)) {
+        if (auto path = descriptorPath(above)) {
             found = {ifConcerned(*std::move(path), above), levels + step};
         } else if (errno == ENAMETOOLONG) {
             folder = std::move(above);

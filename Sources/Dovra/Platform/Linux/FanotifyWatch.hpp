@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/Descriptor.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/MountTable.hpp"

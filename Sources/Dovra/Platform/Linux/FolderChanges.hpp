@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Base/JoinPath.hpp"
-#include "Platform/ChangeSet.hpp"
+#include "Base/PathText.hpp"
+#include "Platform/ChangeFeed.hpp"
 
 namespace dovra {
 

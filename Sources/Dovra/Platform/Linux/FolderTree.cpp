@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Base/JoinPath.hpp"
+#include "Base/PathText.hpp"
 
 namespace dovra {
 

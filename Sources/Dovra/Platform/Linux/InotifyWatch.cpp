@@ -12,10 +12,8 @@
 #include <sys/statfs.h>
 #include <unistd.h>
 
-#include "Base/IsAtOrBelow.hpp"
-#include "Base/JoinPath.hpp"
-#include "Platform/Linux/FileErrors.hpp"
-#include "Platform/Linux/LongPath.hpp"
+#include "Base/PathText.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 
@@ -65,7 +63,7 @@ std::optional<InotifyWatch> InotifyWatch::open(Rules rules) {
 void InotifyWatch::addTree(const std::string& path) {
     trees_[path] = none;
     reachTop(path);
-    workOff();
+    processOutstanding();
 }
 
 void InotifyWatch::removeTree(const std::string& path) {
@@ -75,13 +73,12 @@ void InotifyWatch::removeTree(const std::string& path) {
 }
 
 void InotifyWatch::lookAt(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::string parent = path.substr(0, std::max<std::size_t>(slash, 1));
+    const std::string_view parent = parentPath(path);
     for (const auto& [top, number] : trees_) {
         if (!isAtOrBelow(parent, top)) continue;
         const std::size_t below = std::min(parent.size(), top == "/" ? 1 : top.size() + 1);
-        const WatchNumber folder = tree_.find(number, std::string_view(parent).substr(below));
-        if (tree_.contains(folder)) outstanding_[folder].names.insert(path.substr(slash + 1));
+        const WatchNumber folder = tree_.find(number, parent.substr(below));
+        if (tree_.contains(folder)) outstanding_[folder].names.emplace(lastName(path));
     }
 }
 
@@ -90,11 +87,11 @@ void InotifyWatch::drain() {
     const bool restartsAtOnce = mustRestart_;
     if (restartsAtOnce) restart();
     reachTops();
-    workOff();
+    processOutstanding();
     // Whoever flushes gets what follows too. In a lasting shortage, the next drain tries again.
     if (mustRestart_ && !restartsAtOnce) {
         restart();
-        workOff();
+        processOutstanding();
     }
     // What came to no other place has left the tree. If it is only on its way, it is watched anew when it
     // comes.
@@ -197,7 +194,7 @@ void InotifyWatch::reachTops() {
 
 /// Looks at all that is outstanding. A folder can only be found when those above it are in their places
 /// again, so what could not be done is tried again as long as any folder was put to its place.
-void InotifyWatch::workOff() {
+void InotifyWatch::processOutstanding() {
     do {
         hasMoved_ = false;
         raiseDeep();
@@ -311,7 +308,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
 /// Adds the names of all folders in a folder. False when they are not known to be all.
 bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& folder) const {
     if (holdsNoFolders(folder)) return true;
-    thread_local DirectoryListing listing;
+    thread_local FolderListing listing;
     listing.clear();
     const bool isWhole = folder.list(ListingDetail::namesAndTypes, listing, rules_.stop);
     for (std::size_t i = 0; i < listing.count(); ++i) {

@@ -12,11 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/ChangeSet.hpp"
+#include "Platform/ChangeFeed.hpp"
 #include "Platform/Descriptor.hpp"
-#include "Platform/DirectoryListing.hpp"
 #include "Platform/Linux/FolderChanges.hpp"
 #include "Platform/Linux/FolderTree.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 
@@ -115,7 +115,7 @@ private:
     std::optional<OpenFolder> openPath(const std::string& path);
     void reachTop(const std::string& path);
     void reachTops();
-    void workOff();
+    void processOutstanding();
     void raiseDeep();
     bool lookInto(WatchNumber folder, const Outstanding& outstanding);
     static Level levelOf(WatchNumber folder, const std::string& path, bool tells);

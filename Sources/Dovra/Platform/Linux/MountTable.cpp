@@ -10,7 +10,7 @@
 #include <sys/sysmacros.h>
 #include <utility>
 
-#include "Base/IsAtOrBelow.hpp"
+#include "Base/PathText.hpp"
 
 namespace dovra {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Platform/Descriptor.hpp"
-#include "Platform/DirectoryListing.hpp"
+#include "Platform/OpenFolder.hpp"
 
 namespace dovra {
 

@@ -1,3 +1,5 @@
+#include "Platform/OpenFolder.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -13,14 +15,39 @@
 #include <unistd.h>
 #include <vector>
 
-#include "Platform/DirectoryListing.hpp"
-#include "Platform/Linux/LongPath.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 
+RawDirent FolderListing::operator[](std::size_t i) const {
+    const Record& record = records_[i];
+    return {.name = {names_.data() + record.nameOffset, record.nameLen},
+            .isDir = record.isDir,
+            .isSymlink = record.isSymlink,
+            .size = record.size,
+            .modTime = record.modTime,
+            .crTime = record.crTime};
+}
+
+void FolderListing::add(const RawDirent& entry) {
+    records_.push_back({.size = entry.size,
+                        .modTime = entry.modTime,
+                        .crTime = entry.crTime,
+                        .nameLen = static_cast<std::uint32_t>(entry.name.size()),
+                        .isDir = entry.isDir,
+                        .isSymlink = entry.isSymlink,
+                        .nameOffset = names_.size()});
+    names_.append(entry.name.data(), entry.name.size());
+}
+
+void FolderListing::clear() {
+    records_.clear();
+    names_.clear();
+}
+
 namespace {
 
-// The order of the directory is the kernel's, whatever the size; larger than 64 KiB saves system calls in
+// The order of the folder is the kernel's, whatever the size; larger than 64 KiB saves system calls in
 // folders of thousands of entries and costs nothing in small ones.
 constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
 
@@ -51,7 +78,7 @@ bool isSelfOrParent(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
-void addEntry(int folder, const dirent64& raw, ListingDetail detail, DirectoryListing& listing) {
+void addEntry(int folder, const dirent64& raw, ListingDetail detail, FolderListing& listing) {
     if (isSelfOrParent(raw.d_name)) return;
     RawDirent entry{.name = raw.d_name, .isDir = raw.d_type == DT_DIR, .isSymlink = raw.d_type == DT_LNK};
     const bool asksDisk = detail == ListingDetail::attributes || raw.d_type == DT_UNKNOWN;
@@ -148,7 +175,10 @@ std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::s
     return entry;
 }
 
-bool OpenFolder::list(ListingDetail detail, DirectoryListing& listing, const std::stop_token& stop) const {
+bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop) const {
+    // Btrfs lists only what was in the folder when it was opened or last rewound. The caller may have set a
+    // watch or read the stamp since then.
+    ::lseek(folder_.number(), 0, SEEK_SET);
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(folder_.number(), buffer.data(), buffer.size());

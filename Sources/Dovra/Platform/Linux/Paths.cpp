@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace dovra {
@@ -57,6 +58,38 @@ std::optional<std::string> realPath(const std::string& path) {
     std::string result(resolved);
     std::free(resolved);
     return result;
+}
+
+namespace {
+
+std::optional<std::string> dataHome() {
+    const char* configured = std::getenv("XDG_DATA_HOME");
+    if (configured != nullptr && configured[0] == '/') return configured;
+    const auto home = homeFolderPath();
+    if (!home) return std::nullopt;
+    return *home + "/.local/share";
+}
+
+/// Makes the folder and those on its way that are missing; false when it is not there afterwards.
+bool makeFolders(const std::string& path) {
+    constexpr mode_t forTheUserAlone = 0700;
+    for (std::size_t end = 0; end < path.size();) {
+        end = std::min(path.find('/', end + 1), path.size());
+        // Which of these fail does not matter: the last folder is asked for below.
+        (void)::mkdir(path.substr(0, end).c_str(), forTheUserAlone);
+    }
+    std::error_code none;
+    return std::filesystem::is_directory(path, none);
+}
+
+}  // namespace
+
+std::optional<std::string> applicationSupportFolder() {
+    const auto parent = dataHome();
+    if (!parent) return std::nullopt;
+    std::string folder = *parent + "/Dovra";
+    if (!makeFolders(folder)) return std::nullopt;
+    return folder;
 }
 
 }  // namespace dovra

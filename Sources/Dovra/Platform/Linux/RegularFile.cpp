@@ -4,8 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Platform/Linux/LongPath.hpp"
-#include "Platform/Linux/Uninterrupted.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 namespace dovra {
 

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <locale>
+#include <optional>
+#include <string>
+
+namespace dovra {
+
+/// A number of bytes as people write the size of a file, in powers of 1000: "Zero KB", "1 byte", "999 bytes",
+/// "12 KB", "1.2 MB", "1.23 GB"; up to EB. Megabytes have at most one decimal, larger units two; half a step
+/// is rounded up.
+std::string byteCountText(std::uint64_t bytes);
+
+/// The locale that the environment asks for; the plain one where it names none, or one that is not installed.
+std::locale userLocale();
+
+/// The number with its digits grouped as the locale does it, or by commas in threes where the locale does not
+/// group.
+std::string groupedNumber(std::int64_t number, const std::locale& locale = userLocale());
+
+/// A time, in seconds since 1970, as "2024-01-05T10:20:30Z": in UTC, fractions of a second dropped. Absent
+/// outside the years 0 to 9999, which the form cannot hold.
+std::optional<std::string> iso8601Text(double seconds);
+
+}  // namespace dovra

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Base/PodVector.hpp"
+#include "Index/FileEntry.hpp"
+
+namespace dovra {
+
+/// The interned folder paths and their inverse: path to position and back.
+///
+/// A folder below another interned folder is stored as its parent's position and its own name; only a folder
+/// whose parent is not interned (the root of a scan) keeps its whole path. So a tree of a hundred thousand
+/// levels costs what its names cost, and a rule that depends on a folder's path can be worked out from its
+/// parent's result in one pass: a parent always stands before its children. The inverse is one hash table
+/// over (parent, name), without a string of its own.
+///
+/// Grows only. Not thread-safe: the index's lock guards it.
+class FolderTable {
+public:
+    std::size_t count() const { return folders_.size(); }
+
+    std::optional<DirIndex> find(std::string_view path) const;
+    std::optional<DirIndex> findChild(DirIndex parent, std::string_view name) const;
+
+    /// The position of `path` (absolute, no slash at its end unless it is "/"), added when it is new. Fatal
+    /// above 2147483647 folders.
+    DirIndex intern(std::string_view path);
+    DirIndex internChild(DirIndex parent, std::string_view name);
+
+    /// Makes room for so many folders in all.
+    void reserve(std::size_t count);
+
+    std::string path(DirIndex folder) const;
+
+    /// The length of the path; 0 for "/".
+    std::size_t pathBytes(DirIndex folder) const {
+        return folders_[static_cast<std::size_t>(folder)].pathBytes;
+    }
+
+    /// The stored parent; absent for a folder that keeps its whole path.
+    std::optional<DirIndex> parent(DirIndex folder) const;
+
+    /// The folder's own name; for a folder that keeps its whole path that path, except that "/" gives "", so
+    /// that what lies below is always parent + "/" + name.
+    std::string_view name(DirIndex folder) const;
+
+    /// The folders that keep their whole path.
+    const std::vector<DirIndex>& roots() const { return roots_; }
+
+    std::size_t memoryBytes() const;
+
+private:
+    static constexpr DirIndex none = -1;
+
+    struct Folder {
+        DirIndex parent;
+        std::uint32_t pathBytes;
+        std::size_t nameOffset;  ///< the name ends where the next one begins
+    };
+
+    DirIndex addRecord(DirIndex parent, std::string_view name);
+    DirIndex addBelow(DirIndex parent, std::string_view name);
+    std::optional<DirIndex> findRootBelow(DirIndex parent, std::string_view name) const;
+    std::size_t slotOf(DirIndex parent, std::string_view name) const;
+    void rebuildSlots(std::size_t count);
+    std::optional<DirIndex> descend(DirIndex from, std::string_view relativePath) const;
+    std::optional<DirIndex> findSlot(DirIndex parent, std::string_view name) const;
+
+    PodVector<Folder> folders_;
+    PodVector<char> names_;
+    PodVector<DirIndex> slots_;  ///< open addressing, a power of two, at most half full
+    std::vector<DirIndex> roots_;
+};
+
+/// Builds folder paths and keeps them, for results whose folders come again and again in no order. Paths of
+/// extraordinary length are built each time: a very deep tree has too many of them to be kept. For one
+/// thread; the lock that guards the table is held for its lifetime.
+class FolderPaths {
+public:
+    explicit FolderPaths(const FolderTable& folders) : folders_(folders) {}
+
+    /// Valid until the next call.
+    std::string_view of(DirIndex folder) {
+        if (folder == last_) return lastPath_;
+        last_ = folder;
+        if (folders_.pathBytes(folder) > longestKept) return lastPath_ = long_ = folders_.path(folder);
+        const auto [kept, isNew] = paths_.try_emplace(folder);
+        if (isNew) kept->second = folders_.path(folder);
+        return lastPath_ = kept->second;
+    }
+
+private:
+    static constexpr std::size_t longestKept = 4096;
+
+    const FolderTable& folders_;
+    std::unordered_map<DirIndex, std::string> paths_;
+    std::string long_;
+    DirIndex last_ = -1;
+    std::string_view lastPath_;
+};
+
+}  // namespace dovra

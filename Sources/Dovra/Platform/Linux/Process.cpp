@@ -1,0 +1,73 @@
+#include "Platform/Process.hpp"
+
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <linux/ioprio.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace dovra {
+
+void setCurrentThreadName(const std::string& name) {
+    constexpr std::size_t mostBytes = 15;
+    ::pthread_setname_np(::pthread_self(), name.substr(0, mostBytes).c_str());
+}
+
+std::string currentThreadName() {
+    std::array<char, 16> name{};
+    ::pthread_getname_np(::pthread_self(), name.data(), name.size());
+    return name.data();
+}
+
+void lowerCurrentThreadPriority() {
+    // On Linux the priority belongs to the thread. Refused only for asking for more than there was.
+    constexpr int givesWay = 10;
+    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), givesWay);
+}
+
+void makeCurrentThreadIdle() {
+    // Where one of them is refused, by a sandbox for example, the thread works as usual in that respect. The
+    // scheduler's own idle policy is not taken: on a busy machine such a thread stands still for a minute,
+    // also within the kernel, and whoever needs the folder that it reads, or the allocator, stands still with
+    // it.
+    constexpr int lowest = 19;
+    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);
+    (void)::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
+}
+
+std::size_t openFileLimit() {
+    struct rlimit limit {};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
+}
+
+void raiseOpenFileLimit() {
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    // A refusal leaves the limit as it is, which is what the process was given.
+    (void)::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::optional<std::size_t> residentMemoryBytes() {
+    std::ifstream status("/proc/self/statm");
+    std::size_t virtualPages = 0;
+    std::size_t residentPages = 0;
+    if (!(status >> virtualPages >> residentPages)) return std::nullopt;
+    return residentPages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+void preferLargePages(void* start, std::size_t bytes) {
+    // Large pages begin at multiples of their size, so the ends of the memory have none in any case.
+    constexpr std::uintptr_t pageBytes = std::uintptr_t{2} << 20;
+    const auto address = reinterpret_cast<std::uintptr_t>(start);
+    const std::uintptr_t skipped = (pageBytes - address % pageBytes) % pageBytes;
+    if (bytes < skipped + pageBytes) return;
+    (void)::madvise(static_cast<char*>(start) + skipped, (bytes - skipped) / pageBytes * pageBytes,
+                    MADV_HUGEPAGE);
+}
+
+}  // namespace dovra

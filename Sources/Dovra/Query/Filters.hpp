@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace dovra {
+
+/// Files, folders or both. A link counts as a file, whatever it leads to.
+enum class TypeFilter : std::uint8_t { any, fileOnly, folderOnly };
+
+constexpr bool matches(TypeFilter filter, bool isFolder) {
+    return filter == TypeFilter::any || (filter == TypeFilter::folderOnly) == isFolder;
+}
+
+/// How a value of the query language may be compared.
+enum class Comparison : std::uint8_t { gt, lt, ge, le, eq };
+
+/// Removes a comparison sign from the start of `text` and returns what it means; no sign means equality.
+inline Comparison takeComparison(std::string_view& text) {
+    struct Sign {
+        std::string_view text;
+        Comparison comparison;
+    };
+    // In the order in which they are tried: ">=" begins with ">".
+    constexpr Sign signs[] = {{">=", Comparison::ge},
+                              {"<=", Comparison::le},
+                              {">", Comparison::gt},
+                              {"<", Comparison::lt},
+                              {"=", Comparison::eq}};
+    for (const Sign& sign : signs) {
+        if (!text.starts_with(sign.text)) continue;
+        text.remove_prefix(sign.text.size());
+        return sign.comparison;
+    }
+    return Comparison::eq;
+}
+
+/// A comparison of a file's length in bytes. Whether folders have a size is for the caller to say.
+struct SizeFilter {
+    using Op = Comparison;
+
+    Op op;
+    std::uint64_t bytes;
+
+    bool matches(std::uint64_t size) const {
+        switch (op) {
+            case Op::gt:
+                return size > bytes;
+            case Op::lt:
+                return size < bytes;
+            case Op::ge:
+                return size >= bytes;
+            case Op::le:
+                return size <= bytes;
+            case Op::eq:
+                return size == bytes;
+        }
+        return false;
+    }
+
+    friend bool operator==(const SizeFilter&, const SizeFilter&) = default;
+};
+
+/// Reads ">=1.5gb", "<10k", "0": an operator (none means equal), a decimal number, and a unit in powers of
+/// 1024 in any case; a fraction of a byte is cut off. Absent when the value is not of that form.
+///
+/// A number that 64 bits cannot hold becomes the largest one. The answers stay right, because a file is
+/// shorter than 2^63 bytes: nothing equals or exceeds either number, and everything is below both.
+std::optional<SizeFilter> parseSize(std::string_view value);
+
+/// Which of an entry's times a date filter tests.
+enum class DateField : std::uint8_t { modified, created };
+
+/// The times from `start` up to but not including `end`, in seconds since 1970. An open side is 0 for the
+/// start and the largest finite double for the end.
+struct DateFilter {
+    double start;
+    double end;
+
+    bool matches(double time) const { return time >= start && time < end; }
+
+    friend bool operator==(const DateFilter&, const DateFilter&) = default;
+};
+
+/// Reads a keyword ("today", "lastweek", …) or an operator and a date ("2024", ">=2024-03", "<2024-03-15"),
+/// in any case, by the Gregorian calendar and the user's time zone: a period begins at its first local
+/// moment, a week on the locale's first weekday. ">=" and "<" count from the period's start, ">" and "<="
+/// from its end. Absent when the value is neither or names a day that does not exist.
+std::optional<DateFilter> parseDate(std::string_view value);
+
+/// The same as if it were `now`, in seconds since 1970.
+std::optional<DateFilter> parseDate(std::string_view value, double now);
+
+}  // namespace dovra
