@@ -55,6 +55,27 @@ TEST(Search, TheEmptyQueryReturnsEveryLiveEntry) {
     EXPECT_EQ(search(FileIndex(), "path:a sort", {Key::path, true}, 10).total, 0);
 }
 
+TEST(Search, AnExpressionMayTakeFewerStepsWhereThereAreMoreNames) {
+    constexpr std::string_view pattern = "^(?:(?:a|a)*b|.*)$";
+    const std::string slow(11, 'a');
+    const auto steps = RegularExpression::compile(pattern, false)->stepsFor(slow + "00000");
+    ASSERT_GT(steps, 10000U);
+    ASSERT_LT(steps, RegularExpression::mostSteps);
+    for (const auto& [names, abandoned] : {std::pair{10, 0}, std::pair{40000, 32000}}) {
+        std::vector<test::IndexItem> items;
+        for (int i = 0; i < names; ++i)
+            items.emplace_back(fmt::format("/{}{:05}", i % 5 == 0 ? "" : slow, i));
+        FileIndex index;
+        test::addTree(index, items);
+        for (const auto mode : {FileIndex::ScanMode::serial, FileIndex::ScanMode::parallel}) {
+            index.setScanModeOverride(mode);
+            const SearchResult result = search(index, fmt::format("regex:\"{}\"", pattern), {}, 0);
+            EXPECT_EQ(result.abandoned, abandoned);
+            EXPECT_EQ(result.total, names - abandoned);
+        }
+    }
+}
+
 TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     FileIndex index;
     FolderListing listing;

@@ -96,6 +96,17 @@ TEST_F(Tools, LookWithinAFolderOrText) {
                {{fmt::format(R"({{"query":"todo","within":"{}"}})", folder), "filesMatched", "1"}});
 }
 
+TEST_F(Tools, TellOfMatchesThatWereGivenUp) {
+    tree.write(std::string(60, 'a'));
+    const std::string query = R"({"query":"regex:(.*)*\\d$")";
+    const std::string given =
+        R"("1 name(s) took the regular expression too many steps and count as no match")";
+    for (const char* tool : {"search_files", "find_duplicate_files"})
+        expect(tool, {{query + "}", "incomplete", given},
+                      {query + R"(,"within":"ROOT"})", "incomplete", given},
+                      {R"({"query":"regex:^a+$"})", "incomplete", "null"}});
+}
+
 TEST_F(Tools, SayWhatIsWrong) {
     const std::string needed = R"("`query` is required.")";
     const std::string unbounded =

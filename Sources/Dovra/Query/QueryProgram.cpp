@@ -114,7 +114,8 @@ bool EntryMatcher::test(const QueryNode& leaf, const FileEntry& entry, std::stri
             },
             [&](TypeFilter type) { return dovra::matches(type, entry.isFolder()); },
             [&](const RegexNode& regex) {
-                return regex.expression.foundIn(regex.target == MatchTarget::fullPath ? path() : name);
+                return regex.expression.foundIn(regex.target == MatchTarget::fullPath ? path() : name,
+                                                limits_.of(regex));
             },
             [&](const ContentMatcher& content) {
                 return !entry.isFolder() && !entry.isSymbolicLink() &&
