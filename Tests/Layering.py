@@ -25,27 +25,18 @@ LAYERS = [
 ]
 LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
-# The headers of POSIX and Linux that are not the C++ standard library's; of the latter's only the signals.
-SYSTEM_FOLDERS = {"arpa", "asm", "asm-generic", "bits", "linux", "net", "netinet", "sys"}
-SYSTEM_HEADERS = {
-    f"{name}.h"
-    for name in """
-    aio dirent dlfcn err error execinfo fcntl fmtmsg fnmatch fstab ftw getopt glob grp iconv ifaddrs langinfo
-    libgen link malloc mntent monetary mqueue netdb nl_types paths poll pthread pty pwd regex resolv sched
-    search semaphore shadow signal spawn strings syscall sysexits syslog termios ucontext ulimit unistd utime
-    utmp utmpx wait wordexp
-    """.split()
-} | {"csignal"}
+# Whose headers are not the operating system's, although they end in ".h".
+LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
 
-INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
+INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
-def fault_of_quoted(part: str, in_platform: bool, included: str) -> str | None:
+def fault_of_quoted(part: str, included: str) -> str | None:
     """The fault of including one of Dovra's own headers from `part`, a folder or main.cpp."""
     target = included.split("/")[0]
     if "/" not in included or target not in LAYER_OF:
         return 'quotes are for headers of Dovra, written from Sources/Dovra ("Base/…")'
-    if included.startswith("Platform/Linux/") and not in_platform:
+    if included.startswith("Platform/Linux/") and part != "Platform":
         return "Platform/Linux is known to Platform only"
     if target != part and LAYER_OF[target] >= LAYER_OF[part]:
         return f"{part} may not use {target}"
@@ -56,14 +47,8 @@ def fault_of_angled(in_linux: bool, included: str) -> str | None:
     """The fault of including a header of the system or of a library."""
     if included.split("/")[0] in LAYER_OF:
         return "headers of Dovra are included in quotes"
-    is_system = included in SYSTEM_HEADERS or included.split("/")[0] in SYSTEM_FOLDERS
+    is_system = included == "csignal" or (included.endswith(".h") and not included.startswith(LIBRARIES))
     return "operating-system headers belong in Platform/Linux" if is_system and not in_linux else None
-
-
-def includes(path: Path) -> Iterator[tuple[int, str | None, str | None]]:
-    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-        if match := INCLUDE.match(line):
-            yield number, match[1], match[2]
 
 
 def faults(root: Path) -> Iterator[str]:
@@ -71,26 +56,19 @@ def faults(root: Path) -> Iterator[str]:
         place = path.relative_to(root)
         part = place.parts[0]
         if part not in LAYER_OF:
-            yield f"{place}:1: stands in no known folder"
+            yield f"{place}: stands in no known folder"
             continue
         in_linux = place.parts[:2] == ("Platform", "Linux")
-        for number, quoted, angled in includes(path):
-            if quoted is not None:
-                fault = fault_of_quoted(part, part == "Platform", quoted)
-            else:
-                fault = fault_of_angled(in_linux, angled or "")
-            if fault:
-                yield f"{place}:{number}: {quoted or angled}: {fault}"
+        for quoted, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
+            if fault := fault_of_quoted(part, quoted) if quoted else fault_of_angled(in_linux, angled):
+                yield f"{place}: {quoted or angled}: {fault}"
 
 
-def main(arguments: list[str]) -> int:
-    if len(arguments) != 1 or not Path(arguments[0], "Base").is_dir():
-        print(__doc__, file=sys.stderr)
-        return 2
-    found = list(faults(Path(arguments[0])))
-    print("\n".join(found) or "Every include points the right way.")
-    return 1 if found else 0
+def main(folder: str) -> None:
+    if not Path(folder, "Base").is_dir():
+        sys.exit(__doc__)
+    sys.exit("\n".join(faults(Path(folder))) or None)
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    main(sys.argv[1])

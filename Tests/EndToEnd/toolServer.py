@@ -50,6 +50,17 @@ class Server:
         (content,) = result["content"]
         return content["text"] if result["isError"] else json.loads(content["text"])
 
+    def begin(self, tool: str, identifier: str = "1", **arguments: Any) -> None:
+        """A call whose reply is not waited for."""
+        params = {"name": tool, "arguments": arguments}
+        self.send(json.dumps({"id": identifier, "method": "tools/call", "params": params}).encode())
+
+    def leave(self) -> None:
+        """Reads nothing any more."""
+        self.output.close()
+        assert self.process.stdout
+        self.process.stdout.close()
+
     def end(self) -> float:
         """Closes the input and returns the seconds until the program had ended."""
         start = time.monotonic()

@@ -9,11 +9,13 @@ import shutil
 import stat
 import tarfile
 import time
-from collections.abc import Callable, Iterator
+from collections.abc import Iterator
 from pathlib import Path
 from random import Random
 
-NAMES = ["a", "b", "notes", "project", "Übung", "two words", "line\nbreak", "\udcff"]
+NAMES = ["a", "b", "notes", "project", "Übung", "U\u0308bung", "two words", "line\nbreak", "\udcff\udced\udca0", "..."]
+# That fold in unusual ways or stand for something else in a query, and the longest.
+NAMES += ["KſSẞß.K", "İiıI", "ΣΌΣσς😀", "-x", "a|b !<c>", "[(*?$\"", "\x1b[31m\t", "y" * 255]
 OLD_TIME = 1_000_000_000
 DEEP = "x" * 200  # the name of each folder of a chain that is deeper than a path can tell
 
@@ -78,6 +80,9 @@ class TreeWork:
         folder = self._folder()
         return folder if folder != self.root else self.random.choice([*filter(self._is_folder, self._listed(folder))])
 
+    def _any(self) -> Path:
+        return self._folder_below_root() if self.random.random() < 0.6 else self._file()
+
     def _file(self) -> Path:
         return self.random.choice([path for path in self._listed(self._folder()) if not self._is_folder(path)])
 
@@ -111,12 +116,6 @@ class TreeWork:
     def make_folders(self) -> None:
         self._folder().joinpath(self._new_name(), self._new_name()).mkdir(parents=True)
 
-    def save_atomically(self) -> None:
-        file = self._file()
-        temporary = file.with_name(".saved~")
-        temporary.write_bytes(self._bytes())
-        temporary.replace(file)
-
     def append(self) -> None:
         with self._file_of_one_name().open("ab") as log:
             for _ in range(self.random.randrange(1, 20)):
@@ -140,8 +139,7 @@ class TreeWork:
 
     def put_times_back(self) -> None:
         place = self._folder_below_root() if self.random.random() < 0.5 else self._file_of_one_name()
-        time = OLD_TIME + self.random.randrange(1000)
-        os.utime(place, (time, time))
+        os.utime(place, (OLD_TIME + self.random.randrange(1000),) * 2)
 
     def rename_many(self) -> None:
         folder = self._folder()
@@ -149,8 +147,7 @@ class TreeWork:
             path.rename(path.with_name(f"{path.name}~"[-40:]))
 
     def move(self) -> None:
-        path = self._folder_below_root() if self.random.random() < 0.6 else self._file()
-        path.rename(self._folder() / self._new_name())
+        self._any().rename(self._folder() / self._new_name())
 
     def swap(self) -> None:
         one, other = self._folder_below_root(), self._folder_below_root()
@@ -161,22 +158,16 @@ class TreeWork:
         other.rename(one)
         aside.rename(other)
 
-    def delete_file(self) -> None:
-        self._file().unlink()
-
-    def delete_folder(self) -> None:
-        shutil.rmtree(self._folder_below_root())
-
-    def put_file_for_folder(self) -> None:
-        folder = self._folder_below_root()
-        shutil.rmtree(folder)
-        folder.write_bytes(self._bytes())
-
-    def put_folder_for_file(self) -> None:
-        file = self._file()
-        file.unlink()
-        file.mkdir()
-        (file / self._new_name()).write_bytes(self._bytes())
+    def delete(self) -> None:
+        """And puts something of another kind in its place, or nothing."""
+        path = self._any()
+        is_folder = self._is_folder(path)
+        shutil.rmtree(path) if is_folder else path.unlink()
+        if self.random.random() < 0.5:
+            if not is_folder:
+                path.mkdir()
+                path /= self._new_name()
+            path.write_bytes(self._bytes())
 
     def link(self) -> None:
         place = self._folder() / self._new_name()
@@ -194,46 +185,28 @@ class TreeWork:
                 if entry.inode() == status.st_ino:
                     os.utime(entry.path, ns=(status.st_atime_ns, status.st_mtime_ns))
 
-    @contextlib.contextmanager
-    def _program_in(self, folder: Path) -> Iterator[Callable[[], None]]:
-        """Something that makes and renames files in the folder, wherever that is and whoever may look for it."""
-        inside = os.open(folder, os.O_RDONLY)
-
-        def work() -> None:
-            time.sleep(self.random.uniform(0, 0.04))
-            descriptor = os.open(".new", os.O_WRONLY | os.O_CREAT | os.O_EXCL, dir_fd=inside)
-            os.write(descriptor, self._bytes())
-            os.close(descriptor)
-            os.rename(".new", f"{self.random.randrange(5)}.made", src_dir_fd=inside, dst_dir_fd=inside)
-
-        try:
-            yield work
-        finally:
-            os.close(inside)
-
-    def _way_to(self, folder: Path) -> list[Path]:
-        """The folder and those above it, without the root."""
-        return [folder, *(above for above in folder.parents if self.root in above.parents)]
-
-    def take_rights(self) -> None:
-        """Gives them back at the end."""
+    def disturb_a_program(self) -> None:
+        """It makes files in a folder. One on the way there loses its rights for a while, or all are renamed."""
         folder = self._folder_below_root()
-        taken = self.random.choice(self._way_to(folder))
-        mode = stat.S_IMODE(taken.stat().st_mode)
-        with self._program_in(folder) as work:
-            taken.chmod(0)
-            try:
-                work()
-                work()
-            finally:
-                taken.chmod(mode)
+        way = [folder, *(above for above in folder.parents if self.root in above.parents)]
+        taken = self.random.choice([None, *way])
+        with contextlib.ExitStack() as at_end:
+            inside = os.open(folder, os.O_RDONLY)
+            at_end.callback(os.close, inside)
+            if taken:
+                at_end.callback(taken.chmod, stat.S_IMODE(taken.stat().st_mode))
+                taken.chmod(0)
+            for path in way:
+                self._make_file(inside)
+                if not taken:
+                    path.rename(path.with_name(self._new_name()))
 
-    def rename_above(self) -> None:
-        folder = self._folder_below_root()
-        with self._program_in(folder) as work:
-            for path in self._way_to(folder):
-                work()
-                path.rename(path.with_name(self._new_name()))
+    def _make_file(self, inside: int) -> None:
+        """In an open folder, wherever that is and whoever may look for it."""
+        time.sleep(self.random.uniform(0, 0.04))
+        with open(os.open(".new", os.O_WRONLY | os.O_CREAT | os.O_EXCL, dir_fd=inside), "wb") as file:
+            file.write(self._bytes())
+        os.rename(".new", f"{self.random.randrange(5)}.made", src_dir_fd=inside, dst_dir_fd=inside)
 
     def change_one_of_many(self) -> None:
         folder = self.root / "many"

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/EventStream.hpp"
@@ -22,32 +23,39 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
-/// What the system tells, between a test and the thread of a stream.
-class Changes {
+/// A source to which a test adds what the system is to tell.
+class Source final : public EventSource {
 public:
     void add(const std::string& path) {
         const std::scoped_lock lock(mutex_);
         waiting_.addPath(path);
         wakeLocked();
     }
-    void wake() {
+    void wake() override {
         const std::scoped_lock lock(mutex_);
         wakeLocked();
     }
-    void wait(std::chrono::milliseconds timeout) {
+    void wait(std::chrono::milliseconds timeout) override {
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, timeout, [&] { return isAwake_; });
-        isAwake_ = false;
+        changed_.wait_for(lock, timeout, [&] { return std::exchange(isAwake_, false); });
     }
-    void moveTo(ChangeSet& taken) {
+    void drain() override {
         const std::scoped_lock lock(mutex_);
-        taken.add(waiting_.take());
+        drained_.add(waiting_.take());
         ++drains;
     }
+    bool hasChanges() const override { return !drained_.empty(); }
+    std::optional<ChangeBatch> take(std::chrono::milliseconds) override {
+        const std::scoped_lock held(holding);
+        drain();
+        ++answers_;
+        return drained_.take();
+    }
+    std::vector<std::string> polledTrees() const override { return {"/polled"}; }
+    std::string coverage() const override { return fmt::format("answered {}", answers_); }
 
     std::mutex holding;  ///< who has it keeps the source from answering
     std::atomic<int> drains = 0;
-    std::atomic<int> answers = 0;
 
 private:
     void wakeLocked() {
@@ -57,37 +65,21 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    ChangeSet waiting_;
+    ChangeSet waiting_, drained_;
+    int answers_ = 0;
     bool isAwake_ = false;
-};
-
-class Source final : public EventSource {
-public:
-    explicit Source(Changes& changes) : changes_(changes) {}
-
-    void wait(std::chrono::milliseconds timeout) override { changes_.wait(timeout); }
-    void wake() override { changes_.wake(); }
-    void drain() override { changes_.moveTo(drained_); }
-    bool hasChanges() const override { return !drained_.empty(); }
-    std::optional<ChangeBatch> take(std::chrono::milliseconds) override {
-        const std::scoped_lock held(changes_.holding);
-        drain();
-        ++changes_.answers;
-        return drained_.take();
-    }
-    std::vector<std::string> polledTrees() const override { return {"/polled"}; }
-    std::string coverage() const override { return fmt::format("answered {}", changes_.answers); }
-
-private:
-    Changes& changes_;
-    ChangeSet drained_;
 };
 
 class EventStreamTest : public testing::Test {
 protected:
     void open(std::chrono::milliseconds latency) {
-        stream.emplace([this](const std::stop_token&) { return std::make_unique<Source>(changes); },
-                       [this] { ++rings; }, stop.get_token(), latency);
+        const auto openSource = [this](const std::stop_token&) {
+            auto made = std::make_unique<Source>();
+            source = made.get();
+            return made;
+        };
+        stream.emplace(
+            openSource, [this] { ++rings; }, stop.get_token(), latency);
         ASSERT_TRUE(ringsAgain(0));
         EXPECT_EQ(stream->state(), ChangeFeed::State::open);
     }
@@ -96,7 +88,7 @@ protected:
         return test::waitUntil([&] { return rings > before; });
     }
 
-    Changes changes;
+    Source* source = nullptr;
     std::atomic<int> rings = 0;
     std::stop_source stop;
     std::optional<EventStream> stream;
@@ -106,20 +98,20 @@ TEST_F(EventStreamTest, GathersUntilSomebodyTakes) {
     open(10s);
     EXPECT_EQ(stream->coverage(), "answered 0");
     EXPECT_THAT(stream->polledTrees(), ElementsAre("/polled"));
-    changes.add("/a");
+    source->add("/a");
     EXPECT_TRUE(ringsAgain(1)) << "the first change of a quiet period";
-    changes.add("/b");
+    source->add("/b");
     for (int i = 0; i < 3; ++i) {
-        const int before = changes.drains;
-        changes.wake();
-        EXPECT_TRUE(test::waitUntil([&] { return changes.drains > before; }));
+        const int before = source->drains;
+        source->wake();
+        EXPECT_TRUE(test::waitUntil([&] { return source->drains > before; }));
     }
     EXPECT_EQ(rings, 2) << "until it is taken";
     EXPECT_THAT(stream->take(5s)->paths, UnorderedElementsAre("/a", "/b"));
     EXPECT_EQ(stream->coverage(), "answered 1");
     EXPECT_THAT(stream->take(5s)->paths, IsEmpty());
     for (const char* path : {"/c", "/d"}) {
-        changes.add(path);
+        source->add(path);
         EXPECT_THAT(stream->take(5s)->paths, ElementsAre(path)) << "without the latency";
     }
     EXPECT_EQ(rings, 2);
@@ -131,7 +123,7 @@ TEST_F(EventStreamTest, RingsAtMostOnceInEachLatency) {
         const int before = rings;
         const auto taken = Clock::now();
         EXPECT_TRUE(stream->take(5s));
-        changes.add("/busy");
+        source->add("/busy");
         ASSERT_TRUE(ringsAgain(before));
         EXPECT_GE(Clock::now() - taken, 99ms);
     }
@@ -139,9 +131,9 @@ TEST_F(EventStreamTest, RingsAtMostOnceInEachLatency) {
 
 TEST_F(EventStreamTest, WhatComesTooLateForOneTakingComesWithTheNext) {
     open(10s);
-    changes.add("/late");
+    source->add("/late");
     {
-        const std::scoped_lock held(changes.holding);
+        const std::scoped_lock held(source->holding);
         EXPECT_FALSE(stream->take(20ms));
     }
     EXPECT_TRUE(test::waitUntil([&] { return stream->coverage() == "answered 1"; }));

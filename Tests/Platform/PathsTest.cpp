@@ -20,17 +20,14 @@ TEST(StandardizedPath, IsAbsoluteAndHasNoDots) {
     const std::pair<const char*, std::string> cases[] = {
         {"", ""},
         {"/", "/"},
-        {"/..", "/"},
         {"/../../a", "/a"},
         {"/a//b/./c/../d", "/a/b/d"},
-        {"/a/...", "/a/..."},
         {"~", "/homes/me"},
         {"~/../x", "/homes/x"},
         {"/a/~", "/a/~"},
         {"~root/x", root + "/x"},
         {"~no such user/x", here + "/~no such user/x"},
         {".", here},
-        {"./a/..", here},
         {"/\xFF\n", "/\xFF\n"},
     };
     for (const auto& [path, expected] : cases)

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
@@ -10,7 +9,6 @@
 
 #include "Base/PathText.hpp"
 #include "Query/MatchOrder.hpp"
-#include "Query/SearchEngine.hpp"
 #include "Support/FixedBoost.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/RandomText.hpp"
@@ -59,21 +57,12 @@ TEST(RelevanceOrder, FoldsAsTheMatchDoes) {
 }
 
 using Boosts = std::map<std::string, std::int32_t>;
-using Key = SortSpec::Key;
 
 std::string randomPath(std::mt19937& random) {
     std::string path;
     for (std::size_t i = random() % 3 + 1; i > 0; --i)
         path.append("/").append(test::randomText(random, "ab", 1, 3));
     return path;
-}
-
-std::vector<std::string> searched(const FileIndex& index, std::string_view query, SortSpec sort,
-                                  std::int64_t limit = 1000) {
-    std::vector<std::string> paths;
-    for (const FileRow& row : search(index, query, sort, limit).rows)
-        paths.push_back(joinPath(row.path, row.name));
-    return paths;
 }
 
 TEST(FrecencyLift, KnowsEachEntryByItsPath) {
@@ -99,43 +88,6 @@ TEST(FrecencyLift, KnowsEachEntryByItsPath) {
                 << paths[id];
         }
     }
-}
-
-TEST(FrecencyLift, IsAddedToScores) {
-    // Their scores differ by 3 and by 1.
-    const auto index = test::makeIndex({"/ab", "/a-xb", "/a-xxb"});
-    const auto lifted = [&](std::int32_t boost, std::int64_t limit) {
-        index->setFrecency(std::make_shared<test::FixedBoost>(Boosts{{"/a-xxb", boost}}));
-        return searched(*index, "fuzzy:ab", {Key::relevance, true}, limit);
-    };
-    using testing::ElementsAre;
-    EXPECT_THAT(lifted(1, 9), ElementsAre("/ab", "/a-xb", "/a-xxb"));
-    EXPECT_THAT(lifted(2, 2), ElementsAre("/ab", "/a-xxb"));
-    EXPECT_THAT(lifted(72, 1), ElementsAre("/a-xxb"));
-}
-
-TEST(RelevanceWithFrecency, PassesWaysOfMeetingTheTerm) {
-    // The whole name, the stem, the start, the start of a word, and twice anywhere.
-    const auto index = test::makeIndex({"/log", "/log.c", "/logger", "/a-log", "/blog", "/catalog"});
-    const auto lifted = [&](const Boosts& boosts, bool ascending = true) {
-        index->setFrecency(std::make_shared<test::FixedBoost>(boosts));
-        return searched(*index, "log", {Key::relevance, ascending});
-    };
-    using testing::ElementsAre;
-    EXPECT_THAT(lifted({}), ElementsAre("/log", "/log.c", "/logger", "/a-log", "/blog", "/catalog"));
-    // One open: first among its like.
-    EXPECT_THAT(lifted({{"/catalog", 16}}),
-                ElementsAre("/log", "/log.c", "/logger", "/a-log", "/catalog", "/blog"));
-    EXPECT_THAT(lifted({{"/catalog", 16}}, false),
-                ElementsAre("/blog", "/catalog", "/a-log", "/logger", "/log.c", "/log"));
-    EXPECT_THAT(lifted({{"/catalog", 40}}),
-                ElementsAre("/log", "/log.c", "/logger", "/catalog", "/a-log", "/blog"));
-    EXPECT_THAT(lifted({{"/catalog", 71}}),
-                ElementsAre("/log", "/log.c", "/catalog", "/logger", "/a-log", "/blog"));
-    EXPECT_THAT(lifted({{"/log", 72}, {"/blog", 72}}),
-                ElementsAre("/log", "/blog", "/log.c", "/logger", "/a-log", "/catalog"));
-    // Other orders know nothing of it.
-    EXPECT_THAT(searched(*index, "log", {Key::name, true}, 1), ElementsAre("/a-log"));
 }
 
 }  // namespace

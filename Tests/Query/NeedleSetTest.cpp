@@ -21,7 +21,7 @@ TEST(NeedleSet, FindsWhatItsNeedlesFindOneByOne) {
         for (std::size_t count = 1 + random() % (round % 5 == 0 ? 300 : 6); count > 0; --count)
             needles.push_back(
                 test::randomText(random, alphabet, 1 + random() % 6, round % 50 == 0 ? 400 : 9));
-        const NeedleSet set(needles, caseSensitive);
+        const NeedleSet set(std::vector<std::string_view>(needles.begin(), needles.end()), caseSensitive);
         for (int i = 0; i < 20; ++i) {
             std::string text = test::randomText(random, alphabet, 0, 30);
             if (i % 4 == 0) text += needles.back() + "a";

@@ -1,11 +1,9 @@
 // Documentation/QueryLanguage.md must stay true: its table of keys is the code's, and every query in a table
 // "| query | finds |" is run on the made-up tree that the document itself describes.
 
-#include <ctime>
 #include <fmt/format.h>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iomanip>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -13,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/Utf8.hpp"
+#include "Query/Filters.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -29,11 +29,6 @@ std::string document() {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string trimmed(std::string_view text) {
-    const std::size_t first = std::min(text.find_first_not_of(' '), text.size());
-    return std::string(text.substr(first, text.find_last_not_of(' ') + 1 - first));
-}
-
 /// The cells of a table row, without the quotes of code and with "\|" as "|".
 std::vector<std::string> cellsOf(std::string_view row) {
     std::vector<std::string> cells;
@@ -42,7 +37,7 @@ std::vector<std::string> cellsOf(std::string_view row) {
         if (row.substr(i, 2) == "\\|") {
             cell += row[++i];
         } else if (row[i] == '|') {
-            cells.push_back(trimmed(cell));
+            cells.emplace_back(trimmedWhiteSpace(cell));
             cell.clear();
         } else if (row[i] != '`') {
             cell += row[i];
@@ -63,21 +58,12 @@ std::vector<std::vector<std::string>> rowsUnder(const std::string& header) {
     return rows;
 }
 
-/// Noon of a day like "2024-03-15", in seconds since 1970.
-double noonOf(const std::string& day) {
-    std::tm fields{};
-    std::istringstream text(day + " 12");
-    text >> std::get_time(&fields, "%Y-%m-%d %H");
-    if (!text) throw std::runtime_error("not a day: " + day);
-    fields.tm_isdst = -1;
-    return static_cast<double>(std::mktime(&fields));
-}
-
 void addExampleTree(FileIndex& index) {
     std::vector<test::IndexItem> items;
     for (const auto& row : rowsUnder("| path | bytes | modified |")) {
         const bool isFolder = row.at(0).ends_with('/');
-        items.emplace_back(row.at(0), isFolder ? 0 : std::stoull(row.at(1)), noonOf(row.at(2)));
+        const double day = parseDate(row.at(2), 0).value().start;
+        items.emplace_back(row.at(0), isFolder ? 0 : std::stoull(row.at(1)), day + 12 * 3600.0);
     }
     test::addTree(index, items, "/home/you");
 }

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "Diagnostics/SearchCheck.hpp"
 #include "Index/FolderMerge.hpp"
 #include "Query/SearchEngine.hpp"
+#include "Support/FixedBoost.hpp"
 #include "Support/IndexBuilder.hpp"
 #include "Support/RandomText.hpp"
 
@@ -52,6 +55,27 @@ TEST(Search, TheEmptyQueryReturnsEveryLiveEntry) {
     EXPECT_EQ(search(FileIndex(), "path:a sort", {Key::path, true}, 10).total, 0);
 }
 
+TEST(Search, AnExpressionMayTakeFewerStepsWhereThereAreMoreNames) {
+    constexpr std::string_view pattern = "^(?:(?:a|a)*b|.*)$";
+    const std::string slow(11, 'a');
+    const auto steps = RegularExpression::compile(pattern, false)->stepsFor(slow + "00000");
+    ASSERT_GT(steps, 10000U);
+    ASSERT_LT(steps, RegularExpression::mostSteps);
+    for (const auto& [names, abandoned] : {std::pair{10, 0}, std::pair{40000, 32000}}) {
+        std::vector<test::IndexItem> items;
+        for (int i = 0; i < names; ++i)
+            items.emplace_back(fmt::format("/{}{:05}", i % 5 == 0 ? "" : slow, i));
+        FileIndex index;
+        test::addTree(index, items);
+        for (const auto mode : {FileIndex::ScanMode::serial, FileIndex::ScanMode::parallel}) {
+            index.setScanModeOverride(mode);
+            const SearchResult result = search(index, fmt::format("regex:\"{}\"", pattern), {}, 0);
+            EXPECT_EQ(result.abandoned, abandoned);
+            EXPECT_EQ(result.total, names - abandoned);
+        }
+    }
+}
+
 TEST(Search, TooManyMatchesComeInTheOrderOfTheIndex) {
     FileIndex index;
     FolderListing listing;
@@ -77,6 +101,42 @@ TEST(Search, ScoresComeBestFirstUnlessRelevanceItselfIsTurnedAround) {
     for (const SortSpec sort : {SortSpec{Key::modified, false}, {Key::size, true}, {Key::relevance, true}})
         EXPECT_THAT(found(*index, "fuzzy:ab", sort, 1), ElementsAre("/ab"));
     EXPECT_EQ(found(*index, "fuzzy:ab", {Key::relevance, false}).back(), "/ab");
+}
+
+TEST(FrecencyLift, IsAddedToScores) {
+    // Their scores differ by 3 and by 1.
+    const auto index = test::makeIndex({"/ab", "/a-xb", "/a-xxb"});
+    const auto lifted = [&](std::int32_t boost, std::int64_t limit) {
+        index->setFrecency(
+            std::make_shared<test::FixedBoost>(std::map<std::string, std::int32_t>{{"/a-xxb", boost}}));
+        return found(*index, "fuzzy:ab", {Key::relevance, true}, limit);
+    };
+    EXPECT_THAT(lifted(1, 9), ElementsAre("/ab", "/a-xb", "/a-xxb"));
+    EXPECT_THAT(lifted(2, 2), ElementsAre("/ab", "/a-xxb"));
+    EXPECT_THAT(lifted(72, 1), ElementsAre("/a-xxb"));
+}
+
+TEST(RelevanceWithFrecency, PassesWaysOfMeetingTheTerm) {
+    // The whole name, the stem, the start, the start of a word, and twice anywhere.
+    const auto index = test::makeIndex({"/log", "/log.c", "/logger", "/a-log", "/blog", "/catalog"});
+    const auto lifted = [&](const std::map<std::string, std::int32_t>& boosts, bool ascending = true) {
+        index->setFrecency(std::make_shared<test::FixedBoost>(boosts));
+        return found(*index, "log", {Key::relevance, ascending});
+    };
+    EXPECT_THAT(lifted({}), ElementsAre("/log", "/log.c", "/logger", "/a-log", "/blog", "/catalog"));
+    // One open: first among its like.
+    EXPECT_THAT(lifted({{"/catalog", 16}}),
+                ElementsAre("/log", "/log.c", "/logger", "/a-log", "/catalog", "/blog"));
+    EXPECT_THAT(lifted({{"/catalog", 16}}, false),
+                ElementsAre("/blog", "/catalog", "/a-log", "/logger", "/log.c", "/log"));
+    EXPECT_THAT(lifted({{"/catalog", 40}}),
+                ElementsAre("/log", "/log.c", "/logger", "/catalog", "/a-log", "/blog"));
+    EXPECT_THAT(lifted({{"/catalog", 71}}),
+                ElementsAre("/log", "/log.c", "/catalog", "/logger", "/a-log", "/blog"));
+    EXPECT_THAT(lifted({{"/log", 72}, {"/blog", 72}}),
+                ElementsAre("/log", "/blog", "/log.c", "/logger", "/a-log", "/catalog"));
+    // Other orders know nothing of it.
+    EXPECT_THAT(found(*index, "log", {Key::name, true}, 1), ElementsAre("/a-log"));
 }
 
 TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "Servers/ToolArguments.hpp"
 
@@ -11,14 +12,11 @@ JSONObject objectOf(const std::string& value) {
 }
 
 TEST(ToolArguments, TakeTextsFromStringsOnly) {
-    const auto text = [](const std::string& value) {
-        const JSONObject object = objectOf(value);
-        return ToolArguments(object).text("key");
-    };
-    EXPECT_EQ(text(R"(" \n\ta b\u00a0 ")"), "a b");
+    const auto text = [](const JSONObject& object) { return ToolArguments(object).text("key"); };
+    EXPECT_EQ(text(objectOf(R"(" \n\ta b\u00a0 ")")), "a b");
     for (const char* value : {R"("")", R"(" \n")", "1", "true", "null", R"(["a"])", "{}"})
-        EXPECT_EQ(text(value), std::nullopt) << value;
-    EXPECT_EQ(ToolArguments(JSONObject()).text("key"), std::nullopt);
+        EXPECT_EQ(text(objectOf(value)), std::nullopt) << value;
+    EXPECT_EQ(text({}), std::nullopt);
 }
 
 TEST(ToolArguments, TakeFlagsFromBooleansOnly) {
@@ -28,24 +26,16 @@ TEST(ToolArguments, TakeFlagsFromBooleansOnly) {
 }
 
 TEST(ToolArguments, TakeNumbersIntoTheirRange) {
-    const std::pair<const char*, std::int64_t> examples[] = {{"0", 1},
-                                                             {"1", 1},
-                                                             {"1000", 1000},
-                                                             {"5000", 1000},
-                                                             {"2.9", 2},
-                                                             {"1e3", 1000},
-                                                             {"\"7\"", 50},
-                                                             {"null", 50},
-                                                             {"1e300", 50},
-                                                             {"-1e300", 50},
-                                                             {"-2.9", 1},
-                                                             {"9223372036854775807", 1000},
-                                                             {"9223372036854775808", 50},
-                                                             {"[3]", 50}};
-    for (const auto& [value, expected] : examples) {
-        const JSONObject object = objectOf(value);
-        EXPECT_EQ(ToolArguments(object).number("key", {.usual = 50, .least = 1, .most = 1000}), expected)
-            << value;
+    using Values = std::vector<const char*>;
+    const std::pair<std::int64_t, Values> examples[] = {
+        {1, {"0", "1", "-2.9"}},
+        {2, {"2.9"}},
+        {1000, {"1000", "5000", "1e3", "9223372036854775807"}},
+        {50, {"\"7\"", "null", "1e300", "-1e300", "9223372036854775808", "[3]"}},
+    };
+    for (const auto& [expected, values] : examples) {
+        for (const char* value : values)
+            EXPECT_EQ(ToolArguments(objectOf(value)).number("key", {50, 1, 1000}), expected) << value;
     }
 }
 

@@ -5,7 +5,6 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
 #include <memory>
 #include <semaphore>
 #include <string>
@@ -121,18 +120,6 @@ TEST_F(AppServicesTest, SavesWhatItKnowsWhenItEndsInTheMiddleOfTheComparison) {
         ASSERT_TRUE(cache_.load(saved, subject_));
         ASSERT_THAT(test::differencesFromFreshScan(saved, root_), IsEmpty()) << "round " << round;
     }
-}
-
-TEST_F(AppServicesTest, RecoversFromACacheOfTheFuture) {
-    FileIndex index;
-    ASSERT_FALSE(cache_.save(index, subject_.volumeDev, std::numeric_limits<std::uint64_t>::max()));
-    tree_.write("root/a");
-    const auto services = started();
-    expectNoDifference(*services);
-    services->close();
-    const auto loaded = cache_.load(index, subject_);
-    ASSERT_TRUE(loaded);
-    EXPECT_LE(loaded->lastEventId, static_cast<std::uint64_t>(wallClockNow()));
 }
 
 TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {

@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <deque>
-#include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -55,11 +55,6 @@ private:
         live_.emplace(options_);
         live_->start();
     }
-    void pass(std::chrono::seconds time) {
-        now_ += time;
-        live_->step();
-        runTasks("");
-    }
     /// Every task that is due now; between its two halves comes a step. Tells the kind of the last.
     std::string runTasks(Rest between) {
         std::string kind;
@@ -71,20 +66,20 @@ private:
         }
         return kind;
     }
-    /// Somebody is served, and then a whole round goes by.
-    void passARound() {
-        const auto before = live_->lastRound();
-        live_->flush(std::chrono::seconds(1));
-        for (int i = 0; i < 1000 && live_->lastRound() == before; ++i)
-            pass(std::chrono::minutes(1));
-        EXPECT_NE(live_->lastRound(), before);
+    template <typename Condition>
+    void passUntil(const Condition& holds, Rest time) {
+        for (int i = 0; i < 1000 && !holds(); ++i)
+            take("pass " + time);
+        EXPECT_TRUE(holds());
     }
-    void expectDifference(bool isExpected, Compared compared) const {
-        const auto found = differencesFromFreshScan(live_->index(), options_.root, compared);
-        EXPECT_EQ(!found.empty(), isExpected) << fmt::format("{}", fmt::join(found, "\n"));
+    std::vector<std::string> differences(Compared compared) const {
+        return differencesFromFreshScan(live_->index(), options_.root, compared);
     }
     ino_t cache() const { return statusOf(data_.cachePath(root_)).st_ino; }
 
+    const std::map<std::string, ChangeFeed::State> states_ = {{"opening", ChangeFeed::State::opening},
+                                                              {"open", ChangeFeed::State::open},
+                                                              {"refused", ChangeFeed::State::refused}};
     LiveIndex::Time now_ = LiveIndex::Time(std::chrono::hours(100));
     LiveIndex::Clock::duration lookTakes_ = {};
     bool isOnBattery_ = false;
@@ -102,13 +97,7 @@ private:
 inline void LiveIndexLife::addWords() {
     words_.insert({
         // What the feed is and tells.
-        {"feed",
-         [this](Rest state) {
-             using State = ChangeFeed::State;
-             feed_->state = state == "open"      ? State::open
-                            : state == "refused" ? State::refused
-                                                 : State::opening;
-         }},
+        {"feed", [this](Rest state) { feed_->state = states_.at(state); }},
         {"tell", [this](Rest path) { feed_->waiting.addPath(placeOf(path)); }},
         {"tell-file", [this](Rest path) { feed_->waiting.addFile(placeOf(path)); }},
         {"tell-tree", [this](Rest path) { feed_->waiting.addSubtree(placeOf(path)); }},
@@ -122,50 +111,36 @@ inline void LiveIndexLife::addWords() {
         {"late", [this](Rest) { feed_->isLate = true; }},
         {"poll", [this](Rest path) { feed_->polledTrees = {placeOf(path)}; }},
         {"change",  // in the root folder, told
-         [this](Rest file) {
-             take("write " + file);
-             take("tell .");
-         }},
+         [this](Rest file) { run("write " + file + "; tell ."); }},
         // The life.
         {"save-interval", [this](Rest time) { options_.saveInterval = seconds(time); }},
         {"spare", [this](Rest tombstones) { options_.spareTombstones = std::stoi(tombstones); }},
         {"begin", [this](Rest) { begin(); }},
-        {"live",
-         [this](Rest) {
-             begin();
-             pass(std::chrono::seconds(0));
-             EXPECT_TRUE(live_->isCompared());
-         }},
+        {"live", [this](Rest) { run("begin; pass 0; answers whole"); }},
         {"cancel", [this](Rest) { stop_.request_stop(); }},
         {"end",
          [this](Rest) {
              stop_.request_stop();
              live_->end();
          }},
-        {"end-in-a-step",
-         [this](Rest) {
-             stopsBetween_ = true;
-             live_->step();
-             live_->end();
-             stopsBetween_ = false;
-         }},
+        {"stop-between", [this](Rest state) { stopsBetween_ = state == "on"; }},
+        {"end-in-a-step", [this](Rest) { run("stop-between on; step; end; stop-between off"); }},
         {"step", [this](Rest) { live_->step(); }},
         {"rebuild", [this](Rest) { live_->rebuild(); }},
         {"wait", [this](Rest time) { now_ += seconds(time); }},
-        {"pass", [this](Rest time) { pass(seconds(time)); }},  // and do what is due
-        {"pass-a-round", [this](Rest) { passARound(); }},
-        {"catch-up",
-         [this](Rest) {
-             for (int i = 0; i < 1000 && !live_->isCompared(); ++i)
-                 pass(std::chrono::seconds(1));
+        {"pass",  // and do what is due
+         [this](Rest time) {
+             run("wait " + time + "; step");
+             runTasks("");
          }},
+        {"pass-a-round",  // somebody is served, and then it goes by
+         [this](Rest) {
+             live_->flush(std::chrono::seconds(1));
+             passUntil([this, before = live_->lastRound()] { return live_->lastRound() != before; }, "60");
+         }},
+        {"catch-up", [this](Rest) { passUntil([this] { return live_->isCompared(); }, "1"); }},
         {"tasks-and", [this](Rest step) { runTasks(step); }},
-        {"hold",  // a task that is due
-         [this](Rest) {
-             auto task = live_->nextTask();
-             ASSERT_TRUE(task);
-             tasks_.push_back(*std::move(task));
-         }},
+        {"hold", [this](Rest) { tasks_.push_back(live_->nextTask().value()); }},  // a task that is due
         {"run",  // the one that was held first
          [this](Rest) {
              finishes_.push_back(tasks_.front().run());
@@ -188,9 +163,11 @@ inline void LiveIndexLife::addWords() {
          [this](Rest expected) {
              EXPECT_EQ(live_->isCompared() ? "whole" : live_->isWhole() ? "names" : "none", expected);
          }},
-        {"same", [this](Rest) { expectDifference(false, Compared::all); }},
-        {"same-names", [this](Rest) { expectDifference(false, Compared::namesAndKinds); }},
-        {"differs", [this](Rest) { expectDifference(true, Compared::all); }},
+        {"same", [this](Rest) { EXPECT_THAT(differences(Compared::all), testing::IsEmpty()); }},
+        {"same-names",
+         [this](Rest) { EXPECT_THAT(differences(Compared::namesAndKinds), testing::IsEmpty()); }},
+        {"differs",
+         [this](Rest) { EXPECT_THAT(differences(Compared::all), testing::Not(testing::IsEmpty())); }},
         {"has", [this](Rest path) { EXPECT_GE(idOf(live_->index(), placeOf(path)), 0); }},
         {"lacks", [this](Rest path) { EXPECT_EQ(idOf(live_->index(), placeOf(path)), -1); }},
         {"items", [this](Rest count) { EXPECT_EQ(live_->index().itemCount(), std::stoi(count)); }},
@@ -208,10 +185,7 @@ inline void LiveIndexLife::addWords() {
         {"tasks", [this](Rest lastKind) { EXPECT_EQ(runTasks(""), lastKind); }},
         {"no-round", [this](Rest) { EXPECT_FALSE(live_->lastRound()); }},
         {"finds",  // of the last round
-         [this](Rest count) {
-             ASSERT_TRUE(live_->lastRound());
-             EXPECT_EQ(live_->lastRound()->finds, std::stoul(count));
-         }},
+         [this](Rest count) { EXPECT_EQ(live_->lastRound().value().finds, std::stoul(count)); }},
         {"saved", [this](Rest) { EXPECT_NE(std::exchange(savedCache_, cache()), cache()); }},
         {"not-saved", [this](Rest) { EXPECT_EQ(savedCache_, cache()); }},
         {"no-cache", [this](Rest) { EXPECT_EQ(savedCache_ = cache(), 0U); }},

@@ -1,23 +1,18 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace dovra::test {
 
-/// Fields in the order of the cache file, each a number and how many bytes it takes: the lowest comes first.
-inline std::string fields(std::initializer_list<std::pair<std::uint64_t, int>> numbers) {
+/// Fields one behind the other, as the processor keeps them: the lowest byte comes first.
+template <typename... Fields>
+std::string packed(const Fields&... fields) {
     std::string bytes;
-    for (const auto& [number, size] : numbers) {
-        for (int i = 0; i < size; ++i)
-            bytes += static_cast<char>(number >> (8 * i) & 0xFF);
-    }
+    (bytes.append(reinterpret_cast<const char*>(&fields), sizeof fields), ...);
     return bytes;
 }
 
@@ -26,78 +21,60 @@ inline std::string fields(std::initializer_list<std::pair<std::uint64_t, int>> n
 struct RawIndexImage {
     struct Entry {
         std::uint64_t size = 0;
-        double modTime = 0;
-        double crTime = 0;
-        std::uint64_t nameOffset = 0;
-        std::uint64_t dirIndex = 0;
-        std::uint64_t nameLen = 0;
-        std::uint64_t flags = 0;
+        double modTime = 0, crTime = 0;
+        std::uint32_t nameOffset = 0, dirIndex = 0;
+        std::uint16_t nameLen = 0;
+        std::uint8_t flags = 0;
         std::string_view reserved = std::string_view("\0\0\0\0\0", 5);
     };
     struct Stamp {
-        std::uint64_t device = 0;
-        std::uint64_t inode = 0;
-        std::uint64_t modified = 0;
-        std::uint64_t changed = 0;
+        std::uint64_t device = 0, inode = 0, modified = 0, changed = 0;
     };
 
     std::string magic = "DOVRAIX1";
-    std::uint64_t version = 1;
-    std::uint64_t entryBytes = 40;
-    std::uint64_t volumeDev = 7;
-    std::uint64_t lastEventId = 1'000'000'000;
+    std::uint32_t version = 1, entryBytes = 40;
+    std::uint64_t volumeDev = 7, lastEventId = 1'000'000'000;
     std::vector<std::string> folders;
     std::string pool;
     std::vector<Entry> entries;
     std::string stampMagic = "DOVRAST1";
     std::vector<Stamp> stamps;
     /// In place of the true counts and lengths.
-    std::optional<std::uint64_t> folderCount, entryCount, poolBytes, pathLength, stampBytes;
+    std::optional<std::uint32_t> folderCount, entryCount, poolBytes, pathLength;
+    std::optional<std::uint64_t> stampBytes;
 
-    static constexpr std::uint64_t folder = 1;
-    static constexpr std::uint64_t link = 2;
-    static constexpr std::uint64_t tombstone = 4;
+    static constexpr std::uint8_t folder = 1, link = 2, tombstone = 4;
 
-    void add(std::uint64_t parent, std::string_view name, std::uint64_t flags = 0) {
-        entries.push_back({.size = (flags & folder) != 0 ? 0 : 100 + entries.size(),
-                           .modTime = 1'600'000'000,
-                           .crTime = -1,
-                           .nameOffset = pool.size(),
-                           .dirIndex = parent,
-                           .nameLen = name.size(),
-                           .flags = flags});
+    void add(std::uint32_t directory, std::string_view name, std::uint8_t flags = 0) {
+        const std::uint64_t size = (flags & folder) != 0 ? 0 : 100 + entries.size();
+        entries.push_back({size, 1'600'000'000, -1, static_cast<std::uint32_t>(pool.size()), directory,
+                           static_cast<std::uint16_t>(name.size()), flags});
         pool += name;
     }
 
     /// Up to the end of the entries.
     std::string bytesWithoutStamps() const {
-        std::string out = magic + fields({{version, 4},
-                                          {entryBytes, 4},
-                                          {volumeDev, 8},
-                                          {lastEventId, 8},
-                                          {folderCount.value_or(folders.size()), 4},
-                                          {entryCount.value_or(entries.size()), 4},
-                                          {poolBytes.value_or(pool.size()), 4}});
+        const auto count = [](const auto& counted) { return static_cast<std::uint32_t>(counted.size()); };
+        std::string out =
+            magic + packed(version, entryBytes, volumeDev, lastEventId, folderCount.value_or(count(folders)),
+                           entryCount.value_or(count(entries)), poolBytes.value_or(count(pool)));
         for (const std::string& path : folders) {
             const bool isLast = &path == &folders.back();
-            out += fields({{isLast ? pathLength.value_or(path.size()) : path.size(), 4}}) + path;
+            out += packed(isLast ? pathLength.value_or(count(path)) : count(path)) + path;
         }
         out += pool;
-        for (const Entry& entry : entries) {
-            const auto modified = std::bit_cast<std::uint64_t>(entry.modTime);
-            const auto created = std::bit_cast<std::uint64_t>(entry.crTime);
-            out += fields({{entry.size, 8}, {modified, 8}, {created, 8}, {entry.nameOffset, 4}});
-            out += fields({{entry.dirIndex, 4}, {entry.nameLen, 2}, {entry.flags, 1}});
-            out += entry.reserved;
-        }
+        for (const Entry& entry : entries)
+            out += packed(entry.size, entry.modTime, entry.crTime, entry.nameOffset, entry.dirIndex,
+                          entry.nameLen, entry.flags)
+                       .append(entry.reserved);
         return out;
     }
 
     std::string bytes() const {
         std::string out = bytesWithoutStamps() + stampMagic;
-        out += fields({{stampBytes.value_or(stamps.size() * 32), 8}});
+        out += packed(stampBytes.value_or(stamps.size() * 32));
         for (const Stamp& stamp : stamps)
-            out += fields({{stamp.device, 8}, {stamp.inode, 8}, {stamp.modified, 8}, {stamp.changed, 8}});
+            out += packed(stamp.device, stamp.inode, stamp.modified, stamp.changed);
         return out;
     }
 };

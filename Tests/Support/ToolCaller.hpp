@@ -1,9 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <ostream>
-#include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "Index/Crawl.hpp"
 #include "Servers/MCPRequestHandler.hpp"
@@ -21,6 +22,25 @@ inline void PrintTo(const JSONValue& value, std::ostream* stream) {
 
 namespace dovra::test {
 
+/// What stands in a value at a place such as "content/0/text" or "results/*/name", where "*" is each element
+/// of an array; null where nothing does.
+inline JSONValue at(const JSONValue& value, std::string_view place) {
+    if (place.empty()) return value;
+    const std::size_t end = std::min(place.find('/'), place.size());
+    const std::string_view key = place.substr(0, end);
+    const std::string_view rest = place.substr(std::min(end + 1, place.size()));
+    if (value.object() != nullptr) {
+        const JSONValue* member = value.object()->find(key);
+        return member != nullptr ? at(*member, rest) : JSONValue();
+    }
+    if (value.array() == nullptr) return {};
+    if (key != "*") return at(value.array()->at(std::stoul(std::string(key))), rest);
+    JSONValue::Array values;
+    for (const JSONValue& element : *value.array())
+        values.push_back(at(element, rest));
+    return values;
+}
+
 /// Calls tools through the request handler, on an index of a tree that was scanned when the object was made.
 class ToolCaller {
 public:
@@ -32,44 +52,21 @@ public:
                                   }});
     }
 
-    /// The result of a call; `arguments` is JSON text.
+    /// The result of a call, or an object of which "error" is its message; `arguments` is JSON text.
     JSONValue call(const std::string& tool, const std::string& arguments) const {
-        return *JSONValue::parse(text(tool, arguments, false));
-    }
-
-    /// The message of a call that fails.
-    std::string failure(const std::string& tool, const std::string& arguments) const {
-        return text(tool, arguments, true);
+        const auto request = JSONValue::parse(fmt::format(
+            R"({{"method":"tools/call","params":{{"name":"{}","arguments":{}}}}})", tool, arguments));
+        const JSONValue result = at(handler().handle(request.value()).value(), "result");
+        const JSONValue text = at(result, "content/0/text");
+        if (at(result, "isError") == JSONValue(true)) return JSONObject{{"error", text}};
+        return JSONValue::parse(*text.string()).value();
     }
 
     IndexStatus status = {.isReady = true, .coverage = "made up"};
 
 private:
-    std::string text(const std::string& tool, const std::string& arguments, bool isError) const {
-        const auto request = JSONValue::parse(fmt::format(
-            R"({{"method":"tools/call","params":{{"name":"{}","arguments":{}}}}})", tool, arguments));
-        const JSONValue reply = handler().handle(request.value()).value();
-        const JSONObject& result = *reply.object()->find("result")->object();
-        if (*result.find("isError") != JSONValue(isError))
-            throw std::runtime_error("not as expected: " + reply.serializedString());
-        return *(*result.find("content")->array())[0].object()->find("text")->string();
-    }
-
     std::string root_;
     FileIndex index_;
 };
-
-/// A member of a member ... of a value that is known to have it.
-inline const JSONValue& at(const JSONValue& value, std::string_view key) {
-    return *value.object()->find(key);
-}
-
-/// That member of each element of an array.
-inline JSONValue::Array each(const JSONValue& array, std::string_view key) {
-    JSONValue::Array values;
-    for (const JSONValue& element : *array.array())
-        values.push_back(at(element, key));
-    return values;
-}
 
 }  // namespace dovra::test

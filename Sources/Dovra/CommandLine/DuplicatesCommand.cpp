@@ -53,7 +53,7 @@ int printDuplicatesHelp(std::span<const Option> table) {
     return 0;
 }
 
-std::vector<DuplicateGroup> findWithProgress(const FileIndex& index, const std::string& query,
+std::vector<DuplicateGroup> findWithProgress(const FileIndex& index, const CompiledQuery& query,
                                              HashProgress& progress) {
     const ProgressLine line([&] {
         return fmt::format("{} of {} files, {} of {} compared", progress.filesDone.load(),
@@ -79,12 +79,14 @@ bool printSets(std::span<const DuplicateGroup> groups, PathTerminator terminator
     return output.finish();
 }
 
-void printSummary(std::span<const DuplicateGroup> groups, std::uint64_t furtherNames) {
+void printSummary(std::span<const DuplicateGroup> groups, std::uint64_t furtherNames,
+                  std::int64_t abandoned) {
     printError("{} duplicate set(s); {} reclaimable\n",
                TerminalStyle(StandardStream::error).bold(std::to_string(groups.size())),
                byteCountText(DuplicateFinder::reclaimableBytes(groups)));
     if (furtherNames > 0)
         printError("{} further name(s) of the same files (hard links) left out\n", furtherNames);
+    if (abandoned > 0) printError("{}\n", abandonedNote(abandoned));
 }
 
 }  // namespace
@@ -98,10 +100,11 @@ int CLI::runDuplicates(Arguments args) {
     FileIndex index;
     if (!scanFolder(index, options.root)) return 1;
     HashProgress progress;
-    const auto groups = findWithProgress(index, joinedWords(parsed.others), progress);
+    const CompiledQuery query = QueryParser::parse(joinedWords(parsed.others));
+    const auto groups = findWithProgress(index, query, progress);
     const auto shown = std::min(groups.size(), static_cast<std::size_t>(options.limit));
     if (!printSets(std::span(groups).first(shown), options.terminator)) return 1;
-    printSummary(groups, progress.furtherNames);
+    printSummary(groups, progress.furtherNames, query.tree.abandonedMatches());
     return 0;
 }
 

@@ -94,10 +94,7 @@ int printSearch(std::string_view text, const SearchOptions& options) {
                                            [&](std::string_view path) { output.writePath(path); });
     if (!output.finish()) return 1;
     printError("{} result(s)\n", TerminalStyle(StandardStream::error).bold(std::to_string(found.total)));
-    if (found.abandoned > 0) {
-        printError("{} name(s) took the regular expression too many steps and count as no match\n",
-                   found.abandoned);
-    }
+    if (found.abandoned > 0) printError("{}\n", abandonedNote(found.abandoned));
     return 0;
 }
 

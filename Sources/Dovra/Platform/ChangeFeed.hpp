@@ -9,27 +9,25 @@
 
 namespace dovra {
 
-/// What may have changed on the disk: hints where to look again, in no order, and not what to find there.
-/// Absolute paths, raw bytes, each once.
+/// Places on the disk that may have changed. They are hints where to look, in no order, and do not say what
+/// is there. Absolute paths, raw bytes, each once.
 struct ChangeBatch {
-    /// Something changed at this path, or directly in the folder that is there.
+    /// A change at this path, or directly in the folder at this path.
     std::vector<std::string> paths = {};
-    /// What is at this path, and is no folder, may have come, gone or changed. Nothing else in the folder
-    /// that holds it is meant.
+    /// A file at this path, of any kind but a folder, came, went or changed. Nothing else in its folder did.
     std::vector<std::string> files = {};
-    /// The folder at this path may hold anything else than before, at any depth: it was made, moved there or
-    /// mounted there.
+    /// A folder was made at, moved to or mounted on this path. Anything below it may differ, at any depth.
     std::vector<std::string> subtrees = {};
-    /// Changes were lost; only a scan can tell what there is now.
+    /// Changes were lost; only a scan shows the present state.
     bool mustRescan = false;
 
     bool empty() const { return paths.empty() && files.empty() && subtrees.empty() && !mustRescan; }
 };
 
-/// Gathers a batch: each path once, and not more of them than memory should hold. For one thread.
+/// Gathers a batch, each path once, in bounded memory. For one thread.
 class ChangeSet {
 public:
-    /// Beyond this, looking at each place costs more than a scan.
+    /// Beyond this size a scan costs less than listing each place.
     static constexpr std::size_t maxBytes = std::size_t{64} << 20;
 
     void addPath(std::string path) { add(paths_, std::move(path)); }
@@ -46,7 +44,7 @@ public:
             addSubtree(std::move(path));
     }
 
-    /// Changes were lost, so what else is known does not matter.
+    /// Notes that changes were lost. The known places no longer matter and are dropped.
     void loseTrack() {
         *this = ChangeSet();
         mustRescan_ = true;
@@ -54,7 +52,7 @@ public:
 
     bool empty() const { return paths_.empty() && files_.empty() && subtrees_.empty() && !mustRescan_; }
 
-    /// What was gathered; the set is empty afterwards.
+    /// The gathered batch; the set is empty afterwards.
     ChangeBatch take() {
         ChangeBatch batch{.paths = {paths_.begin(), paths_.end()},
                           .files = {files_.begin(), files_.end()},
@@ -79,30 +77,30 @@ private:
     bool mustRescan_ = false;
 };
 
-/// Tells what changed below one folder, when it is asked. For one thread.
+/// Reports the changes below one folder, on request. For one thread.
 ///
-/// Promise: a change that was made before `take` was called is in the batch that it returns, or in one that
-/// was taken before. A place is told as it is called when the batch is taken. A folder that is renamed
-/// between that and the moment when somebody looks is told again, with all below it.
+/// Promise: a change made before a call of `take` is in the batch that it returns, or in an earlier one. A
+/// place is reported by its path at the time of the call. A folder that is renamed later, before the caller
+/// looks at it, is reported again, with all below it.
 class ChangeFeed {
 public:
     enum class State {
-        opening,  ///< what changes now may be missed
-        open,     ///< from now on no change is missed
-        refused,  ///< there is nothing to watch, or no way to
+        opening,  ///< changes may still be missed
+        open,     ///< no change is missed from now on
+        refused,  ///< there is no folder to watch, or no way to watch it
     };
 
     virtual ~ChangeFeed() = default;
 
     virtual State state() const = 0;
 
-    /// What was told since the last call. Absent when that could not be found out within the time.
+    /// The changes since the last call. Absent when they could not be gathered within the time.
     virtual std::optional<ChangeBatch> take(std::chrono::milliseconds patience) = 0;
 
-    /// Trees in which changes are not told, by their top folders: somebody has to look again and again.
+    /// Trees without events, by their top folders: the caller has to list them again and again.
     virtual std::vector<std::string> polledTrees() const = 0;
 
-    /// How the folder is watched and what is not, in a few words for a status line.
+    /// The mechanism of watching and its gaps, in a few words for a status line.
     virtual std::string coverage() const = 0;
 };
 

@@ -22,11 +22,11 @@ namespace {
 
 constexpr const char* idleName = "dovra.idle";
 
-/// Threads that run what the queues of one priority are handed; started with the first of it. Each lower
-/// priority has threads of its own because a thread that gave up priority cannot have it back.
+/// The threads of all queues of one priority. Each lower priority has threads of its own, because a thread
+/// cannot take back a priority that it gave up.
 class Pool {
 public:
-    /// The pool is the process's own: what runs when the process ends is waited for.
+    /// The process owns the pools, and waits for running work at its end.
     static Pool& of(QualityOfService quality) {
         if (quality == QualityOfService::utility) {
             static Pool utility(2, lowerCurrentThreadPriority);
@@ -36,7 +36,7 @@ public:
             static Pool background(1, makeCurrentThreadIdle);
             return background;
         }
-        // Work may wait for files for long, so a machine of few processors gets some threads more than these.
+        // Work may wait long for files, so a machine with few processors gets more threads than processors.
         static Pool usual(std::max<std::size_t>(activeProcessorCount(), 4), [] {});
         return usual;
     }
@@ -69,7 +69,7 @@ private:
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> keepsRunning_ = make_work_guard(context_);
     std::once_flag started_;
-    std::vector<std::jthread> threads_;  ///< last: they end before what they use
+    std::vector<std::jthread> threads_;  ///< last: they end before the members that they use
 };
 
 }  // namespace

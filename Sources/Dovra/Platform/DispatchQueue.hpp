@@ -8,17 +8,17 @@
 
 namespace dovra {
 
-/// How soon the work of a queue is needed. Utility work runs on threads of lower priority. Background work
-/// waits for processors and disks that nobody else wants, and all of it shares one thread.
+/// The urgency of a queue's work. Utility work runs on threads of lower priority. Background work uses idle
+/// processors and disks, and all of it shares one thread.
 enum class QualityOfService : std::uint8_t { userInteractive, userInitiated, utility, background };
 
-/// A serial queue: runs what it is handed one at a time, in the order in which it came, on a thread of a pool
-/// that all queues share. The thread carries the queue's label while it does. No thread is started before the
-/// first work is handed over.
+/// A serial queue: runs its work one at a time, in the order of handing over, on a thread of a pool that all
+/// queues of one priority share. The thread carries the queue's label meanwhile. The first work starts the
+/// pool's threads.
 ///
-/// Any thread may use a queue. Work must not throw. What was handed over runs also when the queue object is
-/// gone; work that outlives its owner holds it weakly. At the end of the process running work is finished,
-/// and work that has not begun is dropped: an owner that needs it done calls `sync` first.
+/// Any thread may use a queue. Work must not throw. Work that was handed over runs even after the queue
+/// object is gone; work that outlives its owner holds it weakly. At the end of the process running work is
+/// finished, and work that has not begun is dropped: an owner that needs it done calls `sync` first.
 class DispatchQueue {
 public:
     using Work = std::function<void()>;
@@ -33,14 +33,14 @@ public:
     /// Hands the work over once the delay has passed.
     void asyncAfter(std::chrono::steady_clock::duration delay, Work work);
 
-    /// Runs the work after all that was handed over before it, and returns when it is done. A fatal error on
-    /// the queue itself, which would wait for ever.
+    /// Runs the work after all earlier work, and returns when it is done. A call on the queue itself would
+    /// wait for ever, and is a fatal error.
     void sync(const Work& work = [] {});
 
 private:
     struct State;
 
-    std::shared_ptr<State> state_;  ///< work that was handed over shares it
+    std::shared_ptr<State> state_;  ///< shared with the work
 };
 
 }  // namespace dovra

@@ -14,49 +14,48 @@
 
 namespace dovra {
 
-/// What tells of changes.
+/// The way in which changes are noticed.
 enum class WatchMechanism : std::uint8_t {
-    best,     ///< for each file system the best of those below and of those that need privileges
+    best,     ///< the best for each file system: one that needs privileges, or one of those below
     watches,  ///< one watch a folder
-    polling,  ///< looking again and again
+    polling,  ///< listing again and again
 };
 
 struct WatchOptions {
-    std::string root;  ///< absolute; watched with all below it that the two rules let in
+    std::string root;  ///< absolute; watched with all folders below it that the two rules admit
     WatchMechanism mechanism = WatchMechanism::best;
 
-    /// How many folders may have a watch of their own, within the system's limit. The others are polled.
+    /// The number of folders with a watch of their own, within the system's limit. The others are polled.
     std::size_t maxWatches = SIZE_MAX;
 
-    /// Folders on other devices need not be watched; empty for all devices. Asked whenever the mounts
-    /// changed, on any thread.
+    /// Only folders on these devices need watching; empty for all devices. Called after each change of the
+    /// mounts, on any thread.
     std::function<std::vector<DeviceId>()> allowedDevices = [] { return std::vector<DeviceId>(); };
     /// Whether changes in the folder with this full path matter. Called on any thread.
     std::function<bool(std::string_view fullPath)> entersFolder = [](std::string_view) { return true; };
     /// Takes a message for the user, such as a limit of the system that was reached. Called on any thread.
     std::function<void(const std::string& message)> report = [](const std::string&) {};
-    /// A request to stop has opening and draining end soon, now and from now on; what is told after that may
-    /// not be complete.
+    /// A request to stop ends opening and draining soon, also later calls. Later batches may be incomplete.
     std::stop_token stop = {};
 };
 
-/// Where an event stream gets its changes from: the operating system, or a test. Open from its creation on.
-/// Used by one thread, but for `wake` and `stop`, which any thread may call.
+/// The source of an event stream's changes: the operating system, or a test. Open from its creation on. For
+/// one thread, except that any thread may call `wake`.
 class EventSource : public ChangeFeed {
 public:
     State state() const override { return State::open; }
 
-    /// Returns when there is something to drain, after `wake`, or when the time is over.
+    /// Returns when the system has queued events, after `wake`, or when the time is over.
     virtual void wait(std::chrono::milliseconds timeout) = 0;
     virtual void wake() = 0;
 
-    /// Takes over what the system has queued, which is bounded; places are found when they are taken.
+    /// Takes over the system's queued events, a bounded number. Their paths are resolved in `take`.
     virtual void drain() = 0;
     virtual bool hasChanges() const = 0;
 };
 
 /// The operating system's source for a tree. From its creation on no change is missed. Null when the root is
-/// not a folder that can be opened, or the system refuses.
+/// no folder or cannot be opened.
 std::unique_ptr<EventSource> openEventSource(const WatchOptions& options);
 
 }  // namespace dovra

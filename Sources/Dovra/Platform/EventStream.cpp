@@ -9,11 +9,11 @@ namespace dovra {
 
 namespace {
 
-/// How long to leave events with the system, which merges equal ones: a million small writes become some
-/// tens of events, and writers are disturbed least.
+/// Events stay with the system for this time. It merges equal ones: a million small writes become some tens
+/// of events, and writers are disturbed least.
 constexpr std::chrono::milliseconds settlingTime{20};
 
-/// How often to look whether there is anything to do, with nothing known to wait for.
+/// The longest wait when no event is expected.
 constexpr std::chrono::milliseconds idleWait{60'000};
 
 }  // namespace
@@ -97,14 +97,14 @@ void EventStream::follow(EventSource& source, const std::stop_token& stop) {
     }
 }
 
-/// Waits for the settling time; who wants to take cuts it short.
+/// Waits for the settling time, or until a caller wants to take.
 void EventStream::settle(const std::stop_token& stop) {
     const MutexGuard guard(mutex_);
     const auto isAsked = [&]() DOVRA_REQUIRES(mutex_) { return takesAnswered_ < takesAsked_; };
     changed_.wait_for(mutex_, stop, settlingTime, isAsked);
 }
 
-/// Hands over what there is if somebody wants it.
+/// Hands over the changes if a caller waits for them.
 bool EventStream::answer(EventSource& source) {
     std::uint64_t asked = 0;
     {

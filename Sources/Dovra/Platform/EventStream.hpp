@@ -15,23 +15,23 @@
 
 namespace dovra {
 
-/// A source on a thread of its own ("dovra.fsevents"), which opens it and empties the system's queue as soon
-/// as something is in it. Whoever wants the changes takes them; a ring tells that there are some.
+/// A source on a thread of its own ("dovra.fsevents"), which opens it and empties the system's queue as
+/// events come. A ring announces changes, and the owner takes them.
 ///
-/// Any thread may call its operations, but one at a time may take.
+/// Any thread may call its operations, but only one at a time may call `take`.
 class EventStream final : public ChangeFeed {
 public:
-    /// Opens the source; null when there is nothing to watch. A request to stop ends the opening, and later
+    /// Opens the source; null when there is no folder to watch. A request to stop ends the opening, and later
     /// the waiting.
     using OpenSource = std::function<std::unique_ptr<EventSource>(const std::stop_token& stop)>;
 
-    /// How long the changes that follow a first one are gathered.
+    /// The shortest time between a `take` and the next ring.
     static constexpr std::chrono::milliseconds defaultLatency{1000};
 
-    /// `ring` is called on the stream's thread: when the source was opened or refused, and when there is
-    /// something to take, at most once until it is taken. The first change of a quiet period rings at once,
-    /// further ones when `latency` has passed since the last were taken. It must not end the stream. A
-    /// request to `stop` ends opening and taking soon.
+    /// `ring` is called on the stream's thread: when the source was opened or refused, and when there are
+    /// changes, at most once until they are taken. The first change of a quiet period rings at once, further
+    /// ones ring when `latency` has passed since the last `take`. `ring` must not end the stream. A request
+    /// to `stop` ends opening and taking soon.
     EventStream(OpenSource open, std::function<void()> ring, std::stop_token stop = {},
                 std::chrono::milliseconds latency = defaultLatency);
     ~EventStream() override;
@@ -60,14 +60,14 @@ private:
     mutable Mutex mutex_;
     ConditionVariable changed_;
     State state_ DOVRA_GUARDED_BY(mutex_) = State::opening;
-    std::shared_ptr<EventSource> source_ DOVRA_GUARDED_BY(mutex_);  ///< for others only to be woken
+    std::shared_ptr<EventSource> source_ DOVRA_GUARDED_BY(mutex_);  ///< other threads may only wake it
     std::uint64_t takesAsked_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::uint64_t takesAnswered_ DOVRA_GUARDED_BY(mutex_) = 0;
     ChangeSet answered_ DOVRA_GUARDED_BY(mutex_);
     std::vector<std::string> polledTrees_ DOVRA_GUARDED_BY(mutex_);
     std::string coverage_ DOVRA_GUARDED_BY(mutex_);
 
-    std::jthread thread_;  ///< it ends before what it uses
+    std::jthread thread_;  ///< ends before the members that it uses
     std::stop_callback<std::function<void()>> stopsThread_;
 };
 

@@ -5,9 +5,9 @@
 
 namespace dovra {
 
-/// The value of the extended attribute `name` (with its namespace: "user.…") of what `path`, of any length,
-/// leads to; symbolic links are followed. Absent when the attribute or the file is not there, when it may not
-/// be read or when the file system keeps no attributes. At most 64 KiB.
+/// The value of the extended attribute `name` (with its namespace: "user.…") of the file at `path`, which may
+/// have any length; symbolic links are followed. Absent when the attribute or the file is missing, without
+/// read permission, and on file systems without attributes. At most 64 KiB.
 std::optional<std::string> readExtendedAttribute(const std::string& path, const std::string& name);
 
 }  // namespace dovra

@@ -5,18 +5,18 @@
 
 namespace dovra {
 
-/// When days begin on the user's clock, by the system's own time-zone data. Safe from any thread.
+/// The days on the user's clock, by the system's own time-zone data. Any thread may use it.
 class LocalCalendar {
 public:
-    /// Takes up the time zone that holds now: `TZ`, else the system's, which may have changed since the last
-    /// time. Objects made before follow.
+    /// Reads the present time zone: `TZ`, else the system's, which may have changed since the last time.
+    /// Earlier objects follow.
     LocalCalendar();
 
     /// The Gregorian day on the clock at a time in seconds since 1970.
     std::chrono::local_days dayAt(std::int64_t time) const;
 
-    /// The first second of a day. Where the clock skips midnight it is the one at which the clock goes on;
-    /// where midnight comes twice, the first. A day that the clock skips as a whole begins with the next.
+    /// The first second of a day. If the clock skips midnight, it is the second after the gap; if midnight
+    /// comes twice, it is the first one. A day that the clock skips as a whole begins with the next day.
     std::int64_t startOf(std::chrono::local_days day) const;
 
     /// The first day of the week in the user's locale (`LC_TIME`).

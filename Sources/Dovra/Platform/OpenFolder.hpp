@@ -15,37 +15,36 @@
 
 namespace dovra {
 
-/// What the system said of a folder at one moment. The system changes it with every name that comes or goes,
-/// so a folder whose stamp is still the same has the same list of names, as far as its times can tell two
-/// moments apart (`StampClock`).
+/// The identity and the times of a folder at one moment. Every name that comes or goes changes the times. So
+/// a folder with the same stamp has the same list of names, as far as its times can tell two moments apart
+/// (`StampClock`).
 struct FolderStamp {
     std::uint64_t device = 0;
-    std::uint64_t inode = 0;    ///< 0 in a stamp that is not known, which equals no folder's
-    std::int64_t modified = 0;  ///< when the list of names changed, nanoseconds since 1970
-    std::int64_t changed = 0;   ///< when anything about the folder changed, nanoseconds since 1970
+    std::uint64_t inode = 0;    ///< 0 in an unknown stamp, which equals no folder's
+    std::int64_t modified = 0;  ///< last change of the list of names, nanoseconds since 1970
+    std::int64_t changed = 0;   ///< last change of the folder in any way, nanoseconds since 1970
 
     bool isKnown() const { return inode != 0; }
-    /// Whether both are known, and of one folder, however it changed in between.
+    /// Whether both stamps are known, and of one folder at any two moments.
     bool isOfSameFolder(const FolderStamp& other) const {
         return isKnown() && device == other.device && inode == other.inode;
     }
     bool operator==(const FolderStamp&) const = default;
 };
 
-/// The stamp of the folder at this path, or where a link at the path leads to; one that is not known when it
-/// cannot be asked.
+/// The stamp of the folder at this path, or at the target of a link there; unknown after any failure.
 FolderStamp folderStamp(const std::string& path);
 
 static_assert(std::is_trivially_copyable_v<FolderStamp> && sizeof(FolderStamp) == 32);
 
-/// Tells one mounted file system from another.
+/// Identifies a mounted file system.
 using DeviceId = std::uint64_t;
 
-/// What a listing asks of the system for each entry.
+/// The data that a listing asks of the system for each entry.
 enum class ListingDetail : std::uint8_t {
-    /// Name and type alone, which the folder itself answers: sizes and times stay 0.
+    /// Names and types, which the folder itself holds. Sizes and times stay 0.
     namesAndTypes,
-    /// Size and times too, at the price of one more system call an entry.
+    /// Sizes and times too, at the price of one more system call an entry.
     attributes,
 };
 
@@ -56,11 +55,11 @@ struct RawDirent {
     bool isSymlink = false;
     std::uint64_t size = 0;  ///< length of the data in bytes; 0 for folders
     double modTime = 0;      ///< whole seconds since 1970
-    double crTime = 0;  ///< whole seconds; the modification time where the file system keeps no creation time
+    double crTime = 0;       ///< whole seconds; the modification time on a file system without creation times
 };
 
-/// The entries of one folder in the order in which the kernel returned them. The names lie back to back in
-/// one block, so that a folder of a million entries costs two allocations. Not thread-safe.
+/// The entries of one folder in the kernel's order. The names lie back to back in one block, so a folder of a
+/// million entries costs two allocations. Not thread-safe.
 class FolderListing {
 public:
     std::size_t count() const { return records_.size(); }
@@ -69,7 +68,7 @@ public:
     void add(const RawDirent& entry);
     void clear();
 
-    /// Bytes that the listing keeps, about.
+    /// The approximate memory of the listing.
     std::size_t memoryBytes() const { return records_.size() * sizeof(Record) + names_.size(); }
 
 private:
@@ -87,58 +86,58 @@ private:
     PodVector<char> names_;
 };
 
-/// An open folder: the one handle through which it is listed and its device is asked. Closed with the object.
-/// Threads may share it to open what lies below; listing is for one thread at a time.
+/// An open folder: the handle for listing it and asking its attributes. Closed with the object. Threads may
+/// share it to open folders below; listing is for one thread at a time.
 class OpenFolder {
 public:
-    /// Opens the folder at `path`, or where a link at `path` leads to. Absent when that is not a folder or
-    /// cannot be opened. Paths may be longer than the system takes in one call.
+    /// Opens the folder at `path`, or at the target of a link there. Absent when that is no folder or cannot
+    /// be opened. Paths may be longer than the system's limit for one call.
     static std::optional<OpenFolder> open(const std::string& path);
 
-    /// Opens the folder at `path` below this one; this one itself if that is empty. Absent as above, and when
-    /// there is a link anywhere on the way.
+    /// Opens the folder at `path` below this one; this one itself for the empty path. Absent as above, and
+    /// when any part of the way is a link.
     std::optional<OpenFolder> openBelow(const std::string& path) const;
 
-    /// Why a folder could not be opened, or an attribute not be asked.
+    /// The reason why opening a folder or asking an attribute failed.
     enum class Refusal : std::uint8_t {
-        missing,    ///< there is none: nothing, something else, or a link on the way to it
+        missing,    ///< there is no folder: nothing, something else, or a link on the way
         forbidden,  ///< this user may not read it
-        failed,     ///< anything else; what is there is not known
+        failed,     ///< any other reason; the disk's state is unknown
     };
 
-    /// As `open`, and tells why when it cannot.
+    /// As `open`, with the reason of a failure.
     static std::variant<OpenFolder, Refusal> tryOpen(const std::string& path);
 
-    /// As `openBelow`, and tells why when it cannot.
+    /// As `openBelow`, with the reason of a failure.
     std::variant<OpenFolder, Refusal> tryOpenBelow(const std::string& path) const;
 
     /// Takes over an open descriptor of a folder.
     explicit OpenFolder(Descriptor folder) : folder_(std::move(folder)) {}
 
     /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
-    /// stop, ends the listing with what was read; returns whether there was none. A folder that was deleted
-    /// since it was opened is empty.
+    /// stop, ends the listing with the entries read so far. Returns whether the listing is complete. A folder
+    /// that was deleted after it was opened is empty.
     bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {}) const;
 
-    /// The attributes of what has this name in the folder, or of the folder itself, as a listing would tell
-    /// them, but without the name. Tells why when it cannot; `missing` is nothing of that name.
+    /// The attributes of the entry with this name in the folder, or of the folder itself, as in a listing but
+    /// without the name. On failure the reason; `missing` means no entry of that name.
     std::variant<RawDirent, Refusal> attributes(const std::string& name = "") const;
 
     DeviceId device() const { return stamp().device; }
 
-    /// Device, inode and times in one call. Not known (but for the device) when it cannot be asked or a time
-    /// lies outside the years 1678 to 2262, which nanoseconds can tell.
+    /// Device, inode and times in one call. Unknown (except for the device) after a failure, and for times
+    /// outside the range of nanoseconds, the years 1678 to 2262.
     FolderStamp stamp() const;
 
-    /// The device of what lies at `path` below this folder (a link itself, not its target), without
-    /// triggering an automount; of the folder above for "..". Absent when it cannot be asked.
+    /// The device of the entry at `path` below this folder (of a link itself, not its target), without
+    /// triggering an automount; of the folder above for "..". Absent after a failure.
     std::optional<DeviceId> deviceBelow(const std::string& path) const;
 
-    /// Whether the folder lies on a file system of the kernel's own (process table, device nodes, controls):
-    /// it holds no files of the user's.
+    /// Whether the folder lies on a file system of the kernel's own (process table, device nodes, controls),
+    /// without files of the user's.
     bool isOnKernelFileSystem() const;
 
-    /// For what the system is asked elsewhere; stays this object's.
+    /// The descriptor, for further system calls. The object keeps it.
     int descriptor() const { return folder_.number(); }
 
 private:

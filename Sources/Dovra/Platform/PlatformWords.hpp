@@ -2,8 +2,7 @@
 
 #include <string_view>
 
-/// What people call the things of this platform: the words that texts for users and clients take, so that
-/// none of them tells of another system.
+/// The names of things on this platform, for texts to users and clients.
 namespace dovra::words {
 
 inline constexpr std::string_view computer = "computer";

@@ -11,27 +11,27 @@ void setCurrentThreadName(const std::string& name);
 
 std::string currentThreadName();
 
-/// Lets the calling thread give way to most others of the machine from now on. For good: without privileges a
-/// priority that was given up cannot be taken back.
+/// Lets the calling thread give way to most other threads of the machine, for the rest of its life: without
+/// privileges a thread cannot take back a priority that it gave up.
 void lowerCurrentThreadPriority();
 
-/// Lets the calling thread work with little more than what nobody else on the machine wants of its processors
-/// and disks, from now on and for good. So it must not hold a lock for long that others wait for.
+/// Lets the calling thread use little more than idle processors and disks, for the rest of its life. So it
+/// must not hold a lock for long that other threads wait for.
 void makeCurrentThreadIdle();
 
-/// How many files and folders this process may have open at once.
+/// The number of files and folders that this process may have open at once.
 std::size_t openFileLimit();
 
-/// Raises that limit as far as the system lets this process: what is usual is meant for programs that wait
-/// with `select`, and very deep trees take more.
+/// Raises that limit as far as the system allows. The usual limit is meant for programs that wait with
+/// `select`; very deep trees need more.
 void raiseOpenFileLimit();
 
-/// Bytes of physical memory that this process holds right now, its program and libraries included. Absent
-/// when the system does not tell.
+/// The physical memory of this process in bytes, its program and libraries included. Absent when the system
+/// does not report it.
 std::optional<std::size_t> residentMemoryBytes();
 
-/// Asks the system to back memory that is about to be filled with large pages, which makes far fewer of them.
-/// A wish: the system may have none, and what is smaller than one is not asked for.
+/// Asks the system for large pages behind memory that is about to be filled, because they fill faster. The
+/// system may have none. Memory smaller than a large page is left alone.
 void preferLargePages(void* start, std::size_t bytes);
 
 }  // namespace dovra

@@ -11,25 +11,25 @@
 
 namespace dovra {
 
-/// A regular file that is open for reading. Never stands for a device, a pipe, a socket
-/// or a folder, and opening never waits for a writer. Reading is safe from several threads at once.
+/// A regular file that is open for reading, never a device, a pipe, a socket or a folder. Opening never waits
+/// for a writer. Several threads may read at once.
 class RegularFile {
 public:
-    /// The file at `path`, of any length; absent when there is none, when it may not be read or when it is
-    /// not a regular file.
+    /// Opens the file at `path`, which may have any length. Absent when there is none, when it may not be
+    /// read and when it is not a regular file.
     static std::optional<RegularFile> open(const std::string& path);
 
-    /// The same where a regular file is known to have been: takes a system call less, and follows no link at
-    /// the end of the path.
+    /// Does the same where a regular file was seen before: with a system call less, and without following a
+    /// link at the end of the path.
     static std::optional<RegularFile> openKnown(const std::string& path);
 
-    /// Reads up to `destination.size()` bytes that start at `offset` and returns how many came: 0 at the end
-    /// of the file, fewer than asked also in between. Absent when reading fails.
+    /// Reads up to `destination.size()` bytes from `offset` on. Returns the number of bytes: 0 at the end of
+    /// the file, sometimes fewer than requested before it. Absent when reading fails.
     std::optional<std::size_t> readAt(std::uint64_t offset, std::span<char> destination) const;
 
-    /// Length in bytes when the file was opened.
+    /// The length in bytes at the time of opening.
     std::uint64_t size() const { return size_; }
-    /// Device and inode number together identify the file among all names it may have.
+    /// Device and inode number together identify the file among all its names.
     std::uint64_t device() const { return device_; }
     std::uint64_t inode() const { return inode_; }
 

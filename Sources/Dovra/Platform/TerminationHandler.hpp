@@ -6,10 +6,10 @@
 
 namespace dovra {
 
-/// While it lives, a signal that asks the process to end (hang-up, interrupt, termination) first runs
+/// During its life, a signal that asks the process to end (hang-up, interrupt, termination) first runs
 /// `finish` on a thread of this object; then the process ends by that signal. A second signal meanwhile ends
-/// it at once, by that one. A signal that the process ignores is let be. Made before the process has other
-/// threads, which inherit that they are not interrupted. One at a time.
+/// the process at once. A signal that the process ignores stays ignored. Made before the process has other
+/// threads, which inherit the blocked signals. One at a time.
 class TerminationHandler {
 public:
     explicit TerminationHandler(std::function<void()> finish);

@@ -6,9 +6,9 @@
 
 namespace dovra {
 
-/// The devices of the startup volume: those of "/" and "/home" (each if it can be asked) and of every other
-/// mount of the same block devices, such as the subvolumes of one file system. Snapshots that are not mounted
-/// and network mounts stay out, because their devices are not among these.
+/// The devices of the startup volume: those of "/" and "/home", and of every other mount of the same block
+/// devices, such as the subvolumes of one file system. Unmounted snapshots and network mounts have other
+/// devices, and stay out.
 std::vector<DeviceId> startupVolumeDevices();
 
 }  // namespace dovra

@@ -40,6 +40,18 @@ private:
     const ScanNeedle needle_;
 };
 
+class NameNeedlesSource : public CandidateSource {
+public:
+    NameNeedlesSource(const FileIndex& index, const NeedleSet& needles) : index_(index), needles_(needles) {}
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        scanNames(index_, needles_, range, candidates);
+    }
+
+private:
+    const FileIndex& index_;
+    const NeedleSet& needles_;
+};
+
 class PathLiteralSource : public CandidateSource {
 public:
     PathLiteralSource(const FileIndex& index, std::string_view literal, bool fold)
@@ -94,11 +106,20 @@ private:
 
 /// What a node says about its matches, before anything is built from it.
 struct Restriction {
-    enum class Kind : std::uint8_t { none, nameLiteral, pathLiteral, signature, subsequence, anyOf };
+    enum class Kind : std::uint8_t {
+        none,
+        nameLiteral,
+        nameNeedles,
+        pathLiteral,
+        signature,
+        subsequence,
+        anyOf
+    };
 
     Kind kind = Kind::none;
     std::string literal;
     bool fold = true;
+    const NeedleSet* needles = nullptr;
     NameSignature signature = 0;
     std::vector<Restriction> alternatives;
     /// How few entries it lets through, as a guess: grows with the length of the literal.
@@ -150,13 +171,24 @@ Restriction anyOf(std::vector<Restriction> alternatives) {
     return restriction;
 }
 
+Restriction onNeedles(const NeedleSet& needles) {
+    Restriction restriction;
+    restriction.kind = Restriction::Kind::nameNeedles;
+    restriction.needles = &needles;
+    restriction.selectivity = selectivityPerByte;
+    return restriction;
+}
+
 Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth);
 
 Restriction ofText(const TextMatcher& text, NodeIndex node) {
     if (text.needsNonAscii() && text.target() != MatchTarget::fullPath)
         return onSignature(NameSignature{1} << nonAsciiBit);
-    Restriction restriction = onLiteral(text.target(), text.requiredLiteral(), !text.isCaseSensitive());
-    const bool isWhole = text.isPlainSubstring() && text.target() != MatchTarget::stem;
+    const bool hasNeedles = text.needles() != nullptr && text.target() != MatchTarget::fullPath;
+    Restriction restriction = hasNeedles
+                                  ? onNeedles(*text.needles())
+                                  : onLiteral(text.target(), text.requiredLiteral(), !text.isCaseSensitive());
+    const bool isWhole = (hasNeedles || text.isPlainSubstring()) && text.target() != MatchTarget::stem;
     if (isWhole && restriction.kind != Restriction::Kind::none) restriction.proves = node;
     return restriction;
 }
@@ -221,6 +253,8 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
             break;
         case Restriction::Kind::nameLiteral:
             return std::make_unique<NameLiteralSource>(index, restriction.literal, restriction.fold);
+        case Restriction::Kind::nameNeedles:
+            return std::make_unique<NameNeedlesSource>(index, *restriction.needles);
         case Restriction::Kind::pathLiteral:
             return std::make_unique<PathLiteralSource>(index, restriction.literal, restriction.fold);
         case Restriction::Kind::signature:

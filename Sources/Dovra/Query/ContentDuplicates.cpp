@@ -43,11 +43,6 @@ auto withContentDuplicates(const FileIndex& index, const CompiledQuery& query, H
 
 }  // namespace
 
-std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, std::string_view rawQuery,
-                                                  HashProgress* progress) {
-    return findContentDuplicates(index, QueryParser::parse(rawQuery), progress);
-}
-
 std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, const CompiledQuery& query,
                                                   HashProgress* progress) {
     HashProgress unseen;

@@ -20,8 +20,6 @@ namespace dovra {
 /// changed or gone meanwhile are left out. `progress`, if given, outlives the call.
 std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, const CompiledQuery& query,
                                                   HashProgress* progress = nullptr);
-std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, std::string_view rawQuery,
-                                                  HashProgress* progress = nullptr);
 
 /// The same as the answer of a search: the sets one behind the other, cut at `limit` rows.
 SearchResult searchContentDuplicates(const FileIndex& index, const CompiledQuery& query, std::int64_t limit);

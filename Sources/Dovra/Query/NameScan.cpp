@@ -168,6 +168,22 @@ private:
     bool carry_ = false;    ///< whether the name that reaches into this word has been hit
 };
 
+struct PoolRange {
+    std::size_t begin;
+    std::size_t end;
+};
+
+std::size_t endOfName(const FileIndex& index, EntryId id) {
+    const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
+    return std::size_t{entry.nameOffset} + entry.nameLen;
+}
+
+/// Of a range that is not empty.
+PoolRange poolRangeOf(const FileIndex& index, EntryRange range) {
+    return {.begin = index.entriesLocked()[static_cast<std::size_t>(range.first)].nameOffset,
+            .end = endOfName(index, range.last - 1)};
+}
+
 }  // namespace
 
 ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool) : needle_(literal, !fold) {
@@ -187,11 +203,22 @@ ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool
 
 void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits) {
     if (range.first >= range.last) return;
-    const auto entries = index.entriesLocked();
-    const FileEntry& last = entries[static_cast<std::size_t>(range.last) - 1];
-    const std::size_t begin = entries[static_cast<std::size_t>(range.first)].nameOffset;
-    const std::size_t end = std::size_t{last.nameOffset} + last.nameLen;
-    Scan(index.namePoolLocked(), needle, begin, end, hits).run();
+    const PoolRange names = poolRangeOf(index, range);
+    Scan(index.namePoolLocked(), needle, names.begin, names.end, hits).run();
+}
+
+void scanNames(const FileIndex& index, const NeedleSet& needles, EntryRange range, EntrySet& hits) {
+    if (range.first >= range.last) return;
+    const PoolRange names = poolRangeOf(index, range);
+    const NamePool& pool = index.namePoolLocked();
+    const std::string_view text(reinterpret_cast<const char*>(pool.bytes()) + names.begin,
+                                names.end - names.begin);
+    needles.forEachOccurrence(text, [&](const NeedleSet::Occurrence& found) {
+        if (!pool.isWithinName(names.begin + found.position, found.size)) return found.position + 1;
+        const EntryId id = pool.nameAt(names.begin + found.position);
+        hits.insert(id);
+        return endOfName(index, id) - names.begin;
+    });
 }
 
 }  // namespace dovra

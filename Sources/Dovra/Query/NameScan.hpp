@@ -9,6 +9,7 @@
 #include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/EntrySet.hpp"
+#include "Query/NeedleSet.hpp"
 
 namespace dovra {
 
@@ -43,5 +44,8 @@ private:
 /// Adds to `hits` every entry of the range whose name contains the needle, tombstones included. The range
 /// begins at a multiple of 64. Runs at the speed of memory while hits are few. The index's read lock is held.
 void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits);
+
+/// The same for names that contain one of many needles.
+void scanNames(const FileIndex& index, const NeedleSet& needles, EntryRange range, EntrySet& hits);
 
 }  // namespace dovra

@@ -2,44 +2,71 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Base/TextNeedle.hpp"
+#include "Query/HashedBits.hpp"
 
 namespace dovra {
 
 /// Many byte strings that are looked for in one pass over a text. Immutable; safe from any thread.
 ///
-/// The search is Wu and Manber's ("A fast algorithm for multi-pattern searching", 1994): a window as long as
-/// the shortest string slides over the text, and a table says by the last few bytes in it how far it may move
-/// on. Where it may not, the strings are asked, of which none is the start of another: then of all that could
-/// begin there only the last one that sorts before the text can. Strings shorter than the few bytes have
-/// windows of their own, or they would slow down all others.
+/// Only every few positions are looked at: any window as long as the shortest string, wherever it lies,
+/// holds a short block that begins at one of them. Where that block occurs in none of the strings' windows,
+/// as nearly everywhere, nothing else is read, and no step waits for the one before. Otherwise the windows
+/// around the block are asked for, and where one may begin a string, of which none is the start of another:
+/// of all that could begin there only the last one that sorts before the text can. Strings shorter than a
+/// block have passes of their own, or they would slow down all others.
 class NeedleSet {
 public:
     /// No needle is empty. Unless `caseSensitive`, letters are compared under ASCII folding.
-    NeedleSet(std::vector<std::string> needles, bool caseSensitive);
+    NeedleSet(std::span<const std::string_view> needles, bool caseSensitive);
 
     /// Whether one of the needles occurs in the text. Allocates nothing.
     bool foundIn(std::string_view text) const;
 
+    struct Occurrence {
+        std::size_t position;
+        std::size_t size;
+    };
+
+    /// Goes over the occurrences in the text, for each length of needles by itself. `visit` is told of one
+    /// and returns the position from which the search goes on, behind the occurrence's first byte.
+    template <typename Visit>
+    void forEachOccurrence(std::string_view text, const Visit& visit) const {
+        for (const Group& group : groups_) {
+            std::size_t from = 0;
+            while (const auto found = firstOf(group, text, from))
+                from = visit(*found);
+        }
+    }
+
 private:
     /// Needles of one length below `longestBlock`, or all the longer ones.
     struct Group {
-        std::vector<std::string> needles;  ///< ascending
-        std::size_t window = 0;
-        std::size_t block = 0;
-        unsigned hashBits = 0;
-        std::vector<std::uint8_t> shifts;
+        std::size_t window;  ///< bytes, few enough for one number
+        std::size_t block;
+        HashedBits blocks;                 ///< those at all places in the first window of a needle
+        HashedBits starts;                 ///< the first windows
+        std::vector<std::string> needles;  ///< by the bucket of their first windows, then ascending
+        std::vector<std::uint32_t> bucketEnds;
+
+        std::span<const std::string> bucketOf(std::uint64_t firstWindow) const;
     };
-    static constexpr std::size_t longestBlock = 3;
+    static constexpr std::size_t longestBlock = 4;
 
     void addGroup(std::vector<std::string> needles);
+    std::optional<Occurrence> firstOf(const Group& group, std::string_view text, std::size_t from) const;
     template <std::size_t block>
-    bool groupFoundIn(const Group& group, std::string_view text) const;
-    bool startsWithOne(const Group& group, std::string_view text) const;
+    std::optional<Occurrence> firstWithBlock(const Group& group, std::string_view text,
+                                             std::size_t from) const;
+    std::optional<Occurrence> firstStart(const Group& group, std::string_view text, std::size_t from,
+                                         std::size_t last) const;
+    const std::string* startOf(std::string_view text, std::span<const std::string> bucket) const;
 
     bool fold_;
     std::vector<Group> groups_;
@@ -48,9 +75,12 @@ private:
 /// The same for texts that are compared as `UnicodeNeedle` does.
 class UnicodeNeedleSet {
 public:
-    UnicodeNeedleSet(const std::vector<std::string>& needles, bool caseSensitive);
+    UnicodeNeedleSet(std::span<const std::string_view> needles, bool caseSensitive);
 
     bool foundIn(std::string_view text) const;
+
+    /// Whether only texts with a byte above 127 can match.
+    bool needsNonAscii() const;
 
 private:
     bool caseSensitive_;

@@ -22,8 +22,18 @@ QueryNode plainText(std::string_view text, const QueryContext& context) {
     return TextMatcher(defaultTarget(text, context), text, context.caseSensitive, context.wholeWord);
 }
 
-QueryNode textOn(MatchTarget target, std::string_view text, const QueryContext& context) {
-    return TextMatcher(target, text, context.caseSensitive, context.wholeWord);
+/// Of the keys that say where their text is looked for.
+std::optional<MatchTarget> targetOf(QueryKey key) {
+    switch (key) {
+        case QueryKey::path:
+            return MatchTarget::fullPath;
+        case QueryKey::name:
+            return MatchTarget::name;
+        case QueryKey::stem:
+            return MatchTarget::stem;
+        default:
+            return std::nullopt;
+    }
 }
 
 QueryNode extensionLeaf(std::string_view value) {
@@ -85,11 +95,9 @@ QueryNode keyedLeaf(QueryKey key, std::string_view term, std::string_view value,
         case QueryKey::dateCreated:
             return dateLeaf(DateField::created, term, value, context);
         case QueryKey::path:
-            return textOn(MatchTarget::fullPath, value, context);
         case QueryKey::name:
-            return textOn(MatchTarget::name, value, context);
         case QueryKey::stem:
-            return textOn(MatchTarget::stem, value, context);
+            return TextMatcher(*targetOf(key), value, context.caseSensitive, context.wholeWord);
         case QueryKey::caseSensitive:
         case QueryKey::caseInsensitive:
         case QueryKey::wholeWord:
@@ -129,6 +137,22 @@ QueryNode makeLeaf(std::string_view term, const QueryContext& context) {
     }
     if (const auto extensions = Macros::extensions(key)) return ExtensionList(*extensions);
     return plainText(term, context);
+}
+
+std::optional<PlainTextTerm> plainTextTerm(std::string_view term, const QueryContext& context) {
+    const auto [key, value] = splitKey(term);
+    PlainTextTerm plain{term, defaultTarget(term, context), term, context.caseSensitive};
+    if (!key.empty()) {
+        const QueryKeyInfo* info = findQueryKey(key);
+        const auto target = info == nullptr ? std::nullopt : targetOf(info->key);
+        if (!target) return std::nullopt;
+        plain.target = *target;
+        plain.text = value;
+    }
+    const bool hasWildcard =
+        plain.text.find('*') != std::string_view::npos || plain.text.find('?') != std::string_view::npos;
+    if (context.wholeWord || hasWildcard || plain.text.empty()) return std::nullopt;
+    return plain;
 }
 
 }  // namespace dovra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "Query/QueryNode.hpp"
@@ -16,5 +17,17 @@ struct QueryContext {
 /// The test that one term of a query stands for. Never fails: unknown keys and unreadable sizes and dates
 /// become plain text, an invalid regular expression restricts nothing.
 QueryNode makeLeaf(std::string_view term, const QueryContext& context);
+
+/// A term that is a text as it stands, to be found anywhere in its target.
+struct PlainTextTerm {
+    std::string_view term;
+    MatchTarget target;
+    std::string_view text;  ///< not empty
+    bool caseSensitive;
+};
+
+/// The same for a term whose test would be just that, without the cost of making the test. Absent for others,
+/// and for some that only turn out to be plain text.
+std::optional<PlainTextTerm> plainTextTerm(std::string_view term, const QueryContext& context);
 
 }  // namespace dovra

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Query/Alternatives.hpp"
 #include "Query/QueryKeys.hpp"
 #include "Query/QueryLeaf.hpp"
 #include "Query/QueryNode.hpp"
@@ -142,16 +143,18 @@ public:
     void run() {
         groups_.emplace_back();
         do {
-            std::optional<NodeIndex> operand = readOperand();
-            while (operand)
-                operand = takeOperand(*operand);
+            if (!readOperand()) continue;
+            while (const auto group = endOperand())
+                takeNode(*group);
         } while (!groups_.empty());
     }
 
 private:
     struct Group {
         std::vector<NodeIndex> conjunction;
+        Alternatives excluded;  ///< texts of which the conjunction wants none
         std::vector<NodeIndex> disjunction;
+        Alternatives alternatives;  ///< texts that are further operands of the disjunction
         std::size_t negations = 0;  ///< of the operand that comes next
         bool isNegated = false;     ///< whether an odd number of negations stands around the group
     };
@@ -163,29 +166,63 @@ private:
     /// Whether the operand that comes next counts as its opposite in the whole query.
     bool nextIsNegated() const { return groups_.back().isNegated != (groups_.back().negations % 2 == 1); }
 
-    /// The next operand without its negations; absent when a group was opened instead.
-    std::optional<NodeIndex> readOperand() {
+    /// Reads the operand that comes next into the innermost group. False when a group was opened instead.
+    bool readOperand() {
         for (; nextIs(Token::Kind::notOperator); ++position_)
             ++groups_.back().negations;
-        if (position_ == tokens_.size()) return query_.tree.add(MatchAllNode{});
-        const Token& token = tokens_[position_++];
-        if (token.kind == Token::Kind::leftBracket) {
+        const bool isTerm = nextIs(Token::Kind::term);
+        const bool opensGroup = nextIs(Token::Kind::leftBracket);
+        const std::size_t token = std::exchange(position_, std::min(position_ + 1, tokens_.size()));
+        if (opensGroup) {
             const bool isNegated = nextIsNegated();
             groups_.emplace_back().isNegated = isNegated;
-            return std::nullopt;
+        } else if (isTerm) {
+            takeTerm(tokens_[token].text);
+        } else {
+            takeNode(query_.tree.add(MatchAllNode{}));
         }
-        return token.kind == Token::Kind::term ? addLeaf(token.text) : query_.tree.add(MatchAllNode{});
+        return !opensGroup;
     }
 
-    NodeIndex addLeaf(const std::string& term) {
+    void takeTerm(const std::string& term) {
+        if (const auto plain = plainTextTerm(term, context_)) {
+            notePlainTerm(plain->target, {std::string(plain->text), plain->caseSensitive});
+            if (Alternatives* others = alternativesOfNext()) {
+                others->add(*plain);
+                groups_.back().negations = 0;
+                return;
+            }
+        }
+        const NodeIndex leaf = leafOf(term);
+        // A term that was negated before may not be so here.
+        if (const auto* text = std::get_if<TextMatcher>(&query_.tree[leaf]))
+            notePlainTerm(text->target(), {text->rankedText(), text->isCaseSensitive()});
+        takeNode(leaf);
+    }
+
+    /// Where the operand that was just read belongs if it is plain text; null when there is nothing with
+    /// which it could be merged.
+    Alternatives* alternativesOfNext() {
+        Group& group = groups_.back();
+        const bool isNegated = group.negations % 2 == 1;
+        const bool isAlone =
+            group.disjunction.empty() && group.alternatives.isEmpty() && !nextIs(Token::Kind::orOperator);
+        if (isAlone != isNegated) return nullptr;
+        return isAlone ? &group.excluded : &group.alternatives;
+    }
+
+    void takeNode(NodeIndex operand) {
+        Group& group = groups_.back();
+        group.disjunction.push_back(negated(operand, std::exchange(group.negations, 0)));
+    }
+
+    NodeIndex leafOf(std::string_view term) {
         const auto [known, isNew] = leaves_.try_emplace(term, 0);
         if (isNew) known->second = makeNewLeaf(term);
-        // A term that was negated before may not be so here.
-        notePlainTerm(query_.tree[known->second]);
         return known->second;
     }
 
-    NodeIndex makeNewLeaf(const std::string& term) {
+    NodeIndex makeNewLeaf(std::string_view term) {
         QueryNode leaf = makeLeaf(term, context_);
         if (const auto* fuzzy = std::get_if<FuzzyMatcher>(&leaf); fuzzy && !query_.primaryFuzzy) {
             query_.primaryFuzzy = *fuzzy;
@@ -196,30 +233,35 @@ private:
         return query_.tree.add(std::move(leaf));
     }
 
-    void notePlainTerm(const QueryNode& leaf) {
-        const auto* text = std::get_if<TextMatcher>(&leaf);
-        if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->rankedText(), text->isCaseSensitive()};
+    void notePlainTerm(MatchTarget target, PlainTerm term) {
+        if (query_.plainTerm || target == MatchTarget::fullPath || nextIsNegated()) return;
+        query_.plainTerm = std::move(term);
     }
 
-    /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the
-    /// operand of the group around it.
-    std::optional<NodeIndex> takeOperand(NodeIndex operand) {
-        Group& group = groups_.back();
-        group.disjunction.push_back(negated(operand, std::exchange(group.negations, 0)));
+    /// Behind an operand. Returns the finished group when this was its last one: it is an operand of the
+    /// group around it.
+    std::optional<NodeIndex> endOperand() {
         if (nextIs(Token::Kind::orOperator)) {
             ++position_;
             return std::nullopt;
         }
-        mergeAlternatives(query_.tree, group.disjunction);
-        group.conjunction.push_back(combined<OrNode>(std::exchange(group.disjunction, {})));
+        Group& group = groups_.back();
+        std::vector<NodeIndex> disjunction = std::exchange(group.disjunction, {});
+        for (const NodeIndex node : merged(group.alternatives))
+            disjunction.push_back(node);
+        if (!disjunction.empty()) group.conjunction.push_back(combined<OrNode>(std::move(disjunction)));
         if (position_ < tokens_.size() && !nextIs(Token::Kind::rightBracket)) return std::nullopt;
         return closeGroup();
     }
 
+    std::vector<NodeIndex> merged(Alternatives& alternatives) {
+        return alternatives.merged(query_.tree, [&](std::string_view term) { return leafOf(term); });
+    }
+
     std::optional<NodeIndex> closeGroup() {
         std::vector<NodeIndex> conjunction = std::move(groups_.back().conjunction);
-        mergeNegations(query_.tree, conjunction);
+        for (const NodeIndex node : merged(groups_.back().excluded))
+            conjunction.push_back(negated(node, 1));
         std::ranges::stable_sort(conjunction, {}, [&](NodeIndex node) { return query_.tree.weight(node); });
         const NodeIndex node = combined<AndNode>(std::move(conjunction));
         groups_.pop_back();
@@ -252,7 +294,7 @@ private:
     CompiledQuery& query_;
     std::size_t position_ = 0;
     std::vector<Group> groups_;
-    std::unordered_map<std::string, NodeIndex> leaves_;
+    std::unordered_map<std::string_view, NodeIndex> leaves_;  ///< by the texts of `tokens_`
 };
 
 }  // namespace

@@ -33,7 +33,6 @@ private:
     /// begins.
     void enter(NodeIndex node, std::int32_t whenTrue, std::int32_t whenFalse) {
         while (const auto* negation = std::get_if<NotNode>(&tree_[node])) {
-            if (node == assumedTrue_) break;
             std::swap(whenTrue, whenFalse);
             node = negation->child;
         }
@@ -115,7 +114,8 @@ bool EntryMatcher::test(const QueryNode& leaf, const FileEntry& entry, std::stri
             },
             [&](TypeFilter type) { return dovra::matches(type, entry.isFolder()); },
             [&](const RegexNode& regex) {
-                return regex.expression.foundIn(regex.target == MatchTarget::fullPath ? path() : name);
+                return regex.expression.foundIn(regex.target == MatchTarget::fullPath ? path() : name,
+                                                limits_.of(regex));
             },
             [&](const ContentMatcher& content) {
                 return !entry.isFolder() && !entry.isSymbolicLink() &&

@@ -8,6 +8,7 @@
 
 #include "Index/FileIndex.hpp"
 #include "Query/QueryNode.hpp"
+#include "Query/RegexLimits.hpp"
 
 namespace dovra {
 
@@ -16,8 +17,8 @@ namespace dovra {
 /// translation of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
 class QueryProgram {
 public:
-    /// Translates the tree. The test `assumedTrue`, if given, is taken as passed: whoever selects entries by
-    /// it need not ask again. The tree must outlive the program.
+    /// Translates the tree. The node `assumedTrue`, if given, a test or an alternative, is taken as passed:
+    /// whoever selects entries by it need not ask again. The tree must outlive the program.
     explicit QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assumedTrue = std::nullopt);
 
     /// Judges an entry; `test` is called with the leaves that matter, in order, until the outcome is known.
@@ -54,8 +55,9 @@ private:
 /// which follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
 class EntryMatcher {
 public:
-    EntryMatcher(const FileIndex& index, const QueryProgram& program, const std::stop_token& stop)
-        : index_(index), program_(program), stop_(stop) {}
+    EntryMatcher(const FileIndex& index, const QueryProgram& program, const RegexLimits& limits,
+                 const std::stop_token& stop)
+        : index_(index), program_(program), limits_(limits), stop_(stop) {}
 
     /// Whether the entry, tombstone or not, meets the query. False at once when a stop has been requested.
     bool matches(EntryId id);
@@ -67,6 +69,7 @@ private:
 
     const FileIndex& index_;
     const QueryProgram& program_;
+    const RegexLimits& limits_;
     const std::stop_token& stop_;
     DirIndex folder_ = -1;
     std::string path_;  ///< the folder's path and a slash, then the last name asked for

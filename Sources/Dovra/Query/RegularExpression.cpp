@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <fmt/format.h>
@@ -19,23 +18,33 @@ namespace dovra {
 
 namespace {
 
-// A pattern can ask for more steps than the universe has time for, at every name. So a match may take a
-// number of backtracking steps (from each of its starting positions) that ordinary patterns stay below: most
-// of them need fewer than the text has bytes. Those that try many ways to divide a text, such as
-// `^.*[aeiou].*\d.*\d$`, need thousands for a name. That is well while few names do: such a name gets a
-// second try, until all of these together have taken their time. Then a pattern without end, as `(a+)+$`,
-// `(x+x+)+y` or `(.*)*\d$`, costs about 1 µs for a name of 20 bytes, 10 µs where it is interpreted.
+// A pattern can ask for more steps than the universe has time for, at every name. What the library limits is
+// the backtracking from one starting position, so that a text as long as n may still take n times as much. So
+// each pattern is compiled twice. The first code is fast, and from each position it may take so many steps
+// that ordinary patterns stay below. The second calls back at every item of the pattern, which takes three
+// times as long and counts the steps of all positions together: it tries what the first has given up, and
+// measures what a pattern takes.
 
-/// Steps of the second try: at most 85 µs for endless patterns, 0.4 ms for slow but finite ones.
-constexpr std::uint32_t matchLimit = 25'000;
-constexpr std::chrono::nanoseconds secondTryTime = std::chrono::milliseconds(400);
+/// What is left of a match's steps. Moving on in the text counts, too: a single item of a pattern can read
+/// all of it.
+struct StepCount {
+    std::uint32_t left;
+    std::uint32_t perCallback;
+    std::size_t position = 0;
+};
 
-std::uint32_t firstLimit(std::size_t textSize, bool isMachineCode) {
-    const std::size_t steps = isMachineCode ? 100 + 8 * textSize : 75 + 2 * textSize;
-    return static_cast<std::uint32_t>(std::min<std::size_t>(steps, matchLimit));
+int countCallback(pcre2_callout_block* block, void* data) {
+    constexpr std::size_t bytesPerStep = 16;
+    auto& steps = *static_cast<StepCount*>(data);
+    const std::size_t last = std::exchange(steps.position, block->current_position);
+    const std::size_t moved = std::max(last, steps.position) - std::min(last, steps.position);
+    const std::size_t taken = steps.perCallback + moved / bytesPerStep;
+    if (taken > steps.left) return PCRE2_ERROR_CALLOUT;
+    steps.left -= static_cast<std::uint32_t>(taken);
+    return 0;
 }
 
-/// Memory of one interpreted match, in KiB. `matchLimit` steps of a pattern with a few groups take 4 MiB.
+/// Memory of one interpreted match, in KiB. `mostSteps` steps of a pattern with a few groups take 4 MiB.
 constexpr std::uint32_t heapLimitKiB = 16 * 1024;
 /// Stack of compiled code, in bytes; reserved whole, used as far as a match goes.
 constexpr std::size_t initialStackBytes = 32 * 1024;
@@ -77,55 +86,93 @@ struct CompileFault {
 };
 
 /// Null, and why, when the pattern, well-formed UTF-8, is no valid one.
-pcre2_code* compiledCode(std::string_view pattern, bool caseSensitive, CompileFault& fault) {
+pcre2_code* compiledCode(std::string_view pattern, bool caseSensitive, std::uint32_t option,
+                         CompileFault& fault) {
     const std::uint32_t caseOption = caseSensitive ? 0 : PCRE2_CASELESS;
     return pcre2_compile(codeUnits(pattern), pattern.size(),
-                         PCRE2_UTF | PCRE2_UCP | PCRE2_NEVER_BACKSLASH_C | caseOption, &fault.error,
+                         PCRE2_UTF | PCRE2_UCP | PCRE2_NEVER_BACKSLASH_C | caseOption | option, &fault.error,
                          &fault.offset, nullptr);
+}
+
+/// Compiled code, or none.
+class Matcher {
+public:
+    explicit Matcher(pcre2_code* code) : code_(code) {
+        // Refused under kernels that forbid writable code, and by the pattern itself through "(*NO_JIT)".
+        std::size_t machineCodeBytes = 0;
+        isMachineCode_ = code != nullptr && pcre2_jit_compile(code, PCRE2_JIT_COMPLETE) == 0 &&
+                         pcre2_pattern_info(code, PCRE2_INFO_JITSIZE, &machineCodeBytes) == 0 &&
+                         machineCodeBytes > 0;
+        std::uint32_t options = 0;
+        isAnchored_ = code != nullptr && pcre2_pattern_info(code, PCRE2_INFO_ALLOPTIONS, &options) == 0 &&
+                      (options & PCRE2_ANCHORED) != 0;
+    }
+    ~Matcher() { pcre2_code_free(code_); }
+    Matcher(const Matcher&) = delete;
+    Matcher& operator=(const Matcher&) = delete;
+
+    bool isMachineCode() const { return isMachineCode_; }
+
+    /// Most patterns need fewer steps than the text has bytes. The fewer positions there are, the more each
+    /// may take.
+    std::uint32_t limitFromOnePosition(std::size_t textSize) const {
+        constexpr std::size_t most = RegularExpression::mostSteps;
+        const std::size_t positions = isAnchored_ ? 1 : textSize + 1;
+        const std::size_t steps = isMachineCode_ ? std::max(100 + 8 * textSize, 2 * most / positions)
+                                                 : std::max(75 + 2 * textSize, most / 2 / positions);
+        return static_cast<std::uint32_t>(std::min(steps, most));
+    }
+
+    /// As the library's functions return it. The limit is for each starting position. Without code the match
+    /// is given up at once.
+    int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
+        if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
+        thread_local const MatchWorkspace workspace;
+        pcre2_set_match_limit(workspace.context, limit);
+        pcre2_set_depth_limit(workspace.context, limit);
+        pcre2_set_callout(workspace.context, steps == nullptr ? nullptr : countCallback, steps);
+        // The fast entry checks nothing: options, text and the kind of code are known here.
+        const auto run = isMachineCode_ ? pcre2_jit_match : pcre2_match;
+        return run(code_, codeUnits(validText), validText.size(), 0, PCRE2_NO_UTF_CHECK, workspace.data,
+                   workspace.context);
+    }
+
+private:
+    pcre2_code* code_;
+    bool isMachineCode_;
+    bool isAnchored_;
+};
+
+bool isGivenUp(int result) {
+    return result < 0 && result != PCRE2_ERROR_NOMATCH;
 }
 
 }  // namespace
 
 struct RegularExpression::Code {
-    explicit Code(pcre2_code* compiled) : expression(compiled) {
-        // Refused under kernels that forbid writable code, and by the pattern itself through "(*NO_JIT)".
-        std::size_t machineCodeBytes = 0;
-        isMachineCode = pcre2_jit_compile(compiled, PCRE2_JIT_COMPLETE) == 0 &&
-                        pcre2_pattern_info(compiled, PCRE2_INFO_JITSIZE, &machineCodeBytes) == 0 &&
-                        machineCodeBytes > 0;
-    }
-    ~Code() { pcre2_code_free(expression); }
-    Code(const Code&) = delete;
-    Code& operator=(const Code&) = delete;
+    Code(pcre2_code* fastCode, pcre2_code* countingCode) : fast(fastCode), counting(countingCode) {}
 
-    bool foundIn(std::string_view validText) const {
-        const std::uint32_t limit = firstLimit(validText.size(), isMachineCode);
-        int result = match(validText, limit);
-        if (!isAbandoned(result)) return result >= 0;
-        if (limit < matchLimit && secondTryTimeLeft > 0) {
-            const auto start = std::chrono::steady_clock::now();
-            result = match(validText, matchLimit);
-            secondTryTimeLeft -= std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count();
+    bool foundIn(std::string_view validText, std::uint32_t limit) const {
+        int result = PCRE2_ERROR_CALLOUT;
+        // Of a pattern that has been measured to take many steps nothing is known before they are counted.
+        if (limit == mostSteps) {
+            result = fast.match(validText, fast.limitFromOnePosition(validText.size()), nullptr);
         }
-        if (isAbandoned(result)) ++abandoned;
+        if (isGivenUp(result)) result = countedMatch(validText, limit);
+        if (isGivenUp(result)) ++abandoned;
         return result >= 0;
     }
 
-    int match(std::string_view validText, std::uint32_t limit) const {
-        thread_local const MatchWorkspace workspace;
-        pcre2_set_match_limit(workspace.context, limit);
-        pcre2_set_depth_limit(workspace.context, limit);
-        // The fast entry checks nothing: options, text and the kind of code are known here.
-        const auto run = isMachineCode ? pcre2_jit_match : pcre2_match;
-        return run(expression, codeUnits(validText), validText.size(), 0, PCRE2_NO_UTF_CHECK, workspace.data,
-                   workspace.context);
+    /// Takes what it needs from the steps that are left.
+    int countedMatch(std::string_view validText, std::uint32_t& steps) const {
+        StepCount count{.left = steps, .perCallback = counting.isMachineCode() ? 1U : 4U};
+        const int result = counting.match(validText, mostSteps, &count);
+        steps = count.left;
+        return result;
     }
 
-    static bool isAbandoned(int result) { return result < 0 && result != PCRE2_ERROR_NOMATCH; }
-
-    pcre2_code* expression;
-    bool isMachineCode;
-    mutable std::atomic<std::int64_t> secondTryTimeLeft = secondTryTime.count();
+    Matcher fast;
+    Matcher counting;  ///< none where its code, which is larger, would be too large
     mutable std::atomic<std::int64_t> abandoned = 0;
 };
 
@@ -133,15 +180,17 @@ RegularExpression::RegularExpression(std::shared_ptr<const Code> code) : code_(s
 
 std::optional<RegularExpression> RegularExpression::compile(std::string_view pattern, bool caseSensitive) {
     CompileFault fault;
-    pcre2_code* compiled = compiledCode(repairUtf8(pattern), caseSensitive, fault);
-    if (compiled == nullptr) return std::nullopt;
-    return RegularExpression(std::make_shared<const Code>(compiled));
+    const std::string repaired = repairUtf8(pattern);
+    pcre2_code* fast = compiledCode(repaired, caseSensitive, 0, fault);
+    if (fast == nullptr) return std::nullopt;
+    pcre2_code* counting = compiledCode(repaired, caseSensitive, PCRE2_AUTO_CALLOUT, fault);
+    return RegularExpression(std::make_shared<const Code>(fast, counting));
 }
 
 std::optional<std::string> RegularExpression::fault(std::string_view pattern) {
     const std::string repaired = repairUtf8(pattern);
     CompileFault fault;
-    if (pcre2_code* compiled = compiledCode(repaired, true, fault)) {
+    if (pcre2_code* compiled = compiledCode(repaired, true, 0, fault)) {
         pcre2_code_free(compiled);
         return std::nullopt;
     }
@@ -168,8 +217,14 @@ std::string RegularExpression::escapedPattern(std::string_view text) {
     return pattern;
 }
 
-bool RegularExpression::foundIn(std::string_view text) const {
-    return isValidUtf8(text) ? code_->foundIn(text) : code_->foundIn(repairUtf8(text));
+bool RegularExpression::foundIn(std::string_view text, std::uint32_t limit) const {
+    return isValidUtf8(text) ? code_->foundIn(text, limit) : code_->foundIn(repairUtf8(text), limit);
+}
+
+std::uint32_t RegularExpression::stepsFor(std::string_view text) const {
+    std::uint32_t left = mostSteps;
+    const bool isGivenUp = dovra::isGivenUp(code_->countedMatch(repairUtf8(text), left));
+    return isGivenUp ? mostSteps : mostSteps - left;
 }
 
 std::int64_t RegularExpression::abandonedMatches() const {

@@ -24,10 +24,15 @@ public:
     /// A pattern that matches exactly `text`.
     static std::string escapedPattern(std::string_view text);
 
+    /// Steps that a match may take at most, from all positions of a text together.
+    static constexpr std::uint32_t mostSteps = 25'000;
+
     /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match that
-    /// takes more steps than the text's length allows gets a second, longer try while the second tries of all
-    /// copies together have taken less than a fixed time; else it is abandoned and counts as no match.
-    bool foundIn(std::string_view text) const;
+    /// takes more steps than the limit is abandoned and counts as no match, always the same ones.
+    bool foundIn(std::string_view text, std::uint32_t limit = mostSteps) const;
+
+    /// The steps that the match takes; `mostSteps` when they are more. Slow.
+    std::uint32_t stepsFor(std::string_view text) const;
 
     /// How many texts all copies together have given up so far.
     std::int64_t abandonedMatches() const;

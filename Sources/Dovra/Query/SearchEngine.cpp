@@ -44,11 +44,11 @@ void eraseTombstones(const FileIndex& index, EntryRange range, EntrySet& matches
 }
 
 /// Erases the candidates that do not meet the query.
-void testCandidates(const FileIndex& index, const QueryProgram& program, EntryRange range,
-                    const std::stop_token& stop, EntrySet& candidates) {
+void testCandidates(const FileIndex& index, const QueryProgram& program, const RegexLimits& limits,
+                    EntryRange range, const std::stop_token& stop, EntrySet& candidates) {
     eraseTombstones(index, range, candidates);
     if (program.acceptsAll()) return;
-    EntryMatcher matcher(index, program, stop);
+    EntryMatcher matcher(index, program, limits, stop);
     candidates.forEach(range, [&](EntryId id) {
         if (!matcher.matches(id)) candidates.erase(id);
     });
@@ -66,11 +66,12 @@ struct Scan {
     const FileIndex& index;
     const CandidateSource& source;
     const QueryProgram& program;
+    const RegexLimits& limits;
     const std::stop_token& stop;
 
     void run(EntryRange range, EntrySet& matches) const {
         source.scan(range, matches);
-        testCandidates(index, program, range, stop, matches);
+        testCandidates(index, program, limits, range, stop, matches);
     }
 };
 
@@ -88,7 +89,8 @@ void parallelScanLocked(const Scan& scan, std::size_t entriesEach, EntrySet& mat
 EntrySet scanLocked(const FileIndex& index, const CompiledQuery& query) {
     const CandidatePlan plan = planCandidates(index, query.tree);
     const QueryProgram program(query.tree, plan.provenNode);
-    const Scan scan{index, *plan.source, program, query.stop};
+    const RegexLimits limits(index, query.tree);
+    const Scan scan{index, *plan.source, program, limits, query.stop};
     EntrySet matches(index.entriesLocked().size());
     const bool isLarge = index.entriesLocked().size() >= parallelEntries;
     const auto mode = index.scanModeOverrideLocked().value_or(isLarge ? FileIndex::ScanMode::parallel
@@ -109,7 +111,8 @@ EntrySet selectMatchesLocked(const FileIndex& index, const CompiledQuery& query)
     EntrySet matches(index.entriesLocked().size());
     for (const EntryId id : *candidates)
         matches.insert(id);
-    testCandidates(index, QueryProgram(query.tree), allEntries(index), query.stop, matches);
+    testCandidates(index, QueryProgram(query.tree), RegexLimits(index, query.tree), allEntries(index),
+                   query.stop, matches);
     return matches;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <fmt/format.h>
+#include <string>
 #include <vector>
 
 #include "Index/FileRow.hpp"
@@ -28,5 +30,12 @@ struct SearchResult {
     /// what was found may not be all.
     std::int64_t abandoned = 0;
 };
+
+/// Tells people of them; empty when there are none.
+inline std::string abandonedNote(std::int64_t abandoned) {
+    if (abandoned == 0) return {};
+    return fmt::format("{} name(s) took the regular expression too many steps and count as no match",
+                       abandoned);
+}
 
 }  // namespace dovra

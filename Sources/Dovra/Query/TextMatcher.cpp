@@ -16,15 +16,26 @@ namespace {
 /// included.
 constexpr std::string_view anyCharacterMode = "(?s)";
 
+/// Of a text without "*".
+std::string unicodeGlobPiece(std::string_view text) {
+    std::string pattern;
+    for (std::size_t mark = text.find('?'); mark != std::string_view::npos; mark = text.find('?')) {
+        pattern += RegularExpression::escapedPattern(text.substr(0, mark)) + ".";
+        text.remove_prefix(mark + 1);
+    }
+    return pattern + RegularExpression::escapedPattern(text);
+}
+
 std::string unicodeGlobPattern(std::string_view text) {
-    std::string pattern = std::string(anyCharacterMode) + "^";
-    while (!text.empty()) {
-        const std::string_view literal = text.substr(0, text.find_first_of("*?"));
-        pattern += RegularExpression::escapedPattern(literal);
-        text.remove_prefix(literal.size());
-        if (text.empty()) break;
-        pattern += text.front() == '*' ? ".*" : ".";
-        text.remove_prefix(1);
+    std::size_t star = text.find('*');
+    std::string pattern = std::string(anyCharacterMode) + "^" + unicodeGlobPiece(text.substr(0, star));
+    while (star != std::string_view::npos) {
+        text.remove_prefix(star + 1);
+        star = text.find('*');
+        // The first place where a piece fits leaves most to the pieces behind it; no other need be tried.
+        // Only the last one must end the text.
+        const std::string piece = unicodeGlobPiece(text.substr(0, star));
+        pattern += star == std::string_view::npos ? ".*" + piece : "(?>.*?" + piece + ")";
     }
     // "\z", not "$": a name may end in a line feed, which "$" would pass over.
     return pattern + "\\z";
@@ -79,9 +90,10 @@ TextMatcher::TextMatcher(MatchTarget target, std::string_view text, bool caseSen
     if (target != MatchTarget::fullPath) requiredSignature_ = nameSignature(requiredLiteral());
 }
 
-TextMatcher TextMatcher::anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive) {
+TextMatcher TextMatcher::anyOf(MatchTarget target, std::span<const std::string_view> texts,
+                               bool caseSensitive) {
     if (!isAscii(texts.front())) return {target, "", caseSensitive, UnicodeNeedleSet(texts, caseSensitive)};
-    return {target, "", caseSensitive, NeedleSet(std::move(texts), caseSensitive)};
+    return {target, "", caseSensitive, NeedleSet(texts, caseSensitive)};
 }
 
 TextMatcher TextMatcher::pieceOfPath(std::string_view text, bool caseSensitive) {
@@ -124,8 +136,12 @@ std::string TextMatcher::requiredLiteral() const {
 }
 
 bool TextMatcher::needsNonAscii() const {
-    const auto* needle = std::get_if<UnicodeNeedle>(&engine_);
-    return needle != nullptr && !needle->foldedIsAscii();
+    return std::visit(Overloaded{
+                          [](const UnicodeNeedle& needle) { return !needle.foldedIsAscii(); },
+                          [](const UnicodeNeedleSet& needles) { return needles.needsNonAscii(); },
+                          [](const auto&) { return false; },
+                      },
+                      engine_);
 }
 
 std::int64_t TextMatcher::abandonedMatches() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -33,7 +34,7 @@ public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
     /// Matches where one of the texts is contained as it stands: none empty, all or none plain ASCII.
-    static TextMatcher anyOf(MatchTarget target, std::vector<std::string> texts, bool caseSensitive);
+    static TextMatcher anyOf(MatchTarget target, std::span<const std::string_view> texts, bool caseSensitive);
 
     /// One whose text is a piece of the full path as it stands, without wildcards.
     static TextMatcher pieceOfPath(std::string_view text, bool caseSensitive);
@@ -75,6 +76,10 @@ public:
 
     /// What the signature of every name that can match contains. Says nothing (0) about full paths.
     NameSignature requiredSignature() const { return requiredSignature_; }
+
+    /// The needles of which a matching text contains one, and any text that does matches; null unless the
+    /// matcher was made of several plain ones.
+    const NeedleSet* needles() const { return std::get_if<NeedleSet>(&engine_); }
 
     /// Whether only texts with a byte above 127 can match.
     bool needsNonAscii() const;

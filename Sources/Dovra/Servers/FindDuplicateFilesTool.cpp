@@ -35,7 +35,8 @@ constexpr const char* duplicatesOutputSchema = R"({
       "bytesEach": { "type": "integer" },
       "size": { "type": "string", "description": "Of one copy." },
       "files": { "type": "array", "items": { "type": "string" }, "description": "Full paths." }
-    }, "required": ["copies", "bytesEach", "size", "files"] } }
+    }, "required": ["copies", "bytesEach", "size", "files"] } },
+    "incomplete": { "type": "string", "description": "Only where files may be missing: why." }
   },
   "required": ["duplicateSets", "reclaimableBytes", "reclaimable", "sets"]
 })";
@@ -72,10 +73,13 @@ JSONValue duplicatesTool(const ToolContext& context, const ToolCall& call) {
     sets.resize(std::min(count, static_cast<std::size_t>(limit)));
     JSONValue::Array shown;
     std::ranges::transform(sets, std::back_inserter(shown), setJSON);
-    return JSONObject{{"duplicateSets", count},
-                      {"reclaimableBytes", reclaimable},
-                      {"reclaimable", byteCountText(reclaimable)},
-                      {"sets", std::move(shown)}};
+    std::vector<JSONObject::Member> members = {{"duplicateSets", count},
+                                               {"reclaimableBytes", reclaimable},
+                                               {"reclaimable", byteCountText(reclaimable)},
+                                               {"sets", std::move(shown)}};
+    if (const std::int64_t abandoned = query.tree.abandonedMatches(); abandoned > 0)
+        members.push_back({"incomplete", abandonedNote(abandoned)});
+    return JSONObject(std::move(members));
 }
 
 }  // namespace

@@ -57,7 +57,8 @@ constexpr const char* searchOutputSchema = R"({
       "size": { "type": "string", "description": "Of files only." },
       "bytes": { "type": "integer", "description": "Of files only." },
       "modified": { "type": "string", "description": "In UTC, ISO 8601." }
-    }, "required": ["name", "path", "directory", "type"] } }
+    }, "required": ["name", "path", "directory", "type"] } },
+    "incomplete": { "type": "string", "description": "Only where matches may be missing: why." }
   },
   "required": ["query", "total", "returned", "results"]
 })";
@@ -91,7 +92,10 @@ SearchResult searchWithin(const ToolContext& context, const CompiledQuery& query
     if (!scope.isGiven()) return result;
     if (result.rows.empty()) scope.refuseUnlessIndexed(context);
     const bool readsFiles = query.wantsContentDuplicates || query.tree.readsFiles();
-    if (!readsFiles) result.total = search(context.index, query, sort, 0).total;
+    if (readsFiles) return result;
+    const SearchResult all = search(context.index, query, sort, 0);
+    result.total = all.total;
+    result.abandoned = all.abandoned - result.abandoned;  // the expressions of both count together
     return result;
 }
 
@@ -122,8 +126,10 @@ JSONValue searchTool(const ToolContext& context, const ToolCall& call) {
     const SearchResult result = searchWithin(context, compiled, sort, limit, scope);
     JSONValue::Array rows;
     std::ranges::transform(result.rows, std::back_inserter(rows), rowJSON);
-    return JSONObject{
+    std::vector<JSONObject::Member> members = {
         {"query", query}, {"total", result.total}, {"returned", rows.size()}, {"results", std::move(rows)}};
+    if (result.abandoned > 0) members.push_back({"incomplete", abandonedNote(result.abandoned)});
+    return JSONObject(std::move(members));
 }
 
 }  // namespace

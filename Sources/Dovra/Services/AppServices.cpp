@@ -61,7 +61,8 @@ std::unique_ptr<ChangeFeed> AppServices::openFeed() {
         watched.stop = stop;
         return openEventSource(watched);
     };
-    // The stream's thread must not hold this: it would end itself with the last holder. It ends before this.
+    // The stream's thread must not hold this: as the last holder it would have to end itself. It ends before
+    // this does.
     return std::make_unique<EventStream>(
         open, [this] { run(&LiveIndex::step); }, stop_.get_token());
 }
@@ -86,7 +87,7 @@ void AppServices::runBeside(LiveIndex::Task task) {
     });
 }
 
-/// Has others know how far the index is.
+/// Copies the index's status to the readers on other threads, and calls back once it is ready.
 void AppServices::publish() {
     bool isReady = live_.isWhole();
     {
@@ -134,7 +135,7 @@ bool AppServices::toggleTrigram() {
     return isUsed;
 }
 
-/// Not ready from now on, although others may be served from the queue before it comes to that.
+/// The index counts as not ready from this call on, although earlier work on the queue comes first.
 void AppServices::build(std::function<void(LiveIndex&)> ask) {
     {
         const MutexGuard guard(mutex_);
@@ -153,7 +154,7 @@ void AppServices::build(std::function<void(LiveIndex&)> ask) {
 
 void AppServices::close() {
     stop_.request_stop();
-    // A save that goes on ends soon, and must have ended before the last one begins.
+    // A running save ends soon, and must end before the last one begins.
     savingQueue_.sync();
     buildQueue_.sync([this] { live_.end(); });
     if (const auto error = frecency_->flush()) options_.report(error->message);
@@ -171,7 +172,7 @@ bool AppServices::flush(std::chrono::milliseconds deadline) {
     run([this, isDone, end](LiveIndex& live) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - LiveIndex::Clock::now());
         const bool isInTime = left.count() > 0 && live.flush(left);
-        // Whoever asks next whether the index is ready must know of a rebuild that this led to.
+        // The flush may have led to a rebuild, which the caller's next question must see.
         publish();
         isDone->set_value(isInTime);
     });

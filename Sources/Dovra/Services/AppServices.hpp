@@ -17,10 +17,10 @@
 
 namespace dovra {
 
-/// What lives as long as a front end does: the index of one root and the user's stores. It has the threads on
-/// which the index lives: everything that changes the index runs on one serial queue, "dovra.build", so
-/// builds, loads and batches of changes never overlap; what only reads runs on queues beside it. Held by a
-/// shared pointer: queued work holds it weakly and does nothing once it is gone.
+/// Owns the index of one root and the user's stores for the life of a front end, and the index's threads. All
+/// changes of the index run on one serial queue, "dovra.build", so builds, loads and batches of changes never
+/// overlap. Work that only reads runs on queues beside it. Queued work holds the object weakly, and does
+/// nothing once it is gone.
 ///
 /// Any thread may call its operations. The callbacks are set before `start`.
 class AppServices final : public IndexService, public std::enable_shared_from_this<AppServices> {
@@ -29,7 +29,7 @@ public:
         std::string root = "/";  ///< absolute, without a slash at its end
         bool usesTrigram = false;
         WatchMechanism mechanism = WatchMechanism::best;
-        /// Runs what concerns the user interface on the main queue; by default where it came up.
+        /// Runs the callbacks to the user interface on the main queue; by default on the calling thread.
         std::function<void(DispatchQueue::Work)> postToMain = [](const DispatchQueue::Work& work) { work(); };
         /// Takes a message for the user, such as that the root is gone.
         std::function<void(const std::string&)> report = [](const std::string&) {};
@@ -37,7 +37,7 @@ public:
 
     static std::shared_ptr<AppServices> make(Options options);
 
-    /// Ends builds at once. What was changed since the last save is lost; see `close`.
+    /// Ends builds at once and saves nothing; see `close`.
     ~AppServices() override;
     AppServices(const AppServices&) = delete;
     AppServices& operator=(const AppServices&) = delete;
@@ -47,24 +47,24 @@ public:
     /// For searches of a user interface, off its main thread.
     DispatchQueue& searchQueue() { return searchQueue_; }
 
-    /// Called on the main queue: how many entries there are, and whether a scan goes on.
+    /// Called on the main queue with the number of entries, and whether a scan is running.
     std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress;
     /// Called on the main queue after a load, a build or a batch of changes has changed the index.
     std::function<void()> onIndexUpdated;
 
-    /// Brings the index up from the cache or by a scan, and keeps it current from then on.
+    /// Loads the index from the cache or scans, and keeps it current from then on.
     void start(std::function<void()> onReady) override;
     void start() { start({}); }
 
-    /// Builds the index anew, as when changes were lost. Not ready until that is done; the former contents
-    /// may be searched meanwhile.
+    /// Builds the index anew, as after a loss of changes. It is not ready until that is done; the former
+    /// contents may be searched meanwhile.
     void rebuild();
 
-    /// Switches the trigram index on or off, and rebuilds; whether it is on now.
+    /// Switches the trigram index on or off, and rebuilds. Returns whether it is on now.
     bool toggleTrigram();
 
-    /// An orderly end: stops watching and what is being built, and saves what changed since the last save.
-    /// Returns when that is done. Nothing may be called afterwards.
+    /// An orderly end: stops watching and building, and saves the index if it changed since the last save.
+    /// Returns when that is done. No operation may be called afterwards.
     void close();
 
     bool waitUntilReady(std::chrono::milliseconds deadline) override;
@@ -79,7 +79,8 @@ private:
     LiveIndex::Options liveOptions();
     std::unique_ptr<ChangeFeed> openFeed();
 
-    /// Runs `operation` on the build queue, and then what is due by it; nothing once this is gone or closing.
+    /// Runs `operation` on the build queue, then the tasks that are due; nothing once this is gone or
+    /// closing.
     void run(std::function<void(LiveIndex&)> operation);
     void runBeside(LiveIndex::Task task);
     void build(std::function<void(LiveIndex&)> ask);
@@ -99,12 +100,12 @@ private:
     ConditionVariable statusChanged_;
     IndexStatus status_ DOVRA_GUARDED_BY(mutex_);
     bool usesTrigram_ DOVRA_GUARDED_BY(mutex_);
-    int rebuildsAsked_ DOVRA_GUARDED_BY(mutex_) = 0;  ///< which the queue has not come to
+    int rebuildsAsked_ DOVRA_GUARDED_BY(mutex_) = 0;  ///< requests that the queue has not reached
 
-    // The build queue's own:
+    // Used on the build queue only; any thread may read the index itself.
     std::function<void()> onReady_;
     LiveIndex::Time scheduledStep_ = LiveIndex::Time::max();
-    LiveIndex live_;  ///< but for reading the index
+    LiveIndex live_;
 };
 
 }  // namespace dovra

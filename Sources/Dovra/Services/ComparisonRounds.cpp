@@ -8,7 +8,7 @@ namespace dovra {
 
 namespace {
 
-/// How much longer than a piece took nothing is read after it.
+/// The rest after a piece, as a multiple of the time that its reading took.
 constexpr int restInRounds = 99;
 constexpr int restWhileCatchingUp = 3;
 

@@ -11,9 +11,9 @@
 
 namespace dovra {
 
-/// Turns what a feed tells of one folder into the two things that can follow: `callback` gets what changed,
-/// `onMustRescan` is called when changes were lost, once for a batch and without the rest of it. Both are
-/// called by `deliver`, on its caller's thread; never on their own. The release of the watcher ends the feed.
+/// Hands the batches of one folder's feed to one of two functions: `callback` gets the changes,
+/// `onMustRescan` is called once for a batch that lost changes, and the batch is dropped. Only `deliver`
+/// calls them, on its caller's thread. The release of the watcher ends the feed.
 class FSEventsWatcher {
 public:
     using OpenFeed = std::function<std::unique_ptr<ChangeFeed>()>;
@@ -26,20 +26,20 @@ public:
     FSEventsWatcher(OpenFeed open, Callbacks callbacks)
         : open_(std::move(open)), callbacks_(std::move(callbacks)) {}
 
-    /// Begins to watch: every change from `isOpening` being false on is delivered one day. In place of what
-    /// was watched before, when it is called again.
+    /// Opens a feed, in place of the former one. Every change after `isOpening` has become false is delivered
+    /// sooner or later.
     void start() {
         feed_.reset();
         feed_ = open_();
     }
 
-    /// Whether the feed is not as far as that it misses nothing.
+    /// Whether the feed may still miss changes.
     bool isOpening() const { return feed_ && feed_->state() == ChangeFeed::State::opening; }
-    /// Whether there is no feed, and changes are not told at all.
+    /// Whether there is no feed, so that no change is reported.
     bool isRefused() const { return !feed_ || feed_->state() == ChangeFeed::State::refused; }
 
-    /// Calls back with the changes that were made before this call and have not been delivered. False when
-    /// they could not be told within the time: then they come with a later call.
+    /// Calls back with the undelivered changes that were made before this call. False when the feed could not
+    /// hand them over within the time; they then come with a later call.
     bool deliver(std::chrono::milliseconds patience) {
         if (isRefused()) return true;
         auto batch = feed_->take(patience);
@@ -52,7 +52,7 @@ public:
         return true;
     }
 
-    /// Trees in which no change is told.
+    /// Trees in which no change is reported.
     std::vector<std::string> polledTrees() const {
         return feed_ ? feed_->polledTrees() : std::vector<std::string>();
     }

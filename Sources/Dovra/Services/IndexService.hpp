@@ -10,32 +10,32 @@
 
 namespace dovra {
 
-/// How far an index is, for a status line.
+/// The state of an index, for a status line.
 struct IndexStatus {
-    bool isReady = false;       ///< it holds all there is below the root, or will after a flush
-    bool isCompared = false;    ///< also what was changed in place before the start
-    std::string coverage = {};  ///< how changes are noticed and which are not, in a few words
+    bool isReady = false;       ///< the index holds all entries below the root, at the latest after a flush
+    bool isCompared = false;    ///< the index also has the changes made in place before the start
+    std::string coverage = {};  ///< the mechanism of watching and its gaps, in a few words
     std::optional<RoundOutcome> lastRound = {};
 };
 
-/// Brings an index up and keeps it current: what a server that lives on knows of where its index comes from.
-/// The object owns the index. Destroying it ends its work without waiting for a scan to finish.
+/// The source of a server's index: brings it up and keeps it current. The object owns the index. Destroying
+/// it ends its work without waiting for a scan to finish.
 class IndexService {
 public:
     virtual ~IndexService() = default;
 
     /// Begins to bring the index up and returns at once. Called once. `onReady` is called on a thread of the
-    /// service as soon as the index is whole, and not at all when the service is destroyed before.
+    /// service as soon as the index is ready, and never if the service is destroyed before.
     virtual void start(std::function<void()> onReady) = 0;
 
-    /// Waits, no longer than that, until the index holds all there is below the root; whether it does.
+    /// Waits until the index is ready, at most for `deadline`. Returns whether it is.
     virtual bool waitUntilReady(std::chrono::milliseconds deadline) = 0;
 
-    /// Brings all changes into the index that were made before this call; false when that was not done within
-    /// the deadline. To be called when the index is whole.
+    /// Brings all changes into the index that were made before this call. False when that was not done within
+    /// the deadline. To be called when the index is ready.
     virtual bool flush(std::chrono::milliseconds deadline) = 0;
 
-    /// May be searched at any time, and holds what has been found so far.
+    /// The index. It may be searched at any time, and holds the entries found so far.
     virtual const FileIndex& index() const = 0;
 
     virtual IndexStatus status() const = 0;

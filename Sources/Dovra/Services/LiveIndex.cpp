@@ -18,19 +18,20 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// No event tells everything that can become of the root, so it is looked at again after this; and so are
-/// folders that could not be read.
+/// Not every change of the root has an event, so the root is checked at this interval.
 constexpr auto rootCheckInterval = 5s;
+/// Unreadable folders are tried again after this.
 constexpr auto retryDelay = 5s;
 
-/// Trees in which no change is told are looked at again after this, or after many times what that takes.
+/// The rest between two polls: at least this, and this multiple of the time that a poll takes.
 constexpr auto shortestPollInterval = 2s;
 constexpr int restForEachPoll = 20;
 
-/// A save that changes got in the way of is tried again after this.
+/// A failed save is tried again after this.
 constexpr auto savePause = 1min;
 
-/// How long a step waits for the feed, which waits for the system; what comes later comes with the next step.
+/// The longest wait of a step for the feed, which waits for the system. Later changes come with the next
+/// step.
 constexpr auto stepPatience = 2s;
 
 }  // namespace
@@ -67,13 +68,13 @@ bool LiveIndex::load() {
     const auto loaded =
         cache_.load(index_, {.volumeDev = root_.stamp.device, .root = options_.root}, options_.stop);
     if (!loaded) return false;
-    // One of the future would keep the next cache's stamps from being used too, and those will be of this
-    // clock.
+    // An identifier from the future would also make the next cache's stamps useless, although they will be of
+    // this clock.
     lastEventId_ = isPastEvent(loaded->lastEventId, wallClockNow()) ? loaded->lastEventId : 0;
     return true;
 }
 
-/// Asks the folders themselves, for want of a history of changes.
+/// Asks the folders themselves, because there is no history of changes.
 void LiveIndex::replay() {
     if (comparesAll_) {
         apply({.subtrees = {options_.root}});
@@ -82,7 +83,7 @@ void LiveIndex::replay() {
     }
 }
 
-/// From here on no change is missed, so what the index does not have yet can be found.
+/// Called once the feed is open. No change is missed from now on, so the index can be completed.
 void LiveIndex::comeAlive() {
     switch (state_) {
         case State::loading:
@@ -107,7 +108,7 @@ void LiveIndex::scan(FileIndex& index) {
     });
 }
 
-/// Whoever searches meanwhile goes on with the former index, and never sees a part.
+/// A search meanwhile uses the former index, and never sees a part of the new one.
 void LiveIndex::buildAside() {
     cache_.remove();
     FileIndex fresh;
@@ -169,11 +170,11 @@ bool LiveIndex::flush(std::chrono::milliseconds patience) {
     return isInTime && state_ == State::live;
 }
 
-/// Looks at what could not be looked at before, and at that of which nobody tells.
+/// Lists the unread places again and, if asked for, the polled trees.
 void LiveIndex::lookAgain(bool atPolledTrees) {
     nextRetry_ = never;
     ChangeBatch batch = unread_.take();
-    // More than is kept.
+    // There were more unread places than the set keeps.
     if (batch.mustRescan) rebuild();
     if (atPolledTrees) {
         std::vector<std::string> trees = watcher_.polledTrees();
@@ -186,7 +187,7 @@ void LiveIndex::lookAgain(bool atPolledTrees) {
         nextPoll_ = end + std::max<Clock::duration>(shortestPollInterval, (end - start) * restForEachPoll);
 }
 
-/// What the feed tells is no find of a comparison.
+/// A change that the feed reports is no find of a comparison.
 void LiveIndex::applyTold(const ChangeBatch& batch) {
     for (const std::string& path : batch.paths)
         finds_.erase(path);
@@ -197,7 +198,7 @@ void LiveIndex::applyTold(const ChangeBatch& batch) {
     apply(batch);
 }
 
-/// Returns the folders that turned out to be different.
+/// Returns the folders that differed from the index.
 std::vector<std::string> LiveIndex::apply(const ChangeBatch& batch) {
     const std::uint64_t generation = index_.generation();
     AppliedChanges applied = applyChanges(index_, batch, crawlOptions());
@@ -206,7 +207,7 @@ std::vector<std::string> LiveIndex::apply(const ChangeBatch& batch) {
     if (index_.generation() == generation) return {};
     rounds_.noteUse();
     if (hasTooManyTombstones()) rebuild();
-    // Otherwise each save would be the reason for the next one.
+    // A change of our own files leads to no save: each save would lead to the next.
     if (nextSave_ == never && !concernsOwnFilesOnly(batch, applied.changed))
         nextSave_ = options_.now() + options_.saveInterval;
     options_.onUpdated();
@@ -220,7 +221,7 @@ bool LiveIndex::hasTooManyTombstones() const {
     return deleted > alive + options_.spareTombstones;
 }
 
-/// By what the folders are, not by how they are written: a link may lead to them.
+/// Compares folders by device and inode, not by path: a link may lead to them.
 bool LiveIndex::concernsOwnFilesOnly(const ChangeBatch& batch,
                                      const std::vector<std::string>& changed) const {
     if (!cache_.filePath() || !batch.subtrees.empty()) return false;
@@ -248,13 +249,13 @@ void LiveIndex::checkRoot() {
     }
     const bool isSame = now.stamp.isOfSameFolder(before.stamp);
     const bool isElsewhere = now.realPath != before.realPath;
-    // Until it is built it cannot be.
+    // An index that is not built yet cannot list it.
     const bool isListed = state_ == State::loading || state_ == State::rebuilding ||
                           index_.listedFolder(options_.root).has_value();
     // A path too long to be resolved is never watched.
     const bool isServed = isListed && (!watcher_.isRefused() || !now.realPath);
     if (isSame && !isElsewhere && (isServed || !OpenFolder::open(options_.root))) return;
-    // Whatever watched the former folder, or by the former way, or not at all, does not watch this one.
+    // The former watch, if any, is of another folder or another path.
     if (isSame && (isElsewhere || isListed)) {
         if (state_ == State::live) state_ = State::replaying;
         comparesAll_ = true;
@@ -321,7 +322,7 @@ void LiveIndex::finishReading(const DiskComparison::Reading& reading, Clock::dur
     const bool catchesUp = rounds_.isCatchingUp();
     const ChangeBatch suspects = rounds_.take(index_, reading, took, options_.now());
     if (suspects.empty()) return;
-    // What is told anyway, now or right after it was looked at, is no find.
+    // A difference that the feed reports, before the folder is listed again or right after, is no find.
     watcher_.deliver(stepPatience);
     for (std::string& path : apply(suspects))
         finds_.insert(std::move(path));
@@ -347,8 +348,8 @@ bool LiveIndex::maySave() const {
     return !isSaving_ && nextSave_ != never && root_.stamp.isKnown();
 }
 
-/// A folder whose contents are missing shows in no stamp of its own, so that of its parent must not tell that
-/// all is known.
+/// An unread subtree may have no stamp of its own in the cache. So its parent's stamp is cleared, and the
+/// next start lists the parent again.
 void LiveIndex::prepareSave() {
     lastEventId_ = nextEventId(lastEventId_);
     const ChangeBatch unread = unread_.take();
@@ -370,10 +371,10 @@ LiveIndex::Task LiveIndex::savingTask() {
             }};
 }
 
-/// A cache that cannot be written costs the next start some time, and nothing else.
+/// A failed save is not reported: without a cache the next start is slower, and nothing else.
 void LiveIndex::finishSaving(bool hasFailed) {
     isSaving_ = false;
-    // It may hold what was lost by now.
+    // The saved index may lack the lost changes.
     if (state_ == State::rebuilding) cache_.remove();
     if (!hasFailed) return;
     nextSave_ =
@@ -383,7 +384,7 @@ void LiveIndex::finishSaving(bool hasFailed) {
 void LiveIndex::end() {
     const bool isWhole = state_ != State::rebuilding;
     state_ = State::ended;
-    // A save that was to go on has been stopped.
+    // The running save was stopped.
     if (isSaving_) finishSaving(true);
     if (!isWhole || !maySave()) return;
     prepareSave();

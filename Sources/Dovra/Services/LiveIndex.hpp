@@ -19,16 +19,14 @@
 
 namespace dovra {
 
-/// The life of the index of one root: it is loaded or scanned, follows the disk, proves itself against it, is
-/// built anew when that is needed, and is saved. Without threads and timers: whoever owns it steps it, as
-/// often as it likes, at least when `nextTime` has come and when the feed rings. So a test can go through a
-/// life step by step.
+/// The life of the index of one root: it is loaded or scanned, follows the disk, is compared with the disk,
+/// is built anew when needed, and is saved. It has no threads and timers. Its owner steps it as often as it
+/// likes, at least at `nextTime` and when the feed rings. So a test can go through a life step by step.
 ///
-///     empty ── start ──┬─ a cache ──> replaying ── the feed is open ──> live <──┐
-///                      └─ none ─────> loading ──── the feed is open ──> live    │ step: built
-///                                                                       rebuilding
-///     any ── end ──> ended                                                ^ changes lost, asked for, another
-///     root
+///     empty ── start ──┬─ a cache ──> replaying ── the feed is open ──┬─> live <── built ──┐
+///                      └─ none ─────> loading ──── the feed is open ──┘    │               │
+///                                                                          └───────> rebuilding
+///     any ── end ──> ended                  changes lost, on request, another root
 ///
 /// For one thread, which alone may change the index; any thread may read it meanwhile, under its lock.
 class LiveIndex {
@@ -37,39 +35,38 @@ public:
     using Time = ComparisonRounds::Time;
 
     enum class State : std::uint8_t {
-        empty,       ///< nothing was asked for. No answers.
-        loading,     ///< a first scan is to come or goes on. No answers, but what was found may be searched.
-        replaying,   ///< from a cache; the feed is being opened. Whole with each flush, but not yet compared.
-        live,        ///< follows the disk. Whole with each flush; compared, once it was caught up with.
-        rebuilding,  ///< changes were lost, or it has to be made anew. No answers; the former one may be
-                     ///< searched.
+        empty,       ///< not started. No answers.
+        loading,     ///< before or in the first scan. No answers, but the entries so far may be searched.
+        replaying,   ///< loaded; the feed is being opened. Whole with each flush, but not yet compared.
+        live,        ///< follows the disk. Whole with each flush; compared when it has caught up.
+        rebuilding,  ///< being built anew. No answers, but the former index may be searched.
         ended,       ///< No answers.
     };
 
     struct Options {
         std::string root = "/";  ///< absolute, without a slash at its end
         bool usesTrigram = false;
-        FSEventsWatcher::OpenFeed openFeed;  ///< opens what tells of changes below the root
+        FSEventsWatcher::OpenFeed openFeed;  ///< opens the feed of changes below the root
         std::function<Time()> now = [] { return Clock::now(); };
         std::function<bool()> isOnBattery = [] { return dovra::isOnBattery(); };
         /// Takes a message for the user, such as that the root is gone.
         std::function<void(const std::string&)> report = [](const std::string&) {};
-        /// How many entries there are, and whether a scan goes on.
+        /// Takes the number of entries, and whether a scan is running.
         std::function<void(std::int64_t entryCount, bool stillScanning)> onProgress = [](std::int64_t, bool) {
         };
-        /// The index is another one than before.
+        /// Called after each change of the index.
         std::function<void()> onUpdated = [] {};
-        /// The cache is saved no more often than this because of changes.
+        /// Between a change and the save of the cache that it leads to.
         std::chrono::milliseconds saveInterval = std::chrono::minutes(5);
-        /// How many more entries may be deleted than alive before the index is built anew: identifiers are
-        /// never used twice, so deleted ones keep their memory.
+        /// The index is built anew when its deleted entries outnumber the live ones by more than this:
+        /// identifiers are never used twice, so deleted entries keep their memory.
         std::int64_t spareTombstones = 100'000;
-        /// A request to stop ends scans, comparisons and saves soon; only `end` is of use then.
+        /// A request to stop ends scans, comparisons and saves soon; only `end` may be called then.
         std::stop_token stop = {};
     };
 
-    /// Work that takes its time, to be done beside the steps by whoever steps: `run` on any thread, and what
-    /// it returns on the steps' own. Neither may outlive this object.
+    /// Long work that the owner runs beside the steps: `run` on any thread, and the function that it returns
+    /// on the thread of the steps. Neither may outlive this object.
     struct Task {
         enum class Kind : std::uint8_t { reading /* the disk, for a comparison */, saving /* the cache */ };
 
@@ -79,46 +76,46 @@ public:
 
     explicit LiveIndex(Options options);
 
-    /// Loads the cache or, where there is none of use, has the next steps scan. Called once.
+    /// Loads the cache; without a usable one the next steps scan. Called once.
     void start();
 
-    /// Does what is due: takes what the feed has, scans, replays, looks again.
+    /// Does the work that is due: applies the feed's changes, scans, replays, lists unread folders again.
     void step();
 
     /// Brings in every change that was made before the call. False when that was not done within `patience`,
     /// and in a state without answers.
     bool flush(std::chrono::milliseconds patience);
 
-    /// Has the next step build the index anew, beside the one there is, which it replaces when it is whole.
+    /// Lets the next step build a new index beside the present one, and replace it by the whole new one.
     void rebuild();
 
     /// Switches the trigram index on or off, and rebuilds.
     void useTrigram(bool isUsed);
 
-    /// The orderly end: saves what changed since the last save. No task may be running.
+    /// The orderly end: saves the index if it changed since the last save. No task may be running.
     void end();
 
-    /// A task that is due; to be asked for after each call of the others until there is none.
+    /// A task that is due. To be called after each of the operations above until it returns none.
     std::optional<Task> nextTask();
 
-    /// When to step, or to ask for a task, although nothing else happens.
+    /// The time of the next step or task, if nothing happens before.
     Time nextTime() const;
 
     FileIndex& index() { return index_; }
     const FileIndex& index() const { return index_; }
     State state() const { return state_; }
-    /// Whether a search may be answered: names are right, or will be after a flush.
+    /// Whether a search may be answered: names are right after a flush.
     bool isWhole() const { return state_ == State::live || state_ == State::replaying; }
-    /// Also what was changed in place before the start, which may show old sizes otherwise.
+    /// Whether the sizes and times of files written in place before the start are right too.
     bool isCompared() const { return state_ == State::live && !rounds_.isCatchingUp(); }
-    /// How changes are noticed and which are not, in a few words for a status line.
+    /// The mechanism of watching and its gaps, in a few words for a status line.
     std::string coverage() const { return watcher_.coverage(); }
     const std::optional<RoundOutcome>& lastRound() const { return rounds_.last(); }
 
 private:
-    /// What is at the root's path.
+    /// The folder at the root's path.
     struct Root {
-        FolderStamp stamp;  ///< not known while there is no folder
+        FolderStamp stamp;  ///< unknown while there is no folder
         std::optional<std::string> realPath;
     };
 
@@ -166,17 +163,17 @@ private:
     Time nextRootCheck_ = never;
 
     bool usesTrigram_;
-    bool comparesAll_ = false;  ///< a replay must find what changed in place, too: it is not the first one
-    ChangeSet unread_;          ///< what could not be looked at, and is looked at again
+    bool comparesAll_ = false;  ///< a replay compares everything, because the index was live before
+    ChangeSet unread_;          ///< places that could not be read, to be tried again
     Time nextRetry_ = never;
     Time nextPoll_;
 
     ComparisonRounds rounds_;
-    std::set<std::string> finds_;  ///< of the reading that is being taken in, as far as nothing tells of them
+    std::set<std::string> finds_;  ///< folders found by the present reading and reported by no event so far
 
     std::uint64_t lastEventId_ = 0;
     bool isSaving_ = false;
-    Time nextSave_ = never;  ///< of what changed since the last one began
+    Time nextSave_ = never;  ///< due because of a change since the last save began
 };
 
 }  // namespace dovra

@@ -71,31 +71,21 @@ test("every tool has a description and schemas", async () => {
     }
 });
 
-test("search_files finds names", async () => {
+test("the tools answer as their schemas say", async () => {
+    const copies = [join(folder, "notes", "copy.md"), join(folder, "notes", "plan.md")];
     const found = await call("search_files", { query: "*.md", sort: "name", order: "desc", limit: 10 });
     assert.deepEqual(
         found.results.map((row) => row.path),
-        [join(folder, "notes", "plan.md"), join(folder, "notes", "copy.md")],
+        [copies[1], copies[0]],
     );
-    assert.deepEqual([found.total, found.returned], [2, 2]);
-});
-
-test("the other tools find lines, equal contents and sums", async () => {
-    const copies = [join(folder, "notes", "copy.md"), join(folder, "notes", "plan.md")];
     const lines = await call("search_content", { query: "grand", within: folder, max_files: 1 });
     assert.deepEqual(lines.results, [{ path: copies[0], matches: [{ line: 2, text: "the Grand plan" }] }]);
-    assert.equal(lines.truncated, true);
     const { sets } = await call("find_duplicate_files", { query: "ext:md" });
     assert.deepEqual(sets.map(({ files }) => files.sort()), [copies]);
     const { directories } = await call("disk_usage", { path: folder, limit: 1 });
     assert.deepEqual(directories, [{ path: folder, size: "1.5 MB", files: 3 }]);
-});
-
-test("index_stats counts", async () => {
-    const { watching, lastComparison, ...stats } = await call("index_stats");
-    assert.ok(watching.length > 0);
-    assert.equal(lastComparison, null);
-    assert.deepEqual(stats, { indexedItems: 4, root: folder, ready: true, server: "dovra", version: "1.0.0" });
+    const { indexedItems, lastComparison } = await call("index_stats");
+    assert.deepEqual([indexedItems, lastComparison], [4, null]);
     assert.match(errors, /^[^\n]*MCP server[^\n]*ready · 4 items · root [^\n]*\n$/);
 });
 
@@ -119,13 +109,4 @@ test("faults are errors, of a tool or of the protocol", async () => {
     const fails = (promise, code) => assert.rejects(promise, (error) => error instanceof McpError && error.code === code);
     await fails(client.callTool({ name: "no_such_tool" }), -32602);
     await fails(client.listResources(), -32601);
-});
-
-test("a thousand calls at once", async () => {
-    const names = ["plan", "copy", "data"];
-    const calls = Array.from({ length: 1000 }, (_, i) => call("search_files", { query: names[i % 3] }));
-    for (const [i, found] of (await Promise.all(calls)).entries()) {
-        assert.equal(found.query, names[i % 3]);
-        assert.equal(found.total, 1);
-    }
 });

@@ -16,13 +16,12 @@ namespace dovra {
 
 namespace {
 
-/// Reads to the end of the file, or to `limit` bytes; `expected` is how many there probably are. Absent on an
-/// error.
+/// Reads to the end of the file, or to `limit` bytes. `expected` is the probable number. Absent on an error.
 std::optional<std::string> readUpTo(const Descriptor& file, std::size_t limit, std::size_t expected) {
     std::string bytes;
     std::size_t filled = 0;
     while (filled < limit) {
-        // One byte more than expected, so that the end is seen without growing.
+        // One byte more than expected shows the end of the file without growing the buffer.
         if (filled == bytes.size()) bytes.resize(std::min(limit, std::max(expected + 1, 2 * filled)));
         const ssize_t count = uninterrupted(
             [&] { return ::read(file.number(), bytes.data() + filled, bytes.size() - filled); });
@@ -44,8 +43,8 @@ bool writeAll(const Descriptor& file, std::string_view bytes) {
     return true;
 }
 
-/// What is to be replaced: a link's target where that is a file. Other links are replaced themselves: what a
-/// link to a device leads to must stay.
+/// The file to replace: the target of a link to a file. Other links are replaced themselves, because a device
+/// must stay.
 std::string fileToReplace(const std::string& path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) return path;
@@ -53,8 +52,7 @@ std::string fileToReplace(const std::string& path) {
     return error ? path : target.string();
 }
 
-/// Makes a rename in the folder outlast a crash. Nothing depends on it that could be undone, so a file system
-/// that cannot do it is let be.
+/// Makes a rename in the folder outlast a crash. The rename cannot be undone, so a failure here is ignored.
 void syncFolderOf(const std::string& path) {
     const std::string folder = std::filesystem::path(path).parent_path().string();
     const Descriptor descriptor(
@@ -62,10 +60,10 @@ void syncFolderOf(const std::string& path) {
     if (descriptor) (void)::fsync(descriptor.number());
 }
 
-/// Makes the file at `path` and locks it; on failure the number is -1 and `errno` tells why. The lock says
-/// that its writer lives: a file without one was left by a process that was killed, and is removed. Only who
-/// holds the lock of the file at `path` renames or removes it. So a lock that was got holds nothing when
-/// another file stands there by then, and it is tried again. What somebody else put there is never written.
+/// Makes the file at `path` and locks it; on failure the number is -1 and `errno` gives the reason. The lock
+/// shows that its writer lives: a file without a lock is the rest of a killed process, and is removed. Only
+/// the holder of the lock renames or removes the file at `path`. A lock acquired too late belongs to another
+/// file than the one at `path` now, so the loop tries again. A file made by somebody else is never written.
 Descriptor makeLocked(const std::string& path) {
     constexpr int attempts = 100;
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -104,8 +102,8 @@ FileContents readWholeFile(const std::string& path, std::size_t maxBytes) {
     return {std::move(bytes), {}};
 }
 
-// One name for all processes of a user, so that whoever writes next finds what a killed one left; one for
-// each user, because another's could be neither opened nor told from what is being written.
+// The name is the same for all processes of a user, so the next writer finds the file of a killed one. Each
+// user has another name, because the file of another user can be neither opened nor known as abandoned.
 AtomicFile::AtomicFile(const std::string& path)
     : target_(fileToReplace(path)),
       temporary_(fmt::format("{}.new-{}", target_, ::geteuid())),
@@ -116,7 +114,7 @@ AtomicFile::AtomicFile(const std::string& path)
 }
 
 AtomicFile::~AtomicFile() {
-    // While it is locked: afterwards it may be another's.
+    // The lock is still held: without it the file may belong to another writer.
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 

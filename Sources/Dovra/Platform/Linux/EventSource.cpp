@@ -23,7 +23,7 @@ namespace dovra {
 
 namespace {
 
-/// File systems that others change too, of which this system's events know nothing.
+/// File systems that other machines change too, without an event here.
 constexpr std::string_view sharedFileSystems[] = {"9p",    "afs", "ceph", "cifs", "fuse.sshfs",
                                                   "ncpfs", "nfs", "nfs4", "smb3", "smbfs"};
 
@@ -53,8 +53,8 @@ bool isIn(const std::vector<Mount>& mounts, const Mount& mount) {
     return std::ranges::find(mounts, mount) != mounts.end();
 }
 
-/// Shares the mounts below the root out among the three ways to watch, and gathers what these tell. All paths
-/// are without links; only what is taken begins with the root as it was written.
+/// Shares the mounts below the root out among the three mechanisms, and gathers their changes. All paths are
+/// without links; only paths handed to the caller begin with the root as it was given.
 class LinuxEventSource : public EventSource {
 public:
     LinuxEventSource(const WatchOptions& options, std::string root)
@@ -145,7 +145,7 @@ private:
                                        .stop = options_.stop});
     }
 
-    /// Adds a path that begins with the root, as the root was written.
+    /// Adds a path at or below the root, written with the root as it was given; drops any other.
     void keepIfServed(const std::string& path, std::vector<std::string>& to) const {
         if (!isAtOrBelow(path, root_)) return;
         const std::string_view below = std::string_view(path).substr(root_ == "/" ? 0 : root_.size());
@@ -154,7 +154,7 @@ private:
         to.push_back(written.empty() ? "/" : written);
     }
 
-    /// Whether a scan would go to the place of the mount, and into the mount; `allowed` as in the options.
+    /// Whether a scan would reach the place of the mount and enter the mount; `allowed` as in the options.
     bool isEntered(const Mount& mount, const std::vector<DeviceId>& allowed) const {
         if (mount.place == root_) return true;
         if (mount.type == "autofs") return false;
@@ -166,12 +166,12 @@ private:
         return allowed.empty() || std::ranges::find(allowed, mount.device) != allowed.end();
     }
 
-    /// The mount that holds the root, with the root as its place, and those that are seen below the root.
-    /// Empty when the system does not say them.
+    /// The mount that holds the root, with the root as its place, and the visible mounts below the root.
+    /// Empty when the table cannot be read.
     std::vector<Mount> servedMounts() const {
         const std::vector<Mount> table = readMounts();
         auto holder = mountHolding(root_, table);
-        // While the root is missing, it is watched for where it was.
+        // A missing root is expected back on its former mount.
         if (!holder && !mounts_.empty()) holder = mounts_.front();
         if (table.empty() || !holder) return {};
         std::vector<Mount> mounts = {*std::move(holder)};
@@ -180,13 +180,13 @@ private:
                 mounts.push_back(mount);
         }
         for (Mount& mount : mounts) {
-            // What is polled need not be told apart, and a server that does not answer would keep us waiting.
+            // Polled mounts need no number, and a server that does not answer would keep us waiting.
             if (!isShared(mount)) mount.instance = mountInstance(mount.place);
         }
         return mounts;
     }
 
-    /// Mounts in whose place there is another file system by now, although they may look the same.
+    /// Mounts with another file system by now, although they may look the same.
     std::vector<Mount> lostMounts() {
         std::vector<Mount> lost;
         std::ranges::copy_if(fanotifyMounts_, std::back_inserter(lost),
@@ -194,10 +194,10 @@ private:
         return lost;
     }
 
-    /// Follows mounts that came and went: what lies below their places is another than before.
+    /// Follows mounts that came and went, and reports their places as subtrees.
     void updateMounts() {
         std::vector<Mount> mounts = servedMounts();
-        // A root that is missing may come back on another mount.
+        // A missing root may come back on another mount.
         mustReadMounts_ = mounts.empty() || !canBeOpened(root_);
         if (mounts.empty()) return;
         const std::vector<Mount> lost = lostMounts();
@@ -218,7 +218,7 @@ private:
         }
     }
 
-    /// After a mount that could not be opened can be.
+    /// Called when a mount that could not be opened can be opened now.
     void coverAgain() {
         for (const std::string& place : unreachableMounts_)
             changes_.addSubtree(place);
@@ -240,7 +240,7 @@ private:
             }
             const auto folder = OpenFolder::open(mount.place);
             if (!folder && errno == ENOTDIR) {
-                // A file of another folder, of whose changes nothing is told by this path.
+                // A file is mounted here. Its changes have no event for this path.
                 polledMounts_.push_back(mount.place);
             } else if (!folder) {
                 unreachableMounts_.push_back(mount.place);
@@ -249,11 +249,11 @@ private:
             } else if (fanotify_ && fanotify_->addMount(mount)) {
                 fanotifyMounts_.push_back(mount);
             } else if (inotify_ && watchedDevices.insert(folder->device()).second) {
-                // Not that of the table: parts of one file system can have devices of their own.
+                // The folder's own device counts, not the table's: parts of a file system can have others.
                 viaInotify.push_back(mount);
             } else {
-                // A second mount of one file system too: a watch does not tell by which path a folder is
-                // meant.
+                // This is also the case of a second mount of one file system: a watch cannot tell the two
+                // paths of a folder apart.
                 reportThatInotifyIsMissing();
                 polledMounts_.push_back(mount.place);
             }
@@ -278,7 +278,7 @@ private:
     }
 
     std::vector<std::string> allPolledTrees() const {
-        // Without the table of mounts nothing can be shared out.
+        // Without the table of mounts everything is polled.
         if (mounts_.empty()) return {root_};
         std::vector<std::string> trees = polledMounts_;
         if (inotify_) {

@@ -13,8 +13,8 @@ namespace dovra {
 
 namespace {
 
-/// Nearly every value fits the small buffer. A longer one is read with room for the longest that the kernel
-/// allows, so that a value that grows in the meantime cannot outrun the buffer.
+/// Nearly every value fits the small buffer. A longer one is read with room for the kernel's longest value,
+/// because it may grow between the two calls.
 std::optional<std::string> readShortPath(const std::string& path, const std::string& name) {
     std::array<char, 1024> buffer{};
     const ssize_t length = ::getxattr(path.c_str(), name.c_str(), buffer.data(), buffer.size());

@@ -25,19 +25,19 @@ namespace dovra {
 
 namespace {
 
-// A queue without a limit: the kernel loses nothing.
+// With a queue without a limit the kernel loses no event.
 constexpr unsigned fanotifyFlags =
     FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_UNLIMITED_QUEUE | FAN_NONBLOCK | FAN_CLOEXEC;
 
 constexpr std::uint64_t fanotifyEvents = FAN_CREATE | FAN_DELETE | FAN_MOVED_FROM | FAN_MOVED_TO |
                                          FAN_MODIFY | FAN_CLOSE_WRITE | FAN_ATTRIB | FAN_ONDIR;
 
-/// Handles and names that wait to be taken, before we give up and ask for a scan.
+/// The limit of waiting handles and names. Beyond it the changes count as lost.
 constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 
 constexpr std::size_t systemIdBytes = sizeof(fsid_t);
 
-/// What identifies a file system in events; the kernel's two forms of it have the same bytes.
+/// The identifier of a file system in events. The kernel's two forms of it have the same bytes.
 std::optional<std::string> systemIdOf(const Descriptor& place) {
     struct statfs status {};
     if (::fstatfs(place.number(), &status) != 0) return std::nullopt;
@@ -71,8 +71,8 @@ bool opensByHandle(const Descriptor& place) {
            openByHandle(place, {handle.room.data(), handle.room.size()});
 }
 
-/// Mounts the volume that holds all subvolumes of a btrfs, where nobody else sees it. As read-only, so that a
-/// file system that is mounted so stays so.
+/// Mounts the volume that holds all subvolumes of a btrfs, invisible to others. The mount is read-only, so a
+/// read-only file system stays so.
 Descriptor mountTopLevel(const Mount& mount) {
     const Descriptor context(::fsopen("btrfs", FSOPEN_CLOEXEC));
     const auto configure = [&](fsconfig_command command, const char* key, const char* value) {
@@ -85,7 +85,7 @@ Descriptor mountTopLevel(const Mount& mount) {
     return Descriptor(isConfigured ? ::fsmount(context.number(), FSMOUNT_CLOEXEC, 0) : -1);
 }
 
-/// The path that the kernel says for an open folder. Absent with ENAMETOOLONG when it is longer than it says.
+/// The kernel's path of an open folder. Absent with ENAMETOOLONG when it is too long for the kernel.
 std::optional<std::string> descriptorPath(const Descriptor& folder) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length =
@@ -103,17 +103,17 @@ Descriptor openAbove(const Descriptor& folder, std::size_t levels) {
 
 }  // namespace
 
-/// Finds where the folders of one batch are, through a mount. Most of what happens on a file system happens
-/// elsewhere than at the root.
+/// Finds the paths of one batch's folders, through a mount. Most changes of a file system lie outside the
+/// root.
 class FanotifyWatch::Finder {
 public:
     Finder(const Descriptor& place, std::string_view root) : place_(place), root_(root) {}
 
     struct Found {
-        /// Of the folder, or of the nearest one above whose path the kernel says. Null when that is not at,
-        /// above or below the root.
+        /// The path of the folder, or of the nearest one above with a path that the kernel says. Null when
+        /// that is not at, above or below the root.
         std::shared_ptr<const std::string> path;
-        std::size_t levels;  ///< how far it lies above the folder, at least
+        std::size_t levels;  ///< its distance above the folder, at least
     };
 
     /// Absent after an error, with `errno`.
@@ -123,7 +123,7 @@ private:
     /// Device, mount and inode.
     using Identity = std::tuple<DeviceId, std::uint64_t, std::uint64_t>;
 
-    /// How many levels are climbed in one call, whose path must not be too long; a power of two.
+    /// The levels climbed in one call, whose path must not be too long; a power of two.
     static constexpr std::size_t stride = 1024;
 
     static std::optional<Identity> identityOf(const Descriptor& folder, const char* path = "");
@@ -133,15 +133,15 @@ private:
 
     const Descriptor& place_;
     std::string_view root_;
-    /// Some that are so deep that the kernel does not say their paths, with what was found for them. So a
-    /// deep tree is climbed a few times, and not from each of its folders.
+    /// Results for some folders too deep for the kernel to say their paths. So a deep tree is climbed a few
+    /// times, and not from each of its folders.
     std::map<Identity, std::shared_ptr<const std::string>> deep_;
 };
 
 std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(std::string_view handle) {
     Descriptor folder = openByHandle(place_, handle);
     if (!folder) return std::nullopt;
-    // The folder that holds it may be known, which is as deep.
+    // The folder above may be known; it is as good as the folder itself.
     for (const char* path : {"", ".."}) {
         const auto identity = deep_.empty() ? std::nullopt : identityOf(folder, path);
         const auto known = identity ? deep_.find(*identity) : deep_.end();
@@ -156,7 +156,7 @@ std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::find(std::str
     return found;
 }
 
-/// Of the folder, or with ".." of the one that holds it.
+/// The identity of the folder, or with ".." of the folder above.
 std::optional<FanotifyWatch::Finder::Identity> FanotifyWatch::Finder::identityOf(const Descriptor& folder,
                                                                                  const char* path) {
     struct statx found {};
@@ -171,9 +171,9 @@ std::shared_ptr<const std::string> FanotifyWatch::Finder::ifConcerned(std::strin
     return isNear && standsAt(folder, path) ? std::make_shared<const std::string>(std::move(path)) : nullptr;
 }
 
-/// From a folder whose path the kernel does not say: in great strides until it does, then by halves down to
-/// the lowest level at which it does. No folder stays open for long: whoever closes it at last clears away
-/// all that was removed above it meanwhile.
+/// Climbs from a folder too deep for the kernel: in long strides up to a folder with a path, then by halves
+/// down to the lowest such folder. No folder stays open for long: the last one to close it must clean up
+/// everything that was removed above it meanwhile.
 std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(Descriptor folder) const {
     std::optional<Found> found;
     std::size_t levels = 0;
@@ -192,7 +192,8 @@ std::optional<FanotifyWatch::Finder::Found> FanotifyWatch::Finder::climb(Descrip
     return found;
 }
 
-/// For the folder and as many above it as one stride, which are as deep: the next may be one of those.
+/// Remembers the result for the folder and up to one stride of deep folders above it, because the next folder
+/// may be one of these.
 void FanotifyWatch::Finder::remember(Descriptor folder, const Found& found) {
     for (std::size_t level = 0; folder && level < std::min(found.levels, stride); ++level) {
         const auto identity = identityOf(folder);
@@ -214,7 +215,7 @@ bool FanotifyWatch::addMount(const Mount& mount) {
 
 bool FanotifyWatch::hasLost(const Mount& mount) {
     const Descriptor place = openPlace(mount.place);
-    // To take away what the mark has not changes nothing, and fails where there is no mark.
+    // Removing an event that the mark does not have changes nothing, and fails without a mark.
     return place && changeMark(mount, place, FAN_MARK_REMOVE, FAN_OPEN) == ENOENT;
 }
 
@@ -229,7 +230,7 @@ int FanotifyWatch::changeMark(const Mount& mount, const Descriptor& place, unsig
         return 0;
     };
     const int error = changeThrough(place);
-    // A subvolume refuses a mark of the whole file system that it is a part of; the top level does not.
+    // A subvolume refuses a mark on its whole file system; the top level accepts it.
     if (error != EXDEV || mount.type != "btrfs") return error;
     const Descriptor top = mountTopLevel(mount);
     return top ? changeThrough(top) : error;
@@ -237,7 +238,7 @@ int FanotifyWatch::changeMark(const Mount& mount, const Descriptor& place, unsig
 
 void FanotifyWatch::drain() {
     alignas(fanotify_event_metadata) static thread_local char buffer[256 * 1024];
-    // No more than what is queued now: who writes without pause would keep us here.
+    // Only the present queue is read: a program that writes without pause would keep us here.
     int queued = 0;
     if (::ioctl(queue_.number(), FIONREAD, &queued) != 0) return;
     for (std::size_t left = static_cast<std::size_t>(queued) / FAN_EVENT_METADATA_LEN; left > 0;) {
@@ -249,7 +250,7 @@ void FanotifyWatch::drain() {
     }
 }
 
-/// Returns how many events there were.
+/// Returns the number of events.
 std::size_t FanotifyWatch::takeEvents(const char* events, std::size_t length) {
     std::size_t count = 0;
     for (std::size_t offset = 0; offset < length;) {
@@ -285,7 +286,7 @@ void FanotifyWatch::takeRecord(std::uint64_t mask, std::string_view record) {
     if (bytes_ > maxWaitingBytes) hasLost_ = true;
 }
 
-/// Where the changes of a folder are gathered.
+/// The gathered changes of the folder.
 FolderChanges& FanotifyWatch::changesOf(std::string_view key) {
     if (const auto known = byKey_.find(key); known != byKey_.end()) return known->second->changes;
     Changed& added = folders_.emplace_back(Key(key), FolderChanges());
@@ -307,7 +308,7 @@ void FanotifyWatch::take(const std::vector<Mount>& mounts, ChangeSet& changes) {
 }
 
 void FanotifyWatch::takeThrough(const Mount& mount, const Folders& folders, ChangeSet& changes) {
-    // Opened only now: an open folder would keep the file system from being unmounted.
+    // The place is opened only now, because an open folder would keep its file system from being unmounted.
     const Descriptor place = openPlace(mount.place);
     const bool mustWait = !place && isShortage(errno);
     if (!place && !mustWait) return;
@@ -332,7 +333,8 @@ void FanotifyWatch::tell(const Mount& mount, const Changed& changed, Finder& fin
     } else if (isShortage(errno)) {
         keep(changed);
     } else if (errno != ESTALE && errno != ENOENT && broken_.insert(key).second) {
-        // Not deleted, of which its parent has an event. Once, because a disk may fail there for ever.
+        // The folder was not deleted (its parent has an event for that) but fails to open. The mount is
+        // reported only once, because the disk may fail there for ever.
         changes.addSubtree(mount.place);
     }
 }

@@ -19,35 +19,35 @@ namespace dovra {
 /// Changes anywhere on whole file systems, from one mark on each. Needs privileges.
 ///
 /// The kernel names a folder by a handle that outlives renames and is given to no other folder. Handles are
-/// kept as they come, each once, and turned into paths when the changes are taken: the folder is opened by
-/// its handle through each mount of its file system, the kernel says the path, and what is there must prove
-/// to be the same folder. For folders that were deleted, that lie outside the mount or below another mount,
-/// it says paths that are wrong but look right.
+/// kept as they come, each once, and resolved to paths when the changes are taken: the folder is opened by
+/// its handle through each mount of its file system, the kernel says the path, and the folder at that path
+/// must prove to be the same. For folders that were deleted, and for folders outside the mount or below
+/// another mount, the kernel says paths that are wrong but look right.
 ///
 /// For one thread.
 class FanotifyWatch {
 public:
-    /// Tells of what lies at, above or below `root`, a path without links. Absent without the privileges, and
-    /// where the kernel does not know it.
+    /// Opens a watch that reports folders at, above or below `root`, a path without links. Absent without the
+    /// privileges, and on a kernel without this mechanism.
     static std::optional<FanotifyWatch> open(std::string root);
 
     int descriptor() const { return queue_.number(); }
 
-    /// Watches the whole file system of the mount. False when it cannot be watched, or its folders cannot be
-    /// found again by their handles.
+    /// Watches the whole file system of the mount. False when it cannot be watched, or when its folders
+    /// cannot be opened by their handles.
     bool addMount(const Mount& mount);
 
-    /// Whether the file system of the mount is another one than that which was watched there: what is watched
-    /// goes with a file system that is unmounted, and the next one may look like it in all else.
+    /// Whether the mount has another file system than the watched one. A mark goes with its file system, and
+    /// the next one at the same place may look the same in all else.
     bool hasLost(const Mount& mount);
 
-    /// Takes over what the kernel has queued.
+    /// Takes over the kernel's queued events.
     void drain();
 
     bool hasChanges() const { return hasLost_ || !folders_.empty(); }
 
-    /// Tells the places of what changed, as far as they are seen through one of `mounts`, which were added.
-    /// What cannot be found now for want of memory or descriptors is kept for the next time.
+    /// Adds the changed places that are visible through one of `mounts`, which were added. A folder that
+    /// cannot be found now for lack of memory or descriptors is kept for the next time.
     void take(const std::vector<Mount>& mounts, ChangeSet& changes);
 
 private:
@@ -66,7 +66,7 @@ private:
 
     FanotifyWatch(Descriptor queue, std::string root) : queue_(std::move(queue)), root_(std::move(root)) {}
 
-    /// Of the mount's file system. Returns the number of the error, 0 for none.
+    /// Adds `events` to the mark of the mount's file system, or removes them. Returns the error number or 0.
     int changeMark(const Mount& mount, const Descriptor& place, unsigned change, std::uint64_t events);
     std::size_t takeEvents(const char* events, std::size_t length);
     void takeRecord(std::uint64_t mask, std::string_view record);
@@ -77,10 +77,10 @@ private:
 
     Descriptor queue_;
     std::string root_;
-    std::unordered_map<int, std::string> systemIds_;  ///< by the mount's id, how events name its file system
+    std::unordered_map<int, std::string> systemIds_;  ///< the file system's name in events, by the mount's id
     Folders folders_;
     std::unordered_map<std::string_view, Changed*> byKey_;
-    std::unordered_set<Key> broken_;  ///< folders that could not be opened, for which all has been told
+    std::unordered_set<Key> broken_;  ///< unopenable folders, for which the whole mount was reported
     std::size_t bytes_ = 0;
     bool hasLost_ = false;
 };

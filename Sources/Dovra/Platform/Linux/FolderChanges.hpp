@@ -11,16 +11,17 @@
 
 namespace dovra {
 
-/// What was told of one folder and waits to be taken. For one thread.
+/// The reported changes of one folder that wait to be taken. For one thread.
 class FolderChanges {
 public:
-    /// Something changed directly in the folder.
+    /// Adds a change of any kind directly in the folder.
     void addWhole() {
         isWhole_ = true;
         files_ = {};
     }
 
-    /// Something changed that is called so and is no folder. Returns whether that is one name more to keep.
+    /// Adds a change of the file with this name, of any kind but a folder. Returns whether one more name is
+    /// kept.
     bool addFile(std::string_view name) {
         if (isWhole_ || std::ranges::find(files_, name) != files_.end()) return false;
         files_.emplace_back(name);
@@ -28,11 +29,11 @@ public:
         return true;
     }
 
-    /// A folder was made at the name, or moved to it. Returns whether that is one name more to keep.
+    /// Adds a folder that was made at the name, or moved to it. Returns whether one more name is kept.
     bool addArrival(std::string_view name) { return arrivals_.emplace(name).second; }
 
-    /// Tells it of the folder, which has the path. Of one that only lies somewhere below the path, all below
-    /// the path is told.
+    /// Adds the changes to `changes` under the folder's path. With `isItself` false the path is that of a
+    /// folder above, whose whole subtree is added.
     void tell(const std::string& path, bool isItself, ChangeSet& changes) const {
         if (!isItself) {
             changes.addSubtree(path);
@@ -56,7 +57,7 @@ public:
     }
 
 private:
-    /// To list a folder once costs less than to ask for more names than this.
+    /// Listing a folder once costs less than looking up more names than this.
     static constexpr std::size_t maxFiles = 16;
 
     bool isWhole_ = false;

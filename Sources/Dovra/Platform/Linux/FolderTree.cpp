@@ -87,7 +87,7 @@ std::optional<FolderTree::Place> FolderTree::placeOf(Number folder) const {
     return Place{nearest, places_.at(nearest).path};
 }
 
-/// From the place of its parent, which is known.
+/// The place of a child of a folder whose place is known.
 FolderTree::KnownPlace FolderTree::placeIn(const Node& node, Number folder) const {
     if (node.parent == none) {
         const bool isTop = !detached_.contains(folder);

@@ -10,20 +10,20 @@
 
 namespace dovra {
 
-/// Folders below some tops, each known by a number that it keeps when it is renamed, with its name and the
-/// number of the folder that holds it. Only tops have paths; those of the others are put together when
-/// somebody asks. A folder that is in no place is detached, and keeps what lies below it. For one thread.
+/// Folders below some tops. Each has a number, which it keeps when it is renamed, its name, and the number of
+/// the folder that holds it. Only tops have paths; other paths are built on request. A folder without a place
+/// is detached, and keeps the folders below it. For one thread.
 class FolderTree {
 public:
     using Number = int;
     static constexpr Number none = -1;
 
-    /// Longer paths are not put together.
+    /// Longer paths are not built.
     static constexpr std::size_t maxPathBytes = 4096;
 
-    /// Where a folder is.
+    /// The place of a folder.
     struct Place {
-        Number nearest;         ///< the folder, or the nearest one above whose path is not too long
+        Number nearest;         ///< the folder, or the nearest one above with a path that is not too long
         std::string_view path;  ///< of `nearest`; valid until the tree changes
     };
 
@@ -33,16 +33,16 @@ public:
     /// Makes the folder the top at an absolute path.
     void putTop(Number folder, const std::string& path);
 
-    /// Puts a folder, known or not, to a name in a known one. What had the name is detached. Returns whether
-    /// the folder was not there before.
+    /// Puts a folder, known or not, to a name in a known one. The former folder of that name is detached.
+    /// Returns whether the folder is new at this place.
     bool put(Number folder, Number parent, const std::string& name);
 
     bool isAt(Number folder, Number parent, std::string_view name) const;
 
-    /// Detaches what has the name.
+    /// Detaches the folder of that name.
     void detachAt(Number parent, const std::string& name);
 
-    /// Removes the folder alone: what it held is detached.
+    /// Removes the folder alone; its child folders are detached.
     void remove(Number folder);
 
     /// In no order.
@@ -54,11 +54,11 @@ public:
     /// Whether `folder` is `above` or lies below it.
     bool isBelow(Number folder, Number above) const;
 
-    /// Absent when the folder or one above it is detached. Between two changes of the tree, asking for many
-    /// folders costs what there is above them, once.
+    /// Absent when the folder or one above it is detached. Between two changes of the tree, calls for many
+    /// folders visit each folder above them once.
     std::optional<Place> placeOf(Number folder) const;
 
-    /// Gives back the memory of the places that were asked for.
+    /// Frees the memory of the known places.
     void forgetPlaces() { places_.clear(); }
 
     /// The folder at the path below the top at `top`, or none.
@@ -66,7 +66,7 @@ public:
 
 private:
     struct Node {
-        Number parent = none;  ///< none for a top and for what is detached
+        Number parent = none;  ///< none for a top and for a detached folder
         std::string name;      ///< for a top its path
         std::map<std::string, Number, std::less<>> children;
     };
@@ -81,7 +81,7 @@ private:
 
     std::unordered_map<Number, Node> nodes_;
     std::set<Number> detached_;
-    mutable std::unordered_map<Number, KnownPlace> places_;  ///< what was asked for since the last change
+    mutable std::unordered_map<Number, KnownPlace> places_;  ///< requested since the last change
 };
 
 }  // namespace dovra

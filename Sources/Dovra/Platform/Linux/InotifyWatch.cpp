@@ -22,22 +22,22 @@ namespace {
 constexpr unsigned inotifyEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
 
-/// How many folders one above the other are kept open; those above are opened again from below.
+/// The deepest folders of a walk that stay open; higher ones are opened again from below.
 constexpr std::size_t maxOpenLevels = 32;
 
 Descriptor openInotifyQueue() {
     return Descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
 }
 
-/// A folder in another one. Fails with EXDEV where something is mounted: that is a tree of its own.
+/// Opens a child folder. Fails with EXDEV at a mount, which is a tree of its own.
 std::optional<OpenFolder> openChild(const OpenFolder& parent, const std::string& name) {
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     Descriptor folder = openLongPath(parent.descriptor(), name, flags, RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS);
     return folder ? std::optional(OpenFolder(std::move(folder))) : std::nullopt;
 }
 
-/// Whether the folder's number of links proves that it holds no folders, so that it need not be listed. Not
-/// all file systems count so.
+/// Whether the folder's link count proves that it holds no folders, so that it need not be listed. Only some
+/// file systems count so.
 bool holdsNoFolders(const OpenFolder& folder) {
     struct stat status {};
     struct statfs system {};
@@ -47,7 +47,7 @@ bool holdsNoFolders(const OpenFolder& folder) {
             system.f_type == F2FS_SUPER_MAGIC || system.f_type == TMPFS_MAGIC);
 }
 
-/// Whether an error tells that there is no folder of this tree, so that nothing can be missed in it.
+/// Whether an error proves that there is no folder of this tree, so that no change in it can be missed.
 bool tellsThatNoneIsThere(int error) {
     return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EXDEV || error == ENAMETOOLONG;
 }
@@ -88,20 +88,21 @@ void InotifyWatch::drain() {
     if (restartsAtOnce) restart();
     reachTops();
     processOutstanding();
-    // Whoever flushes gets what follows too. In a lasting shortage, the next drain tries again.
+    // A restart within this drain gives a flush the later changes too. In a lasting shortage the next drain
+    // tries again.
     if (mustRestart_ && !restartsAtOnce) {
         restart();
         processOutstanding();
     }
-    // What came to no other place has left the tree. If it is only on its way, it is watched anew when it
-    // comes.
+    // A folder without a new place has left the tree. If it is only on its way, it is watched anew on
+    // arrival.
     for (const WatchNumber folder : tree_.detached())
         forget(folder);
 }
 
 void InotifyWatch::readQueue() {
     alignas(inotify_event) char buffer[64 * 1024];
-    // No more than what is queued now: who writes without pause would keep us here.
+    // Only the present queue is read: a program that writes without pause would keep us here.
     int queued = 0;
     if (::ioctl(queue_.number(), FIONREAD, &queued) != 0) return;
     while (queued > 0) {
@@ -129,7 +130,7 @@ void InotifyWatch::take(WatchNumber number, unsigned mask, std::string_view name
         return;
     }
     changed_[number].addWhole();
-    // A folder whose rights changed may have become readable, or what is in it.
+    // A change of rights may have made the folder, or the folders in it, readable.
     if (name.empty()) {
         if ((mask & IN_ATTRIB) != 0) outstanding_[number].all = true;
         return;
@@ -141,7 +142,7 @@ void InotifyWatch::take(WatchNumber number, unsigned mask, std::string_view name
     if ((mask & (IN_CREATE | IN_MOVED_TO | IN_ATTRIB)) != 0) outstanding_[number].names.emplace(name);
 }
 
-/// Begins anew with a new queue: after lost events nothing that is known can be relied on.
+/// Begins anew with a new queue: after lost events the known tree may be wrong.
 void InotifyWatch::restart() {
     hasLost_ = true;
     Descriptor queue = openInotifyQueue();
@@ -155,14 +156,14 @@ void InotifyWatch::restart() {
     reachTops();
 }
 
-/// Opens a folder that is known to be there.
+/// Opens a folder that should exist. A shortage leads to a restart.
 std::optional<OpenFolder> InotifyWatch::openPath(const std::string& path) {
     auto folder = OpenFolder::open(path);
     if (!folder && isShortage(errno)) mustRestart_ = true;
     return folder;
 }
 
-/// Watches what is at the path of a top, with all below it unless that is the folder that was there before.
+/// Watches the folder at the path of a top, and all below it if it is another folder than before.
 void InotifyWatch::reachTop(const std::string& path) {
     auto folder = openPath(path);
     const auto number = folder ? watch(*folder, {none, path}) : std::nullopt;
@@ -183,8 +184,8 @@ void InotifyWatch::reachTop(const std::string& path) {
     walk(std::move(level), path, false);
 }
 
-/// Looks whether the tops are still, or again, where they were. What happens above them has no event, and
-/// what was told while they could not be reached was looked for in vain.
+/// Checks whether the tops are still, or again, at their paths. Changes above them have no event, and changes
+/// reported while a top could not be reached were not found.
 void InotifyWatch::reachTops() {
     for (const auto& [path, number] : trees_) {
         if (rules_.stop.stop_requested()) return;
@@ -192,8 +193,8 @@ void InotifyWatch::reachTops() {
     }
 }
 
-/// Looks at all that is outstanding. A folder can only be found when those above it are in their places
-/// again, so what could not be done is tried again as long as any folder was put to its place.
+/// Looks at all outstanding names. A folder can be found only when the folders above it are in their places
+/// again. So the rest is tried again as long as any folder was put to a new place.
 void InotifyWatch::processOutstanding() {
     do {
         hasMoved_ = false;
@@ -205,7 +206,8 @@ void InotifyWatch::processOutstanding() {
     } while (hasMoved_ && !outstanding_.empty());
 }
 
-/// Leaves what lies too deep to be opened by its path to the nearest folder above that does not.
+/// Replaces each outstanding folder that is too deep to be opened by its path by the nearest folder above
+/// that is not.
 void InotifyWatch::raiseDeep() {
     std::set<WatchNumber> above;
     std::erase_if(outstanding_, [&](const auto& each) {
@@ -218,7 +220,7 @@ void InotifyWatch::raiseDeep() {
         outstanding_[folder].allBelow = true;
 }
 
-/// False when the folder is not where it was believed to be, so that nothing can be said yet.
+/// False when the folder is not at its believed path; its names then stay outstanding.
 bool InotifyWatch::lookInto(WatchNumber folder, const Outstanding& outstanding) {
     const auto place = tree_.placeOf(folder);
     if (!place || place->nearest != folder) return false;
@@ -238,8 +240,8 @@ InotifyWatch::Level InotifyWatch::levelOf(WatchNumber folder, const std::string&
     return {.number = folder, .folder = {}, .names = {}, .pathBytes = path.size(), .tells = tells};
 }
 
-/// Looks at the names in a folder and at all that comes to light by that, with `allBelow` also at what is
-/// known there. At most a few folders are open at a time, at any depth.
+/// Looks at the names in a folder and at all new folders below them, with `allBelow` also at the known ones.
+/// At most a few folders are open at a time, at any depth.
 void InotifyWatch::walk(Level top, std::string path, bool allBelow) {
     std::vector<Level> levels;
     levels.push_back(std::move(top));
@@ -252,7 +254,7 @@ void InotifyWatch::walk(Level top, std::string path, bool allBelow) {
         }
         const std::string name = std::move(level.names.back());
         level.names.pop_back();
-        // One that is too long is not continued.
+        // A path that is too long is not continued.
         if (path.size() <= FolderTree::maxPathBytes) path = joinPath(path, name);
         auto below = visit(level, name, path, allBelow);
         if (!below) continue;
@@ -268,13 +270,13 @@ void InotifyWatch::ascend(std::vector<Level>& levels) {
     if (levels.empty() || levels.back().folder) return;
     levels.back().folder = openChild(*done.folder, "..");
     if (levels.back().folder && numberOf(*levels.back().folder) == levels.back().number) return;
-    // A folder on the way was moved, and what tells so is on its way.
+    // A folder on the way up was moved, and its event is yet to come.
     for (Level& level : levels)
         postpone(level.number, {.names = {level.names.begin(), level.names.end()}});
     levels.clear();
 }
 
-/// Watches what is at a name, if that is a folder. Returns it when what is in it is to be looked at too.
+/// Watches the folder at a name, if there is one. Returns it when the folders in it are to be looked at too.
 std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, const std::string& name,
                                                        const std::string& path, bool allBelow) {
     if (path.size() <= FolderTree::maxPathBytes && !rules_.enters(path)) return std::nullopt;
@@ -288,14 +290,14 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
     const auto number = watch(*folder, place);
     if (!number) return std::nullopt;
     const bool isNew = !tree_.contains(*number);
-    // It went from above to below the other, and what tells so is on its way.
+    // The folder went from above the parent to below it, and the parent's own event is yet to come.
     if (!isNew && !tree_.isAt(*number, parent.number, name) && tree_.isBelow(parent.number, *number)) {
         postpone(parent.number, {.names = {name}});
         return std::nullopt;
     }
     const bool arrives = tree_.put(*number, parent.number, name) || wasUnwatched;
     hasMoved_ = hasMoved_ || arrives;
-    // What happened in it before it was watched, or before it was known to be here, was not told.
+    // Changes in it before it was watched, or before its place was known, have not been reported.
     if (arrives && parent.tells) changed_[parent.number].addArrival(name);
     if (!isNew && !wasUnwatched && !allBelow) return std::nullopt;
     Level below = levelOf(*number, path, parent.tells && !arrives);
@@ -305,7 +307,7 @@ std::optional<InotifyWatch::Level> InotifyWatch::visit(const Level& parent, cons
     return below;
 }
 
-/// Adds the names of all folders in a folder. False when they are not known to be all.
+/// Adds the names of all folders in a folder. False when some may be missing.
 bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& folder) const {
     if (holdsNoFolders(folder)) return true;
     thread_local FolderListing listing;
@@ -341,8 +343,7 @@ std::optional<InotifyWatch::WatchNumber> InotifyWatch::watch(const OpenFolder& f
     return std::nullopt;
 }
 
-/// A folder that cannot be watched for a reason that lasts, such as a failing disk, is left to those who look
-/// again and again.
+/// A folder that cannot be watched for a lasting reason, such as a failing disk, is left to polling.
 void InotifyWatch::noteFailure(int error, const Place& place) {
     if (error == ENOSPC || error == ENOMEM) {
         unwatched_[place] = Obstacle::noWatch;

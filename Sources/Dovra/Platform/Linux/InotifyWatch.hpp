@@ -22,30 +22,30 @@ namespace dovra {
 
 /// Changes below some folders, from one watch on each folder.
 ///
-/// The kernel names a folder by the number of its watch, which stays the same when the folder is renamed, and
-/// for ever is given to no other. So what is known is a tree of such numbers; a path is put together when it
-/// is told. What the kernel reports is only taken as a hint where to look:
-/// - a folder went from a name: it is detached. If it comes to no other name at once, its watches are
-/// removed;
-/// - a folder came to a name: that name is to be looked at again. When the queue is empty, the parent is
-/// opened by its path and must prove to be the folder of its number (a second watch on a folder gives the
-/// number of the first). Then what is at the name is opened relative to it, watched, and put there. A folder
-/// that was not known is listed then: watch first, list afterwards, so nothing falls between;
-/// - a parent that does not prove right has moved, and what tells so is on its way: all stays to be done.
+/// The kernel names a folder by the number of its watch. The folder keeps the number when it is renamed, and
+/// no other folder ever gets it. So the known folders are a tree of such numbers, and a path is built when it
+/// is reported. Events are only hints where to look:
+/// - A folder left a name: it is detached. If it comes to no other name at once, its watches are removed.
+/// - A folder came to a name: the name is outstanding. When the queue is empty, the parent is opened by its
+///   path and must prove to be the folder of its number (a second watch on a folder gives the number of the
+///   first). The folder at the name is then opened relative to the parent, watched, and put there. A new
+///   folder is watched first and listed afterwards, so nothing falls between.
+/// - A parent does not prove right: it has moved, and its own event is on the way. The name stays
+/// outstanding.
 ///
-/// Folders whose paths are too long to be told are opened one from another, going down and up the tree. What
-/// happens to them is told as a subtree of the nearest folder above.
+/// Folders with paths too long to be reported are opened one from another, going down and up the tree. Their
+/// changes are reported as a subtree of the nearest folder above.
 ///
 /// For one thread.
 class InotifyWatch {
 public:
     struct Rules {
-        /// Whether the folder with this full path is to be watched; not asked for paths that are too long.
+        /// Whether to watch the folder with this full path; not called for paths that are too long.
         std::function<bool(const std::string& path)> enters;
         /// Called once, when the system grants no more watches.
         std::function<void()> reportLimit;
         std::size_t maxWatches;
-        /// After a request to stop, nothing more is looked at.
+        /// A request to stop ends all looking at folders.
         std::stop_token stop;
     };
 
@@ -54,19 +54,19 @@ public:
 
     int descriptor() const { return queue_.number(); }
 
-    /// Watches the folder and all below it, as far as it lies on the same mount. It is told as a subtree, now
-    /// or as soon as it can be reached.
+    /// Watches the folder and all below it on the same mount. It is reported as a subtree, now or as soon as
+    /// it can be reached.
     void addTree(const std::string& path);
 
     void removeTree(const std::string& path);
 
-    /// Looks again, with the next drain, at what is at a path below a watched folder.
+    /// Lets the next drain look again at a path below a watched folder.
     void lookAt(const std::string& path);
 
-    /// Takes over what the kernel has queued, and watches what is new.
+    /// Takes over the kernel's queued events, and watches new folders.
     void drain();
 
-    /// Trees whose top cannot be reached by its path. No event tells that it can be reached again.
+    /// Trees whose top cannot be reached by its path. Its return has no event.
     const std::set<std::string>& missingTrees() const { return missing_; }
 
     bool hasChanges() const { return hasLost_ || !changed_.empty() || !returned_.empty(); }
@@ -74,10 +74,10 @@ public:
 
     std::size_t watchCount() const { return tree_.count(); }
 
-    /// Folders for which there was no watch; what lies below them has none either.
+    /// Folders that got no watch; the folders below them have none either.
     std::vector<std::string> unwatchedFolders() const;
 
-    /// How many folders cannot be watched because this user may not read them.
+    /// The number of folders without a watch because this user may not read them.
     std::size_t forbiddenCount() const;
 
 private:
@@ -86,14 +86,14 @@ private:
     using Place = std::pair<WatchNumber, std::string>;
 
     enum class Obstacle : std::uint8_t {
-        noWatch,    ///< the system grants none, or fails: to be polled
-        forbidden,  ///< watched as soon as the right is there
+        noWatch,    ///< the system grants none, or fails: the folder is polled
+        forbidden,  ///< watched as soon as this user may read it
     };
 
-    /// Names in a folder that are to be looked at.
+    /// The names in a folder that are still to be looked at.
     struct Outstanding {
-        bool all = false;       ///< those of all folders in it
-        bool allBelow = false;  ///< and so on with what is in those
+        bool all = false;       ///< the names of all folders in it
+        bool allBelow = false;  ///< the names of all folders below it, at any depth
         std::set<std::string> names = {};
     };
 
@@ -102,8 +102,8 @@ private:
         WatchNumber number;
         std::optional<OpenFolder> folder;  ///< absent far above the deepest level: few are open at a time
         std::vector<std::string> names;    ///< still to be looked at
-        std::size_t pathBytes;             ///< of its path
-        bool tells;                        ///< whether what is new in it must be told
+        std::size_t pathBytes;             ///< the length of its path
+        bool tells;                        ///< whether new folders in it must be reported
     };
 
     InotifyWatch(Descriptor queue, Rules rules) : queue_(std::move(queue)), rules_(std::move(rules)) {}
@@ -134,8 +134,8 @@ private:
 
     Descriptor queue_;
     Rules rules_;
-    std::map<std::string, WatchNumber> trees_;  ///< the tops that are to be watched
-    std::set<std::string> missing_;             ///< those of which another folder, or none, is at the path
+    std::map<std::string, WatchNumber> trees_;  ///< the tops to watch
+    std::set<std::string> missing_;             ///< tops that could not be opened and watched
     FolderTree tree_;
     std::map<WatchNumber, Outstanding> outstanding_;
     std::map<Place, Obstacle> unwatched_;
@@ -143,7 +143,7 @@ private:
 
     std::unordered_map<WatchNumber, FolderChanges> changed_;
     std::vector<std::string> returned_;  ///< tops that are new, or came back
-    bool hasMoved_ = false;              ///< a folder was put somewhere
+    bool hasMoved_ = false;              ///< a folder was put to a new place
     bool hasLost_ = false;
     bool mustRestart_ = false;
 };

@@ -46,11 +46,11 @@ std::int64_t LocalCalendar::startOf(std::chrono::local_days day) const {
 }
 
 std::chrono::weekday LocalCalendar::firstWeekday() const {
-    // The program's own locale is never set. One that is not installed counts as "C": Sunday.
+    // The program never sets its own locale. A locale that is not installed counts as "C": Sunday.
     const locale_t locale = ::newlocale(LC_TIME_MASK, "", nullptr);
     if (locale == nullptr) return std::chrono::Sunday;
-    // The first weekday is counted from that of a date, a number in the lower half of what should be a
-    // pointer.
+    // The first weekday is counted from the weekday of a date. That date is a number in the lower half of the
+    // returned pointer.
     const auto origin = reinterpret_cast<std::uintptr_t>(::nl_langinfo_l(_NL_TIME_WEEK_1STDAY, locale));
     const bool isMonday = static_cast<std::uint32_t>(origin) == 19971201;
     const auto ordinal = static_cast<std::uint8_t>(*::nl_langinfo_l(_NL_TIME_FIRST_WEEKDAY, locale));

@@ -64,7 +64,7 @@ std::vector<Mount> readMounts() {
 
 bool isVisible(const Mount& mount, const std::vector<Mount>& table) {
     const auto isCovered = [&](const Mount& at, int parent) {
-        // Over the root of the process nothing can be mounted that it would see.
+        // No mount over the root of the process is visible to it.
         return std::ranges::any_of(table, [&](const Mount& other) {
             return other.id != at.id && other.parent == parent && other.place != "/" &&
                    isAtOrBelow(at.place, other.place);

@@ -47,8 +47,8 @@ void FolderListing::clear() {
 
 namespace {
 
-// The order of the folder is the kernel's, whatever the size; larger than 64 KiB saves system calls in
-// folders of thousands of entries and costs nothing in small ones.
+// The order of a listing does not depend on the size. More than 64 KiB saves system calls in folders of
+// thousands of entries, and costs nothing in small ones.
 constexpr std::size_t listingBufferBytes = std::size_t{256} * 1024;
 
 constexpr unsigned attributeMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
@@ -63,8 +63,8 @@ void setAttributes(RawDirent& entry, const struct statx& attributes) {
     entry.crTime = hasBirthTime ? static_cast<double>(attributes.stx_btime.tv_sec) : entry.modTime;
 }
 
-/// Completes an entry from the disk. False when it is no longer there. Any other failure (a folder that may
-/// be listed but not searched) leaves what the listing itself said.
+/// Completes an entry from the disk. False when it is gone. After any other failure (a folder that may be
+/// listed but not searched) the entry stays as the listing gave it.
 bool readAttributes(int folder, const char* name, RawDirent& entry) {
     struct statx attributes {};
     if (::statx(folder, name, attributeFlags, attributeMask, &attributes) == 0) {
@@ -176,15 +176,15 @@ std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::s
 }
 
 bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop) const {
-    // Btrfs lists only what was in the folder when it was opened or last rewound. The caller may have set a
-    // watch or read the stamp since then.
+    // Btrfs lists the entries of the moment when the folder was opened or last rewound. The caller may have
+    // set a watch or read the stamp since then.
     ::lseek(folder_.number(), 0, SEEK_SET);
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(folder_.number(), buffer.data(), buffer.size());
         if (length == 0) return true;
         if (length < 0) {
-            // What was deleted held nothing at the end.
+            // Only an empty folder can be deleted.
             if (errno == ENOENT) listing.clear();
             return errno == ENOENT;
         }

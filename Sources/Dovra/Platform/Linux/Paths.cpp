@@ -70,12 +70,12 @@ std::optional<std::string> dataHome() {
     return *home + "/.local/share";
 }
 
-/// Makes the folder and those on its way that are missing; false when it is not there afterwards.
+/// Makes the folder and the missing folders above it. False when the folder does not exist afterwards.
 bool makeFolders(const std::string& path) {
     constexpr mode_t forTheUserAlone = 0700;
     for (std::size_t end = 0; end < path.size();) {
         end = std::min(path.find('/', end + 1), path.size());
-        // Which of these fail does not matter: the last folder is asked for below.
+        // Failures do not matter here: the last folder is checked below.
         (void)::mkdir(path.substr(0, end).c_str(), forTheUserAlone);
     }
     std::error_code none;

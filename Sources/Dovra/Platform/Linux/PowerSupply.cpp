@@ -7,7 +7,7 @@ namespace dovra {
 
 namespace {
 
-/// What the attribute says; empty where the supply has none of this name.
+/// The attribute's text; empty when the supply has none of this name.
 std::string attribute(const std::filesystem::path& supply, const char* name) {
     std::string value;
     std::getline(std::ifstream(supply / name), value);
@@ -24,7 +24,7 @@ bool isOnBattery(const std::string& suppliesFolder) {
         if (attribute(supply, "type") == "Battery") {
             isDischarging |= attribute(supply, "status") == "Discharging";
         } else if (const std::string online = attribute(supply, "online"); !online.empty() && online != "0") {
-            // USB supplies have more than one number for it.
+            // USB supplies have several numbers for "online".
             return false;
         }
     }

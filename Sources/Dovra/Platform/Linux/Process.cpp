@@ -24,16 +24,15 @@ std::string currentThreadName() {
 }
 
 void lowerCurrentThreadPriority() {
-    // On Linux the priority belongs to the thread. Refused only for asking for more than there was.
+    // On Linux the priority belongs to the thread. The system refuses only a rise.
     constexpr int givesWay = 10;
     (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), givesWay);
 }
 
 void makeCurrentThreadIdle() {
-    // Where one of them is refused, by a sandbox for example, the thread works as usual in that respect. The
-    // scheduler's own idle policy is not taken: on a busy machine such a thread stands still for a minute,
-    // also within the kernel, and whoever needs the folder that it reads, or the allocator, stands still with
-    // it.
+    // A refusal, by a sandbox for example, leaves the thread as it was. The scheduler's own idle policy is no
+    // choice: on a busy machine such a thread stands still for a minute, even inside the kernel. Other
+    // threads that need the allocator, or the folder that it reads, then stand still too.
     constexpr int lowest = 19;
     (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);
     (void)::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
@@ -48,7 +47,7 @@ void raiseOpenFileLimit() {
     struct rlimit limit {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     limit.rlim_cur = limit.rlim_max;
-    // A refusal leaves the limit as it is, which is what the process was given.
+    // A refusal leaves the limit as it is.
     (void)::setrlimit(RLIMIT_NOFILE, &limit);
 }
 

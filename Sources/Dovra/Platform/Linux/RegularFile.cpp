@@ -10,9 +10,9 @@ namespace dovra {
 
 namespace {
 
-/// Whether something other than a regular file is known to be at `path`. Asked before opening because opening
-/// alone makes some devices act (a tape rewinds, a watchdog starts to count). What cannot be asked (a path
-/// too long for one call) is judged after opening, like everything that changes in between.
+/// Whether something other than a regular file is known to be at `path`. The check comes before opening,
+/// because opening alone makes some devices act (a tape rewinds, a watchdog starts to count). The type is
+/// checked again after opening, for paths too long for this call and for changes in between.
 bool isKnownAsOther(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);

@@ -44,8 +44,8 @@ std::string TerminalStyle::dim(std::string_view text) const {
 
 namespace {
 
-/// Whether to try again after a failed call, once that makes sense: it was interrupted, or whoever started
-/// the program made the stream one that does not wait.
+/// Whether a failed call is worth another try; waits until it is. The call was interrupted, or the parent
+/// process made the stream a non-blocking one.
 bool mayRetry(int descriptor, short event) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN) return false;
@@ -58,8 +58,8 @@ bool mayRetry(int descriptor, short event) {
 void occupyStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) >= 0) continue;
-        // Takes the lowest number that is free, which is this one. Opened for the wrong direction, as the C
-        // library does it for programs that run with another user's rights, so that using it fails.
+        // The system gives the lowest free number, which is this one. The wrong direction makes any use fail,
+        // as the C library does it for programs with another user's rights.
         (void)::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
 }
@@ -100,7 +100,7 @@ bool writeStandardOutput(std::string_view bytes) {
 }
 
 bool isStandardOutputRead() {
-    // Without any event asked for, only what ends a stream is reported.
+    // Without any requested event, only the end of the stream is reported.
     pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
     return ::poll(&output, 1, 0) <= 0;
 }

@@ -19,8 +19,8 @@ Descriptor openResolved(int start, const char* path, int flags, std::uint64_t re
 }
 
 Descriptor openAt(int start, const char* path, int flags, std::uint64_t resolve) {
-    // Kernels before 5.6, and some sandboxes, do not know the call: there, only the last component is refused
-    // as a link.
+    // Kernels before 5.6, and some sandboxes, do not know the call. Without it only the last component is
+    // refused as a link.
     static const bool canRefuseLinks =
         static_cast<bool>(openResolved(AT_FDCWD, "/", O_PATH | O_CLOEXEC, RESOLVE_NO_SYMLINKS));
     if (resolve == RESOLVE_NO_SYMLINKS && !canRefuseLinks) return openAt(start, path, flags | O_NOFOLLOW, 0);
@@ -43,7 +43,7 @@ Descriptor openLongPath(int start, const std::string& path, int flags, std::uint
         const std::string step = path.substr(position, slash - position);
         reached = openAt(base(), step.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, resolve);
         if (!reached) return reached;
-        // A rest that began with a second slash would be taken as an absolute path.
+        // With a second slash at its start the rest would count as an absolute path.
         position = std::min(path.find_first_not_of('/', slash), path.size());
     }
     const bool endsInSlash = position > 0 && position == path.size();

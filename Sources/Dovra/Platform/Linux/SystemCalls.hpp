@@ -13,7 +13,7 @@
 
 namespace dovra {
 
-/// Repeats a system call that a signal interrupted, as on a network file system even opening may be.
+/// Repeats a system call that a signal interrupted. On a network file system that happens even to opening.
 template <typename Call>
 auto uninterrupted(const Call& call) {
     auto result = call();
@@ -27,13 +27,13 @@ inline FileError fileError(std::string_view action, std::string_view path, int c
     return {fmt::format("cannot {} {}: {}", action, path, std::generic_category().message(code)), code};
 }
 
-/// Whether a call that failed with this error may succeed a little later, because what it needs is only in
-/// use by others: it says nothing about the file.
+/// Whether a call that failed with this error may succeed later, because the resource that it needs is in
+/// use. Such an error says nothing about the file.
 inline bool isShortage(int error) {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
 }
 
-/// Whether the open file or folder is the one that stands at the path.
+/// Whether the open file or folder is the one at the path.
 inline bool standsAt(const Descriptor& file, const std::string& path) {
     struct stat opened {};
     struct stat found {};
@@ -41,9 +41,9 @@ inline bool standsAt(const Descriptor& file, const std::string& path) {
            found.st_dev == opened.st_dev && found.st_ino == opened.st_ino;
 }
 
-/// Opens a path of any length from the folder `start`: one that is longer than the system takes in one call
-/// is opened folder by folder. `resolve` are the rules of `openat2` for the way. Without a number on failure,
-/// and `errno` tells why.
+/// Opens a path of any length from the folder `start`. A path beyond the system's limit for one call is
+/// opened step by step. `resolve` are the rules of `openat2` for the way. Without a number on failure;
+/// `errno` gives the reason.
 Descriptor openLongPath(int start, const std::string& path, int flags, std::uint64_t resolve = 0);
 
 }  // namespace dovra

@@ -8,8 +8,8 @@ namespace dovra {
 
 namespace {
 
-/// Wakes the thread when the handler goes. The system drops it where nobody waits for it, so what others send
-/// to the process has no effect.
+/// Wakes the thread at the handler's end. The other threads do not block this signal and the system then
+/// drops it, so sending it from outside has no effect.
 constexpr int release = SIGURG;
 
 sigset_t setOf(const std::vector<int>& signals) {
@@ -20,8 +20,8 @@ sigset_t setOf(const std::vector<int>& signals) {
     return set;
 }
 
-/// What the thread waits for: beside its release the signals that would end the process now. "nohup" has one
-/// ignored, for example, and so it stays.
+/// The signals that the thread waits for: its release, and the signals that would end the process now. A
+/// signal that is ignored, as by "nohup", stays ignored.
 std::vector<int> awaitedSignals() {
     sigset_t blocked{};
     ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
@@ -56,7 +56,7 @@ void TerminationHandler::waitForSignal() {
     const sigset_t set = setOf(signals_);
     int signal = 0;
     if (::sigwait(&set, &signal) != 0 || signal == release) return;
-    // From now on a signal has its usual effect: what finishes may take long, or never end.
+    // From now on a signal has its usual effect: finishing may take long, or never end.
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     finish_();
     ::raise(signal);
