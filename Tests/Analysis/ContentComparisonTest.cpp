@@ -6,6 +6,7 @@
 #include <map>
 #include <numeric>
 #include <random>
+#include <stop_token>
 #include <sys/stat.h>
 
 #include "Analysis/ContentComparison.hpp"
@@ -57,7 +58,7 @@ protected:
     Sets equalFiles() {
         const DuplicateCandidates candidates = candidatesOf(index_);
         Sets sets;
-        for (const auto& [size, ids] : contentDuplicateGroups(candidates, progress_)) {
+        for (const auto& [size, ids] : contentDuplicateGroups(candidates, progress_, stop_.get_token())) {
             Paths& set = sets.emplace_back();
             for (const EntryId id : ids)
                 set.push_back(fs::relative(candidates.path(id).value(), tree_.path()));
@@ -81,6 +82,7 @@ protected:
     const test::TemporaryTree tree_;
     FileIndex index_;
     HashProgress progress_;
+    std::stop_source stop_;
 };
 
 TEST_F(ContentComparison, FindsWhatComparingEveryByteFinds) {
@@ -108,7 +110,7 @@ TEST_F(ContentComparison, FindsWhatComparingEveryByteFinds) {
     EXPECT_EQ(progress_.bytesDone, progress_.bytesToHash);
 }
 
-TEST_F(ContentComparison, StopsReadingAtTheFirstDifference) {
+TEST_F(ContentComparison, StopsReadingAtTheFirstDifferenceAndWhenTold) {
     const std::string base(6 * sliceBytes, 'x');
     tree_.write("base", base);
     using Case = std::pair<std::size_t, std::uint64_t>;
@@ -123,6 +125,9 @@ TEST_F(ContentComparison, StopsReadingAtTheFirstDifference) {
     for (const char* name : {"other", "empty", "empty too"})
         tree_.write(name);
     EXPECT_EQ(equalFilesByReading(0), Sets{}) << "nothing is read of a lone size or an empty file";
+    tree_.write("other", base);
+    stop_.request_stop();
+    EXPECT_EQ(equalFilesByReading(0), Sets{}) << "nothing is read after a stop";
 }
 
 TEST_F(ContentComparison, TheFirstOfAFilesNamesStandsForItAndIsReadOnce) {

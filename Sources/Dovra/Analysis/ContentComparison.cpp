@@ -3,18 +3,20 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <set>
 #include <utility>
 
-#include "Analysis/Hashing.hpp"
+#include "Analysis/RangeDigests.hpp"
 #include "Base/Concurrency.hpp"
 #include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"
 
 // Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after
-// every stage of every file would leave the processors waiting. Only the members of a group with much to read
-// are shared out again. Each file is opened once and stays open while its group is compared, as long as that
-// leaves descriptors for everybody else; what is not kept open is opened again for each range.
+// every stage of every file would leave the processors waiting. Only a group of many members, or with much to
+// read, is shared out again. Each file is opened once and stays open while its group is compared, as long as
+// that leaves descriptors for everybody else; what is not kept open is opened again for each piece that is
+// read.
 
 namespace dovra {
 
@@ -23,25 +25,10 @@ namespace {
 using Finder = DuplicateFinder;
 using Request = DuplicateFinder::DigestRequest;
 
-/// Less is read by one thread: waking others would take longer.
-constexpr std::uint64_t parallelBytes = std::uint64_t{256} * 1024;
-constexpr std::size_t parallelMembers = 32;
+/// So many are opened by one thread: waking others for fewer would take longer.
+constexpr std::size_t membersPerPiece = 32;
 
 constexpr std::size_t mostFilesKeptOpen = 1024;
-
-std::uint64_t bytesOf(std::span<const Request> requests) {
-    std::uint64_t bytes = 0;
-    for (const Request& request : requests)
-        bytes += static_cast<std::uint64_t>(request.length);
-    return bytes;
-}
-
-template <typename Use>
-void forEachBelow(std::size_t count, bool onAllProcessors, const Use& use) {
-    if (onAllProcessors) return concurrentPerform(count, use);
-    for (std::size_t i = 0; i < count; ++i)
-        use(i);
-}
 
 /// Counts the files that are kept open, over all threads.
 class OpenFileBudget {
@@ -84,7 +71,7 @@ public:
     }
 
     ~GroupComparison() {
-        const auto kept = std::ranges::count_if(members_, [](const Member& m) { return m.file.has_value(); });
+        const auto kept = std::ranges::count_if(members_, [](const Member& m) { return m.file != nullptr; });
         search_.budget.giveBack(kept);
         search_.progress.filesDone += group_.ids.size();
         search_.progress.bytesToHash -= group_.ids.size() * size_ - hashedBytes_;
@@ -93,8 +80,11 @@ public:
     GroupComparison& operator=(const GroupComparison&) = delete;
 
     std::vector<Finder::IdGroup> run() {
-        forEachBelow(members_.size(), members_.size() >= parallelMembers,
-                     [&](std::size_t i) { open(members_[i]); });
+        const auto openAll = [&](std::size_t first, std::size_t last) {
+            for (Member& member : std::span(members_).subspan(first, last - first))
+                open(member);
+        };
+        performInPieces(members_.size(), membersPerPiece, openAll, search_.stop);
         std::erase_if(members_, [](const Member& member) { return !member.wasOpened; });
         dropFurtherNames();
         Finder::IdGroup distinct;
@@ -109,22 +99,14 @@ private:
         EntryId id = 0;
         bool wasOpened = false;
         Identity identity;
-        std::optional<RegularFile> file;  ///< while it is kept open
-        std::optional<Digest> head;       ///< when it was taken right after opening
+        std::shared_ptr<const RegularFile> file;  ///< while it is kept open
     };
 
-    /// The start of a file is read on the way, unless it might be read under another name too.
     void open(Member& member) {
-        if (search_.stop.stop_requested()) return;
-        const auto path = search_.candidates.path(member.id);
-        if (!path) return;
-        auto file = RegularFile::open(*path, RegularFile::Links::refuse);
+        auto file = openCandidate(member.id);
         if (!file || file->size() > size_) return;
         member.wasOpened = true;
         member.identity = identityOf(*file);
-        if (file->linkCount() == 1)
-            member.head =
-                rangeDigest(*file, 0, static_cast<std::int64_t>(std::min(size_, Finder::edgeBytes)));
         if (search_.budget.take()) member.file = std::move(file);
     }
 
@@ -139,30 +121,29 @@ private:
     }
 
     Finder::Digests digests(std::span<const Request> requests) {
-        Finder::Digests found(requests.size());
-        const std::uint64_t bytes = bytesOf(requests);
-        forEachBelow(requests.size(), bytes >= parallelBytes,
-                     [&](std::size_t i) { found[i] = digest(requests[i]); });
+        const Request& range = requests.front();
+        const auto length = static_cast<std::uint64_t>(range.length);
+        const auto fileAt = [&](std::size_t i) { return fileOf(requests[i].id); };
+        Finder::Digests found = rangeDigests(requests.size(), fileAt, range.offset, length);
+        const std::uint64_t bytes = requests.size() * length;
         hashedBytes_ += bytes;
         search_.progress.bytesDone += bytes;
         return found;
     }
 
-    std::optional<Digest> digest(const Request& request) const {
-        if (search_.stop.stop_requested()) return std::nullopt;
-        const Member& member = *std::ranges::lower_bound(members_, request.id, {}, &Member::id);
-        if (request.offset == 0 && member.head) return member.head;
-        if (member.file) return rangeDigest(*member.file, request.offset, request.length);
-        const auto file = reopen(member);
-        return file ? rangeDigest(*file, request.offset, request.length) : std::nullopt;
+    /// The member's file, opened again if it is not kept open; null when something else has taken its place.
+    std::shared_ptr<const RegularFile> fileOf(EntryId id) const {
+        if (search_.stop.stop_requested()) return nullptr;
+        const Member& member = *std::ranges::lower_bound(members_, id, {}, &Member::id);
+        if (member.file) return member.file;
+        auto file = openCandidate(id);
+        return file && identityOf(*file) == member.identity ? file : nullptr;
     }
 
-    /// Absent when something else has taken the file's place.
-    std::optional<RegularFile> reopen(const Member& member) const {
-        auto file =
-            RegularFile::open(search_.candidates.path(member.id).value_or(""), RegularFile::Links::refuse);
-        if (file && identityOf(*file) != member.identity) file.reset();
-        return file;
+    std::shared_ptr<const RegularFile> openCandidate(EntryId id) const {
+        const auto path = search_.candidates.path(id);
+        auto file = path ? RegularFile::openKnown(*path) : std::nullopt;
+        return file ? std::make_shared<const RegularFile>(std::move(*file)) : nullptr;
     }
 
     const Finder::SizeGroup& group_;

@@ -55,10 +55,8 @@ void sumPiece(std::span<const FileEntry> entries, std::span<Usage> sums) {
 /// What each folder holds itself, by position.
 std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t folders) {
     std::vector<Usage> sums(folders);
-    const std::size_t pieces = (entries.size() + entriesPerPiece - 1) / entriesPerPiece;
-    concurrentPerform(pieces, [&](std::size_t piece) {
-        const std::size_t first = piece * entriesPerPiece;
-        sumPiece(entries.subspan(first, std::min(entriesPerPiece, entries.size() - first)), sums);
+    performInPieces(entries.size(), entriesPerPiece, [&](std::size_t first, std::size_t last) {
+        sumPiece(entries.subspan(first, last - first), sums);
     });
     return sums;
 }

@@ -13,21 +13,15 @@ namespace {
 
 using Finder = DuplicateFinder;
 
-/// Splits every group by the digests of one range of its files, all in one batch.
+/// Splits every group by the digests of one range of its files.
 std::vector<Finder::IdGroup> split(std::span<const Finder::IdGroup> groups, std::uint64_t offset,
                                    std::uint64_t length, const Finder::DigestFunction& digestsOf) {
-    std::vector<Finder::DigestRequest> requests;
+    std::vector<Finder::IdGroup> parts;
     for (const Finder::IdGroup& group : groups) {
+        std::vector<Finder::DigestRequest> requests;
         for (const EntryId id : group)
             requests.push_back({id, offset, static_cast<std::int64_t>(length)});
-    }
-    const Finder::Digests digests = digestsOf(requests);
-    std::vector<Finder::IdGroup> parts;
-    std::size_t first = 0;
-    for (const Finder::IdGroup& group : groups) {
-        const auto own = std::span(digests).subspan(first, group.size());
-        std::ranges::move(Finder::partition(group, own), std::back_inserter(parts));
-        first += group.size();
+        std::ranges::move(Finder::partition(group, digestsOf(requests)), std::back_inserter(parts));
     }
     return parts;
 }

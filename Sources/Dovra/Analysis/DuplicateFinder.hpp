@@ -17,8 +17,8 @@ struct DuplicateGroup {
     std::vector<FileRow> rows;    ///< by ascending identifier
 };
 
-/// How equal files are found: grouped by size, which costs nothing, and then told apart by the SHA-256 values
-/// of ever more of their bytes. These are the steps; none of them touches an index or a file.
+/// How equal files are found: grouped by size, which costs nothing, and then told apart by digests of ever
+/// more of their bytes. These are the steps; none of them touches an index or a file.
 struct DuplicateFinder {
     /// A file that may have an equal.
     struct Item {
@@ -43,6 +43,7 @@ struct DuplicateFinder {
 
     /// One for each identifier or request, in their order; absent where the file could not be read.
     using Digests = std::vector<std::optional<Digest>>;
+    /// Called with one range of files that agree so far. Its digests need only tell those files apart.
     using DigestFunction = std::function<Digests(std::span<const DigestRequest>)>;
 
     /// How much of a file's start, and of its end, is looked at before anything between.

@@ -4,10 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <openssl/sha.h>
-#include <optional>
 #include <span>
-
-#include "Platform/RegularFile.hpp"
 
 namespace dovra {
 
@@ -28,10 +25,6 @@ public:
 private:
     SHA256_CTX context_{};
 };
-
-/// The digest of a range of a file; of what there is of it, if the file ends within. A length of 0 or less is
-/// no bytes. Absent when reading fails. Any thread.
-std::optional<Digest> rangeDigest(const RegularFile& file, std::uint64_t offset, std::int64_t length);
 
 /// How far a search for equal files has come. The hashing threads write it, any thread may read it; each
 /// number on its own is right, together they are about right.

@@ -6,6 +6,7 @@
 #include <exception>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
+#include <stop_token>
 #include <thread>
 #include <vector>
 
@@ -60,6 +61,19 @@ void concurrentPerform(std::size_t iterations, const Body& body) {
     oneapi::tbb::this_task_arena::isolate(
         [&] { oneapi::tbb::parallel_for(std::size_t{0}, iterations, body); });
 #endif
+}
+
+/// Calls `work(first, last)` for pieces of `pieceSize` positions (the last may be shorter) that together are
+/// those below `total`, in the way of `concurrentPerform`: on the calling thread alone when there is but one
+/// piece. Once a stop is requested no further piece is begun.
+template <typename Work>
+void performInPieces(std::size_t total, std::size_t pieceSize, const Work& work,
+                     const std::stop_token& stop = {}) {
+    concurrentPerform((total + pieceSize - 1) / pieceSize, [&](std::size_t piece) {
+        if (stop.stop_requested()) return;
+        const std::size_t first = piece * pieceSize;
+        work(first, std::min(first + pieceSize, total));
+    });
 }
 
 /// Sorts on all processors: each sorts a share, then neighbours are merged. Small arrays are sorted on the

@@ -189,10 +189,11 @@ private:
         pool_.reserve(header_.poolBytes + NamePool::readableSlack);
         auto* bytes = reinterpret_cast<char*>(pool_.extend(header_.poolBytes));
         preferLargePages(bytes, header_.poolBytes);
-        return performPieces(header_.poolBytes, poolPieceBytes, [&](std::size_t first, std::size_t count) {
-            if (!source_.read(poolOffset_ + first, {bytes + first, count})) return false;
-            const std::string_view piece(bytes + first, count);
-            return piece.find('/') == std::string_view::npos && piece.find('\0') == std::string_view::npos;
+        return allPieces(header_.poolBytes, poolPieceBytes, [&](std::size_t first, std::size_t last) {
+            const std::span piece(bytes + first, last - first);
+            if (!source_.read(poolOffset_ + first, piece)) return false;
+            const std::string_view names(piece.data(), piece.size());
+            return names.find('/') == std::string_view::npos && names.find('\0') == std::string_view::npos;
         });
     }
 
@@ -201,9 +202,9 @@ private:
         preferLargePages(entries, entrySectionBytes());
         contents_.signatures.extend(header_.entryCount);
         folderEntries_.resizeZeroed(header_.folderCount);
-        const bool piecesAreSound = performPieces(
-            header_.entryCount, entriesPerPiece,
-            [&](std::size_t first, std::size_t count) { return readPiece(first, first + count); });
+        const bool piecesAreSound =
+            allPieces(header_.entryCount, entriesPerPiece,
+                      [&](std::size_t first, std::size_t last) { return readPiece(first, last); });
         return piecesAreSound && piecesFollowEachOther();
     }
 
@@ -310,17 +311,15 @@ private:
         return true;
     }
 
-    /// Calls `work(first, count)` for pieces of `total`, on all processors; false when one of them was, or
-    /// when it was to stop.
-    template <typename Work>
-    bool performPieces(std::size_t total, std::size_t pieceSize, const Work& work) const {
-        std::atomic<bool> isSound = true;
-        concurrentPerform((total + pieceSize - 1) / pieceSize, [&](std::size_t piece) {
-            const std::size_t first = piece * pieceSize;
-            const bool goesOn = isSound && !stop_.stop_requested();
-            if (!goesOn || !work(first, std::min(pieceSize, total - first))) isSound = false;
-        });
-        return isSound;
+    /// Whether `isSoundPiece(first, last)` is true of all pieces; false also when it was to stop.
+    template <typename IsSoundPiece>
+    bool allPieces(std::size_t total, std::size_t pieceSize, const IsSoundPiece& isSoundPiece) const {
+        std::atomic<bool> areSound = true;
+        const auto check = [&](std::size_t first, std::size_t last) {
+            if (areSound && !isSoundPiece(first, last)) areSound = false;
+        };
+        performInPieces(total, pieceSize, check, stop_);
+        return areSound && !stop_.stop_requested();
     }
 
     const IndexImageSource& source_;

@@ -15,12 +15,13 @@ namespace dovra {
 /// for a writer. Several threads may read at once.
 class RegularFile {
 public:
-    /// The treatment of a symbolic link as the last component of the path.
-    enum class Links : bool { follow, refuse };
-
     /// Opens the file at `path`, which may have any length. Absent when there is none, when it may not be
     /// read and when it is not a regular file.
-    static std::optional<RegularFile> open(const std::string& path, Links links = Links::follow);
+    static std::optional<RegularFile> open(const std::string& path);
+
+    /// Does the same where a regular file was seen before: with a system call less, and without following a
+    /// link at the end of the path.
+    static std::optional<RegularFile> openKnown(const std::string& path);
 
     /// Reads up to `destination.size()` bytes from `offset` on. Returns the number of bytes: 0 at the end of
     /// the file, sometimes fewer than requested before it. Absent when reading fails.
@@ -31,17 +32,15 @@ public:
     /// Device and inode number together identify the file among all its names.
     std::uint64_t device() const { return device_; }
     std::uint64_t inode() const { return inode_; }
-    /// The number of the file's names on its file system.
-    std::uint64_t linkCount() const { return linkCount_; }
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    static std::optional<RegularFile> openWith(const std::string& path, int flags);
 
     Descriptor descriptor_;
     std::uint64_t size_ = 0;
     std::uint64_t device_ = 0;
     std::uint64_t inode_ = 0;
-    std::uint64_t linkCount_ = 0;
 };
 
 }  // namespace dovra

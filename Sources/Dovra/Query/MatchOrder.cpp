@@ -113,14 +113,6 @@ std::uint64_t numberKey(double number) {
 /// Matches that one thread gives their keys at a time.
 constexpr std::size_t keysPerPiece = 16384;
 
-/// Calls `fill(first, last)` for pieces of `count` positions, on all processors.
-template <typename Fill>
-void inPieces(std::size_t count, const Fill& fill) {
-    concurrentPerform((count + keysPerPiece - 1) / keysPerPiece, [&](std::size_t piece) {
-        fill(piece * keysPerPiece, std::min((piece + 1) * keysPerPiece, count));
-    });
-}
-
 // Matches lie all over memory: each entry, and then its name, is asked for some steps before it is read.
 constexpr std::size_t entriesAhead = 24;
 constexpr std::size_t namesAhead = 12;
@@ -130,7 +122,7 @@ std::vector<Keyed> keysOfEntries(const FileIndex& index, const std::vector<Entry
                                  const KeyOf& keyOf) {
     const FileEntry* entries = index.entriesLocked().data();
     std::vector<Keyed> keyed(ids.size());
-    inPieces(ids.size(), [&](std::size_t first, std::size_t last) {
+    performInPieces(ids.size(), keysPerPiece, [&](std::size_t first, std::size_t last) {
         for (std::size_t i = first; i < last; ++i) {
             if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
             keyed[i] = {keyOf(entries[ids[i]]), ids[i]};
@@ -144,7 +136,7 @@ std::vector<Keyed> keysOfNames(const FileIndex& index, const std::vector<EntryId
     const FileEntry* entries = index.entriesLocked().data();
     const std::uint8_t* names = index.namePoolLocked().bytes();
     std::vector<Keyed> keyed(ids.size());
-    inPieces(ids.size(), [&](std::size_t first, std::size_t last) {
+    performInPieces(ids.size(), keysPerPiece, [&](std::size_t first, std::size_t last) {
         for (std::size_t i = first; i < last; ++i) {
             if (i + entriesAhead < last) __builtin_prefetch(entries + ids[i + entriesAhead]);
             if (i + namesAhead < last) __builtin_prefetch(names + entries[ids[i + namesAhead]].nameOffset);

@@ -28,8 +28,8 @@ constexpr std::size_t parallelEntries = 50000;
 
 /// Entries that one thread takes at a time: names enough for the scan to run at full speed, and pieces enough
 /// to share. Tests that read files are shared out in smaller pieces. Both are multiples of 64.
-constexpr EntryId entriesPerPiece = 16384;
-constexpr EntryId entriesPerSlowPiece = 64;
+constexpr std::size_t entriesPerPiece = 16384;
+constexpr std::size_t entriesPerSlowPiece = 64;
 
 EntryRange allEntries(const FileIndex& index) {
     return {0, static_cast<EntryId>(index.entriesLocked().size())};
@@ -79,15 +79,11 @@ void serialScanLocked(const Scan& scan, EntrySet& matches) {
     scan.run(allEntries(scan.index), matches);
 }
 
-void parallelScanLocked(const Scan& scan, EntryId entriesEach, EntrySet& matches) {
-    const EntryRange all = allEntries(scan.index);
-    const auto pieces = (static_cast<std::size_t>(all.last) + static_cast<std::size_t>(entriesEach) - 1) /
-                        static_cast<std::size_t>(entriesEach);
-    concurrentPerform(pieces, [&](std::size_t piece) {
-        const auto first = static_cast<std::int64_t>(piece) * entriesEach;
-        const auto last = std::min<std::int64_t>(first + entriesEach, all.last);
+void parallelScanLocked(const Scan& scan, std::size_t entriesEach, EntrySet& matches) {
+    const auto run = [&](std::size_t first, std::size_t last) {
         scan.run({static_cast<EntryId>(first), static_cast<EntryId>(last)}, matches);
-    });
+    };
+    performInPieces(scan.index.entriesLocked().size(), entriesEach, run, scan.stop);
 }
 
 EntrySet scanLocked(const FileIndex& index, const CompiledQuery& query) {

@@ -20,17 +20,21 @@ bool isKnownAsOther(const std::string& path) {
 
 }  // namespace
 
-std::optional<RegularFile> RegularFile::open(const std::string& path, Links links) {
-    if (isKnownAsOther(path)) return std::nullopt;
-    const int flags =
-        O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (links == Links::refuse ? O_NOFOLLOW : 0);
-    RegularFile file(openLongPath(AT_FDCWD, path, flags));
+std::optional<RegularFile> RegularFile::open(const std::string& path) {
+    return isKnownAsOther(path) ? std::nullopt : openWith(path, 0);
+}
+
+std::optional<RegularFile> RegularFile::openKnown(const std::string& path) {
+    return openWith(path, O_NOFOLLOW);
+}
+
+std::optional<RegularFile> RegularFile::openWith(const std::string& path, int flags) {
+    RegularFile file(openLongPath(AT_FDCWD, path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags));
     struct stat status {};
     if (::fstat(file.descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     file.size_ = static_cast<std::uint64_t>(status.st_size);
     file.device_ = status.st_dev;
     file.inode_ = status.st_ino;
-    file.linkCount_ = status.st_nlink;
     return file;
 }
 

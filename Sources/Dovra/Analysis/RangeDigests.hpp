@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Analysis/Hashing.hpp"
+#include "Platform/RegularFile.hpp"
+
+namespace dovra {
+
+/// The file at a position of a list; null when it cannot be read any more. Called on any thread.
+using FileAt = std::function<std::shared_ptr<const RegularFile>(std::size_t position)>;
+
+/// Digests that tell apart the same range, of at least one byte, of one or more files: equal where they hold
+/// equal bytes, as far as they go, and worth nothing beyond this call. Absent where a file cannot be read.
+/// Spread over the processors when there is much to read.
+std::vector<std::optional<Digest>> rangeDigests(std::size_t count, const FileAt& fileAt, std::uint64_t offset,
+                                                std::uint64_t length);
+
+}  // namespace dovra
