@@ -41,7 +41,7 @@ const std::vector<std::string> scripts[] = {
     {"write origin/folder/file", "folder place", "bind origin place", "write origin/folder/more/seen twice",
      "write place/folder/more/both", "umount place"},
     // A file system of the kernel's, which is not entered.
-    {"write place/hidden/file", "proc place", "umount place"},
+    {"write place/hidden/file", "touch place long-ago", "proc place", "umount place"},
     // A quick exchange of one file system for another. The next one looks in the table of mounts like the one
     // before.
     {"folder place", "tmpfs place", "write place/before/file", "umount place; tmpfs place",

@@ -173,7 +173,7 @@ private:
 
     void traverse(Traversal way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
         if (way.path != way.tree.path() && !way.tree.enters(open)) {
-            forget(way, *known);
+            forget(way, *known, open);
             return;
         }
         look(way, known, std::move(open), extent);
@@ -257,7 +257,7 @@ private:
         } else if (way.tree.enters(std::get<OpenFolder>(opened))) {
             look(way, known, std::get<OpenFolder>(std::move(opened)), {.isWhole = true});
         } else if (known) {
-            forget(way, *known);
+            forget(way, *known, std::get<OpenFolder>(opened));
         }
     }
 
@@ -283,12 +283,25 @@ private:
         unread_[told] |= isDeep || told != path;
     }
 
-    /// Drops the contents of a folder that a scan would not enter any more.
-    void forget(const Traversal& way, DirIndex folder) {
+    /// Drops the contents of a folder that a scan would not enter any more. Its own entry stays, with the
+    /// attributes of what is mounted there.
+    void forget(const Traversal& way, DirIndex folder, const OpenFolder& open) {
         changed_.insert(way.tree.toldPath(way.path));
-        const WriteGuard guard(index_.rwlock);
-        index_.forgetContentsLocked(folder);
-        index_.raiseGenerationLocked();
+        std::optional<DirIndex> parent;
+        {
+            const WriteGuard guard(index_.rwlock);
+            index_.forgetContentsLocked(folder);
+            index_.raiseGenerationLocked();
+            parent = index_.directoriesLocked().parent(folder);
+        }
+        auto attributes = open.attributes();
+        auto* now = std::get_if<RawDirent>(&attributes);
+        if (!parent || now == nullptr) return;
+        const std::string_view name[] = {lastName(way.path)};
+        now->name = name[0];
+        FolderListing listing;
+        listing.add(*now);
+        mergeNames(index_, *parent, listing, name);
     }
 
     /// One pass over a parent serves all its children: looking for each child alone would make changes in a
