@@ -142,10 +142,7 @@ private:
             : listener(itsListener),
               socket(std::move(itsSocket)),
               place(listener.connections_.insert(listener.connections_.end(), this)) {}
-        ~Connection() {
-            listener.connections_.erase(place);
-            listener.roomChanged_.notify();
-        }
+        ~Connection() { listener.forget(place); }
         Connection(const Connection&) = delete;
         Connection& operator=(const Connection&) = delete;
 
@@ -219,6 +216,12 @@ private:
         if ((*oldest)->isWaiting) (*oldest)->abandon();
     }
 
+    void forget(std::list<Connection*>::iterator place) {
+        connections_.erase(place);
+        roomChanged_.notify();
+        if (isEnding_) deadlineTimer_.cancel();
+    }
+
     void begin(tcp::socket socket) {
         Error error;
         socket.non_blocking(true, error);
@@ -282,6 +285,7 @@ private:
         connection->socket.shutdown(tcp::socket::shutdown_send, ignored);
         connection->waitForClient(limits_.closingTime);
         roomChanged_.notify();
+        if (isEnding_) connection->abandon();
     }
 
     awaitable<HttpOutput> outputFor(Connection& connection, const HttpRequestHead& head) {
