@@ -10,7 +10,7 @@ MODES = {
     "--selftest": [],
     "--search": ["--in", "--limit", "--sort", "--desc", "--print0"],
     "--snapshot": [],
-    "--http": [],
+    "--http": ["usage", "--in", "-i", "--trigram", "--host", "--allow-download", "--token"],
     "--mcp": ["--in", "-i", "--trigram"],
     "--bench": [],
     "--duplicates": ["usage", "--in", "--limit", "--print0"],
@@ -18,7 +18,7 @@ MODES = {
     "--saved": ["--add", "-r", "--limit", "--"],
 }
 # Those that this version answers with an error.
-UNAVAILABLE = ["--snapshot", "--http"]
+UNAVAILABLE = ["--snapshot"]
 
 
 class ModeDispatchTest(ProgramTest):
