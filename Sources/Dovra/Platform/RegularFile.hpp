@@ -22,6 +22,11 @@ public:
     /// not a regular file.
     static std::optional<RegularFile> open(const std::string& path, Links links = Links::follow);
 
+    /// The file at `path` from the folder `root`, which it stays below: no symbolic link is followed on the
+    /// way, only on that to the root, and ".." does not lead out. Absent as with `open`, and where the system
+    /// cannot promise that (Linux before 5.6, and sandboxes that forbid `openat2`).
+    static std::optional<RegularFile> openBelow(const std::string& root, const std::string& path);
+
     /// Reads up to `destination.size()` bytes that start at `offset` and returns how many came: 0 at the end
     /// of the file, fewer than asked also in between. Absent when reading fails.
     std::optional<std::size_t> readAt(std::uint64_t offset, std::span<char> destination) const;
@@ -36,6 +41,8 @@ public:
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    /// Absent when what is open is no regular file.
+    static std::optional<RegularFile> checked(Descriptor descriptor);
 
     Descriptor descriptor_;
     std::uint64_t size_ = 0;

@@ -1,15 +1,15 @@
 #include "Servers/Http/HttpRequestHandler.hpp"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <fmt/format.h>
 #include <utility>
 
-#include "Base/AsciiFold.hpp"
+#include "Base/IsAtOrBelow.hpp"
 #include "Base/ParentPath.hpp"
 #include "Base/Utf8.hpp"
 #include "Servers/Http/EmbeddedFile.hpp"
+#include "Servers/Http/HttpError.hpp"
 #include "Servers/Http/PageJson.hpp"
 #include "Servers/Http/PageTemplate.hpp"
 #include "Servers/Http/PageViews.hpp"
@@ -20,8 +20,6 @@ namespace dovra {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr std::string_view assetsPath = "/assets/";
 
 struct Status {
@@ -30,9 +28,7 @@ struct Status {
 };
 constexpr Status ok{200, "OK"};
 constexpr Status badRequest{400, "Bad Request"};
-constexpr Status forbidden{403, "Forbidden"};
 constexpr Status notFound{404, "Not Found"};
-constexpr Status methodNotAllowed{405, "Method Not Allowed"};
 
 HttpResponse response(Status status, std::string contentType, std::string body) {
     HttpResponse made;
@@ -47,17 +43,14 @@ HttpResponse htmlResponse(Status status, std::string_view page, const JSONObject
     return response(status, "text/html; charset=utf-8", renderPage(page, view));
 }
 
-HttpResponse jsonResponse(Status status, JSONObject document) {
-    return response(status, "application/json", JSONValue(std::move(document)).serializedString() + "\n");
-}
-
-HttpResponse textResponse(Status status, std::string_view message) {
-    return response(status, "text/plain; charset=utf-8", std::string(message) + "\n");
+HttpResponse jsonResponse(JSONObject document) {
+    return response(ok, "application/json", JSONValue(std::move(document)).serializedString() + "\n");
 }
 
 /// A fault of the request, in the form that it asked for.
-HttpResponse faultResponse(const HttpRequest& request, Status status, std::string_view message) {
-    if (ParameterReader(request.query).flag("json")) return jsonResponse(status, faultJSON(message));
+HttpResponse faultResponse(const HttpRequest& request, Status status, const std::string& message) {
+    if (ParameterReader(request.query).flag("json"))
+        return errorResponse(request, status.code, std::string(status.text), message);
     return htmlResponse(status, "message", messageView(status.text, message));
 }
 
@@ -80,9 +73,8 @@ HttpResponse answerIcon() {
     return response(ok, "image/svg+xml", std::string(findEmbeddedFile("icon.svg")->text));
 }
 
-/// Whether the index holds a file, and no folder, at the path.
+/// Whether the index holds a file, and no folder or link, at the absolute path.
 bool holdsFile(const FileIndex& index, const std::string& path) {
-    if (!path.starts_with('/')) return false;
     const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
     const ReadGuard guard(index.rwlock);
     const auto folder = index.directoriesLocked().find(parentPath(path));
@@ -108,7 +100,7 @@ std::string contentDisposition(std::string_view path) {
 
 }  // namespace
 
-HttpRequestHandler::HttpRequestHandler(IndexService& service, Options options)
+HttpRequestHandler::HttpRequestHandler(const IndexService& service, Options options)
     : service_(service), options_(std::move(options)), usage_(service.index()) {}
 
 bool HttpRequestHandler::isSlow(const HttpRequest& request) const {
@@ -116,7 +108,6 @@ bool HttpRequestHandler::isSlow(const HttpRequest& request) const {
 }
 
 PageContext HttpRequestHandler::makeContext(const std::stop_token& stop) const {
-    if (service_.status().isReady) (void)service_.flush(2s);  // What is not in time is not in the answer.
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     return {.index = service_.index(),
             .usage = usage_,
@@ -132,10 +123,10 @@ HttpResponse HttpRequestHandler::answerSearch(const HttpRequest& request, const 
     const PageContext context = makeContext(stop);
     const SearchPage page = makeSearchPage(context, SearchParameters::read(request.query));
     const auto& fault = page.parameters.fault;
-    const Status status = fault ? badRequest : ok;
-    if (page.parameters.wantsJson) return jsonResponse(status, fault ? faultJSON(*fault) : searchJSON(page));
+    if (page.parameters.wantsJson)
+        return fault ? faultResponse(request, badRequest, *fault) : jsonResponse(searchJSON(page));
     const auto saved = page.parameters.isEmpty() ? options_.savedSearches() : std::vector<SavedSearch>();
-    return htmlResponse(status, "search", searchView(context, page, saved));
+    return htmlResponse(fault ? badRequest : ok, "search", searchView(context, page, saved));
 }
 
 HttpResponse HttpRequestHandler::answerUsage(const HttpRequest& request, const std::stop_token& stop) const {
@@ -146,18 +137,23 @@ HttpResponse HttpRequestHandler::answerUsage(const HttpRequest& request, const s
         return faultResponse(request, notFound,
                              fmt::format("\"{}\" is no folder in the index, which holds what lies below {}.",
                                          page.parameters.path, context.state.root));
-    if (page.parameters.wantsJson) return jsonResponse(ok, usageJSON(page));
+    if (page.parameters.wantsJson) return jsonResponse(usageJSON(page));
     return htmlResponse(ok, "usage", usageView(page));
 }
 
-HttpResponse HttpRequestHandler::answerDownload(const HttpRequest& request,
-                                                const std::stop_token& stop) const {
+std::optional<HttpFile> HttpRequestHandler::heldFile(const std::string& path) const {
+    const std::string& root = service_.root();
+    if (!isAtOrBelow(path, root) || !holdsFile(service_.index(), path)) return std::nullopt;
+    return RegularFile::openBelow(root, path.substr(root == "/" ? 1 : root.size() + 1));
+}
+
+HttpResponse HttpRequestHandler::answerDownload(const HttpRequest& request) const {
     if (!options_.allowsDownload)
-        return textResponse(
-            forbidden, "File download is disabled. Start the server with --allow-download to enable it.");
+        return errorResponse(
+            request, 403, "Forbidden",
+            "File download is disabled. Start the server with --allow-download to enable it.");
     const std::string path = ParameterReader(request.query).text("path");
-    (void)makeContext(stop);
-    auto file = holdsFile(service_.index(), path) ? options_.openFile(service_.root(), path) : std::nullopt;
+    auto file = heldFile(path);
     if (!file) return faultResponse(request, notFound, fmt::format("\"{}\" is no file in the index.", path));
     HttpResponse download = response(ok, "application/octet-stream", {});
     download.extraHeaders["Content-Disposition"] = contentDisposition(path);
@@ -167,13 +163,13 @@ HttpResponse HttpRequestHandler::answerDownload(const HttpRequest& request,
 
 HttpResponse HttpRequestHandler::handle(const HttpRequest& request, const std::stop_token& stop) const {
     if (request.method != "GET" && request.method != "HEAD") {
-        HttpResponse refusal = textResponse(methodNotAllowed, "Method Not Allowed");
+        HttpResponse refusal = errorResponse(request, 405, "Method Not Allowed", "Method Not Allowed");
         refusal.extraHeaders["Allow"] = "GET, HEAD";
         return refusal;
     }
     if (request.path == "/") return answerSearch(request, stop);
     if (request.path == "/du") return answerUsage(request, stop);
-    if (request.path == "/download") return answerDownload(request, stop);
+    if (request.path == "/download") return answerDownload(request);
     if (request.path == "/favicon.ico") return answerIcon();
     if (request.path.starts_with(assetsPath)) return answerAsset(request);
     return faultResponse(request, notFound, "There is no such page.");

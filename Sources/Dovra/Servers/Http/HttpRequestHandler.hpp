@@ -20,31 +20,28 @@ public:
         bool allowsDownload = false;
         /// The user's named queries, asked for each start page.
         std::function<std::vector<SavedSearch>()> savedSearches = [] { return std::vector<SavedSearch>(); };
-        /// The file at a path below the root, opened so that no link leads out; absent when it is no regular
-        /// one or may not be read.
-        std::function<std::optional<HttpFile>(const std::string& root, const std::string& path)> openFile =
-            [](const std::string&, const std::string&) { return std::nullopt; };
     };
 
     /// `service` outlives this object.
-    HttpRequestHandler(IndexService& service, Options options);
+    HttpRequestHandler(const IndexService& service, Options options);
 
     /// Whether the request may take long, because files are read for it (`content:`, duplicates): whoever
     /// serves bounds how many of these run at once.
     bool isSlow(const HttpRequest& request) const;
 
-    /// Answers from what is indexed by now; once the index is whole, with every change that was made before
-    /// the call. Ends early when `stop` is requested because the client is gone: the answer is worth nothing
-    /// then.
+    /// Answers from what is indexed by now. Ends early when `stop` is requested because the client is gone:
+    /// the answer is worth nothing then.
     HttpResponse handle(const HttpRequest& request, const std::stop_token& stop) const;
 
 private:
     PageContext makeContext(const std::stop_token& stop) const;
     HttpResponse answerSearch(const HttpRequest& request, const std::stop_token& stop) const;
     HttpResponse answerUsage(const HttpRequest& request, const std::stop_token& stop) const;
-    HttpResponse answerDownload(const HttpRequest& request, const std::stop_token& stop) const;
+    /// The file, opened so that no link leads out of the root; absent when the index has none there.
+    std::optional<HttpFile> heldFile(const std::string& path) const;
+    HttpResponse answerDownload(const HttpRequest& request) const;
 
-    IndexService& service_;
+    const IndexService& service_;
     Options options_;
     FolderUsage usage_;
 };

@@ -83,8 +83,4 @@ JSONObject usageJSON(const UsagePage& page) {
     return JSONObject(std::move(members));
 }
 
-JSONObject faultJSON(std::string_view message) {
-    return {{"error", message}};
-}
-
 }  // namespace dovra

@@ -9,6 +9,5 @@ namespace dovra {
 // What clients get that ask for JSON, as Documentation/HttpApi.md describes it.
 JSONObject searchJSON(const SearchPage& page);
 JSONObject usageJSON(const UsagePage& page);
-JSONObject faultJSON(std::string_view message);
 
 }  // namespace dovra

@@ -25,7 +25,10 @@ mustache::data dataOf(const JSONValue& value) {
     if (const JSONObject* object = value.object()) return objectData(*object);
     if (const bool* boolean = value.boolean())
         return *boolean ? mustache::data::type::bool_true : mustache::data::type::bool_false;
-    if (const std::string* text = value.string()) return *text;
+    if (const std::string* text = value.string()) {
+        // A section of an empty text would be shown.
+        return text->empty() ? mustache::data(mustache::data::type::bool_false) : mustache::data(*text);
+    }
     if (const std::int64_t* integer = value.integer()) return fmt::to_string(*integer);
     if (const double* number = value.floating()) return fmt::format("{:.3f}", *number);
     const JSONValue::Array* array = value.array();
@@ -48,7 +51,8 @@ std::string renderPage(std::string_view name, const JSONObject& view) {
             continue;
         }
         if (stem == name) text = file.text;
-        data.set(stem, mustache::partial([&file] { return std::string(file.text); }));
+        if (stem.starts_with('_'))
+            data.set(stem, mustache::partial([&file] { return std::string(file.text); }));
     }
     mustache::mustache page(text);
     std::string html = page.render(data);

@@ -8,8 +8,9 @@
 namespace dovra {
 
 /// The HTML of the page template of that name ("search"), filled from a document: sections look at objects,
-/// arrays and booleans, variables at strings and numbers. All text is escaped. Other templates are parts that
-/// it may include. Fatal when the template itself is at fault, which no data can bring about.
+/// arrays, booleans and texts that are not empty, variables at strings and numbers. All text is escaped.
+/// Templates whose names begin with "_" are parts that it may include. Fatal when the template itself is at
+/// fault, which no data can bring about.
 std::string renderPage(std::string_view name, const JSONObject& view);
 
 }  // namespace dovra
