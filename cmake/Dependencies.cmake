@@ -29,6 +29,8 @@ if(DOVRA_SANITIZE MATCHES "thread")
     # The sanitizer does not know fences. Handlers are passed on under a mutex, which it does.
     target_compile_definitions(dovra_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)
 endif()
+# The web pages' templates: one header, escapes by default.
+find_path(MUSTACHE_INCLUDE_DIR kainjow/mustache.hpp REQUIRED)
 # SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.
 set(OPENSSL_USE_STATIC_LIBS ON)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)

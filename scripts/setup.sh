@@ -8,10 +8,10 @@ project_folder=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
     g++ cmake ninja-build pkg-config
     libpcre2-dev libicu-dev libtbb-dev libfmt-dev libplist-dev libssl-dev nlohmann-json3-dev
-    libasio-dev
+    libasio-dev libkainjow-mustache-dev
 )
 # What building and running the tests needs beside them.
-test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
+test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs chromium)
 # Node comes with its package manager, or not, depending on whose package it is.
 command -v npm >/dev/null || test_packages+=(nodejs npm)
 # What ./lint runs.

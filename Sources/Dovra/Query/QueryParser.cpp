@@ -119,7 +119,7 @@ private:
         const auto [known, isNew] = leaves_.try_emplace(term, 0);
         if (isNew) known->second = makeNewLeaf(term);
         // A term that was negated before may not be so here.
-        notePlainTerm(query_.tree[known->second]);
+        if (!nextIsNegated()) notePositive(known->second);
         return known->second;
     }
 
@@ -134,10 +134,12 @@ private:
         return query_.tree.add(std::move(leaf));
     }
 
-    void notePlainTerm(const QueryNode& leaf) {
-        const auto* text = std::get_if<TextMatcher>(&leaf);
+    void notePositive(NodeIndex leaf) {
+        if (!positive_.insert(leaf).second) return;
+        query_.positiveTerms.push_back(leaf);
+        const auto* text = std::get_if<TextMatcher>(&query_.tree[leaf]);
         if (query_.plainTerm || text == nullptr || text->target() == MatchTarget::fullPath) return;
-        if (!nextIsNegated()) query_.plainTerm = PlainTerm{text->rankedText(), text->isCaseSensitive()};
+        query_.plainTerm = PlainTerm{text->rankedText(), text->isCaseSensitive()};
     }
 
     /// Puts an operand where it belongs. Returns the finished group when this was its last one, as the
@@ -191,6 +193,7 @@ private:
     std::size_t position_ = 0;
     std::vector<Group> groups_;
     std::unordered_map<std::string, NodeIndex> leaves_;
+    std::unordered_set<NodeIndex> positive_;
 };
 
 }  // namespace

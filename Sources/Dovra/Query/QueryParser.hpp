@@ -4,6 +4,7 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Query/QueryNode.hpp"
 
@@ -24,6 +25,8 @@ struct CompiledQuery {
     std::optional<FuzzyMatcher> primaryFuzzy;
     std::optional<SimilarMatcher> primarySimilar;
     std::optional<PlainTerm> plainTerm;
+    /// The terms that do not stand under an odd number of negations, each once.
+    std::vector<NodeIndex> positiveTerms;
     /// Of whoever asks. Once a stop is requested the answer comes soon and is worth nothing.
     std::stop_token stop;
 

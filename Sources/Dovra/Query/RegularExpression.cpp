@@ -67,6 +67,11 @@ struct MatchWorkspace {
     pcre2_jit_stack* stack = pcre2_jit_stack_create(initialStackBytes, largestStackBytes, nullptr);
 };
 
+const MatchWorkspace& threadWorkspace() {
+    thread_local const MatchWorkspace workspace;
+    return workspace;
+}
+
 PCRE2_SPTR codeUnits(std::string_view text) {
     return reinterpret_cast<PCRE2_SPTR>(text.data());
 }
@@ -112,7 +117,7 @@ struct RegularExpression::Code {
     }
 
     int match(std::string_view validText, std::uint32_t limit) const {
-        thread_local const MatchWorkspace workspace;
+        const MatchWorkspace& workspace = threadWorkspace();
         pcre2_set_match_limit(workspace.context, limit);
         pcre2_set_depth_limit(workspace.context, limit);
         // The fast entry checks nothing: options, text and the kind of code are known here.
@@ -170,6 +175,13 @@ std::string RegularExpression::escapedPattern(std::string_view text) {
 
 bool RegularExpression::foundIn(std::string_view text) const {
     return isValidUtf8(text) ? code_->foundIn(text) : code_->foundIn(repairUtf8(text));
+}
+
+std::optional<TextRange> RegularExpression::firstRange(std::string_view text) const {
+    if (!isValidUtf8(text) || !code_->foundIn(text)) return std::nullopt;
+    const PCRE2_SIZE* range = pcre2_get_ovector_pointer(threadWorkspace().data);
+    // "\K" in a lookahead may put the start behind the end.
+    return TextRange{std::min(range[0], range[1]), range[1]};
 }
 
 std::int64_t RegularExpression::abandonedMatches() const {

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Query/TextRange.hpp"
+
 namespace dovra {
 
 /// A compiled regular expression in the syntax of PCRE2, over Unicode text: lookaround, Unicode properties,
@@ -28,6 +30,10 @@ public:
     /// takes more steps than the text's length allows gets a second, longer try while the second tries of all
     /// copies together have taken less than a fixed time; else it is abandoned and counts as no match.
     bool foundIn(std::string_view text) const;
+
+    /// Where the expression first matches in `text`; absent where `foundIn` says no, and where the text is
+    /// not well-formed.
+    std::optional<TextRange> firstRange(std::string_view text) const;
 
     /// How many texts all copies together have given up so far.
     std::int64_t abandonedMatches() const;

@@ -18,6 +18,7 @@
 #include "Servers/Http/HttpRequestHandler.hpp"
 #include "Servers/Http/HttpServer.hpp"
 #include "Servers/ServerOptions.hpp"
+#include "Stores/SavedSearchStore.hpp"
 
 namespace dovra {
 
@@ -111,10 +112,16 @@ void refresh(IndexService& service) {
     if (service.waitUntilReady(0ms)) (void)service.flush(2s);  // What is not in time is not in the answer.
 }
 
+/// Read anew each time: another process may have added some.
+std::vector<SavedSearch> savedSearches() {
+    return SavedSearchStore(SavedSearchStore::defaultURL()).items();
+}
+
 int serve(const HttpOptions& options) {
     printError("Indexing {}\n", visibleText(options.index.root));
     const auto services = AppServices::make(serviceOptions(options.index));
-    const HttpRequestHandler handler(*services, options.allowsDownload);
+    const HttpRequestHandler handler(
+        *services, {.allowsDownload = options.allowsDownload, .savedSearches = savedSearches});
     HttpServer server(options.address,
                       {.refresh = [&] { refresh(*services); },
                        .isSlow = [&](const HttpRequest& request) { return handler.isSlow(request); },

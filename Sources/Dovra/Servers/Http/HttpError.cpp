@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Base/JSONValue.hpp"
+#include "Servers/Http/ParameterReader.hpp"
 
 namespace dovra {
 
@@ -11,7 +12,7 @@ HttpResponse errorResponse(const HttpRequest& request, int status, std::string s
     HttpResponse response;
     response.status = status;
     response.statusText = std::move(statusText);
-    const bool isJson = request.query.contains("json");
+    const bool isJson = ParameterReader(request.query).flag("json");
     response.contentType = isJson ? "application/json" : "text/plain; charset=utf-8";
     response.body =
         isJson ? JSONValue(JSONObject{{"error", message}}).serializedString() + "\n" : message + "\n";

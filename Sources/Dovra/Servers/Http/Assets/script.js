@@ -1,0 +1,160 @@
+// What the pages do beyond forms and links: search while one types, and keys. Without this everything else works.
+
+/** How long the field rests before it is searched for. */
+const debounceMilliseconds = 120;
+/** How often a page is made anew while the index grows. */
+const refreshMilliseconds = 2000;
+
+document.documentElement.classList.add("scripted");
+const form = document.getElementById("search");
+const field = document.getElementById("field");
+const help = document.getElementById("help");
+const announcement = document.getElementById("announcement");
+const results = () => document.getElementById("results");
+
+let running = new AbortController();
+let debounce = 0;
+/** Whether the address names what one has come to look at, so that what is typed next gets an entry of its own. */
+let isSettled = true;
+
+/** The address that the form stands for, without what is empty or usual. */
+function formAddress() {
+    const parameters = new URLSearchParams(new FormData(form));
+    for (const [name, value] of [...parameters]) if (value === "") parameters.delete(name);
+    return parameters.size > 0 ? `/?${parameters}` : "/";
+}
+
+function showFault(message) {
+    const note = Object.assign(document.createElement("p"), { className: "fault", textContent: message });
+    note.role = "alert";
+    results().replaceChildren(note);
+}
+
+/** Shows what the server finds for the address; an answer that another has overtaken is dropped. */
+async function show(address) {
+    running.abort();
+    running = new AbortController();
+    const { signal } = running;
+    results().setAttribute("aria-busy", "true");
+    try {
+        const answer = await fetch(address, { signal, headers: { Accept: "text/html" } });
+        const text = await answer.text();
+        if (signal.aborted) return;
+        const fresh = new DOMParser().parseFromString(text, "text/html").getElementById("results");
+        if (fresh) results().replaceWith(fresh);
+        else showFault(text.trim() || answer.statusText);
+        announcement.textContent = document.getElementById("summary")?.textContent ?? "";
+    } catch (error) {
+        if (error.name !== "AbortError") showFault("The server does not answer.");
+    } finally {
+        if (!signal.aborted) results().removeAttribute("aria-busy");
+    }
+    refreshWhileIndexing();
+}
+
+/** Searches for what the form says, and has the address say it. */
+function search() {
+    clearTimeout(debounce);
+    const address = formAddress();
+    if (address !== location.pathname + location.search) {
+        history[isSettled ? "pushState" : "replaceState"](null, "", address);
+        isSettled = false;
+    }
+    show(address);
+}
+
+function settle() {
+    isSettled = true;
+}
+
+/** Sets the form to what the address says: somebody went back or forward. */
+function restoreForm() {
+    const parameters = new URLSearchParams(location.search);
+    field.value = parameters.get("search") ?? "";
+    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = parameters.has(box.name);
+    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
+    for (const name of ["sort", "ascending", "within"]) {
+        if (!parameters.has(name)) continue;
+        form.append(Object.assign(document.createElement("input"), { type: "hidden", name, value: parameters.get(name) }));
+    }
+}
+
+let refresh = 0;
+function refreshWhileIndexing() {
+    clearTimeout(refresh);
+    if (!results()?.hasAttribute("data-indexing")) return;
+    refresh = setTimeout(() => {
+        // Nothing moves away from under somebody who is at it.
+        const isInUse = results().contains(document.activeElement) || results().matches(":hover");
+        if (isInUse) refreshWhileIndexing();
+        else show(location.href);
+    }, refreshMilliseconds);
+}
+
+if (form) {
+    form.addEventListener("input", () => {
+        clearTimeout(debounce);
+        debounce = setTimeout(search, debounceMilliseconds);
+    });
+    form.addEventListener("submit", (event) => {
+        event.preventDefault();
+        search();
+        settle();
+    });
+    field.addEventListener("blur", settle);
+    addEventListener("popstate", () => {
+        settle();
+        restoreForm();
+        show(location.href);
+    });
+    field.setSelectionRange(field.value.length, field.value.length);
+    refreshWhileIndexing();
+}
+
+/** The link of each row by which it is opened. */
+const rowLinks = () => [...document.querySelectorAll("tbody tr")].map((row) => row.querySelector("a")).filter(Boolean);
+
+/** Moves to the row so many rows further on; above the first one is the field. */
+function move(step) {
+    const links = rowLinks();
+    const row = document.activeElement?.closest("tbody tr");
+    const at = row ? links.indexOf(row.querySelector("a")) : -1;
+    if (at + step < 0) field?.focus();
+    else links[Math.min(at + step, links.length - 1)]?.focus();
+}
+
+function focusField() {
+    if (!field) location.assign("/");
+    field?.focus();
+    field?.select();
+}
+
+function toggleHelp() {
+    if (!help) return;
+    help.open = !help.open;
+    (help.open ? help.querySelector("summary") : field).focus();
+}
+
+const keys = {
+    "/": focusField,
+    "?": toggleHelp,
+    F1: toggleHelp,
+    ArrowDown: () => move(1),
+    ArrowUp: () => move(-1),
+    Escape: () => {
+        if (help?.open) toggleHelp();
+        else field?.focus();
+    },
+};
+
+addEventListener("keydown", (event) => {
+    if (event.ctrlKey || event.altKey || event.metaKey || event.isComposing) return;
+    const isTyping = document.activeElement === field && field;
+    const isCharacter = event.key.length === 1;
+    if (isTyping && isCharacter) return;
+    if (isTyping && event.key === "ArrowUp") return;
+    const act = keys[event.key];
+    if (!act) return;
+    if (!(isTyping && event.key === "Escape")) event.preventDefault();
+    act();
+});

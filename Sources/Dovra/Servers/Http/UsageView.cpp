@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <fmt/format.h>
+#include <utility>
+
+#include "Base/ByteCount.hpp"
+#include "Base/IsAtOrBelow.hpp"
+#include "Base/ParentPath.hpp"
+#include "Servers/Http/PageViews.hpp"
+#include "Servers/Http/SearchParameters.hpp"
+#include "Servers/Http/ShownText.hpp"
+#include "Servers/Http/Treemap.hpp"
+#include "Servers/Http/ViewMembers.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// As wide as high, in a window of the usual width.
+constexpr double pictureRatio = 2.2;
+constexpr std::size_t tones = 6;
+
+std::string lastPart(std::string_view path) {
+    return shownText(path == "/" ? path : path.substr(path.rfind('/') + 1));
+}
+
+double percentage(std::uint64_t part, std::uint64_t whole) {
+    return whole == 0 ? 0 : 100 * static_cast<double>(part) / static_cast<double>(whole);
+}
+
+JSONValue crumb(std::string name, std::string link, bool isSeparated) {
+    return JSONObject{{"crumb", std::move(name)}, {"link", std::move(link)}, {"separator", isSeparated}};
+}
+
+/// The folders from the root of the index down to this one, which alone is no link.
+JSONValue::Array crumbList(const std::string& root, std::string path) {
+    JSONValue::Array list;
+    const std::string here = path;
+    for (; path != root && isAtOrBelow(path, root); path = parentPath(path))
+        list.push_back(crumb(lastPart(path), path == here ? std::string() : usageLink(path), path != here));
+    const bool isSeparated = root != "/" && here != root;
+    list.push_back(crumb(shownText(root), here == root ? std::string() : "/du", isSeparated));
+    std::ranges::reverse(list);
+    return list;
+}
+
+/// One level of the picture. What lies in a box is drawn by the same rule.
+JSONValue::Array boxList(const std::vector<UsageTree>& folders, std::uint64_t whole, bool isInner) {
+    std::vector<double> shares;
+    std::uint64_t shown = 0;
+    for (const UsageTree& folder : folders) {
+        shares.push_back(static_cast<double>(folder.usage.totalBytes));
+        shown += folder.usage.totalBytes;
+    }
+    if (shown == 0) return {};
+    // Files right in the folder, and the folders that are too many, leave their space empty.
+    if (whole > shown) shares.push_back(static_cast<double>(whole - shown));
+    const bool hasRest = shares.size() > folders.size();
+    if (hasRest) std::ranges::sort(shares, std::greater{});
+    const std::vector<TreemapBox> boxes = treemap(shares, pictureRatio);
+    JSONValue::Array list;
+    std::size_t place = 0;
+    bool restIsLeftOut = !hasRest;
+    for (std::size_t i = 0; i < folders.size(); ++i, ++place) {
+        const DirUsage& usage = folders[i].usage;
+        if (!restIsLeftOut && whole - shown > usage.totalBytes) {
+            restIsLeftOut = true;
+            ++place;
+        }
+        ViewMembers view = {{"x", boxes[place].x},
+                            {"y", boxes[place].y},
+                            {"width", boxes[place].width},
+                            {"height", boxes[place].height},
+                            {"boxName", lastPart(usage.path)},
+                            {"boxSize", byteCountText(usage.totalBytes)},
+                            {"boxLink", usageLink(usage.path)}};
+        if (!isInner) {
+            view.push_back({"tone", std::min(i, tones - 1)});
+            view.push_back({"innerBoxes", boxList(folders[i].folders, usage.totalBytes, true)});
+        }
+        list.push_back(JSONObject(std::move(view)));
+    }
+    return list;
+}
+
+JSONValue::Array rowList(const UsagePage& page) {
+    JSONValue::Array list;
+    for (const DirUsage& row : page.rows) {
+        const std::string& shownPath = row.path;
+        list.push_back(JSONObject{
+            {"size", byteCountText(row.totalBytes)},
+            {"exactSize", counted(static_cast<std::int64_t>(row.totalBytes), "byte")},
+            {"files", grouped(row.fileCount)},
+            {"share", fmt::format("{:.1f}", percentage(row.totalBytes, page.folder->totalBytes))},
+            {"rowLink", usageLink(row.path)},
+            {"directory", page.parameters.isRecursive ? shownText(shownPath) : lastPart(shownPath)}});
+    }
+    return list;
+}
+
+std::string linkToOffset(const UsageParameters& parameters, std::int64_t offset) {
+    UsageParameters other = parameters;
+    other.offset = offset;
+    return other.link();
+}
+
+Pager pagerOf(const UsagePage& page) {
+    const UsageParameters& parameters = page.parameters;
+    const std::int64_t last = parameters.offset + std::ssize(page.rows);
+    Pager pager;
+    pager.range = fmt::format("{}–{}", grouped(std::min(parameters.offset + 1, last)), grouped(last));
+    if (parameters.offset > 0)
+        pager.previous =
+            linkToOffset(parameters, std::max<std::int64_t>(parameters.offset - parameters.count, 0));
+    if (page.hasMore) pager.next = linkToOffset(parameters, last);
+    return pager;
+}
+
+std::string largestFilesLink(const std::string& path) {
+    SearchParameters files;
+    files.text = "file:";
+    files.within = path == "/" ? "" : path + "/";
+    files.sort = {.key = SortSpec::Key::size, .ascending = false};
+    return files.link();
+}
+
+void addFolder(ViewMembers& view, const UsagePage& page) {
+    const DirUsage& folder = *page.folder;
+    UsageParameters other = page.parameters;
+    other.offset = 0;
+    other.isRecursive = !other.isRecursive;
+    JSONValue::Array boxes = boxList(page.largest, folder.totalBytes, false);
+    ViewMembers whole = {{"size", byteCountText(folder.totalBytes)},
+                         {"files", grouped(folder.fileCount)},
+                         {"own", page.ownBytes > 0 ? byteCountText(page.ownBytes) : std::string()},
+                         {"largestFiles", largestFilesLink(folder.path)},
+                         {"otherView", other.link()},
+                         {"otherViewName", other.isRecursive ? "All folders below, largest first"
+                                                             : "Only the folders right in this one"},
+                         {"hasPicture", !boxes.empty()},
+                         {"boxes", std::move(boxes)}};
+    if (folder.path != page.index.root && folder.path != "/")
+        whole.push_back({"up", usageLink(parentPath(folder.path))});
+    view.push_back({"whole", JSONObject(std::move(whole))});
+    view.push_back({"crumbs", crumbList(page.index.root, folder.path)});
+}
+
+}  // namespace
+
+JSONObject usageView(const UsagePage& page) {
+    ViewMembers view = {{"title", "Disk usage — Dovra"}, {"isUsage", true}, {"rows", rowList(page)}};
+    addState(view, page.index);
+    if (page.parameters.fault) view.push_back({"fault", *page.parameters.fault});
+    if (page.folder) {
+        addFolder(view, page);
+        addPager(view, pagerOf(page));
+        if (page.rows.empty()) view.push_back({"nothing", "No folders in this one"});
+    } else {
+        view.push_back({"crumbs", JSONValue::Array{crumb("Disk usage", "", false)}});
+        view.push_back({"nothing", "No directories indexed yet"});
+    }
+    return JSONObject(std::move(view));
+}
+
+}  // namespace dovra
