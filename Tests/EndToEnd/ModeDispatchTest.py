@@ -69,6 +69,10 @@ class ModeDispatchTest(ProgramTest):
             "--bench --in .": "--in",
             "--mcp --in": "--in",
             "--mcp extra": "extra",
+            "--http --port": "--port",
+            "--http 65536": "65536",
+            "--http 80 81": "81",
+            "--http --host": "--host",
         }.items():
             self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 
