@@ -1,4 +1,4 @@
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -158,14 +158,21 @@ TEST(HttpServer, AnswersSomeWhileOthersDoNotComeToThePoint) {
 }
 
 TEST(HttpServer, HasMoreConnectionsWait) {
-    RunningServer server({.connections = 2, .threads = 4});
-    const HttpClient first(server.port(), slowRequest);
-    const HttpClient second(server.port(), slowRequest);
-    ASSERT_TRUE(waitUntil([&] { return server.running == 2; }));
-    const HttpClient third(server.port(), plainRequest);
-    server.release = true;
-    for (const HttpClient* client : {&first, &second, &third})
-        EXPECT_THAT(client->receive(), HasSubstr("GET /"));
+    RunningServer server({.connections = 8, .threads = 32});
+    std::atomic<int> inside = 0;
+    std::atomic<int> most = 0;
+    server.answer = [&](const HttpRequest&) {
+        most = std::max<int>(most, ++inside);
+        std::this_thread::sleep_for(5ms);
+        --inside;
+        return HttpResponse{};
+    };
+    std::list<HttpClient> clients;
+    for (int i = 0; i < 64; ++i)
+        clients.emplace_back(server.port(), plainRequest);
+    for (const HttpClient& client : clients)
+        EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_LE(most, 8);
 }
 
 TEST(HttpServer, LosesPatience) {
