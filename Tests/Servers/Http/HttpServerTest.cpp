@@ -91,7 +91,7 @@ HttpResponse fileResponse(const std::string& path) {
 }
 
 TEST(HttpServer, AnswersWholeHeadsAndDropsOthers) {
-    const RunningServer server;
+    const RunningServer server({.headTime = 60s, .threads = 4});
     const std::string get = server.ask("GET /a%20b%?x HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(get, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 11\r\n"));
     EXPECT_THAT(get, EndsWith("\r\nConnection: close\r\n\r\nGET /a%20b%"));

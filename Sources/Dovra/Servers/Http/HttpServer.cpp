@@ -171,7 +171,7 @@ private:
 
         /// Slow work is for a client that is still there. One that has only said all that it has to say looks
         /// like one that has gone, and gets its answer when that is made at once.
-        void stopIfInVain() {
+        void stopIfInVain() const {
             if (isSlow && hasNoMoreToSay) stop.request_stop();
         }
 
