@@ -30,25 +30,35 @@ function showFault(message) {
     results().replaceChildren(note);
 }
 
-/** Shows what the server finds for the address; an answer that another has overtaken is dropped. */
-async function show(address) {
+/** Makes the form say what that of another page says. */
+function copyForm(other) {
+    field.value = other.querySelector("#field").value;
+    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = other.querySelector(`[name=${box.name}]`).checked;
+    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
+    form.append(...other.querySelectorAll("[type=hidden]"));
+}
+
+/** Shows the page at the address; an answer that another has overtaken is dropped. */
+async function show(address, { alsoForm = false } = {}) {
     running.abort();
     running = new AbortController();
     const { signal } = running;
     results().setAttribute("aria-busy", "true");
     try {
-        const answer = await fetch(address, { signal, headers: { Accept: "text/html" } });
+        const answer = await fetch(address, { signal });
         const text = await answer.text();
         if (signal.aborted) return;
-        const fresh = new DOMParser().parseFromString(text, "text/html").getElementById("results");
+        const page = new DOMParser().parseFromString(text, "text/html");
+        const fresh = page.getElementById("results");
+        if (fresh && alsoForm) copyForm(page.getElementById("search"));
         if (fresh) results().replaceWith(fresh);
         else showFault(text.trim() || answer.statusText);
         announcement.textContent = document.getElementById("summary")?.textContent ?? "";
     } catch (error) {
-        if (error.name !== "AbortError") showFault("The server does not answer.");
-    } finally {
-        if (!signal.aborted) results().removeAttribute("aria-busy");
+        if (signal.aborted) return;
+        showFault("The server does not answer.");
     }
+    results().removeAttribute("aria-busy");
     refreshWhileIndexing();
 }
 
@@ -65,18 +75,6 @@ function search() {
 
 function settle() {
     isSettled = true;
-}
-
-/** Sets the form to what the address says: somebody went back or forward. */
-function restoreForm() {
-    const parameters = new URLSearchParams(location.search);
-    field.value = parameters.get("search") ?? "";
-    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = parameters.has(box.name);
-    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
-    for (const name of ["sort", "ascending", "within"]) {
-        if (!parameters.has(name)) continue;
-        form.append(Object.assign(document.createElement("input"), { type: "hidden", name, value: parameters.get(name) }));
-    }
 }
 
 let refresh = 0;
@@ -104,8 +102,7 @@ if (form) {
     field.addEventListener("blur", settle);
     addEventListener("popstate", () => {
         settle();
-        restoreForm();
-        show(location.href);
+        show(location.href, { alsoForm: true });
     });
     field.setSelectionRange(field.value.length, field.value.length);
     refreshWhileIndexing();
