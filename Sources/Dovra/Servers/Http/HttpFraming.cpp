@@ -93,27 +93,32 @@ std::optional<ByteRange> rangeAsked(const HttpRequestHead& asked, const HttpResp
     return rangeOf(*header, response.file->size());
 }
 
+HttpResponse partialResponse(const HttpRequest& request, const ByteRange& range, std::uint64_t size,
+                             HttpResponse whole) {
+    if (range.count == 0) {
+        HttpResponse refusal = errorResponse(request, 416, "Range Not Satisfiable", "The file is shorter.");
+        refusal.extraHeaders["Content-Range"] = fmt::format("bytes */{}", size);
+        return refusal;
+    }
+    whole.status = 206;
+    whole.statusText = "Partial Content";
+    whole.extraHeaders["Content-Range"] =
+        fmt::format("bytes {}-{}/{}", range.offset, range.offset + range.count - 1, size);
+    return whole;
+}
+
 }  // namespace
 
 HttpOutput framed(const HttpRequestHead& asked, HttpResponse response) {
     HttpOutput output;
     if (response.file) {
-        const std::uint64_t size = response.file->size();
-        output.count = size;
+        output.count = response.file->size();
         response.extraHeaders["Accept-Ranges"] = "bytes";
-        if (const auto range = rangeAsked(asked, response)) {
-            if (range->count == 0) {
-                response = errorResponse(asked.request, 416, "Range Not Satisfiable", "The file is shorter.");
-                response.extraHeaders["Content-Range"] = fmt::format("bytes */{}", size);
-            } else {
-                response.status = 206;
-                response.statusText = "Partial Content";
-                response.extraHeaders["Content-Range"] =
-                    fmt::format("bytes {}-{}/{}", range->offset, range->offset + range->count - 1, size);
-            }
-            output.offset = range->offset;
-            output.count = range->count;
-        }
+    }
+    if (const auto range = rangeAsked(asked, response)) {
+        response = partialResponse(asked.request, *range, output.count, std::move(response));
+        output.offset = range->offset;
+        output.count = range->count;
     }
     output.head = headText(response, response.file ? output.count : response.body.size());
     if (asked.request.method == "HEAD") return output;

@@ -105,7 +105,11 @@ public:
         const auto found =
             tcp::resolver(context_).resolve(address_.host, std::to_string(address_.port),
                                             tcp::resolver::passive | tcp::resolver::numeric_service, error);
-        if (!error) listen(found.begin()->endpoint(), error);
+        // A name may have addresses of a kind that this machine does not use.
+        for (auto entry = found.begin(); entry != found.end(); ++entry) {
+            listen(entry->endpoint(), error);
+            if (!error) break;
+        }
         if (error) return error.message();
         access_.emplace(address_.host, endpoint_.port(), address_.token);
         return std::nullopt;
@@ -176,6 +180,7 @@ private:
     };
 
     void listen(const tcp::endpoint& endpoint, Error& error) {
+        acceptor_ = tcp::acceptor(context_);
         acceptor_.open(endpoint.protocol(), error);
         if (!error) acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
         // What it accepts inherits that.

@@ -29,14 +29,15 @@ public:
         std::string token = {};          ///< what clients have to know; empty for nothing
     };
 
-    /// Where answers come from; all three are called on threads of the server's.
+    /// Where answers come from.
     struct Source {
         /// Brings what answers are made from up to date. Called before requests are answered, once for all
         /// that arrived meanwhile: each gets an answer that was begun after a call which began after it came.
         std::function<void()> refresh;
-        /// Whether a request may take long. At once called where connections wait: it must be quick.
+        /// Whether a request may take long. Called on the thread that serves, so it must be quick.
         std::function<bool(const HttpRequest&)> isSlow;
-        /// Several at once. Ends early when a stop is requested: nobody is left to take the answer.
+        /// Called on the pool, several at once. Ends early when a stop is requested: nobody is left to take
+        /// the answer.
         std::function<HttpResponse(const HttpRequest&, const std::stop_token&)> handle;
         /// Takes a message about a request that could not be answered because of a fault of ours.
         std::function<void(const std::string&)> report;
