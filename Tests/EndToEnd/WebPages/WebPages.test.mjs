@@ -95,6 +95,19 @@ describe("the web pages", { skip }, () => {
         await page.getByRole("alert").filter({ hasText: "no valid regular expression" }).waitFor();
     });
 
+    test("says that an answer takes its time, and stops it", async () => {
+        const page = await open("/");
+        await page.route("**/?search=slow", () => {});
+        await page.keyboard.type("slow");
+        await page.getByText("Escape stops it").waitFor();
+        await page.keyboard.press("Escape");
+        await page.getByText("Stopped.").waitFor();
+        assert.equal(await field(page).inputValue(), "slow");
+        await page.keyboard.press("Control+A");
+        await page.keyboard.type("report.");
+        await listed(page, ["report.txt"]);
+    });
+
     test("goes back and forward through what was searched", async () => {
         const page = await open("/");
         await page.keyboard.type("report-");

@@ -2,6 +2,8 @@
 
 /** How long the field rests before it is searched for. */
 const debounceMilliseconds = 120;
+/** From when on one is told that the answer takes its time. */
+const patienceMilliseconds = 800;
 /** How often a page is made anew while the index grows. */
 const refreshMilliseconds = 2000;
 
@@ -24,10 +26,14 @@ function formAddress() {
     return parameters.size > 0 ? `/?${parameters}` : "/";
 }
 
+function note(className, role, text) {
+    const made = Object.assign(document.createElement("p"), { className, textContent: text });
+    made.setAttribute("role", role);
+    return made;
+}
+
 function showFault(message) {
-    const note = Object.assign(document.createElement("p"), { className: "fault", textContent: message });
-    note.role = "alert";
-    results().replaceChildren(note);
+    results().replaceChildren(note("fault", "alert", message));
 }
 
 /** Makes the form say what that of another page says. */
@@ -44,6 +50,9 @@ async function show(address, { alsoForm = false } = {}) {
     running = new AbortController();
     const { signal } = running;
     results().setAttribute("aria-busy", "true");
+    const patience = setTimeout(() => {
+        if (!signal.aborted) results().prepend(note("note", "status", "Files are being read for this. Escape stops it."));
+    }, patienceMilliseconds);
     try {
         const answer = await fetch(address, { signal });
         const text = await answer.text();
@@ -57,6 +66,8 @@ async function show(address, { alsoForm = false } = {}) {
     } catch (error) {
         if (signal.aborted) return;
         showFault("The server does not answer.");
+    } finally {
+        clearTimeout(patience);
     }
     results().removeAttribute("aria-busy");
     refreshWhileIndexing();
@@ -71,6 +82,15 @@ function search() {
         isSettled = false;
     }
     show(address);
+}
+
+/** Ends the search that runs, if one does; whether it did. */
+function stopSearch() {
+    if (!results()?.hasAttribute("aria-busy")) return false;
+    running.abort();
+    results().removeAttribute("aria-busy");
+    showFault("Stopped.");
+    return true;
 }
 
 function settle() {
@@ -139,6 +159,7 @@ const keys = {
     ArrowDown: () => move(1),
     ArrowUp: () => move(-1),
     Escape: () => {
+        if (stopSearch()) return;
         if (help?.open) toggleHelp();
         else field?.focus();
     },
@@ -152,6 +173,6 @@ addEventListener("keydown", (event) => {
     if (isTyping && event.key === "ArrowUp") return;
     const act = keys[event.key];
     if (!act) return;
-    if (!(isTyping && event.key === "Escape")) event.preventDefault();
+    event.preventDefault();
     act();
 });
