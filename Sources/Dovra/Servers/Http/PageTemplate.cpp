@@ -17,7 +17,7 @@ mustache::data dataOf(const JSONValue& value);
 mustache::data objectData(const JSONObject& object) {
     mustache::data data;
     for (const auto& [key, value] : object.members())
-        data.set(key, dataOf(value));
+        data[key] = dataOf(value);
     return data;
 }
 
@@ -33,9 +33,9 @@ mustache::data dataOf(const JSONValue& value) {
     if (const double* number = value.floating()) return fmt::format("{:.3f}", *number);
     const JSONValue::Array* array = value.array();
     if (array == nullptr) return mustache::data::type::bool_false;
-    mustache::data list(mustache::data::type::list);
+    mustache::list list;
     for (const JSONValue& element : *array)
-        list << dataOf(element);
+        list.push_back(dataOf(element));
     return list;
 }
 

@@ -26,7 +26,7 @@ SearchParameters recentChanges(double now) {
     constexpr std::int64_t fewRows = 20;
     const std::time_t since = static_cast<std::time_t>(now) - week;
     SearchParameters recent;
-    recent.text = fmt::format("file: !/. dm:>={:%Y-%m-%d}", fmt::localtime(since));
+    recent.text = fmt::format("dm:>={:%Y-%m-%d} file: !/.", fmt::localtime(since));
     recent.sort = {.key = SortSpec::Key::modified, .ascending = false};
     recent.count = fewRows;
     return recent;

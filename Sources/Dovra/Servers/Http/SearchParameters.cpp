@@ -6,6 +6,7 @@
 
 #include "Index/FileIndex.hpp"
 #include "Query/RegularExpression.hpp"
+#include "Servers/Http/HttpRequestHead.hpp"
 #include "Servers/Http/ParameterReader.hpp"
 #include "Servers/Http/UrlText.hpp"
 
@@ -68,6 +69,9 @@ SearchParameters SearchParameters::read(const HttpParameters& parameters) {
         read.*option.flag = reader.flag(option.name);
     read.findsDuplicates = read.findsDuplicates || reader.flag("duplicates");
     read.within = reader.text("within");
+    // From a form, which can hold well-formed text only.
+    if (read.within.empty())
+        read.within = percentDecoded(reader.text("within_encoded")).value_or(std::string());
     read.sort = {.key = readSortKey(reader), .ascending = reader.flag("ascending", true)};
     read.offset = reader.number("offset", {.usual = 0, .least = 0, .most = FileIndex::maxEntries});
     read.count = reader.number("count", {.usual = usualCount, .least = 1, .most = mostRows});

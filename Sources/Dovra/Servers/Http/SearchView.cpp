@@ -56,7 +56,7 @@ JSONValue::Array keptList(const SearchParameters& parameters) {
     if (parameters.sort.key != SortSpec::Key::name)
         keep("sort", std::ranges::find(sortColumns(), parameters.sort.key, &SortColumn::key)->word);
     if (!parameters.sort.ascending) keep("ascending", "0");
-    if (!parameters.within.empty()) keep("within", repairUtf8(parameters.within));
+    if (!parameters.within.empty()) keep("within_encoded", percentEncoded(parameters.within));
     return list;
 }
 

@@ -44,27 +44,20 @@ void layRow(std::span<const double> areas, TreemapBox& free, std::vector<Treemap
 
 }  // namespace
 
-std::vector<TreemapBox> treemap(std::span<const double> values, double ratio) {
-    constexpr double whole = 100;
+std::vector<TreemapBox> treemap(std::span<const double> values, const TreemapBox& frame) {
     const double sum = std::accumulate(values.begin(), values.end(), 0.0);
     std::vector<double> areas;
     for (const double value : values)
-        areas.push_back(value / sum * whole * whole * ratio);
+        areas.push_back(value / sum * frame.width * frame.height);
     std::vector<TreemapBox> boxes;
-    TreemapBox free{0, 0, whole * ratio, whole};
+    TreemapBox free = frame;
     for (std::span<const double> left(areas); !left.empty();) {
-        if (left.front() <= 0 || free.width <= 0 || free.height <= 0) {
-            boxes.resize(areas.size());  // what has no area has no place either
-            break;
-        }
+        if (left.front() <= 0 || free.width <= 0 || free.height <= 0) break;
         const std::size_t length = rowLength(left, std::min(free.width, free.height));
         layRow(left.first(length), free, boxes);
         left = left.subspan(length);
     }
-    for (TreemapBox& box : boxes) {
-        box.x /= ratio;
-        box.width /= ratio;
-    }
+    boxes.resize(areas.size());  // what has no area has no place either
     return boxes;
 }
 

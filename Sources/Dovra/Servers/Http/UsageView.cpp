@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
 #include <utility>
 
 #include "Base/ByteCount.hpp"
@@ -15,8 +16,10 @@ namespace dovra {
 
 namespace {
 
-/// As wide as high, in a window of the usual width.
-constexpr double pictureRatio = 2.2;
+/// The picture's size in units of its own; it is drawn as wide as the page.
+constexpr TreemapBox picture{.x = 0, .y = 0, .width = 1000, .height = 400};
+constexpr double headingHeight = 20;
+constexpr double margin = 3;
 constexpr std::size_t tones = 6;
 
 std::string lastPart(std::string_view path) {
@@ -43,40 +46,71 @@ JSONValue::Array crumbList(const std::string& root, std::string path) {
     return list;
 }
 
-/// One level of the picture. What lies in a box is drawn by the same rule.
-JSONValue::Array boxList(const std::vector<UsageTree>& folders, std::uint64_t whole, bool isInner) {
-    std::vector<double> shares;
+struct FolderBox {
+    const UsageTree* folder;
+    TreemapBox area;
+};
+
+/// The boxes of the folders in a frame that stands for `whole` bytes. Files that lie beside them, and folders
+/// that are too many, leave their space empty.
+std::vector<FolderBox> folderBoxes(const std::vector<UsageTree>& folders, std::uint64_t whole,
+                                   const TreemapBox& frame) {
+    std::vector<double> values;
     std::uint64_t shown = 0;
     for (const UsageTree& folder : folders) {
-        shares.push_back(static_cast<double>(folder.usage.totalBytes));
+        values.push_back(static_cast<double>(folder.usage.totalBytes));
         shown += folder.usage.totalBytes;
     }
     if (shown == 0) return {};
-    // Files right in the folder, and the folders that are too many, leave their space empty.
-    if (whole > shown) shares.push_back(static_cast<double>(whole - shown));
-    const bool hasRest = shares.size() > folders.size();
-    if (hasRest) std::ranges::sort(shares, std::greater{});
-    const std::vector<TreemapBox> boxes = treemap(shares, pictureRatio);
+    const auto rest = static_cast<double>(whole - shown);
+    const auto place = std::ranges::upper_bound(values, rest, std::greater{}) - values.begin();
+    values.insert(values.begin() + place, rest);
+    std::vector<TreemapBox> areas = treemap(values, frame);
+    areas.erase(areas.begin() + place);
+    std::vector<FolderBox> boxes;
+    for (std::size_t i = 0; i < folders.size(); ++i)
+        boxes.push_back({&folders[i], areas[i]});
+    return boxes;
+}
+
+/// What is left of a box below its heading.
+TreemapBox innerFrame(const TreemapBox& box) {
+    return {.x = box.x + margin,
+            .y = box.y + headingHeight,
+            .width = std::max(box.width - 2 * margin, 0.0),
+            .height = std::max(box.height - headingHeight - margin, 0.0)};
+}
+
+ViewMembers boxView(const FolderBox& box) {
+    const DirUsage& usage = box.folder->usage;
+    const bool hasRoom = box.area.width >= 28 && box.area.height >= 15;
+    return {{"x", box.area.x},
+            {"y", box.area.y},
+            {"width", box.area.width},
+            {"height", box.area.height},
+            {"boxName", lastPart(usage.path)},
+            {"hasRoom", hasRoom},
+            {"boxSize", byteCountText(usage.totalBytes)},
+            {"boxLink", usageLink(usage.path)}};
+}
+
+/// Boxes that would be mere lines are left out.
+bool isVisible(const FolderBox& box) {
+    return box.area.width >= 4 && box.area.height >= 4;
+}
+
+JSONValue::Array boxList(const UsagePage& page) {
     JSONValue::Array list;
-    std::size_t place = 0;
-    bool restIsLeftOut = !hasRest;
-    for (std::size_t i = 0; i < folders.size(); ++i, ++place) {
-        const DirUsage& usage = folders[i].usage;
-        if (!restIsLeftOut && whole - shown > usage.totalBytes) {
-            restIsLeftOut = true;
-            ++place;
+    for (const FolderBox& box : folderBoxes(page.largest, page.folder->totalBytes, picture)) {
+        if (!isVisible(box)) continue;
+        JSONValue::Array inner;
+        for (const FolderBox& innerBox :
+             folderBoxes(box.folder->folders, box.folder->usage.totalBytes, innerFrame(box.area))) {
+            if (isVisible(innerBox)) inner.push_back(JSONObject(boxView(innerBox)));
         }
-        ViewMembers view = {{"x", boxes[place].x},
-                            {"y", boxes[place].y},
-                            {"width", boxes[place].width},
-                            {"height", boxes[place].height},
-                            {"boxName", lastPart(usage.path)},
-                            {"boxSize", byteCountText(usage.totalBytes)},
-                            {"boxLink", usageLink(usage.path)}};
-        if (!isInner) {
-            view.push_back({"tone", std::min(i, tones - 1)});
-            view.push_back({"innerBoxes", boxList(folders[i].folders, usage.totalBytes, true)});
-        }
+        ViewMembers view = boxView(box);
+        view.push_back({"tone", std::min(list.size(), tones - 1)});
+        view.push_back({"innerBoxes", std::move(inner)});
         list.push_back(JSONObject(std::move(view)));
     }
     return list;
@@ -128,7 +162,7 @@ void addFolder(ViewMembers& view, const UsagePage& page) {
     UsageParameters other = page.parameters;
     other.offset = 0;
     other.isRecursive = !other.isRecursive;
-    JSONValue::Array boxes = boxList(page.largest, folder.totalBytes, false);
+    JSONValue::Array boxes = boxList(page);
     ViewMembers whole = {{"size", byteCountText(folder.totalBytes)},
                          {"files", grouped(folder.fileCount)},
                          {"own", page.ownBytes > 0 ? byteCountText(page.ownBytes) : std::string()},

@@ -2,6 +2,8 @@
 
 /** How long the field rests before it is searched for. */
 const debounceMilliseconds = 120;
+/** From when on one is told that the answer takes its time. */
+const patienceMilliseconds = 800;
 /** How often a page is made anew while the index grows. */
 const refreshMilliseconds = 2000;
 
@@ -24,31 +26,50 @@ function formAddress() {
     return parameters.size > 0 ? `/?${parameters}` : "/";
 }
 
-function showFault(message) {
-    const note = Object.assign(document.createElement("p"), { className: "fault", textContent: message });
-    note.role = "alert";
-    results().replaceChildren(note);
+function note(className, role, text) {
+    const made = Object.assign(document.createElement("p"), { className, textContent: text });
+    made.setAttribute("role", role);
+    return made;
 }
 
-/** Shows what the server finds for the address; an answer that another has overtaken is dropped. */
-async function show(address) {
+function showFault(message) {
+    results().replaceChildren(note("fault", "alert", message));
+}
+
+/** Makes the form say what that of another page says. */
+function copyForm(other) {
+    field.value = other.querySelector("#field").value;
+    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = other.querySelector(`[name=${box.name}]`).checked;
+    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
+    form.append(...other.querySelectorAll("[type=hidden]"));
+}
+
+/** Shows the page at the address; an answer that another has overtaken is dropped. */
+async function show(address, { alsoForm = false } = {}) {
     running.abort();
     running = new AbortController();
     const { signal } = running;
     results().setAttribute("aria-busy", "true");
+    const patience = setTimeout(() => {
+        if (!signal.aborted) results().prepend(note("note", "status", "Files are being read for this. Escape stops it."));
+    }, patienceMilliseconds);
     try {
-        const answer = await fetch(address, { signal, headers: { Accept: "text/html" } });
+        const answer = await fetch(address, { signal });
         const text = await answer.text();
         if (signal.aborted) return;
-        const fresh = new DOMParser().parseFromString(text, "text/html").getElementById("results");
+        const page = new DOMParser().parseFromString(text, "text/html");
+        const fresh = page.getElementById("results");
+        if (fresh && alsoForm) copyForm(page.getElementById("search"));
         if (fresh) results().replaceWith(fresh);
         else showFault(text.trim() || answer.statusText);
         announcement.textContent = document.getElementById("summary")?.textContent ?? "";
     } catch (error) {
-        if (error.name !== "AbortError") showFault("The server does not answer.");
+        if (signal.aborted) return;
+        showFault("The server does not answer.");
     } finally {
-        if (!signal.aborted) results().removeAttribute("aria-busy");
+        clearTimeout(patience);
     }
+    results().removeAttribute("aria-busy");
     refreshWhileIndexing();
 }
 
@@ -63,20 +84,17 @@ function search() {
     show(address);
 }
 
-function settle() {
-    isSettled = true;
+/** Ends the search that runs, if one does; whether it did. */
+function stopSearch() {
+    if (!results()?.hasAttribute("aria-busy")) return false;
+    running.abort();
+    results().removeAttribute("aria-busy");
+    showFault("Stopped.");
+    return true;
 }
 
-/** Sets the form to what the address says: somebody went back or forward. */
-function restoreForm() {
-    const parameters = new URLSearchParams(location.search);
-    field.value = parameters.get("search") ?? "";
-    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = parameters.has(box.name);
-    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
-    for (const name of ["sort", "ascending", "within"]) {
-        if (!parameters.has(name)) continue;
-        form.append(Object.assign(document.createElement("input"), { type: "hidden", name, value: parameters.get(name) }));
-    }
+function settle() {
+    isSettled = true;
 }
 
 let refresh = 0;
@@ -104,8 +122,7 @@ if (form) {
     field.addEventListener("blur", settle);
     addEventListener("popstate", () => {
         settle();
-        restoreForm();
-        show(location.href);
+        show(location.href, { alsoForm: true });
     });
     field.setSelectionRange(field.value.length, field.value.length);
     refreshWhileIndexing();
@@ -142,6 +159,7 @@ const keys = {
     ArrowDown: () => move(1),
     ArrowUp: () => move(-1),
     Escape: () => {
+        if (stopSearch()) return;
         if (help?.open) toggleHelp();
         else field?.focus();
     },
@@ -155,6 +173,6 @@ addEventListener("keydown", (event) => {
     if (isTyping && event.key === "ArrowUp") return;
     const act = keys[event.key];
     if (!act) return;
-    if (!(isTyping && event.key === "Escape")) event.preventDefault();
+    event.preventDefault();
     act();
 });
