@@ -14,6 +14,7 @@
 #include <asio/use_awaitable.hpp>
 #include <asio/write.hpp>
 #include <atomic>
+#include <exception>
 #include <fmt/format.h>
 #include <list>
 #include <string_view>
@@ -45,8 +46,8 @@ constexpr std::size_t chunkBytes = std::size_t{256} * 1024;
 /// take nothing for longer than it may.
 constexpr int sendBufferBytes = 256 * 1024;
 
-/// In which a client, even a distant one, has sent its head, if that is what it connected for; and when most
-/// of the others say nothing, so that there are more to come.
+/// How long a client is given to begin when others wait for its place: enough for a distant one, and less
+/// when most of the others say nothing either, as in a flood of such connections.
 constexpr auto graceTime = 200ms;
 constexpr auto hurriedGraceTime = 50ms;
 
@@ -55,6 +56,12 @@ constexpr auto never = Clock::time_point::max();
 /// The way to go on when an operation has ended, with `error` instead of an exception.
 auto noting(Error& error) {
     return asio::redirect_error(asio::use_awaitable, error);
+}
+
+/// Ends a coroutine without which there is no server: a fault in it is one of `run`. What fails for one
+/// client is over with its connection.
+void endWithFault(const std::exception_ptr& fault) {
+    if (fault) std::rethrow_exception(fault);
 }
 
 /// Work on another thread, as a coroutine.
@@ -131,8 +138,8 @@ public:
 
     void run() {
         pool_.emplace(limits_.threads);
-        asio::co_spawn(context_, acceptAll(), asio::detached);
-        asio::co_spawn(context_, keepDeadlines(), asio::detached);
+        asio::co_spawn(context_, acceptAll(), endWithFault);
+        asio::co_spawn(context_, keepDeadlines(), endWithFault);
         context_.run();
         setEnded();
         pool_->join();
