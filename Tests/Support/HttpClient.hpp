@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <netinet/in.h>
 #include <stdexcept>
@@ -42,13 +43,13 @@ public:
         ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
         sockaddr unspecified{};
         unspecified.sa_family = AF_UNSPEC;
-        ::connect(socket_, &unspecified, sizeof unspecified);
+        (void)::connect(socket_, &unspecified, sizeof unspecified);
     }
 
     /// All that comes until the server closes; "timeout" behind it when it does not.
     std::string receive() const {
         std::string all;
-        std::array<char, 65536> part;
+        std::array<char, 65536> part{};
         for (;;) {
             const ssize_t count = ::recv(socket_, part.data(), part.size(), 0);
             if (count < 0 && (errno == EAGAIN || errno == EINTR)) return all + "timeout";

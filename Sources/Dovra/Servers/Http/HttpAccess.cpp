@@ -52,10 +52,11 @@ HttpAccess::HttpAccess(std::string boundHost, std::uint16_t port, std::string to
 std::optional<HttpResponse> HttpAccess::answerInstead(const HttpRequestHead& head) const {
     // A client that names no host is no browser.
     const auto host = head.header("host");
-    if (host && !isOurHost(*host))
+    if (host && !isOurHost(*host)) {
         return forbidden(
             head,
             "This server does not go by that name. Use its address, or start it with --host and the name.");
+    }
     if (isForeignOrigin(head) || isAskedByForeignPage(head))
         return forbidden(head, "Pages of other servers may not ask this one.");
     if (token_.empty()) return std::nullopt;

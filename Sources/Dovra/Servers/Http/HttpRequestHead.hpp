@@ -20,10 +20,10 @@ struct HttpRequestHead {
     std::optional<std::string_view> header(std::string_view name) const;
 };
 
-/// Reads a head without the empty line at its end. Absent when it is not UTF-8 or does not begin with a
-/// method and a target; other faults only leave out what they touch. Takes time in proportion to the head's
-/// length.
-std::optional<HttpRequestHead> parseRequestHead(std::string_view head);
+/// Reads the text of a head without the empty line at its end. Absent when it is not UTF-8 or does not begin
+/// with a method and a target; other faults only leave out what they touch. Takes time in proportion to the
+/// head's length.
+std::optional<HttpRequestHead> parseRequestHead(std::string_view text);
 
 /// Every "%" and two hexadecimal digits become the byte that they stand for; absent when a "%" stands alone.
 std::optional<std::string> percentDecoded(std::string_view text);
