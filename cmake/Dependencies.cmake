@@ -19,12 +19,10 @@ find_package(nlohmann_json REQUIRED)
 find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
 add_library(dovra_asio INTERFACE)
 target_include_directories(dovra_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
-target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+# This version looks for Clang's coroutines, which ./lint needs, where they were before they became standard.
+target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED
+    ASIO_HAS_CO_AWAIT ASIO_HAS_STD_COROUTINE)
 target_link_libraries(dovra_asio INTERFACE Threads::Threads)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # This version looks for Clang's coroutines where they were before they became standard.
-    target_compile_definitions(dovra_asio INTERFACE ASIO_HAS_CO_AWAIT ASIO_HAS_STD_COROUTINE)
-endif()
 if(DOVRA_SANITIZE MATCHES "thread")
     # The sanitizer does not know fences. Handlers are passed on under a mutex, which it does.
     target_compile_definitions(dovra_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)

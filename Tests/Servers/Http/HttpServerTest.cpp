@@ -1,4 +1,4 @@
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -91,7 +91,7 @@ HttpResponse fileResponse(const std::string& path) {
 }
 
 TEST(HttpServer, AnswersWholeHeadsAndDropsOthers) {
-    const RunningServer server;
+    const RunningServer server({.headTime = 60s, .threads = 4});
     const std::string get = server.ask("GET /a%20b%?x HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(get, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 11\r\n"));
     EXPECT_THAT(get, EndsWith("\r\nConnection: close\r\n\r\nGET /a%20b%"));
@@ -158,14 +158,21 @@ TEST(HttpServer, AnswersSomeWhileOthersDoNotComeToThePoint) {
 }
 
 TEST(HttpServer, HasMoreConnectionsWait) {
-    RunningServer server({.connections = 2, .threads = 4});
-    const HttpClient first(server.port(), slowRequest);
-    const HttpClient second(server.port(), slowRequest);
-    ASSERT_TRUE(waitUntil([&] { return server.running == 2; }));
-    const HttpClient third(server.port(), plainRequest);
-    server.release = true;
-    for (const HttpClient* client : {&first, &second, &third})
-        EXPECT_THAT(client->receive(), HasSubstr("GET /"));
+    RunningServer server({.connections = 8, .threads = 32});
+    std::atomic<int> inside = 0;
+    std::atomic<int> most = 0;
+    server.answer = [&](const HttpRequest&) {
+        most = std::max<int>(most, ++inside);
+        std::this_thread::sleep_for(5ms);
+        --inside;
+        return HttpResponse{};
+    };
+    std::list<HttpClient> clients;
+    for (int i = 0; i < 64; ++i)
+        clients.emplace_back(server.port(), plainRequest);
+    for (const HttpClient& client : clients)
+        EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_LE(most, 8);
 }
 
 TEST(HttpServer, LosesPatience) {

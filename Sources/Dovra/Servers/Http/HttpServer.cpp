@@ -45,6 +45,11 @@ constexpr std::size_t chunkBytes = std::size_t{256} * 1024;
 /// take nothing for longer than it may.
 constexpr int sendBufferBytes = 256 * 1024;
 
+/// In which a client, even a distant one, has sent its head, if that is what it connected for; and when most
+/// of the others say nothing, so that there are more to come.
+constexpr auto graceTime = 200ms;
+constexpr auto hurriedGraceTime = 50ms;
+
 constexpr auto never = Clock::time_point::max();
 
 /// The way to go on when an operation has ended, with `error` instead of an exception.
@@ -160,12 +165,13 @@ private:
         /// From now on only the client is waited for, until then.
         void waitForClient(std::chrono::milliseconds time) {
             isWaiting = true;
-            deadline = Clock::now() + time;
+            waitingSince = Clock::now();
+            deadline = waitingSince + time;
         }
 
         /// Slow work is for a client that is still there. One that has only said all that it has to say looks
         /// like one that has gone, and gets its answer when that is made at once.
-        void stopIfInVain() {
+        void stopIfInVain() const {
             if (isSlow && hasNoMoreToSay) stop.request_stop();
         }
 
@@ -173,6 +179,7 @@ private:
         tcp::socket socket;
         const std::list<Connection*>::iterator place;
         bool isWaiting = false;  ///< for the client, with nothing to lose but its head
+        Clock::time_point waitingSince = never;
         Clock::time_point deadline = never;
         bool isSlow = false;
         bool hasNoMoreToSay = false;
@@ -196,8 +203,8 @@ private:
             if (connections_.size() >= limits_.connections) {
                 co_await acceptor_.async_wait(tcp::acceptor::wait_read, noting(error));
                 if (isEnding_ || connections_.size() < limits_.connections) continue;
-                makeRoom();
-                co_await roomChanged_.wait();
+                roomChanged_.expires_at(makeRoom());
+                co_await roomChanged_.async_wait(noting(error));
                 continue;
             }
             tcp::socket socket(context_);
@@ -212,18 +219,27 @@ private:
         }
     }
 
-    /// Has the one go whose time to be waited for ends first; it is not gone before its coroutines have
-    /// noticed.
-    void makeRoom() {
-        const auto oldest = std::ranges::min_element(connections_, {}, [](const Connection* connection) {
-            return connection->isWaiting ? connection->deadline : never;
+    /// Has the one go that has waited longest for its client, or tells when that may be: its head could be on
+    /// the way. It is not gone before its coroutines have noticed.
+    Clock::time_point makeRoom() {
+        const auto isWaiting = [](const Connection* connection) { return connection->isWaiting; };
+        const auto waiting = static_cast<std::size_t>(std::ranges::count_if(connections_, isWaiting));
+        if (waiting == 0) return never;
+        const auto longest = std::ranges::min_element(connections_, {}, [](const Connection* connection) {
+            return connection->isWaiting ? connection->waitingSince : never;
         });
-        if ((*oldest)->isWaiting) (*oldest)->abandon();
+        const auto next =
+            (*longest)->waitingSince + (waiting < limits_.connections / 2 ? graceTime : hurriedGraceTime);
+        if (Clock::now() < next) return next;
+        Error error;
+        if ((*longest)->socket.available(error) > 0) return Clock::now() + 1ms;
+        (*longest)->abandon();
+        return never;
     }
 
     void forget(std::list<Connection*>::iterator place) {
         connections_.erase(place);
-        roomChanged_.notify();
+        roomChanged_.cancel();
         if (isEnding_) deadlineTimer_.cancel();
     }
 
@@ -289,7 +305,7 @@ private:
         Error ignored;
         connection->socket.shutdown(tcp::socket::shutdown_send, ignored);
         connection->waitForClient(limits_.closingTime);
-        roomChanged_.notify();
+        roomChanged_.cancel();
         if (isEnding_) connection->abandon();
     }
 
@@ -404,7 +420,7 @@ private:
         for (Connection* connection : connections_) {
             if (connection->isWaiting) connection->abandon();
         }
-        roomChanged_.notify();
+        roomChanged_.cancel();
         deadlineTimer_.cancel();
     }
 
@@ -423,7 +439,7 @@ private:
     tcp::acceptor acceptor_{context_};
     tcp::endpoint endpoint_;
     asio::steady_timer deadlineTimer_{context_};
-    Signal roomChanged_{context_};  ///< a connection has gone, or waits from now on
+    asio::steady_timer roomChanged_{context_};  ///< cancelled when a connection has gone, or one more may
     std::list<Connection*> connections_;
     std::array<char, readBytes> received_{};
     bool isEnding_ = false;
