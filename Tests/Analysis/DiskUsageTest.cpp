@@ -124,6 +124,11 @@ TEST(FolderUsage, IsThatOfTheFoldersAsTheyAreNow) {
     EXPECT_TRUE(std::ranges::is_sorted(top.folders, std::greater{},
                                        [](const UsageTree& folder) { return folder.usage.totalBytes; }));
     EXPECT_TRUE(top.folders.front().folders.empty());
+    {
+        const WriteGuard guard(index->rwlock);
+        index->forgetContentsLocked(*index->directoriesLocked().find(top.folders.front().usage.path));
+    }
+    EXPECT_EQ(usage.tree("/", 1)->folders.size(), top.folders.size() - 1) << "as if it could not be listed";
 }
 
 TEST(DiskUsageDeathTest, OverflowEndsTheProcess) {

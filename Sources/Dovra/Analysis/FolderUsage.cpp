@@ -46,10 +46,10 @@ UsageTree FolderUsage::treeLocked(DirIndex folder, const std::string& path, int 
     index_.entriesByDirLocked().forEach(folder, [&](EntryId id) {
         const FileEntry& entry = index_.entriesLocked()[static_cast<std::size_t>(id)];
         if (entry.isTombstone() || !entry.isFolder()) return;
-        const std::string inner = joinPath(path, index_.nameLocked(entry));
         const auto contents = index_.contentsOfLocked(entry);
-        tree.folders.push_back(contents ? treeLocked(*contents, inner, levels - 1, sums)
-                                        : UsageTree{.usage = {inner, 0, 0}, .folders = {}});
+        if (!contents) return;
+        const std::string inner = joinPath(path, index_.nameLocked(entry));
+        tree.folders.push_back(treeLocked(*contents, inner, levels - 1, sums));
     });
     std::ranges::stable_sort(tree.folders, std::greater{},
                              [](const UsageTree& inner) { return inner.usage.totalBytes; });

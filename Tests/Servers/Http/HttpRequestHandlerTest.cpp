@@ -196,6 +196,7 @@ TEST_F(Site, EveryLinkLeadsSomewhereWhateverTheNames) {
     for (std::size_t first = 0; first < everyByte.size(); first += 50)
         tree_.write(fmt::format("x{0}/{0}", everyByte.substr(first, 50)), "text");
     tree_.write("<script>alert(1)</script>/\"' onload=x {{root}} &amp;", "text");
+    std::filesystem::create_symlink("nowhere", tree_.path("link"));
     scan({.allowsDownload = true, .savedSearches = [] {
               return std::vector<SavedSearch>{{"<b>", "size:<1mb \"a b\""}};
           }});

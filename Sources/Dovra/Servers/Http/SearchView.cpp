@@ -130,7 +130,8 @@ void addSize(ViewMembers& view, const SearchRow& row) {
 std::string nameLink(const PageContext& context, const SearchRow& row) {
     const std::string path = joinPath(row.file.path, row.file.name);
     if (row.file.isDir) return row.contents ? usageLink(path) : std::string();
-    return context.allowsDownload ? Link("/download").with("path", path).text() : std::string();
+    const bool isOffered = context.allowsDownload && !row.file.isSymbolicLink;
+    return isOffered ? Link("/download").with("path", path).text() : std::string();
 }
 
 JSONValue rowView(const PageContext& context, const SearchRow& row) {
