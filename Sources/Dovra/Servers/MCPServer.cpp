@@ -8,10 +8,9 @@
 #include "Base/Format.hpp"
 #include "Base/Print.hpp"
 #include "Base/Utf8.hpp"
-#include "Platform/OpenFolder.hpp"
-#include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Platform/TerminationHandler.hpp"
+#include "Servers/ServerOptions.hpp"
 #include "Services/AppServices.hpp"
 
 namespace dovra {
@@ -166,35 +165,6 @@ void printBanner(const IndexService& service) {
                isTerminal(StandardStream::error) ? visibleText(root) : root);
 }
 
-struct ServerOptions {
-    std::string root = "/";
-    bool usesTrigram = false;
-};
-
-std::vector<Option> serverOptionTable(ServerOptions& options) {
-    return {
-        {{"--in", "-i"},
-         "folder",
-         "serve what lies below this folder (default: /)",
-         [&](const std::string& value) {
-             options.root = standardizedPath(value).value_or("");
-             return true;
-         }},
-        {{"--trigram"},
-         {},
-         "build a trigram index too: faster regular expressions for twice the memory",
-         sets(options.usesTrigram, true)},
-    };
-}
-
-AppServices::Options serviceOptions(const ServerOptions& options) {
-    AppServices::Options service;
-    service.root = options.root;
-    service.usesTrigram = options.usesTrigram;
-    service.report = [](const std::string& message) { printError("dovra: {}\n", message); };
-    return service;
-}
-
 int printServerHelp(std::span<const Option> table) {
     printOutput(
         "usage: dovra --mcp [options]\n\n"
@@ -238,10 +208,7 @@ int MCPCLI::run(Arguments args) {
     const ParsedArguments parsed = parseOptions(args, table);
     if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);
     if (!parsed.others.empty()) return reportMisuse("--mcp", noSuchOption(parsed.others.front()));
-    if (options.root.empty())
-        return reportMisuse("--mcp", "there is no such folder, or no current folder to look from");
-    if (!OpenFolder::open(options.root))
-        printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
+    if (const auto fault = faultOf(options)) return reportMisuse("--mcp", *fault);
     // A client that reads no messages may close standard error; the end of standard output is found when a
     // reply is written, and then what is to be saved is saved.
     ignoreClosedPipes();
