@@ -29,8 +29,8 @@ public:
     /// In the order of the paths; absent for one that is no listed folder.
     std::vector<std::optional<FolderSum>> sumsOf(std::span<const std::string> paths) const;
 
-    /// The folder at `path`, so many levels deep, without those that were never listed; absent when there is no
-    /// such folder.
+    /// The folder at `path`, so many levels deep, without those that were never listed; absent when there is
+    /// no such folder.
     std::optional<UsageTree> tree(std::string_view path, int levels) const;
 
 private:
