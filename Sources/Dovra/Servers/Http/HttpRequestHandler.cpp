@@ -132,10 +132,11 @@ HttpResponse HttpRequestHandler::answerUsage(const HttpRequest& request, const s
     const PageContext context = makeContext(stop);
     const UsagePage page = makeUsagePage(context, UsageParameters::read(request.query));
     if (page.parameters.fault) return faultResponse(request, badRequest, *page.parameters.fault);
-    if (!page.folder && !page.parameters.path.empty())
+    if (!page.folder && !page.parameters.path.empty()) {
         return faultResponse(request, notFound,
                              fmt::format("\"{}\" is no folder in the index, which holds what lies below {}.",
                                          page.parameters.path, context.state.root));
+    }
     if (page.parameters.wantsJson) return jsonResponse(usageJSON(page));
     return htmlResponse(ok, "usage", usageView(page));
 }
@@ -147,10 +148,11 @@ std::optional<HttpFile> HttpRequestHandler::heldFile(const std::string& path) co
 }
 
 HttpResponse HttpRequestHandler::answerDownload(const HttpRequest& request) const {
-    if (!options_.allowsDownload)
+    if (!options_.allowsDownload) {
         return errorResponse(
             request, 403, "Forbidden",
             "File download is disabled. Start the server with --allow-download to enable it.");
+    }
     const std::string path = ParameterReader(request.query).text("path");
     auto file = heldFile(path);
     if (!file) return faultResponse(request, notFound, fmt::format("\"{}\" is no file in the index.", path));

@@ -38,11 +38,12 @@ std::string searchLink(std::string_view text) {
 
 JSONValue::Array optionList(const SearchParameters& parameters) {
     JSONValue::Array list;
-    for (const SearchOption& option : searchOptions())
+    for (const SearchOption& option : searchOptions()) {
         list.push_back(JSONObject{{"name", option.name},
                                   {"label", option.label},
                                   {"explanation", option.explanation},
                                   {"isOn", parameters.*option.flag}});
+    }
     return list;
 }
 
@@ -69,9 +70,10 @@ JSONValue::Array queryLanguage() {
         rows.push_back(formRow(form.example, form.meaning));
     for (const QueryKeyInfo& key : queryKeys())
         rows.push_back(formRow(key.example, key.meaning));
-    for (const FileKind& kind : Macros::kinds())
+    for (const FileKind& kind : Macros::kinds()) {
         rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
                                fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
+    }
     return rows;
 }
 
@@ -90,16 +92,17 @@ JSONValue::Array columnList(const SearchPage& page) {
             view.push_back({"direction", isAscending ? "ascending" : "descending"});
             view.push_back({"arrow", isAscending ? "↑" : "↓"});
         }
-        list.push_back(JSONObject(std::move(view)));
+        list.emplace_back(JSONObject(std::move(view)));
     }
     return list;
 }
 
 JSONValue::Array pieceList(const SearchRow& row) {
     JSONValue::Array list;
-    for (ShownPiece& piece : shownPieces(row.file.name, row.marks))
+    for (ShownPiece& piece : shownPieces(row.file.name, row.marks)) {
         list.push_back(JSONObject{
             {"piece", std::move(piece.text)}, {"isMarked", piece.isMarked}, {"isEscape", piece.isEscape}});
+    }
     return list;
 }
 
@@ -166,7 +169,7 @@ JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
     JSONValue::Array list;
     for (std::size_t i = 0; i < page.sets.size(); ++i) {
         const std::size_t end = i + 1 < page.sets.size() ? page.sets[i + 1].firstRow : page.rows.size();
-        list.push_back(body(setHeading(page.sets[i]), page.sets[i].firstRow, end));
+        list.emplace_back(body(setHeading(page.sets[i]), page.sets[i].firstRow, end));
     }
     return list;
 }
@@ -177,10 +180,11 @@ std::string summaryOf(const SearchPage& page) {
     const std::string took = page.milliseconds < 1000 ? fmt::format("{:.1f} ms", page.milliseconds)
                                                       : fmt::format("{:.1f} s", page.milliseconds / 1000);
     std::string text = fmt::format("{} in {}", counted(page.total, "result"), took);
-    if (page.duplicates)
+    if (page.duplicates) {
         text += fmt::format(" · {} of equal files · {} could be freed",
                             counted(static_cast<std::int64_t>(page.duplicates->sets), "set"),
                             byteCountText(page.duplicates->reclaimableBytes));
+    }
     return text;
 }
 
@@ -188,10 +192,11 @@ JSONValue::Array noteList(const SearchPage& page) {
     JSONValue::Array list;
     if (page.total > FileIndex::sortCap && !page.isSorted && !page.duplicates)
         list.emplace_back("These are too many to be sorted: narrow the search for that.");
-    if (page.abandoned > 0)
-        list.push_back(
+    if (page.abandoned > 0) {
+        list.emplace_back(
             fmt::format("The regular expression took too long for {}: what is found may not be all.",
                         counted(page.abandoned, "name")));
+    }
     return list;
 }
 
@@ -216,9 +221,10 @@ void addStart(ViewMembers& view, std::span<const SavedSearch> saved) {
     for (const auto& [query, note] : suggestions)
         chips.push_back(JSONObject{{"link", searchLink(query)}, {"query", query}, {"note", note}});
     JSONValue::Array savedChips;
-    for (const auto& [name, query] : saved)
+    for (const auto& [name, query] : saved) {
         savedChips.push_back(
             JSONObject{{"link", searchLink(query)}, {"name", shownText(name)}, {"query", shownText(query)}});
+    }
     view.push_back({"isStart", true});
     view.push_back({"computer", words::computer});
     view.push_back({"suggestions", std::move(chips)});

@@ -105,12 +105,12 @@ JSONValue::Array boxList(const UsagePage& page) {
         JSONValue::Array inner;
         for (const FolderBox& innerBox :
              folderBoxes(box.folder->folders, box.folder->usage.totalBytes, innerFrame(box.area))) {
-            if (isVisible(innerBox)) inner.push_back(JSONObject(boxView(innerBox)));
+            if (isVisible(innerBox)) inner.emplace_back(JSONObject(boxView(innerBox)));
         }
         ViewMembers view = boxView(box);
         view.push_back({"tone", std::min(list.size(), tones - 1)});
         view.push_back({"innerBoxes", std::move(inner)});
-        list.push_back(JSONObject(std::move(view)));
+        list.emplace_back(JSONObject(std::move(view)));
     }
     return list;
 }
