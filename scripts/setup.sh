@@ -11,9 +11,11 @@ build_packages=(
     libasio-dev libkainjow-mustache-dev
 )
 # Further packages for building and running the tests.
-test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs chromium)
-# Debian's Node comes without its package manager, other packages of Node include it.
-command -v npm >/dev/null || test_packages+=(nodejs npm)
+test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
+# Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
+# it.
+optional_packages=(chromium)
+command -v npm >/dev/null || optional_packages+=(nodejs npm)
 # Programs of ./lint.
 lint_packages=(clang-format clang-tidy-16 shellcheck)
 

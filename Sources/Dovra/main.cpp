@@ -16,7 +16,7 @@
 #include "Platform/Process.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Servers/Http/HttpCLI.hpp"
-#include "Servers/MCPServer.hpp"
+#include "Servers/Tools/MCPServer.hpp"
 
 using namespace dovra;
 

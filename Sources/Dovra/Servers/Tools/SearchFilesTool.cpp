@@ -7,8 +7,8 @@
 #include "Platform/PlatformWords.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Query/SearchEngine.hpp"
-#include "Servers/PathScope.hpp"
-#include "Servers/SortParameter.hpp"
+#include "Servers/Tools/PathScope.hpp"
+#include "Servers/Tools/SortParameter.hpp"
 
 namespace dovra {
 

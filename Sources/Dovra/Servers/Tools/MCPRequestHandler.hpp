@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "Base/JSONValue.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/Tools/Tool.hpp"
 
 namespace dovra {
 

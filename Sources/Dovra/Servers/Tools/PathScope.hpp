@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "Query/QueryParser.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/Tools/Tool.hpp"
 
 namespace dovra {
 

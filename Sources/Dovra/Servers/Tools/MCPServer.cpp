@@ -1,4 +1,4 @@
-#include "Servers/MCPServer.hpp"
+#include "Servers/Tools/MCPServer.hpp"
 
 #include <chrono>
 #include <fmt/format.h>

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "Servers/FileGrep.hpp"
+#include "Servers/Tools/FileGrep.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {

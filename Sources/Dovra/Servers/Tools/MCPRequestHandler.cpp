@@ -1,4 +1,4 @@
-#include "Servers/MCPRequestHandler.hpp"
+#include "Servers/Tools/MCPRequestHandler.hpp"
 
 #include <algorithm>
 #include <chrono>

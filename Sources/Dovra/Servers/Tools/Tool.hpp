@@ -8,7 +8,7 @@
 
 #include "Base/JSONValue.hpp"
 #include "Index/FileIndex.hpp"
-#include "Servers/ToolArguments.hpp"
+#include "Servers/Tools/ToolArguments.hpp"
 #include "Services/IndexService.hpp"
 
 namespace dovra {

@@ -1,4 +1,4 @@
-#include "Servers/SortParameter.hpp"
+#include "Servers/Tools/SortParameter.hpp"
 
 namespace dovra {
 

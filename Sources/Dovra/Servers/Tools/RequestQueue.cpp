@@ -1,4 +1,4 @@
-#include "Servers/RequestQueue.hpp"
+#include "Servers/Tools/RequestQueue.hpp"
 
 #include <utility>
 

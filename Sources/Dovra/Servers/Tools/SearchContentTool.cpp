@@ -3,8 +3,8 @@
 
 #include "Base/PathText.hpp"
 #include "Query/SearchEngine.hpp"
-#include "Servers/FileGrep.hpp"
-#include "Servers/PathScope.hpp"
+#include "Servers/Tools/FileGrep.hpp"
+#include "Servers/Tools/PathScope.hpp"
 
 namespace dovra {
 

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "Base/Options.hpp"
-#include "Servers/LineReader.hpp"
-#include "Servers/MCPRequestHandler.hpp"
-#include "Servers/RequestQueue.hpp"
+#include "Servers/Tools/LineReader.hpp"
+#include "Servers/Tools/MCPRequestHandler.hpp"
+#include "Servers/Tools/RequestQueue.hpp"
 #include "Services/IndexService.hpp"
 
 namespace dovra {

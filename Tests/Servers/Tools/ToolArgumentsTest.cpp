@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "Servers/ToolArguments.hpp"
+#include "Servers/Tools/ToolArguments.hpp"
 
 namespace dovra {
 namespace {

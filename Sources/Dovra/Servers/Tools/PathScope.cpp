@@ -1,4 +1,4 @@
-#include "Servers/PathScope.hpp"
+#include "Servers/Tools/PathScope.hpp"
 
 #include <fmt/format.h>
 #include <utility>

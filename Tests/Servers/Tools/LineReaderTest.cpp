@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Servers/LineReader.hpp"
+#include "Servers/Tools/LineReader.hpp"
 
 namespace dovra {
 namespace {

@@ -1,5 +1,5 @@
 #include "Base/Format.hpp"
-#include "Servers/Tool.hpp"
+#include "Servers/Tools/Tool.hpp"
 
 namespace dovra {
 

@@ -1,4 +1,4 @@
-#include "Servers/ToolArguments.hpp"
+#include "Servers/Tools/ToolArguments.hpp"
 
 #include <algorithm>
 

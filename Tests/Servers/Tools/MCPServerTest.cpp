@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "Servers/MCPServer.hpp"
+#include "Servers/Tools/MCPServer.hpp"
 #include "Support/ToolCaller.hpp"
 
 namespace dovra {

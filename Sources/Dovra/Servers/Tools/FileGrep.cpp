@@ -1,4 +1,4 @@
-#include "Servers/FileGrep.hpp"
+#include "Servers/Tools/FileGrep.hpp"
 
 #include <algorithm>
 #include <span>

@@ -1,4 +1,4 @@
-#include "Servers/LineReader.hpp"
+#include "Servers/Tools/LineReader.hpp"
 
 #include <string_view>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "Servers/Tool.hpp"
+#include "Servers/Tools/Tool.hpp"
 
 #include <array>
 

@@ -6,7 +6,7 @@
 #include "Base/PathText.hpp"
 #include "Base/PeriodicCall.hpp"
 #include "Query/ContentDuplicates.hpp"
-#include "Servers/PathScope.hpp"
+#include "Servers/Tools/PathScope.hpp"
 
 namespace dovra {
 

@@ -4,7 +4,7 @@
 
 #include "Analysis/DiskUsage.hpp"
 #include "Base/Format.hpp"
-#include "Servers/PathScope.hpp"
+#include "Servers/Tools/PathScope.hpp"
 
 namespace dovra {
 
