@@ -7,7 +7,7 @@
 
 namespace dovra {
 
-/// What a folder holds, all folders below it included.
+/// The contents of a folder and of all folders below it.
 struct FolderSum {
     std::uint64_t bytes = 0;  ///< lengths of all live files
     std::int64_t files = 0;
@@ -15,7 +15,7 @@ struct FolderSum {
     bool operator==(const FolderSum&) const = default;
 };
 
-/// What each folder holds, by directory index. Runs on all processors; linear in the number of entries. More
+/// The sum of each folder, by position. Runs on all processors; linear in the number of entries. More
 /// than 2^64 bytes in a folder are fatal. The index's read lock is held.
 std::vector<FolderSum> folderSumsLocked(const FileIndex& index);
 

@@ -19,9 +19,9 @@ struct UsageTree {
     std::vector<UsageTree> folders;
 };
 
-/// Answers what single folders hold. The sums are kept from one question to the next as long as the index
-/// stays as it is, so only a question behind a change costs a pass over all entries. Any thread. Each
-/// question takes the index's read lock.
+/// Answers questions about single folders. It keeps the sums until the index changes, so only the first
+/// question after a change costs a pass over all entries. Any thread. Each question takes the index's read
+/// lock.
 class FolderUsage {
 public:
     explicit FolderUsage(const FileIndex& index) : index_(index) {}

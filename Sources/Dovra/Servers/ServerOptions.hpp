@@ -9,17 +9,17 @@
 
 namespace dovra {
 
-/// What every server is told about the index that it serves.
+/// The options of every server: which index it serves.
 struct ServerOptions {
     std::string root = "/";  ///< standardised; empty when the one given cannot be
     bool usesTrigram = false;
 };
 
-/// Rows for these options, which outlive them.
+/// The rows that set these options. `options` outlives them.
 std::vector<Option> serverOptionTable(ServerOptions& options);
 
-/// What is wrong with the options, for a person to read. Says on standard error when there is nothing at the
-/// root to be served yet: that is no fault, it may come.
+/// The fault of the options as a message, if any. Warns on standard error when the root cannot be read yet:
+/// that is no fault, because the folder may come.
 std::optional<std::string> faultOf(const ServerOptions& options);
 
 /// Messages go to standard error.

@@ -16,7 +16,6 @@ namespace dovra {
 namespace {
 
 using test::at;
-using test::each;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -43,7 +42,8 @@ protected:
     /// The names of the results, with blanks between them.
     std::string found(const std::string& parameters) const {
         std::string names;
-        for (const JSONValue& name : each(at(json("/?" + parameters), "results"), "name"))
+        const JSONValue list = at(json("/?" + parameters), "results/*/name");
+        for (const JSONValue& name : *list.array())
             names += (names.empty() ? "" : " ") + *name.string();
         return names;
     }
@@ -113,8 +113,7 @@ TEST_F(Site, FormsOfJson) {
                     R"("folder":{{"path":"{0}","size":5,"files":1}},"indexing":false,"indexedItems":2}})"
                     "\n",
                     tree_.path()));
-    EXPECT_EQ(each(at(json("/du?recursive=1&count=1"), "directories"), "path"),
-              JSONValue::Array{tree_.path("a")});
+    EXPECT_EQ(at(json("/du?recursive=1&count=1"), "directories/*/path"), JSONValue::Array{tree_.path("a")});
     status_.isReady = false;
     EXPECT_EQ(at(json("/"), "indexing"), true);
     EXPECT_EQ(at(json("/du"), "indexing"), true);
@@ -135,9 +134,9 @@ TEST_F(Site, EqualFilesComeInSetsOverPages) {
     EXPECT_EQ(at(page, "totalResults"), 5);
     EXPECT_EQ(at(page, "duplicateSets"), 2);
     EXPECT_EQ(at(page, "reclaimableBytes"), 17 + 2 * 5);
-    EXPECT_EQ(each(at(page, "results"), "size"), (JSONValue::Array{17, 5, 5}));
-    EXPECT_EQ(each(at(page, "sets"), "firstResult"), (JSONValue::Array{0, 1}));
-    EXPECT_EQ(each(at(page, "sets"), "copies"), (JSONValue::Array{2, 3}));
+    EXPECT_EQ(at(page, "results/*/size"), (JSONValue::Array{17, 5, 5}));
+    EXPECT_EQ(at(page, "sets/*/firstResult"), (JSONValue::Array{0, 1}));
+    EXPECT_EQ(at(page, "sets/*/copies"), (JSONValue::Array{2, 3}));
     EXPECT_THAT(get("/?search=dupe:content").body,
                 HasSubstr("3 copies of 5 bytes each · 10 bytes could be freed"));
     for (const char* slow : {"/?dupes=1", "/?search=content:x", "/?search=!a|dupe:content"})

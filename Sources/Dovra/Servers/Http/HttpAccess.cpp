@@ -23,14 +23,14 @@ std::string_view withoutPort(std::string_view host) {
     return isInBrackets ? host : host.substr(0, colon);
 }
 
-/// Whether no name could be meant, which somebody else could have lead here: browsers take what consists of
-/// digits and dots, or stands in brackets, for an address.
+/// Whether the host is an address and so no name, which its owner could have lead here: browsers take digits
+/// and dots, and text in brackets, for an address.
 bool isAddress(std::string_view host) {
     if (host.starts_with('[')) return host.ends_with(']');
     return !host.empty() && host.find_first_not_of("0123456789.") == std::string_view::npos;
 }
 
-/// Whether a browser says that another page than ours makes it ask. Following a link from there is no harm.
+/// Whether the browser marks the request as that of a foreign page. A followed link does no harm.
 bool isAskedByForeignPage(const HttpRequestHead& head) {
     const auto site = head.header("sec-fetch-site");
     if (!site || *site == "same-origin" || *site == "none") return false;
@@ -104,7 +104,7 @@ bool HttpAccess::knowsToken(const HttpRequestHead& head) const {
     return false;
 }
 
-/// Takes as long for any text of the token's length, so that the time tells nothing of it.
+/// Takes the same time for all texts of the token's length, so that the time tells nothing of the token.
 bool HttpAccess::isToken(std::string_view text) const {
     if (text.size() != token_.size()) return false;
     unsigned difference = 0;

@@ -8,15 +8,15 @@
 
 namespace dovra {
 
-/// Who may ask: decides from a request's head, before anything is done for it. It keeps foreign pages in a
-/// browser of ours from asking in its place, and with a token everybody who does not know that.
+/// Admits or refuses a client by its request's head, before any work. It refuses requests that foreign pages
+/// make through the user's browser. With a token it refuses all clients that do not know it.
 class HttpAccess {
 public:
-    /// `boundHost` is what the server was told to listen on. No token is asked for when it is empty.
+    /// `boundHost` is the host that the server was told to listen on. An empty token admits all.
     HttpAccess(std::string boundHost, std::uint16_t port, std::string token);
 
-    /// What to answer instead, when the request may not be handled: a refusal, or to somebody who brings the
-    /// token in the address the cookie that stands for it and the way to the first page.
+    /// The answer in place of the handler's, if any: a refusal; or, for the token in the address, the cookie
+    /// that stands for it and a redirection to the first page.
     std::optional<HttpResponse> answerInstead(const HttpRequestHead& head) const;
 
     /// "?token=..." for the address of the first page; empty without a token.

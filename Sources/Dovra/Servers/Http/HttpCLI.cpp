@@ -53,7 +53,7 @@ std::vector<Option> optionTable(HttpOptions& options) {
     return table;
 }
 
-/// A decimal number, with a sign if one likes; 0 for any port that is free.
+/// A decimal number, with or without "+". 0 stands for any free port.
 std::optional<std::uint16_t> parsePort(std::string_view text) {
     if (text.starts_with('+')) text.remove_prefix(1);
     std::uint16_t port = 0;
@@ -105,7 +105,7 @@ void printStatus(const IndexService& service, bool allowsDownload) {
                allowsDownload ? "enabled" : "disabled");
 }
 
-/// Brings every change into the index that was made before. While a scan goes on, what it has found is all.
+/// Brings every earlier change into the index. During a scan the index stays as far as the scan is.
 void refresh(IndexService& service) {
     if (service.waitUntilReady(0ms)) (void)service.flush(2s);  // What is not in time is not in the answer.
 }

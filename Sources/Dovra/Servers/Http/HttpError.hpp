@@ -6,8 +6,8 @@
 
 namespace dovra {
 
-/// The answer to a request that is refused or failed: JSON with a member "error" where JSON was asked for,
-/// else the message as plain text.
+/// The answer to a refused or failed request: JSON with a member "error" if the request wants JSON, else the
+/// message as plain text.
 HttpResponse errorResponse(const HttpRequest& request, int status, std::string statusText,
                            const std::string& message);
 

@@ -15,8 +15,8 @@ namespace dovra {
 
 namespace {
 
-/// A page may use what this server sends and nothing else, runs no script that stands in it, is shown in no
-/// other page, leaves nothing in caches and tells nobody where its reader came from.
+/// A page may load from this server alone, runs no script that stands in it, cannot be embedded, is not
+/// cached, and does not tell other servers its address.
 const std::map<std::string, std::string>& usualHeaders() {
     static const std::map<std::string, std::string> headers = {
         {"Cache-Control", "no-store"},
@@ -62,8 +62,8 @@ std::optional<std::uint64_t> number(std::string_view text) {
     return error == std::errc{} ? std::optional(value) : std::nullopt;
 }
 
-/// What a header "Range" asks for of a file of that size; absent when it is none that is followed, as several
-/// ranges at once are not, and the whole file is to be sent.
+/// The range that a header "Range" means in a file of that size. Absent when the whole file is to be sent,
+/// as for several ranges at once.
 std::optional<ByteRange> rangeOf(std::string_view header, std::uint64_t size) {
     constexpr std::string_view unit = "bytes=";
     const std::size_t dash = header.find('-');
@@ -83,8 +83,8 @@ std::optional<ByteRange> rangeOf(std::string_view header, std::uint64_t size) {
     return ByteRange{*first, end - *first};
 }
 
-/// The range that the request has for the response, if any. We name no version of a file, so one that a
-/// client holds a part of may be another.
+/// The range of the response's file that the request wants, if any. No answer names a version of a file, so
+/// the part that a client holds may be of another version.
 std::optional<ByteRange> rangeAsked(const HttpRequestHead& asked, const HttpResponse& response) {
     const auto header = asked.header("range");
     if (!header || !response.file || response.status != 200 || asked.request.method != "GET" ||

@@ -9,7 +9,7 @@
 
 namespace dovra {
 
-/// What goes over the connection for one answer: the head, then the body, then that part of the file.
+/// The bytes of one answer on the connection: the head, then the body, then that part of the file.
 struct HttpOutput {
     std::string head;
     std::string body;
@@ -18,8 +18,8 @@ struct HttpOutput {
     std::uint64_t count = 0;   ///< bytes of the file
 };
 
-/// Puts the answer into the form of HTTP/1.1: with the headers that keep browsers from doing more than our
-/// pages need, without a body for "HEAD", and with the part of a file that was asked for. Throws
+/// Puts the answer into the form of HTTP/1.1: with the headers that restrict browsers to the needs of the
+/// pages, without a body for "HEAD", and with the requested part of a file. Throws
 /// `std::invalid_argument` when a header holds a control character.
 HttpOutput framed(const HttpRequestHead& asked, HttpResponse response);
 

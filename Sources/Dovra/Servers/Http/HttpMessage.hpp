@@ -28,8 +28,8 @@ struct HttpResponse {
     std::string statusText = "OK";
     std::string contentType;
     std::string body;
-    /// Take the place of those that the server sends with every answer. A value with a control character
-    /// makes the whole answer a fault of the server: nothing foreign gets in here unencoded.
+    /// Replace the headers of the same names that the server sends with every answer. A control character in
+    /// a value makes the whole answer a fault of the server, because foreign text must be encoded.
     std::map<std::string, std::string> extraHeaders;
     std::optional<HttpFile> file;
 };

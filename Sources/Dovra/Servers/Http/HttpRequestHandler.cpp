@@ -46,7 +46,7 @@ HttpResponse jsonResponse(JSONObject document) {
     return response(ok, "application/json", JSONValue(std::move(document)).serializedString() + "\n");
 }
 
-/// A fault of the request, in the form that it asked for.
+/// The answer to a faulty request, as JSON or as a page.
 HttpResponse faultResponse(const HttpRequest& request, Status status, const std::string& message) {
     if (ParameterReader(request.query).flag("json"))
         return errorResponse(request, status.code, std::string(status.text), message);
@@ -72,7 +72,7 @@ HttpResponse answerIcon() {
     return response(ok, "image/svg+xml", std::string(findEmbeddedFile("icon.svg")->text));
 }
 
-/// Whether the index holds a file, and no folder or link, at the absolute path.
+/// Whether the index holds a file (not a folder or a link) at the absolute path.
 bool holdsFile(const FileIndex& index, const std::string& path) {
     const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
     const ReadGuard guard(index.rwlock);
@@ -87,7 +87,7 @@ bool holdsFile(const FileIndex& index, const std::string& path) {
     return isHeld;
 }
 
-/// Has the browser save the file by its name: in plain ASCII for old ones, and as it is for all others.
+/// Makes the browser save the file under its name: in plain ASCII for old browsers, unchanged for others.
 std::string contentDisposition(std::string_view path) {
     const std::string_view name = path.substr(path.rfind('/') + 1);
     std::string plain(name);

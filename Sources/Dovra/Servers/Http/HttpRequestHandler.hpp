@@ -18,19 +18,19 @@ class HttpRequestHandler {
 public:
     struct Options {
         bool allowsDownload = false;
-        /// The user's named queries, asked for each start page.
+        /// The user's named queries; called for each start page.
         std::function<std::vector<SavedSearch>()> savedSearches = [] { return std::vector<SavedSearch>(); };
     };
 
     /// `service` outlives this object.
     HttpRequestHandler(const IndexService& service, Options options);
 
-    /// Whether the request may take long, because files are read for it (`content:`, duplicates): whoever
-    /// serves bounds how many of these run at once.
+    /// Whether the request may take long, because it reads files (`content:`, duplicates). The server bounds
+    /// how many of these run at once.
     bool isSlow(const HttpRequest& request) const;
 
-    /// Answers from what is indexed by now. Ends early when `stop` is requested because the client is gone:
-    /// the answer is worth nothing then.
+    /// Answers from the index as it is. Ends early when `stop` is requested because the client is gone; the
+    /// answer is then worth nothing.
     HttpResponse handle(const HttpRequest& request, const std::stop_token& stop) const;
 
 private:

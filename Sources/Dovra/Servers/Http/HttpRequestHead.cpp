@@ -12,11 +12,11 @@ namespace dovra {
 
 namespace {
 
-/// All that is kept: a head of thousands of other headers costs no memory.
+/// Only these are kept, so a head of thousands of other headers costs no memory.
 constexpr std::array<std::string_view, 8> knownHeaders = {
     "authorization", "cookie", "host", "if-range", "origin", "range", "sec-fetch-dest", "sec-fetch-site"};
 
-/// What stands before the first separator, which is cut off `text` with it; all when there is none.
+/// Cuts the part before the first separator, and the separator, off `text`; all of it without a separator.
 std::string_view cutAt(std::string_view& text, std::string_view separator) {
     const std::size_t end = text.find(separator);
     const std::string_view part = text.substr(0, end);

@@ -10,10 +10,10 @@
 
 namespace dovra {
 
-/// What a client sends before the empty line.
+/// The text that a client sends before the empty line.
 struct HttpRequestHead {
     HttpRequest request;
-    /// Those that the server acts on, by their name in lower case. Values of one name are joined by commas.
+    /// The headers that the server acts on, by name in lower case. Values of one name are joined by commas.
     std::map<std::string, std::string, std::less<>> headers;
 
     /// The header's value; absent when it was not sent.

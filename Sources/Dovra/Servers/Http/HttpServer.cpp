@@ -42,12 +42,12 @@ constexpr std::size_t readBytes = std::size_t{64} * 1024;
 constexpr std::size_t mostHeadBytes = std::size_t{256} * 1024;
 constexpr std::size_t chunkBytes = std::size_t{256} * 1024;
 
-/// What the system keeps for a client that is slow to take it. Much more, and such a client would seem to
-/// take nothing for longer than it may.
+/// The bytes that the system keeps for a slow client. With many more, such a client would seem to take
+/// nothing for longer than it may.
 constexpr int sendBufferBytes = 256 * 1024;
 
-/// How long a client is given to begin when others wait for its place: enough for a distant one, and less
-/// when most of the others say nothing either, as in a flood of such connections.
+/// The time that a client has to begin when others wait for its place: enough for a distant client, and less
+/// when most others are silent, too, as in a flood of connections.
 constexpr auto graceTime = 200ms;
 constexpr auto hurriedGraceTime = 50ms;
 
@@ -58,8 +58,8 @@ auto noting(Error& error) {
     return asio::redirect_error(asio::use_awaitable, error);
 }
 
-/// Ends a coroutine without which there is no server: a fault in it is one of `run`. What fails for one
-/// client is over with its connection.
+/// Ends a coroutine that the whole server needs: its exception becomes that of `run`. The failure of a
+/// client's coroutine ends with the connection.
 void endWithFault(const std::exception_ptr& fault) {
     if (fault) std::rethrow_exception(fault);
 }
@@ -169,15 +169,15 @@ private:
             socket.close(ignored);
         }
 
-        /// From now on only the client is waited for, until then.
+        /// From now on the connection waits for its client alone, until the deadline.
         void waitForClient(std::chrono::milliseconds time) {
             isWaiting = true;
             waitingSince = Clock::now();
             deadline = waitingSince + time;
         }
 
-        /// Slow work is for a client that is still there. One that has only said all that it has to say looks
-        /// like one that has gone, and gets its answer when that is made at once.
+        /// Slow work is stopped when its client has gone. A client that has only closed its sending side
+        /// looks the same; it still gets answers to quick requests.
         void stopIfInVain() const {
             if (isSlow && hasNoMoreToSay) stop.request_stop();
         }
@@ -226,8 +226,8 @@ private:
         }
     }
 
-    /// Has the one go that has waited longest for its client, or tells when that may be: its head could be on
-    /// the way. It is not gone before its coroutines have noticed.
+    /// Ends the connection that has waited longest for its client, or returns when it may: the head could be
+    /// on the way. The connection is gone once its coroutines have noticed.
     Clock::time_point makeRoom() {
         const auto isWaiting = [](const Connection* connection) { return connection->isWaiting; };
         const auto waiting = static_cast<std::size_t>(std::ranges::count_if(connections_, isWaiting));
@@ -295,8 +295,8 @@ private:
         co_return std::nullopt;
     }
 
-    /// At least one byte, or an error. All connections share the memory, so it is to be used at once: those
-    /// that send nothing cost none.
+    /// At least one byte, or an error. All connections share the memory, so the bytes must be used at once,
+    /// and silent connections cost none.
     awaitable<std::string_view> receive(Connection& connection, Error& error) {
         for (;;) {
             const std::size_t count = connection.socket.read_some(asio::buffer(received_), error);
@@ -349,7 +349,7 @@ private:
         return busy;
     }
 
-    /// Returns after a refresh that began after the call. All who wait for its begin share it.
+    /// Returns after a refresh that began after the call. All calls that wait for its begin share it.
     awaitable<void> refreshed() {
         const auto refresh = nextRefresh_;
         ++waitingForRefresh_;
@@ -381,7 +381,7 @@ private:
             const auto read = [&] { return output.file->readAt(output.offset + sent, chunk); };
             const std::optional<std::size_t> count = co_await onPool(read);
             if (!count || *count == 0) {
-                // The client notices that less has come than was announced.
+                // The client gets fewer bytes than announced, and so notices.
                 connection.abandon();
                 co_return;
             }
@@ -402,7 +402,7 @@ private:
         co_return !error;
     }
 
-    /// Looks now and then, while there are connections, instead of having a timer for each.
+    /// One timer checks all connections now and then, instead of one timer for each.
     awaitable<void> keepDeadlines() {
         const auto interval = std::min({limits_.headTime, limits_.stallTime, limits_.closingTime}) / 2;
         while (!isEnding_ || !connections_.empty()) {

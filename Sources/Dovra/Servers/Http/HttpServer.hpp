@@ -13,16 +13,16 @@
 
 namespace dovra {
 
-/// Serves HTTP/1.1 on one port, a request a connection: reads the head, asks for the answer, sends it and
-/// closes. One thread, the one that calls `run`, does all that; answers are made on threads of a pool,
-/// several at once.
+/// Serves HTTP/1.1 on one port, one request a connection: reads the head, asks for the answer, sends it and
+/// closes. One thread, which calls `run`, does all that. The threads of a pool make the answers, several at
+/// once.
 ///
-/// What clients do costs others nothing: a head, a client that takes no bytes and the number of connections
-/// have limits, and when all connections are taken and more clients wait, the one that has waited longest for
-/// its head gives way.
+/// No client can block the others: heads, clients that take no bytes and the number of connections have
+/// limits. When all connections are taken and more clients wait, the one that has waited longest for its
+/// head gives way.
 class HttpServer {
 public:
-    /// Where to listen, and what is asked of clients.
+    /// Where to listen, and which token clients must know.
     struct Address {
         std::string host = "127.0.0.1";  ///< an address or a name of this machine; "0.0.0.0" means all
         std::uint16_t port = 8080;       ///< 0 for any that is free
@@ -31,15 +31,15 @@ public:
 
     /// Where answers come from.
     struct Source {
-        /// Brings what answers are made from up to date. Called before requests are answered, once for all
-        /// that arrived meanwhile: each gets an answer that was begun after a call which began after it came.
+        /// Brings the data of the answers up to date. Called before requests are answered, once for all that
+        /// arrived meanwhile. Between a request's arrival and its answer lies one whole call.
         std::function<void()> refresh;
         /// Whether a request may take long. Called on the thread that serves, so it must be quick.
         std::function<bool(const HttpRequest&)> isSlow;
         /// Called on the pool, several at once. Ends early when a stop is requested: nobody is left to take
         /// the answer.
         std::function<HttpResponse(const HttpRequest&, const std::stop_token&)> handle;
-        /// Takes a message about a request that could not be answered because of a fault of ours.
+        /// Takes a message about a request that a fault of the server left without an answer.
         std::function<void(const std::string&)> report;
     };
 
@@ -58,10 +58,10 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /// Begins to listen: clients may connect, and wait for `run`. Why that is not possible, if so.
+    /// Begins to listen: clients may connect, and wait for `run`. Returns the reason of a failure.
     std::optional<std::string> start();
 
-    /// Of what `start` listens on: the port, whether only this machine reaches it, and the first page's
+    /// After `start`: the port, whether only this machine reaches it, and the first page's
     /// address.
     std::uint16_t port() const;
     bool isLoopback() const;
@@ -71,8 +71,8 @@ public:
     /// request runs any more.
     void run();
 
-    /// Takes no more requests and returns when those that are being answered have been, or their time is
-    /// over. Any other thread than those of the server may call it; `run` is running or will be.
+    /// Takes no more requests. Returns when all running answers are finished, or their time is over. Any
+    /// thread that is not the server's may call it; `run` is running or will be.
     void stop();
 
 private:

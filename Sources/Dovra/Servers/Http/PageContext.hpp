@@ -9,14 +9,14 @@
 
 namespace dovra {
 
-/// How far the index is, for a page that says so.
+/// The progress of the index, as a page shows it.
 struct IndexState {
     bool isIndexing = false;  ///< a scan goes on: what is shown is not all
     std::int64_t items = 0;   ///< indexed by now
     std::string root;
 };
 
-/// What the data of a page is made from.
+/// The sources of a page's data.
 struct PageContext {
     const FileIndex& index;
     const FolderUsage& usage;

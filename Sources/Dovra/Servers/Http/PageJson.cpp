@@ -14,7 +14,7 @@ namespace {
 
 using Members = std::vector<JSONObject::Member>;
 
-/// Text in JSON is repaired where it is not well-formed: then this is how to get at the file all the same.
+/// JSON cannot hold ill-formed text, so such text is repaired. The URI then still leads to the file.
 void addUri(Members& members, const std::string& path) {
     if (!isValidUtf8(path)) members.push_back({"uri", "file://" + percentEncoded(path)});
 }

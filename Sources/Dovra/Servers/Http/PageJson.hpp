@@ -6,7 +6,7 @@
 
 namespace dovra {
 
-// What clients get that ask for JSON, as Documentation/HttpApi.md describes it.
+// The JSON forms of the pages; Documentation/HttpApi.md describes them.
 JSONObject searchJSON(const SearchPage& page);
 JSONObject usageJSON(const UsagePage& page);
 

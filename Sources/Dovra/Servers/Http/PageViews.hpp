@@ -10,7 +10,7 @@
 
 namespace dovra {
 
-// What the templates in Pages are filled from: every text as it is to be read, every link whole.
+// The values for the templates in Pages: every text as shown, every link whole.
 JSONObject searchView(const PageContext& context, const SearchPage& page, std::span<const SavedSearch> saved);
 JSONObject usageView(const UsagePage& page);
 JSONObject messageView(std::string_view heading, std::string_view message);

@@ -19,8 +19,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// What a person comes back to most: what was changed in the last week, but for what programs keep for
-/// themselves in hidden folders.
+/// The changes of the last week, which people come back to most, without the files that programs keep in
+/// hidden folders.
 SearchParameters recentChanges(double now) {
     constexpr std::time_t week = 7 * 24 * 3600;
     constexpr std::int64_t fewRows = 20;

@@ -40,12 +40,12 @@ struct DuplicateSummary {
 struct SearchPage {
     SearchParameters parameters;
     IndexState index;
-    /// What the rows come from: the parameters, or on the start page, what has changed of late.
+    /// The search behind the rows: the parameters, or on the start page the recent changes.
     SearchParameters shown = {};
     std::vector<SearchRow> rows = {};
     std::int64_t total = 0;  ///< all results
-    /// Whether they come in the order that was asked for: not by a score, in sets, or unsorted because there
-    /// are more than `FileIndex::sortCap`.
+    /// Whether the rows have the requested order. Otherwise they come by score, in sets, or unsorted because
+    /// there are more than `FileIndex::sortCap`.
     bool isSorted = true;
     std::int64_t abandoned = 0;           ///< names for which a regular expression took too long
     std::vector<DuplicateSet> sets = {};  ///< when duplicates by content were asked for
@@ -56,7 +56,7 @@ struct SearchPage {
 /// Searches, unless the parameters have a fault: then there are no rows.
 SearchPage makeSearchPage(const PageContext& context, SearchParameters parameters);
 
-/// Whether the answer may take long, because files are read for it.
+/// Whether the answer may take long, because it reads files.
 bool readsFiles(const SearchParameters& parameters);
 
 }  // namespace dovra

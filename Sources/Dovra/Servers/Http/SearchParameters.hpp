@@ -11,7 +11,7 @@
 
 namespace dovra {
 
-/// What a request asks of the search page.
+/// The parameters of the search page.
 struct SearchParameters {
     static constexpr std::int64_t usualCount = 100;
     static constexpr std::int64_t mostRows = 1000;
@@ -34,13 +34,13 @@ struct SearchParameters {
 
     static SearchParameters read(const HttpParameters& parameters);
 
-    /// Whether nothing is asked for: what is shown then is the start.
+    /// Whether there is nothing to search: the start page is shown.
     bool isEmpty() const { return text.empty() && within.empty() && !findsDuplicates; }
 
     /// The text with the options in the query language's own words.
     std::string query() const;
 
-    /// The page that they stand for, without what is as usual.
+    /// The page's address, without parameters that have their usual values.
     std::string link() const;
 };
 

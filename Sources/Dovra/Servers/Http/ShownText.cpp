@@ -13,7 +13,7 @@ namespace dovra {
 
 namespace {
 
-/// What is written in place of the character; absent when it is shown as it is.
+/// The text in place of the character; absent when it is shown unchanged.
 std::optional<std::string> escapeOf(UChar32 codePoint, std::string_view bytes) {
     // Joiners shape the letters and pictures beside them, and are harmless.
     if (codePoint < 0 || codePoint == 0x200C || codePoint == 0x200D) return std::nullopt;

@@ -11,7 +11,7 @@
 
 namespace dovra {
 
-/// What a request asks of the disk-usage page.
+/// The parameters of the disk-usage page.
 struct UsageParameters {
     static constexpr std::int64_t usualCount = 200;
     static constexpr std::int64_t mostRows = 1000;

@@ -72,7 +72,7 @@ std::vector<FolderBox> folderBoxes(const std::vector<UsageTree>& folders, std::u
     return boxes;
 }
 
-/// What is left of a box below its heading.
+/// The rest of a box below its heading.
 TreemapBox innerFrame(const TreemapBox& box) {
     return {.x = box.x + margin,
             .y = box.y + headingHeight,
