@@ -1,7 +1,7 @@
 #!/bin/sh
 # runNodeTest.sh SOURCE FOLDER VERSION [PROGRAM]: makes FOLDER a copy of the package in SOURCE, with everything in the
-# versions that its lock file names, asked for only when that file has changed; and runs its test by the machine's Node or
-# that of the package, whichever is of this major version or a later one. The test finds the path of PROGRAM in
+# versions that its lock file names, asked for only when that file has changed; and runs its test by the machine's Node
+# or that of the package, whichever is of this major version or a later one. The test finds the path of PROGRAM in
 # NEEDED_PROGRAM. Status 77, for "skipped", where there is no PROGRAM, no npm, no registry to ask, or no such Node.
 set -o errexit -o nounset
 
