@@ -28,8 +28,8 @@ namespace {
 /// What is left of a match's steps. Moving on in the text counts, too: a single item of a pattern can read
 /// all of it.
 struct StepCount {
-    std::uint32_t left;
-    std::uint32_t perCallback;
+    std::uint32_t left = 0;
+    std::uint32_t perCallback = 1;
     std::size_t position = 0;
 };
 
