@@ -63,10 +63,11 @@ struct RawIndexImage {
             out += packed(isLast ? pathLength.value_or(count(path)) : count(path)) + path;
         }
         out += pool;
-        for (const Entry& entry : entries)
+        for (const Entry& entry : entries) {
             out += packed(entry.size, entry.modTime, entry.crTime, entry.nameOffset, entry.dirIndex,
                           entry.nameLen, entry.flags)
                        .append(entry.reserved);
+        }
         return out;
     }
 

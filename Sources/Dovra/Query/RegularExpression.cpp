@@ -28,8 +28,8 @@ namespace {
 /// What is left of a match's steps. Moving on in the text counts, too: a single item of a pattern can read
 /// all of it.
 struct StepCount {
-    std::uint32_t left;
-    std::uint32_t perCallback;
+    std::uint32_t left = 0;
+    std::uint32_t perCallback = 1;
     std::size_t position = 0;
 };
 
@@ -99,55 +99,6 @@ pcre2_code* compiledCode(std::string_view pattern, bool caseSensitive, std::uint
                          &fault.offset, nullptr);
 }
 
-/// Compiled code, or none.
-class Matcher {
-public:
-    explicit Matcher(pcre2_code* code) : code_(code) {
-        // Refused under kernels that forbid writable code, and by the pattern itself through "(*NO_JIT)".
-        std::size_t machineCodeBytes = 0;
-        isMachineCode_ = code != nullptr && pcre2_jit_compile(code, PCRE2_JIT_COMPLETE) == 0 &&
-                         pcre2_pattern_info(code, PCRE2_INFO_JITSIZE, &machineCodeBytes) == 0 &&
-                         machineCodeBytes > 0;
-        std::uint32_t options = 0;
-        isAnchored_ = code != nullptr && pcre2_pattern_info(code, PCRE2_INFO_ALLOPTIONS, &options) == 0 &&
-                      (options & PCRE2_ANCHORED) != 0;
-    }
-    ~Matcher() { pcre2_code_free(code_); }
-    Matcher(const Matcher&) = delete;
-    Matcher& operator=(const Matcher&) = delete;
-
-    bool isMachineCode() const { return isMachineCode_; }
-
-    /// Most patterns need fewer steps than the text has bytes. The fewer positions there are, the more each
-    /// may take.
-    std::uint32_t limitFromOnePosition(std::size_t textSize) const {
-        constexpr std::size_t most = RegularExpression::mostSteps;
-        const std::size_t positions = isAnchored_ ? 1 : textSize + 1;
-        const std::size_t steps = isMachineCode_ ? std::max(100 + 8 * textSize, 2 * most / positions)
-                                                 : std::max(75 + 2 * textSize, most / 2 / positions);
-        return static_cast<std::uint32_t>(std::min(steps, most));
-    }
-
-    /// As the library's functions return it. The limit is for each starting position. Without code the match
-    /// is given up at once.
-    int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
-        if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
-        const MatchWorkspace& workspace = threadWorkspace();
-        pcre2_set_match_limit(workspace.context, limit);
-        pcre2_set_depth_limit(workspace.context, limit);
-        pcre2_set_callout(workspace.context, steps == nullptr ? nullptr : countCallback, steps);
-        // The fast entry checks nothing: options, text and the kind of code are known here.
-        const auto run = isMachineCode_ ? pcre2_jit_match : pcre2_match;
-        return run(code_, codeUnits(validText), validText.size(), 0, PCRE2_NO_UTF_CHECK, workspace.data,
-                   workspace.context);
-    }
-
-private:
-    pcre2_code* code_;
-    bool isMachineCode_;
-    bool isAnchored_;
-};
-
 bool isGivenUp(int result) {
     return result < 0 && result != PCRE2_ERROR_NOMATCH;
 }
@@ -155,6 +106,55 @@ bool isGivenUp(int result) {
 }  // namespace
 
 struct RegularExpression::Code {
+    /// Compiled code, or none.
+    class Matcher {
+    public:
+        explicit Matcher(pcre2_code* code) : code_(code) {
+            // Refused under kernels that forbid writable code, and by the pattern itself through "(*NO_JIT)".
+            std::size_t machineCodeBytes = 0;
+            isMachineCode_ = code != nullptr && pcre2_jit_compile(code, PCRE2_JIT_COMPLETE) == 0 &&
+                             pcre2_pattern_info(code, PCRE2_INFO_JITSIZE, &machineCodeBytes) == 0 &&
+                             machineCodeBytes > 0;
+            std::uint32_t options = 0;
+            isAnchored_ = code != nullptr && pcre2_pattern_info(code, PCRE2_INFO_ALLOPTIONS, &options) == 0 &&
+                          (options & PCRE2_ANCHORED) != 0;
+        }
+        ~Matcher() { pcre2_code_free(code_); }
+        Matcher(const Matcher&) = delete;
+        Matcher& operator=(const Matcher&) = delete;
+
+        bool isMachineCode() const { return isMachineCode_; }
+
+        /// Most patterns need fewer steps than the text has bytes. The fewer positions there are, the more
+        /// each may take.
+        std::uint32_t limitFromOnePosition(std::size_t textSize) const {
+            constexpr std::size_t most = RegularExpression::mostSteps;
+            const std::size_t positions = isAnchored_ ? 1 : textSize + 1;
+            const std::size_t steps = isMachineCode_ ? std::max(100 + 8 * textSize, 2 * most / positions)
+                                                     : std::max(75 + 2 * textSize, most / 2 / positions);
+            return static_cast<std::uint32_t>(std::min(steps, most));
+        }
+
+        /// As the library's functions return it. The limit is for each starting position. Without code the
+        /// match is given up at once.
+        int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
+            if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
+            const MatchWorkspace& workspace = threadWorkspace();
+            pcre2_set_match_limit(workspace.context, limit);
+            pcre2_set_depth_limit(workspace.context, limit);
+            pcre2_set_callout(workspace.context, steps == nullptr ? nullptr : countCallback, steps);
+            // The fast entry checks nothing: options, text and the kind of code are known here.
+            const auto run = isMachineCode_ ? pcre2_jit_match : pcre2_match;
+            return run(code_, codeUnits(validText), validText.size(), 0, PCRE2_NO_UTF_CHECK, workspace.data,
+                       workspace.context);
+        }
+
+    private:
+        pcre2_code* code_;
+        bool isMachineCode_;
+        bool isAnchored_;
+    };
+
     Code(pcre2_code* fastCode, pcre2_code* countingCode) : fast(fastCode), counting(countingCode) {}
 
     bool foundIn(std::string_view validText, std::uint32_t limit) const {

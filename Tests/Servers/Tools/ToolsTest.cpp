@@ -22,10 +22,11 @@ protected:
     /// Asks a tool about the tree as it is now.
     void expect(const char* tool, const std::vector<Case>& cases) const {
         const test::ToolCaller caller(tree);
-        for (const auto& [arguments, place, expected] : cases)
+        for (const auto& [arguments, place, expected] : cases) {
             EXPECT_EQ(test::at(caller.call(tool, inTree(arguments)), place),
                       JSONValue::parse(inTree(expected)))
                 << tool << arguments << ", " << place;
+        }
     }
 
     const test::TemporaryTree tree;
@@ -101,10 +102,11 @@ TEST_F(Tools, TellOfMatchesThatWereGivenUp) {
     const std::string query = R"({"query":"regex:(.*)*\\d$")";
     const std::string given =
         R"("1 name(s) took the regular expression too many steps and count as no match")";
-    for (const char* tool : {"search_files", "find_duplicate_files"})
+    for (const char* tool : {"search_files", "find_duplicate_files"}) {
         expect(tool, {{query + "}", "incomplete", given},
                       {query + R"(,"within":"ROOT"})", "incomplete", given},
                       {R"({"query":"regex:^a+$"})", "incomplete", "null"}});
+    }
 }
 
 TEST_F(Tools, SayWhatIsWrong) {
