@@ -15,12 +15,12 @@ namespace dovra {
 
 /// Searches a text for many byte strings in one pass. Immutable; safe from any thread.
 ///
-/// A needle's window is its first bytes, as many as the shortest needle has. The scan reads a short block at
-/// every few positions, so that any window in the text holds one of these blocks. Nearly everywhere the block
-/// occurs in no needle's window. Then nothing else is read, and no step waits for the one before. Otherwise
-/// the windows around the block are looked up. Where one may begin a needle, only the last needle that sorts
-/// before the text can match, because no needle is the start of another. Needles shorter than a block have
-/// passes of their own, or they would slow down all others.
+/// A needle's window is its first bytes, as many as the shortest needle has, at most eight. The scan reads a
+/// short block at every few positions, so that any window in the text holds one of these blocks. Nearly
+/// everywhere the block occurs in no needle's window. Then nothing else is read, and no step waits for the
+/// one before. Otherwise the windows around the block are looked up. Where one may begin a needle, only the
+/// last needle that sorts before the text can match, because no needle is the start of another. Needles
+/// shorter than a block have passes of their own, or they would slow down all others.
 class NeedleSet {
 public:
     /// No needle is empty. Unless `caseSensitive`, letters are compared under ASCII folding.

@@ -17,8 +17,8 @@ public:
     /// character) is not allowed.
     static std::optional<RegularExpression> compile(std::string_view pattern, bool caseSensitive);
 
-    /// The fault of a pattern that `compile` refuses, with the number of the character behind it, counted
-    /// from 1; absent for a valid pattern.
+    /// The fault of a pattern that `compile` refuses, with the number of the character where it stands,
+    /// counted from 1; absent for a valid pattern.
     static std::optional<std::string> fault(std::string_view pattern);
 
     /// A pattern that matches exactly `text`.
@@ -27,9 +27,8 @@ public:
     /// The most steps of a match, from all positions of a text together.
     static constexpr std::uint32_t mostSteps = 25'000;
 
-    /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match that
-    /// takes more steps than the limit is abandoned and counts as no match. The same matches are abandoned
-    /// each time.
+    /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match beyond
+    /// the limit is abandoned and counts as no match, each time the same ones.
     bool foundIn(std::string_view text, std::uint32_t limit = mostSteps) const;
 
     /// The steps that a match takes, at most `mostSteps`. Slow.

@@ -33,8 +33,7 @@ class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
-    /// A matcher of targets that contain one of the texts as it stands. No text is empty; all are ASCII, or
-    /// none.
+    /// A matcher of targets that contain one of the texts as it stands: none empty, all or none ASCII.
     static TextMatcher anyOf(MatchTarget target, std::span<const std::string_view> texts, bool caseSensitive);
 
     /// A matcher of full paths that contain the text as it stands, without wildcards.
