@@ -93,7 +93,7 @@ void NeedleSet::addGroup(std::vector<std::string> needles) {
     }
     std::ranges::sort(byBucket);
     for (auto& [bucket, needle] : byBucket) {
-        // A needle that begins with another one is found with that, which sorts before it.
+        // A needle that begins with another one is found with it; the shorter one sorts first.
         const bool isCovered = !group.needles.empty() && needle.starts_with(group.needles.back());
         if (!isCovered) group.needles.push_back(std::move(needle));
         group.bucketEnds[bucket] = static_cast<std::uint32_t>(group.needles.size());

@@ -72,7 +72,7 @@ private:
     const RegexLimits& limits_;
     const std::stop_token& stop_;
     DirIndex folder_ = -1;
-    std::string path_;  ///< the folder's path and a slash, then the last name asked for
+    std::string path_;  ///< the folder's path and a slash, then the name of the last path built
     std::size_t folderPathSize_ = 0;
 };
 

@@ -22,7 +22,7 @@ constexpr std::size_t longestSampledFolder = 4096;
 constexpr std::size_t stepsForAll = 100'000'000;
 constexpr std::size_t fewestStepsEach = 500;
 
-/// Steps without counting in the time of one counted step.
+/// Uncounted steps that take the time of one counted step.
 constexpr std::size_t uncountedPerCounted = 4;
 
 std::vector<std::uint32_t> sampledSteps(const FileIndex& index, const RegexNode& regex, std::size_t texts) {

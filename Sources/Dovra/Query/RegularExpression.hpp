@@ -28,7 +28,7 @@ public:
     static constexpr std::uint32_t mostSteps = 25'000;
 
     /// Whether the expression matches anywhere in `text`. Ill-formed UTF-8 is repaired first. A match beyond
-    /// the limit is abandoned and counts as no match, each time the same ones.
+    /// the limit is always abandoned, and counts as no match.
     bool foundIn(std::string_view text, std::uint32_t limit = mostSteps) const;
 
     /// The steps that a match takes, at most `mostSteps`. Slow.

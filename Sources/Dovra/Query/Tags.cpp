@@ -182,7 +182,7 @@ void addTag(std::string tag, std::vector<std::string>& tags) {
     if (std::ranges::find(tags, tag) == tags.end()) tags.push_back(std::move(tag));
 }
 
-/// Adds the tags of an array of names, mostly with a line feed and the number of a colour behind each.
+/// Adds tags from an array of names, mostly followed by a line feed and the number of a colour.
 void addPropertyListTags(std::string_view document, std::vector<std::string>& tags) {
     for (const std::string& text : decodeTagPropertyList(document))
         addTag(text.substr(0, text.find('\n')), tags);
