@@ -29,14 +29,14 @@ struct Usage {
     [[noreturn]] static void overflow() { fatalError("more than 18446744073709551615 bytes in one folder"); }
 };
 
-/// Adds to a folder's own sum, which other threads may be adding to as well.
+/// Adds to a folder's own sum. Other threads may add to it at the same time.
 void addShared(Usage& sum, const Usage& added) {
     const std::uint64_t before = std::atomic_ref(sum.bytes).fetch_add(added.bytes, std::memory_order_relaxed);
     if (before + added.bytes < before) Usage::overflow();
     std::atomic_ref(sum.files).fetch_add(added.files, std::memory_order_relaxed);
 }
 
-/// Entries of one folder mostly stand together, so they are summed up before they go to the folder.
+/// Adds each run of entries of one folder up first: entries of a folder mostly stand together.
 void sumPiece(std::span<const FileEntry> entries, std::span<Usage> sums) {
     Usage run;
     DirIndex folder = entries.front().dirIndex;
@@ -52,7 +52,7 @@ void sumPiece(std::span<const FileEntry> entries, std::span<Usage> sums) {
     addShared(sums[static_cast<std::size_t>(folder)], run);
 }
 
-/// What each folder holds itself, by position.
+/// The usage of each folder without the folders below it, by position.
 std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t folders) {
     std::vector<Usage> sums(folders);
     performInPieces(entries.size(), entriesPerPiece, [&](std::size_t first, std::size_t last) {
@@ -61,23 +61,22 @@ std::vector<Usage> directSums(std::span<const FileEntry> entries, std::size_t fo
     return sums;
 }
 
-/// The folder that lies around a folder that was interned with its whole path; absent when it is not
-/// interned.
+/// The parent of a folder that was interned with its whole path; absent when it is not interned.
 std::optional<DirIndex> folderAround(const FolderTable& folders, DirIndex root) {
     const std::string path = folders.path(root);
     if (path == "/" || path.find('/') == std::string::npos) return std::nullopt;
     return folders.find(parentPath(path));
 }
 
-/// Adds to each folder what the folders below it hold.
+/// Adds the sum of each folder to the folders above it.
 void rollUp(const FolderTable& folders, std::span<Usage> sums) {
     const auto sumOf = [&](DirIndex folder) -> Usage& { return sums[static_cast<std::size_t>(folder)]; };
     // Backwards, because a parent stands before its children.
     for (auto folder = static_cast<DirIndex>(folders.count()) - 1; folder >= 0; --folder) {
         if (const auto parent = folders.parent(folder)) sumOf(*parent).add(sumOf(folder));
     }
-    // A tree that was interned before the folder around it hangs on by its path alone. Inner trees first, so
-    // that those around them are complete when they are passed on.
+    // A tree that was interned before its parent folder is linked to it by its path alone. Inner trees come
+    // first, so that their sums are complete when they are passed on.
     std::vector<DirIndex> roots = folders.roots();
     std::ranges::sort(roots, std::greater{}, [&](DirIndex root) { return folders.name(root).size(); });
     for (const DirIndex root : roots) {
@@ -87,7 +86,7 @@ void rollUp(const FolderTable& folders, std::span<Usage> sums) {
     }
 }
 
-/// The folders that `under` takes in, ascending.
+/// The folders that `under` selects, ascending.
 std::vector<DirIndex> foldersUnder(const FolderTable& folders, std::string_view under) {
     const bool withoutItself = under.ends_with('/');
     const std::string base(under.substr(0, under.size() - (withoutItself ? 1 : 0)));
@@ -112,7 +111,7 @@ std::vector<DirIndex> allFolders(const FolderTable& folders) {
     return all;
 }
 
-/// The first `limit` folders (all, when it is below 1), those that hold most first.
+/// Keeps the first `limit` folders (all, when it is below 1), largest first.
 void keepLargest(std::vector<DirIndex>& folders, std::int64_t limit, std::span<const Usage> sums) {
     const std::int64_t kept = limit < 1 ? std::ssize(folders) : std::min(limit, std::ssize(folders));
     std::ranges::partial_sort(folders, folders.begin() + kept, [&](DirIndex a, DirIndex b) {
