@@ -1,4 +1,4 @@
-// The reports over a made-up index: the rows of the performance budget. What they read from the disk is
+// The reports over a made-up index, for the rows of the performance budget. Their reading from the disk is
 // measured by Benchmarks/compare.
 
 #include <benchmark/benchmark.h>
@@ -28,7 +28,7 @@ void diskUsageUnder(benchmark::State& state) {
         benchmark::DoNotOptimize(directoryUsage(index, syntheticRoot, pageRows));
 }
 
-/// All that a search for equal files does before it opens the first one.
+/// A search for equal files up to the opening of the first one.
 void duplicateCandidates(benchmark::State& state) {
     const FileIndex& index = syntheticIndex(static_cast<std::size_t>(state.range(0)));
     std::vector<EntryId> ids(static_cast<std::size_t>(state.range(0)));

@@ -1,4 +1,4 @@
-// Filling an index, what an entry of it costs, looking folders up, and the cache file.
+// The filling of an index, the cost of an entry, the look-up of folders, and the cache file.
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>
@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t million = 1'000'000;
 constexpr std::uint64_t seed = 7;
 
-/// A folder as a scan hands it over, kept so that only the storing is measured.
+/// A folder as a scan hands it over. It is kept, so that only the storing is measured.
 struct Folder {
     std::optional<DirIndex> parent;
     std::string name;
@@ -75,8 +75,8 @@ void appendWithTrigrams(benchmark::State& state) {
     reportEntries(state, million);
 }
 
-/// What an entry costs: by the index's own account, and by the growth of the process while it was filled.
-/// The time means nothing. Runs first and once, so that no memory is at hand that something else gave back.
+/// The cost of an entry: by the index's own account, and by the growth of the process during the filling. The
+/// time means nothing. Runs first and once, so that no released memory is at hand.
 void memory(benchmark::State& state) {
     const auto before = residentMemoryBytes();
     FileIndex& index = syntheticIndex(million);
@@ -94,7 +94,7 @@ void memory(benchmark::State& state) {
     state.counters["entries_per_folder"] = 1 / perEntry(index.directoriesLocked().count());
 }
 
-/// Folders in an order that the processor cannot foresee.
+/// Folders in an order that the processor cannot predict.
 std::vector<DirIndex> shuffledFolders(const FolderTable& folders) {
     Random random(seed);
     std::vector<DirIndex> order(100'000);
@@ -148,7 +148,7 @@ public:
         std::string pattern = (std::filesystem::temp_directory_path() / "dovra-benchmark-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
         path_ = pattern;
-        // Where the program looks for its files.
+        // The program looks for its files here.
         ::setenv("XDG_DATA_HOME", path_.c_str(), 1);
     }
     ~CacheFolder() {
@@ -179,7 +179,7 @@ void saveCache(benchmark::State& state) {
     reportEntries(state, million);
 }
 
-/// From the file, which the system has in memory, to an index that can be asked.
+/// Loads the file, which the system has in memory, into an index that is ready for searches.
 void loadCache(benchmark::State& state) {
     const CacheFolder folder;
     const IndexCache cache(cacheFileName(syntheticRoot));

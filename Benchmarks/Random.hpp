@@ -27,8 +27,8 @@ public:
 
     bool percent(std::size_t chance) { return below(100) < chance; }
 
-    /// One of the values; those at the front are taken more often, the first about once in the square root of
-    /// their number.
+    /// One of the values. Values at the front are more frequent: the first is drawn about once in the square
+    /// root of their number.
     template <typename T>
     const T& favourFront(std::span<const T> values) {
         const double position = unit();

@@ -1,6 +1,6 @@
-// Searches over made-up names: the rows of the performance budget, one thread or all of them. Each benchmark
-// reports the matches and the size of the index beside its time; one that is about few matches fails when
-// there are many, so that a change of the made-up names cannot quietly change what is measured.
+// Searches over made-up names, for the rows of the performance budget, on one thread or on all. Each
+// benchmark reports the matches and the size of the index beside its time. A benchmark of few matches fails
+// when there are many: no change of the made-up names can quietly change the measured case.
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
@@ -31,7 +31,7 @@ struct QueryCase {
     double largestShareOfMatches = any;
 };
 
-/// Terms that differ in their digits, as someone pastes a list of numbered files.
+/// Terms that differ in their digits, like a pasted list of numbered files.
 const std::string thousandsOfTerms = [] {
     std::string query = "zephyr";
     for (int i = 0; i < 20000; ++i)
@@ -83,7 +83,7 @@ std::string_view modeName(Mode mode) {
     return mode == Mode::serial ? "one_thread" : "all_threads";
 }
 
-/// For the lifetime of one benchmark.
+/// Forces a scan mode for the lifetime of one benchmark.
 class ForcedMode {
 public:
     ForcedMode(FileIndex& index, Mode mode) : index_(index) { index_.setScanModeOverride(mode); }
@@ -103,7 +103,7 @@ public:
     AttachedTrigrams& operator=(const AttachedTrigrams&) = delete;
 
 private:
-    /// Made once: all benchmarks that attach one use the same index.
+    /// Made once: all benchmarks with trigrams use the same index.
     static std::shared_ptr<TrigramIndex> ofNames(const FileIndex& index) {
         static const std::shared_ptr<TrigramIndex> trigrams = [&] {
             auto made = std::make_shared<TrigramIndex>();
@@ -158,7 +158,7 @@ void registerTrigramQueries() {
     }
 }
 
-/// As many matches as are still sorted, spread evenly over the index.
+/// The largest number of matches that are still sorted, spread evenly over the index.
 std::vector<EntryId> evenlySpread(std::size_t entries) {
     std::vector<EntryId> ids;
     for (std::int64_t i = 0; i < FileIndex::sortCap; ++i)
@@ -166,7 +166,7 @@ std::vector<EntryId> evenlySpread(std::size_t entries) {
     return ids;
 }
 
-/// The sort alone, without the search that finds the matches.
+/// The sort alone, without the search before it.
 void registerSorts(std::size_t entries) {
     for (const auto& [keyName, key] : sortKeys) {
         const std::string name = fmt::format("sort_300000/{}/{}M", keyName, entries / million);
@@ -182,8 +182,8 @@ void registerSorts(std::size_t entries) {
     }
 }
 
-/// A whole search with about as many matches as are still sorted: what a person waits for. The same search
-/// with a limit of no rows shows what of it is not the sort.
+/// A whole search with about as many matches as are still sorted: the time that a person waits. The same
+/// search with a limit of no rows shows the share of the rest.
 void registerSortedSearches() {
     constexpr std::string_view query = "v";
     for (const auto& [keyName, key] : sortKeys) {

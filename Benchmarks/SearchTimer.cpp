@@ -1,6 +1,6 @@
 // search_timer <folder> <query>...: scans the folder, then prints for each query the matches, the median and
-// the shortest time of a search in milliseconds, separated by tabs. For the comparison with other programs,
-// which need the time of a search without that of the scan.
+// the shortest time of a search in milliseconds, separated by tabs. The comparison with other programs needs
+// the time of a search without that of the scan.
 
 #include <fmt/core.h>
 #include <string>

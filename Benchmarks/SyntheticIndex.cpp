@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t seed = 20240229;
 constexpr std::size_t maxDepth = 12;
-/// A subtree of at most so many entries is one folder of files.
+/// A subtree of at most this many entries is one folder of files.
 constexpr std::size_t maxLeafEntries = 30;
 
 constexpr double latestTime = 1'700'000'000;
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    /// Lists the subfolders and some files, and shares what is left among the subfolders.
+    /// Lists the subfolders and some files, and divides the remaining entries among the subfolders.
     void makeFolder(const PendingFolder& folder) {
         listing_.clear();
         const std::size_t subfolders = subfolderCount(folder);
@@ -66,7 +66,7 @@ private:
         return folder.entries > 2000 ? 4 + random_.below(9) : 1 + random_.below(4);
     }
 
-    /// Adds the subfolders to those that are to be visited, with shares that differ widely.
+    /// Adds the subfolders to the pending folders, with shares that differ widely.
     void shareOut(const PendingFolder& parent, std::size_t subfolders, std::size_t entries) {
         std::vector<double> shares(subfolders);
         double sum = 0;
@@ -106,13 +106,13 @@ private:
                       .crTime = modified - static_cast<double>(random_.below(1'000'000))});
     }
 
-    /// Each order of magnitude is as frequent as any other, up to 16 MB; a few are larger.
+    /// Each order of magnitude up to 16 MB is equally frequent; a few sizes are larger.
     std::uint64_t size() {
         const std::size_t magnitude = random_.below(1000) == 0 ? 32 : random_.below(24);
         return random_.next() & ((std::uint64_t{2} << magnitude) - 1);
     }
 
-    /// More often lately than long ago.
+    /// Recent times are more frequent than old ones.
     double time() {
         const double age = random_.unit();
         return latestTime - static_cast<double>(static_cast<std::int64_t>(age * age * tenYears));

@@ -10,19 +10,19 @@
 
 namespace dovra::benchmarks {
 
-/// Where a made-up tree begins.
+/// The root of a made-up tree.
 inline constexpr std::string_view syntheticRoot = "/synthetic";
 
-/// Walks a folder tree that exists only here, as `lookAheadWalk` would walk a real one: `visit` gets every
-/// folder with its listing, a folder before what lies in it. Exactly `entries` entries, always the same for
-/// the same number; about 15 in a folder, which lies up to 12 levels deep; sizes and times spread widely.
+/// Walks a folder tree that exists only here, as `lookAheadWalk` walks a real one: `visit` gets every folder
+/// with its listing, parents first. The tree has exactly `entries` entries, the same for each number: about
+/// 15 in a folder, up to 12 levels deep, with widely spread sizes and times.
 void walkSyntheticTree(std::size_t entries, const std::function<DirIndex(const WalkedFolder&)>& visit);
 
 /// Appends a folder to the index as a scan does, and returns its position.
 DirIndex storeFolder(FileIndex& index, const WalkedFolder& folder);
 
-/// An index of a made-up tree of `entries` entries, made when it is first asked for and kept. For one thread.
-/// Whoever changes it (a scan mode, a trigram index) changes it back.
+/// An index of a made-up tree of `entries` entries, made at the first call and kept. For one thread. A caller
+/// that changes it (a scan mode, a trigram index) changes it back.
 FileIndex& syntheticIndex(std::size_t entries);
 
 }  // namespace dovra::benchmarks

@@ -8,9 +8,9 @@
 
 namespace dovra::benchmarks {
 
-/// Makes names of files and folders up, in the mix that a disk of documents, photos, sources, libraries and
-/// caches has: words joined in several ways, numbers, dates, hashes, one or two extensions, a few names
-/// beyond ASCII. A file's name has 22 bytes on average.
+/// Makes up names of files and folders, in the mix of a disk of documents, photos, sources, libraries and
+/// caches: words joined in several ways, numbers, dates, hashes, one or two extensions, a few names beyond
+/// ASCII. A file's name has 22 bytes on average.
 class SyntheticNames {
 public:
     explicit SyntheticNames(Random& random);

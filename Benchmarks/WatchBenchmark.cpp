@@ -1,4 +1,4 @@
-// What it costs to keep an index current. Prints one line for each figure.
+// The cost of keeping an index current. Prints one line for each figure.
 //
 // usage: watch_benchmark [folder]     the folder in which trees are made, by default that for temporary files
 
@@ -35,7 +35,7 @@ double processorSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// Runs in a process of its own, so that its processor time is not ours.
+/// Runs in a process of its own, whose processor time is not counted as ours.
 void inOtherProcess(const std::function<void()>& body) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -61,7 +61,7 @@ void unpack(const std::string& root, int folders, int filesEach) {
     }
 }
 
-/// An index that lives, as a server has it, with a cache of its own.
+/// A live index as a server has it, with a cache of its own.
 class Watched {
 public:
     Watched(const std::string& root, WatchMechanism mechanism)
@@ -84,7 +84,7 @@ void print(std::vector<double> values, const std::string& what) {
                values[values.size() * 99 / 100]);
 }
 
-/// From a change to the moment when the index has it.
+/// The time from a change until the index has it.
 void measureVisibility(Watched& watched, const std::string& root) {
     std::vector<double> flushed;
     for (int i = 0; i < 200; ++i) {
@@ -96,7 +96,7 @@ void measureVisibility(Watched& watched, const std::string& root) {
     print(flushed, "change to visible with a flush");
     std::vector<double> unaided;
     for (int i = 0; i < 40; ++i) {
-        // At any time within the latency after the last delivery, and sometimes long after it.
+        // The pause ends anywhere within the latency after the last delivery, and sometimes long after it.
         std::this_thread::sleep_for(std::chrono::milliseconds(i * 37 % 1400));
         const std::uint64_t before = watched.index().generation();
         const auto start = Clock::now();
@@ -128,7 +128,7 @@ void measureUnpacking(Watched& watched, const std::string& root) {
                watched.index().itemCount() - itemsBefore, processorSeconds() - beforeDeleting);
 }
 
-/// How long who searches waits for the index while it changes, is built anew and saved.
+/// The time that a search waits for the index while it changes, is built anew and saved.
 void measureWaits(Watched& watched, const std::string& root) {
     std::atomic<bool> isOver = false;
     std::vector<double> waits;
@@ -163,7 +163,7 @@ void measureWaits(Watched& watched, const std::string& root) {
     watched.flush();
 }
 
-/// What it costs to follow one file that changes all the time in a folder of many.
+/// The cost of following one file that changes all the time in a folder of many.
 void measureBusyFile(const std::string& folder, WatchMechanism mechanism, int files) {
     const std::string root = folder + "/many";
     std::filesystem::create_directory(root);
@@ -197,7 +197,7 @@ void measureBusyFile(const std::string& folder, WatchMechanism mechanism, int fi
     std::filesystem::remove_all(root);
 }
 
-/// What a whole round of comparing the index with the disk takes of a processor.
+/// The processor time of a whole round of comparing the index with the disk.
 void measureRound(const std::string& folder) {
     const std::string root = folder + "/round";
     unpack(root, 50'000, 20);
@@ -224,7 +224,7 @@ void measureRound(const std::string& folder) {
     std::filesystem::remove_all(root);
 }
 
-/// What watching adds to another process's `write`.
+/// The time of one `write`; watching adds to it.
 double writeMicroseconds(const std::string& root) {
     constexpr int writes = 400'000;
     const int file = ::open((root + "/log").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
@@ -256,7 +256,7 @@ void measure(const std::string& folder, WatchMechanism mechanism) {
 }  // namespace dovra
 
 int main(int argc, char** argv) {
-    // The caches go with the trees.
+    // The caches lie with the trees.
     ::setenv("XDG_DATA_HOME", std::filesystem::temp_directory_path().c_str(), 0);
     const std::string folder = argc > 1 ? argv[1] : std::filesystem::temp_directory_path().string();
     dovra::measure(folder, dovra::WatchMechanism::best);

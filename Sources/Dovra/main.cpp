@@ -35,7 +35,7 @@ int runBenchmark(Arguments arguments) {
     return Benchmark::run(namesRoot ? arguments.front() : "/", !options.empty());
 }
 
-/// Takes the folder (the current one by default) and, for other queries than the usual ones, a seed.
+/// The arguments are the folder (by default the current one) and the seed of the queries.
 int runSelfTest(Arguments arguments) {
     const std::string path = arguments.empty() ? "." : arguments[0];
     if (arguments.size() > 2)
@@ -50,7 +50,7 @@ int runSelfTest(Arguments arguments) {
     return SelfTest::run(path, seed);
 }
 
-/// A mode of the program. A mode without a runner is announced, not pretended.
+/// A mode of the program. A mode without a runner is listed as not available yet.
 struct Mode {
     std::string_view word;
     Runner run;
@@ -59,7 +59,7 @@ struct Mode {
     bool explainsItself = false;  ///< whether the runner answers "--help"
 };
 
-/// The first word of this table that occurs among the arguments decides, wherever it stands there.
+/// The first mode whose word is among the arguments runs, wherever the word stands.
 constexpr std::array modes = {
     Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
@@ -118,11 +118,11 @@ int dispatch(Arguments arguments) {
     return reportMissing("the desktop panel is");
 }
 
-/// The status, unless a part of what was to be printed is lost.
+/// The status; 1 instead of 0 when a part of the output was lost.
 int reportLostOutput(int status) {
     const int error = outputError();
     if (error == 0) return status;
-    // When nobody reads any more, nobody misses anything.
+    // A closed pipe needs no message: its reader has left.
     if (error != EPIPE)
         printError("dovra: cannot write to standard output: {}\n", std::generic_category().message(error));
     return status == 0 ? 1 : status;

@@ -28,7 +28,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
-/// An index to which scripts apply what they tell.
+/// An index to which scripts apply reported changes.
 class ChangeApplication : public test::ScriptedTest {
 protected:
     ChangeApplication() {
@@ -90,26 +90,26 @@ protected:
 };
 
 const char* const changeScripts[] = {
-    // What did not change keeps its identifier; the former one of "turned" was the folder's.
+    // An unchanged entry keeps its identifier. The former identifier of "turned" was the folder's.
     "write kept/file; write renamed/deep/file; write turned/below; scan .; id-of turned; "
     "write kept/file; rename renamed name; remove turned; write turned; lacks nothing; "
     "id-of kept/file; paths kept/file renamed name turned kept; apply; changed . kept name; id-is kept/file; "
     "lacks renamed/deep/file; same; paths . kept; files kept/file; trees name; apply; changed; untouched",
-    // After a stop, the rest is left to a replay.
+    // After a stop, a replay applies the rest.
     "write folder/file; scan .; write new/a/b; write folder/other; paths . folder; apply-stopped; untouched; "
     "nothing-unread; replay; apply; nothing-unread; same",
     // The time of modification is put back, as an unpacked archive does.
     "write same/file; write changed/file; touch changed x; scan .; trust-stamps; replay; "
     "told; "
     "write changed/new; touch changed x; replay; told changed",
-    // A root that is missing is the caller's to forget.
+    // A missing root is left for the caller to drop.
     "write served/file; scan served; rename served elsewhere; paths served/file; apply; untouched; "
     "unread-trees served; write elsewhere/deep/file; rename elsewhere served; unread; apply; "
     "nothing-unread; same",
-    // What a scan does not hold.
+    // Places outside of the scan's scope.
     "write served/file; symlink served/link; scan served; write served-not/file; "
     "paths served-not/file served/link/more /; trees served-not; apply; untouched",
-    // What may not be read is kept, and looked at once it may.
+    // An unreadable folder keeps its entries, and is read once that is allowed.
     "folder closed; forbid closed; be-ordinary; scan .; trees .; apply; nothing-unread; be-oneself; "
     "allow closed; paths closed; apply; same; "
     "forbid closed; be-ordinary; trees closed; apply; untouched; be-oneself; allow closed; "
@@ -130,7 +130,7 @@ TEST_F(ChangeApplication, FollowsScripts) {
 TEST_F(ChangeApplication, EqualsAFreshScanAfterAnyStormWhoseHintsItGot) {
     for (unsigned seed = 1; seed <= 12; ++seed) {
         const std::string top = fmt::format("storm{}", seed);
-        // In a large folder, single files are looked at.
+        // Single files of a large folder are read one by one.
         for (unsigned i = 0; i < 300 * (seed % 2); ++i)
             tree_.write(fmt::format("{}/file{}", top, i));
         test::TreeStorm storm(tree_.makeFolder(top), seed);
@@ -162,15 +162,15 @@ TEST_F(ChangeApplication, LooksAtSingleFilesOfALargeFolder) {
         tree_.write("large/file" + std::to_string(i));
     run("scan .; write large/file1; write large/untold; files large/file1 large/never; apply; "
         "lacks-only untold; files large/untold; apply; same");
-    // It may only be listed.
+    // The folder may be listed, but not entered.
     ASSERT_EQ(::chmod(tree_.path("large").c_str(), 0444), 0);
     run("be-ordinary; files large/file7; apply; be-oneself; allow large; has large/file7; "
-        // Where a folder is gone, the one above is listed.
+        // The parent of a missing folder is listed.
         "remove large; files large/file7; apply; same");
 }
 
 TEST_F(ChangeApplication, HandsInAgainWhatCouldNotBeOpened) {
-    // With descriptors left first: a sanitizer needs some to look at an object for the first time.
+    // The first run has descriptors left: a sanitizer needs some when it first meets an object.
     run("write folder/file; scan .; apply");
     for (int descriptors = 0; descriptors < 5; ++descriptors) {
         run(
@@ -187,7 +187,7 @@ TEST_F(ChangeApplication, ForgetsWhatIsCoveredByAFileSystemOfTheKernel) {
             fmt::format("write above/covered/file; scan .; proc above/covered; {}; apply; "
                         "changed above/covered; lacks above/covered/file; paths above/covered/sys; "
                         "trees above/covered/self; apply; untouched; "
-                        // Inside one, its folders are entered.
+                        // The folders of a kernel's file system are entered when the scan begins in it.
                         "scan above/covered/sys/kernel/random; trees above/covered/sys/kernel/random; apply; "
                         "changed; has above/covered/sys/kernel/random/uuid; umount above/covered",
                         told));
@@ -198,7 +198,7 @@ TEST_F(ChangeApplication, GoesToPathsOfAnyLength) {
     const test::DeepFile deep(tree_.path(), "before");
     run("scan .; trust-stamps");
     const EntryId file = test::idOf(index_, deep.path);
-    // What is too deep is told by the last folder that is not.
+    // A path that is too deep is reported by its last folder that is not.
     const ChangeBatch replayed = changedFolders(index_);
     ASSERT_THAT(replayed.subtrees, testing::SizeIs(1));
     EXPECT_TRUE(deep.path.starts_with(replayed.subtrees[0]) && deep.path[replayed.subtrees[0].size()] == '/');

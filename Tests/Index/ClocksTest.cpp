@@ -47,7 +47,7 @@ TEST(StampClock, TrustsNothingOnceTheWallClockWasSet) {
 
 TEST(StampClock, AWalkStampsFoldersThatHaveBeenLeftAlone) {
     const test::TemporaryTree tree;
-    const std::vector<std::string> roots = {"/", tree.path()};  // the last one is made this moment
+    const std::vector<std::string> roots = {"/", tree.path()};  // the last one is new
     std::map<std::string, FolderStamp, std::less<>> stamps;
     lookAheadWalk(roots, {.entersChild = [](std::string_view) { return false; }},
                   [&](const WalkedFolder& walked) {

@@ -35,7 +35,7 @@ class Crawl : public test::ScriptedTest {
 protected:
     Crawl() {
         words_.insert({
-            {"scan",  // of several roots, or of one
+            {"scan",  // one root or several
              [this](Rest roots) { scan({.threads = 2}, placesOf(roots)); }},
             {"holds",
              [this](Rest paths) {
@@ -56,7 +56,7 @@ protected:
         return index_.entriesLocked()[static_cast<std::size_t>(id)];
     }
 
-    /// Many folders, few and many children each, with files in them.
+    /// Makes many folders, with few and many children each, and files in them.
     void makeRandomTree() const {
         test::TreeStorm storm(root_, 1, {"folder", "write"});
         for (int i = 0; i < 1000; ++i)
@@ -125,7 +125,7 @@ TEST_F(Crawl, NeverFollowsLinksBelowARoot) {
     EXPECT_EQ(entryOf("root/link").flags, FileEntry::symbolicLink);
     EXPECT_EQ(entryOf("root/link").size, 12U);
     run("scan root/link; holds root/link/inner root/link/inner/secret");
-    // One takes the place of a folder that was listed.
+    // A link takes the place of a listed folder.
     std::vector<std::string> visited;
     lookAheadWalk({placeOf("root")}, {}, [&](const WalkedFolder& walked) {
         visited.emplace_back(walked.name);
@@ -141,7 +141,7 @@ TEST_F(Crawl, NeverFollowsLinksBelowARoot) {
 TEST_F(Crawl, LeavesOutWhatCannotBeRead) {
     run("write locked/inner; write unsearchable/inner; forbid locked");
     ASSERT_EQ(::chmod(placeOf("unsearchable").c_str(), 0444), 0);
-    // A folder that may be listed but not searched still tells its names.
+    // A folder that may be listed but not searched still gives its names.
     run("be-ordinary; scan . missing locked; be-oneself; allow locked; allow unsearchable; "
         "holds locked unsearchable unsearchable/inner");
 }
@@ -191,7 +191,7 @@ TEST_F(Crawl, WalksAHundredThousandLevels) {
 
 TEST_F(Crawl, KeepsFewFoldersOpenWhereManyHaveLongPaths) {
     constexpr int count = 2000;
-    // Each is opened for the sake of what lies below, because its path is too long to be extended.
+    // Each folder is opened on behalf of those below it, because its path is too long to be extended.
     for (int i = 0; i < count; ++i)
         tree_.makeFolder(fmt::format("{:a>200}/{:b>200}/{:0>200}/below/it", "", "", i));
     const test::FewDescriptors few(128);
@@ -231,7 +231,7 @@ TEST_F(Crawl, EndsWhenItIsAskedToStop) {
 
 TEST_F(Crawl, SurvivesFoldersThatComeAndGo) {
     const std::jthread changes([&](const std::stop_token& stop) {
-        // Each holds entries that are named after it.
+        // Each folder holds entries that are named after it.
         for (std::mt19937 random(3); !stop.stop_requested();) {
             const std::string name = fmt::format("d{}", random() % 8);
             if (random() % 3 == 0) test::perform(root_, "remove " + name);

@@ -31,7 +31,7 @@ protected:
         test::trustStamps(index);
     }
 
-    /// What one round finds, and how many pieces it took.
+    /// The places that one round finds, and the number of its pieces.
     std::set<std::string> round(Stage first, std::chrono::seconds budget = 60s) {
         DiskComparison comparison(first);
         std::set<std::string> found;

@@ -20,7 +20,7 @@ using test::makeIndex;
 using testing::ElementsAre;
 using testing::Pair;
 
-/// The paths of the entries that are not tombstones.
+/// The paths of the live entries.
 std::vector<std::string> livePaths(const FileIndex& index) {
     std::vector<std::string> live;
     for (std::size_t id = 0; id < allPaths(index).size(); ++id) {
@@ -36,7 +36,7 @@ void tombstone(FileIndex& index, std::string_view path) {
 }
 
 TEST(FileIndex, TombstonesWhatLiesBelowAFolderAndNothingElse) {
-    // Roots in folders that are not known, one in another.
+    // The roots lie in unknown folders, one root in another.
     FileIndex index;
     for (const char* root : {"/a/b", "/a", "/ab"})
         addTree(index, {std::string(root) + "/x/y"}, root);
@@ -91,7 +91,7 @@ TEST(FileIndex, HandsItsContentsToAnother) {
     addTree(*index, {"/new"});
     EXPECT_THAT(indexViolations(*index), ElementsAre()) << "the trigram index was emptied too";
     EXPECT_TRUE(index->hasTrigramIndex());
-    // What was emptied is as good as new.
+    // An emptied index is as good as a new one.
     EXPECT_FALSE(aside.hasTrigramIndex());
     addTree(aside, {"/new"});
     for (const FileIndex* emptied : {&aside, index.get()})

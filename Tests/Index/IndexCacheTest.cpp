@@ -37,7 +37,7 @@ protected:
 
 TEST_F(IndexCacheTest, NamesAFileForEachRoot) {
     EXPECT_EQ(cacheFileName("/"), "index.cache");
-    // A file must be found again by the next version of the program.
+    // The next version of the program must find the file again.
     EXPECT_EQ(cacheFileName("/home"), "index-b17eeef9480d2491.cache");
     EXPECT_NE(cacheFileName("/home/a"), cacheFileName("/home/b"));
     EXPECT_EQ(cacheFileName("/a/../b\n").find('/'), std::string::npos);
@@ -105,7 +105,7 @@ TEST_F(IndexCacheTest, AFileHoldsOneStateOfAnIndexThatChanges) {
                 spare = std::move(taken);
             }
         });
-    // Until the index was never at rest for long enough.
+    // The loop ends when the index was never at rest for long enough.
     EXPECT_TRUE(test::waitUntil([&] {
         const auto error = cache.save(index, 7, 1);
         if (error) return error->code == EAGAIN;

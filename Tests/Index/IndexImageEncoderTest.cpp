@@ -84,7 +84,7 @@ TEST(IndexImageEncoder, EverythingSurvivesASaveAndALoad) {
     for (unsigned seed = 0; seed < 12; ++seed) {
         const test::TemporaryTree tree;
         test::TreeStorm storm(tree.path(), seed);
-        // Below several roots, one in another, and with some entries deleted.
+        // The scan has several roots, one in another, and some entries are deleted.
         FileIndex index;
         crawl(index, {tree.makeFolder("a"), tree.makeFolder("b/c"), tree.path("b")}, {});
         for (int i = 0; i < 300; ++i)

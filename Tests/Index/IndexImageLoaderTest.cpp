@@ -26,10 +26,10 @@ using testing::IsEmpty;
 
 constexpr std::uint64_t huge = 0xFFFFFFFF;
 
-/// What is done to a sound file.
+/// A change of a sound file.
 using Damage = std::pair<const char*, void (*)(RawIndexImage& raw)>;
 
-/// What a file is loaded into: an index that stays as it is unless the file is loaded, and is sound then.
+/// The loading of a file into an index, which must be sound, and unchanged unless the file is loaded.
 class Loading {
 public:
     explicit Loading(const IndexImageSource& source, const IndexImageSubject& subject = anySubject) {

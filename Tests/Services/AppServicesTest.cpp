@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 class AppServicesTest : public testing::Test {
 protected:
     void TearDown() override {
-        // What still runs would call back into the test.
+        // Running work would call back into the test.
         for (const auto& made : made_) {
             if (const auto services = made.lock()) services->close();
         }
@@ -93,7 +93,7 @@ TEST_F(AppServicesTest, ScansFollowsSavesAndCallsBackOnTheMainQueue) {
     services->rebuild();
     expectNoDifference(*services);
     EXPECT_THAT(services->status().coverage, testing::Not(IsEmpty()));
-    // Without anybody asking for it.
+    // The change arrives without a request for it.
     tree_.write("root/b/c/later");
     EXPECT_TRUE(test::waitUntil([&] { return test::idOf(services->index(), root_ + "/b/c/later") >= 0; }));
     services->frecency().recordOpen("/opened");
@@ -135,7 +135,7 @@ TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
 
 TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {
     tree_.write("root/a");
-    // The build queue calls back, and waits here to be let through.
+    // The build queue calls back, and waits here for its release.
     std::counting_semaphore<> hasCome(0);
     std::counting_semaphore<> goesOn(0);
     std::atomic<bool> isHeld = false;

@@ -11,11 +11,11 @@
 
 namespace dovra::test {
 
-/// What a feed is to say next; a test keeps it, and feeds come and go.
+/// The next changes and states of feeds. A test keeps this object, while feeds come and go.
 struct FakeChanges {
     ChangeFeed::State state = ChangeFeed::State::open;
     ChangeSet waiting = {};
-    ChangeSet later = {};  ///< is told only after the next taking
+    ChangeSet later = {};  ///< is reported only after the next taking
     bool isLate = false;   ///< the next taking is not in time
     std::vector<std::string> polledTrees = {};
     int feeds = 0;  ///< opened so far
@@ -29,7 +29,7 @@ public:
         ++changes_->feeds;
     }
 
-    /// What was refused stays so.
+    /// A refused feed stays refused.
     State state() const override { return isRefused_ ? State::refused : changes_->state; }
     std::optional<ChangeBatch> take(std::chrono::milliseconds /*patience*/) override {
         if (std::exchange(changes_->isLate, false)) return std::nullopt;

@@ -36,7 +36,7 @@ TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
     EXPECT_EQ(listing.count(), 1U);
 }
 
-/// The disk is ahead of the events: where a new folder was told, one that lay above is found, or another one.
+/// The disk is ahead of the events: a former parent, or another folder, is in place of a reported folder.
 TEST(FolderWatches, TakeNoFolderForAnother) {
     std::string entered;
     std::string meanwhile;

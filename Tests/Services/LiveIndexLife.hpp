@@ -24,8 +24,8 @@
 
 namespace dovra::test {
 
-/// A life that scripts step, with a clock and a feed of its own: nothing happens on its own. What happens on
-/// the disk is told only if the script tells it.
+/// A life that a script steps, with a clock and a feed of its own: nothing happens by itself. A change on the
+/// disk is reported only if the script reports it.
 class LiveIndexLife : public ScriptedTest {
 protected:
     LiveIndexLife() : ScriptedTest("above/root") {
@@ -55,7 +55,7 @@ private:
         live_.emplace(options_);
         live_->start();
     }
-    /// Every task that is due now; between its two halves comes a step. Tells the kind of the last.
+    /// Runs every task that is due now, a step between its two halves. Returns the last task's kind.
     std::string runTasks(Rest between) {
         std::string kind;
         while (auto task = live_->nextTask()) {
@@ -96,12 +96,12 @@ private:
 
 inline void LiveIndexLife::addWords() {
     words_.insert({
-        // What the feed is and tells.
+        // The feed and its reports.
         {"feed", [this](Rest state) { feed_->state = states_.at(state); }},
         {"tell", [this](Rest path) { feed_->waiting.addPath(placeOf(path)); }},
         {"tell-file", [this](Rest path) { feed_->waiting.addFile(placeOf(path)); }},
         {"tell-tree", [this](Rest path) { feed_->waiting.addSubtree(placeOf(path)); }},
-        {"later",  // than the next taking
+        {"later",  // reported after the next taking
          [this](Rest step) {
              std::swap(feed_->waiting, feed_->later);
              take(step);
@@ -110,7 +110,7 @@ inline void LiveIndexLife::addWords() {
         {"lose", [this](Rest) { feed_->waiting.loseTrack(); }},
         {"late", [this](Rest) { feed_->isLate = true; }},
         {"poll", [this](Rest path) { feed_->polledTrees = {placeOf(path)}; }},
-        {"change",  // in the root folder, told
+        {"change",  // writes in the root folder, and reports it
          [this](Rest file) { run("write " + file + "; tell ."); }},
         // The life.
         {"save-interval", [this](Rest time) { options_.saveInterval = seconds(time); }},
@@ -128,12 +128,12 @@ inline void LiveIndexLife::addWords() {
         {"step", [this](Rest) { live_->step(); }},
         {"rebuild", [this](Rest) { live_->rebuild(); }},
         {"wait", [this](Rest time) { now_ += seconds(time); }},
-        {"pass",  // and do what is due
+        {"pass",  // and does the work that is due
          [this](Rest time) {
              run("wait " + time + "; step");
              runTasks("");
          }},
-        {"pass-a-round",  // somebody is served, and then it goes by
+        {"pass-a-round",  // makes a round worthwhile, and waits for its end
          [this](Rest) {
              live_->flush(std::chrono::seconds(1));
              passUntil([this, before = live_->lastRound()] { return live_->lastRound() != before; }, "60");
@@ -141,22 +141,22 @@ inline void LiveIndexLife::addWords() {
         {"catch-up", [this](Rest) { passUntil([this] { return live_->isCompared(); }, "1"); }},
         {"tasks-and", [this](Rest step) { runTasks(step); }},
         {"hold", [this](Rest) { tasks_.push_back(live_->nextTask().value()); }},  // a task that is due
-        {"run",  // the one that was held first
+        {"run",  // the task that was held first
          [this](Rest) {
              finishes_.push_back(tasks_.front().run());
              tasks_.pop_front();
          }},
-        {"finish",  // the one that was run first
+        {"finish",  // the task that was run first
          [this](Rest) {
              finishes_.front()();
              finishes_.pop_front();
          }},
-        // What is around it.
+        // The surroundings.
         {"trust-stamps", [this](Rest) { trustStamps(live_->index()); }},
         {"battery", [this](Rest state) { isOnBattery_ = state == "on"; }},
         {"looks-take", [this](Rest time) { lookTakes_ = seconds(time); }},
         {"data", [this](Rest line) { EXPECT_TRUE(perform(data_.path(), line)); }},
-        // What is expected.
+        // Expectations.
         {"flush", [this](Rest) { EXPECT_TRUE(live_->flush(std::chrono::seconds(1))); }},
         {"flush-fails", [this](Rest) { EXPECT_FALSE(live_->flush(std::chrono::seconds(1))); }},
         {"answers",
@@ -173,7 +173,7 @@ inline void LiveIndexLife::addWords() {
         {"items", [this](Rest count) { EXPECT_EQ(live_->index().itemCount(), std::stoi(count)); }},
         {"slots",  // deleted entries included
          [this](Rest count) { EXPECT_EQ(allPaths(live_->index()).size(), std::stoul(count)); }},
-        {"generations",  // since this was asked last
+        {"generations",  // since the last such step
          [this](Rest count) {
              const auto before = std::exchange(generation_, live_->index().generation());
              EXPECT_EQ(generation_ - before, std::stoul(count));
@@ -191,7 +191,7 @@ inline void LiveIndexLife::addWords() {
         {"no-cache", [this](Rest) { EXPECT_EQ(savedCache_ = cache(), 0U); }},
         {"feeds", [this](Rest count) { EXPECT_EQ(feed_->feeds, std::stoi(count)); }},
         {"coverage", [this](Rest text) { EXPECT_EQ(live_->coverage(), text); }},
-        {"reported",  // the next one
+        {"reported",  // the next report
          [this](Rest text) {
              ASSERT_FALSE(reports_.empty());
              EXPECT_THAT(reports_.front(), testing::HasSubstr(text));

@@ -22,16 +22,16 @@ struct LifeScript {
 };
 
 const LifeScript lifeScripts[] = {
-    // How an index comes up: by a scan, or from a cache.
+    // The start: by a scan, or from a cache.
     {"ScansOnceNoChangeIsMissedAndSaves",
      "write a/file; feed opening; begin; answers none; step; flush-fails; write before; feed open; due-now; "
      "step; updates 1; answers whole; tasks saving; saved; same"},
     {"KnowsNamesAtOnceAfterARestartAndTheRestOnceCompared",
      "write kept/a; write gone/c; live; change worth-a-save; step; trust-stamps; end; "
-     // Nothing changed that had to be saved.
+     // No change was worth a save.
      "updates 2; begin; updates 1; step; tasks reading; end; "
      "write kept/a; remove gone; write new/d; feed opening; begin; answers names; same-names; differs; "
-     // Nobody tells yet, but who flushes knows.
+     // No event is reported yet, but a flush finds the change.
      "write new/e; flush; same-names; "
      "write new/f; feed open; step; answers names; due-now; catch-up; answers whole; same; no-report; "
      "no-round"},
@@ -40,7 +40,7 @@ const LifeScript lifeScripts[] = {
      "lacks a/appeared/file; trust-stamps; end; begin; same"},
     {"KeepsNoPartOfWhatAStopCutShort",
      "write a; begin; end-in-a-step; no-cache; items 0; "
-     // What made a rebuild necessary may be in the cache; what there was may be searched to the end.
+     // A rebuild removes the cache, which may hold its cause. The former contents stay until it is done.
      "live; rebuild; end-in-a-step; no-cache; items 1"},
     {"ScansARootThatCouldNotBeReadAtFirst",
      "write a; feed refused; forbid .; be-ordinary; begin; step; items 0; coverage not watched; be-oneself; "
@@ -49,12 +49,12 @@ const LifeScript lifeScripts[] = {
      "write a; live; end; feed refused; begin; coverage not watched; feed open; step; coverage made up; "
      "answers whole; change b; flush; same"},
 
-    // What becomes of it when something is told, is lost, or cannot be read, and when the root goes.
+    // Changes that are reported, lost or unreadable, and a root that goes.
     {"FollowsWithinAFlushOrAStep",
      "live; change a; flush; same; updates 2; change b; late; flush-fails; step; same"},
     {"LooksAtPolledTreesWithEachFlushAndNowAndThen",
      "write polled/a; live; poll polled; write polled/b; flush; same; write polled/c/d; due 2; pass 2; same; "
-     // What takes long is done seldom: the root is due first.
+     // Slow looks are rare: the root is due first.
      "looks-take 1; flush; due 3"},
     {"LooksAgainAtWhatCouldNotBeRead",
      "save-interval 1; write a/file; live; saved; write a/new; tell a; change appeared/file; "
@@ -63,7 +63,7 @@ const LifeScript lifeScripts[] = {
      "change b/new; with-descriptors 1 step; flush; same"},
     {"AnswersNothingAfterChangesWereLostUntilItIsBuiltAnew",
      "write a; live; generations 1; write b; lose; flush-fails; answers none; items 1; no-task; "
-     // Taken over at once, so that whoever searches meanwhile sees no part.
+     // The new index replaces the old one at once, so that no search sees a part.
      "step; generations 1; answers whole; same"},
     {"BuildsAnewWhatIsMostlyDeleted",
      "spare 2; write a; write f/1; write f/2; live; remove f; tell .; flush; slots 4; "
@@ -78,13 +78,13 @@ const LifeScript lifeScripts[] = {
      "write a/file; live; rename /above /away; write /away/root/a/new; tell a; late; step; "
      "rename /away /above; pass 5; pass 5; same"},
 
-    // What is done beside the steps: saves, and rounds of comparison with the disk.
+    // The work beside the steps: saves, and rounds of comparison with the disk.
     {"SavesNothingThatIsNotWholeOrWasOvertakenByALoss",
      "live; saved; change a; step; wait 300; lose; flush-fails; no-task; end; not-saved; "
      "live; change b; step; wait 300; hold; run; rebuild; finish; no-cache"},
     {"SavesNoMoreOftenThanTheIntervalAndWhatFailedAgain",
      "save-interval 3; live; saved; change a; step; pass 1; "
-     // Not put off by further changes.
+     // Further changes do not put the save off.
      "change b; pass 1; not-saved; due 1; "
      "data rename Dovra moved; data write Dovra; pass 1; data remove Dovra; data rename moved Dovra; "
      "not-saved; pass 3; saved"},
@@ -102,10 +102,10 @@ const LifeScript lifeScripts[] = {
      "write closed/file; forbid closed; be-ordinary; live; be-oneself; lacks closed/file; allow closed; "
      "pass-a-round; has closed/file"},
     {"CountsForNothingAReadingThatARebuildOvertook",
-     // One reading at a time, the stamps first.
+     // One reading runs at a time, the stamps first.
      "write a/file; write b/file; live; flush; wait 600; hold; run; finish; hold; no-task; "
      "write b/file; run; rebuild; step; write a/file; tasks saving; flush; wait 600; "
-     // The new one is still being read.
+     // The new index is still being read.
      "hold; finish; no-task; run; finish; tasks reading; finds 1; same"},
     {"ComparesOnlyAfterItWasOfUse",
      "live; wait 600; no-task; flush; wait 600; tasks reading; wait 600; no-task; pass-a-round; finds 0"},
@@ -141,7 +141,7 @@ TEST_F(LiveIndexTest, SavesNotBecauseOfASave) {
     run("live; saved");
     for (int i = 0; i < 3; ++i)
         run("tell .; tell data/Dovra; tell-file data/Dovra/index.cache.new; pass 600; not-saved");
-    // Where nothing but the time of a folder is another one, what was told decides.
+    // When only the time of a folder changes, the reported path decides.
     const auto touch = [&](const std::string& folder) {
         fs::last_write_time(folder, fs::last_write_time(folder) - std::chrono::hours(1));
     };
@@ -155,7 +155,7 @@ TEST_F(LiveIndexTest, SavesNotBecauseOfASave) {
 }
 
 TEST_F(LiveIndexTest, FindsNothingThatIsToldOrCannotBeTold) {
-    // A folder that appeared is told as a subtree, and shows in the one above, so it has to be taken in
+    // A new folder is reported as a subtree and found in its parent folder, so the subtree has to be applied
     // first.
     run("write a/file; live; flush; wait 1200; folder a/new; tasks-and tell-tree a/new; finds 0; same");
     for (const char* telling :

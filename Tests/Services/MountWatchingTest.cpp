@@ -31,7 +31,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// After each step, the index equals a fresh scan.
+/// The index equals a fresh scan after each step.
 const std::vector<std::string> scripts[] = {
     // Mounts that come and go.
     {"folder place/hidden", "tmpfs place", "write place/inside/file", "write place/inside/later",
@@ -40,10 +40,9 @@ const std::vector<std::string> scripts[] = {
     // One folder at two places.
     {"write origin/folder/file", "folder place", "bind origin place", "write origin/folder/more/seen twice",
      "write place/folder/more/both", "umount place"},
-    // A file system of the kernel's, which is not entered.
+    // A file system of the kernel's own, which a scan does not enter.
     {"write place/hidden/file", "touch place long-ago", "proc place", "umount place"},
-    // A quick exchange of one file system for another. The next one looks in the table of mounts like the one
-    // before.
+    // A quick exchange of one file system for another. Both look the same in the table of mounts.
     {"folder place", "tmpfs place", "write place/before/file", "umount place; tmpfs place",
      "write place/after/file", "write place/after/deeper/file", "detach place; tmpfs place",
      "write place/after/file", "write place/after/deeper/file", "umount place"},
@@ -60,10 +59,10 @@ const std::vector<std::string> scripts[] = {
     // An older mount moved into a younger one.
     {"folder old; folder young", "tmpfs old", "write old/inside/file", "tmpfs young; folder young/z",
      "move old young/z", "write young/z/inside/more", "umount young/z", "umount young"},
-    // A mount that was there before its place was heard of.
+    // A mount that was made before its place was reported.
     {"folder a/place; tmpfs a/place; write a/place/file", "umount a/place", "write a/place/below/file",
      "write a/place/below/more"},
-    // A mount that hides another with the folder that it is in.
+    // A mount that hides another one together with its folder.
     {"folder place/inner", "tmpfs place/inner", "write place/inner/file", "tmpfs place", "write place/other",
      "umount place", "write place/inner/folder/more", "umount place/inner"},
 };
@@ -76,7 +75,7 @@ void follow(WatchMechanism mechanism) {
     }
 }
 
-/// Has the calling thread see a kernel that numbers mounts anew all the time, as those before 6.8.
+/// Shows the calling thread a kernel that reuses mount numbers, as kernels before 6.8 do.
 void forgetUniqueMountNumbers() {
     constexpr unsigned uniqueMountNumber = 0x4000;
     constexpr auto argument = offsetof(seccomp_data, args) + 3 * sizeof(std::uint64_t);
@@ -113,7 +112,7 @@ TEST_P(MountWatching, FollowsScriptsOnKernelsThatHardlyTellMountsApart) {
     }).join();
 }
 
-/// The devices that are watched are those that a scan would enter now, not those of the start.
+/// The watched devices are those that a scan would enter now, not those of the start.
 TEST_P(MountWatching, FollowsAVolumeThatIsMountedLater) {
     std::string place;
     test::FollowedTree followed(GetParam(), {.root = {}, .allowedDevices = [&] {
@@ -137,7 +136,7 @@ TEST_P(MountWatching, TellsNothingOfMountsElsewhere) {
     ASSERT_TRUE(test::perform(elsewhere.path(), "umount ."));
 }
 
-/// The mount goes on where it was, with nothing in it any more.
+/// The mount stays in its place, and is empty from then on.
 TEST_P(MountWatching, TellsThePlaceOfAFolderThatIsRemovedWhereItComesFrom) {
     test::FollowedTree followed(GetParam(), {.root = "watched"});
     const std::string place = followed.tree.makeFolder("watched/place");
@@ -172,8 +171,7 @@ TEST_F(OwnMounts, HideWhatWholeFileSystemsTell) {
     EXPECT_TRUE(followed.follows("umount place"));
 }
 
-/// Whether a change below the root is told to a process for which no mount has a place that leads to the
-/// root.
+/// Whether a change below the root is reported to a process whose mounts have no path to the root.
 bool watchesInsideAnotherRoot(const test::TemporaryTree& tree, WatchMechanism mechanism) {
     if (!test::perform(tree.path(), "folder proc; folder root; proc proc")) return false;
     if (::chroot(tree.path().c_str()) != 0 || ::chdir("/") != 0) return false;

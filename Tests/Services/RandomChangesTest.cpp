@@ -26,7 +26,7 @@ const test::TreeStorm::Verbs verbs = {"write",  "write",  "folder", "folder", "r
                                       "rename", "rename", "remove", "link",   "symlink", "forbid",
                                       "forbid", "tmpfs",  "bind",   "move",   "umount",  "detach"};
 
-/// Gives back all rights that were taken; folders may have moved with theirs.
+/// Gives back all rights that were taken. It visits every folder, because folders may have been renamed.
 void allowAll(const std::string& root) {
     std::vector<fs::path> folders = {root};
     while (!folders.empty()) {
@@ -46,13 +46,13 @@ void unmountAll(const std::string& root) {
     }
 }
 
-/// As whom changes are followed: as root only where that has ways of its own.
+/// The user who follows the changes: root only for the mechanism that needs it.
 std::unique_ptr<test::OrdinaryUser> watcher(WatchMechanism mechanism) {
     return mechanism == WatchMechanism::best ? nullptr : std::make_unique<test::OrdinaryUser>();
 }
 
-/// What the index lacks after a flush; after it was compared with all of the disk it lacks nothing. Before
-/// that, a file with several names may show what it was when it was changed by another of them.
+/// The differences after a flush. A file with several names may be out of date under one of them when it was
+/// changed by another. So a tree with links is compared with the disk, and then has no difference.
 std::vector<std::string> differences(test::FollowedTree& followed, bool hasLinks) {
     auto found =
         followed.differencesAfterFlush(hasLinks ? test::Compared::namesAndKinds : test::Compared::all);
@@ -61,7 +61,7 @@ std::vector<std::string> differences(test::FollowedTree& followed, bool hasLinks
     return test::differencesFromFreshScan(followed.index, followed.root);
 }
 
-/// Returns the differences and the lines that led to them.
+/// The differences, and the lines that led to them.
 std::vector<std::string> runRandomly(WatchMechanism mechanism, unsigned seed) {
     test::TreeStorm script({}, seed, verbs);
     std::optional<test::FollowedTree> followed;
@@ -99,7 +99,7 @@ class RandomChanges : public testing::TestWithParam<WatchMechanism> {};
 
 INSTANTIATE_TEST_SUITE_P(, RandomChanges, test::everyMechanism, test::mechanismName);
 
-/// The variable DOVRA_SEEDS asks for more seeds than a few; DOVRA_SEED for one.
+/// The variable DOVRA_SEEDS sets the number of seeds, DOVRA_SEED chooses a single one.
 TEST_P(RandomChanges, LeaveNoDifference) {
     const auto setting = [](const char* name, unsigned otherwise) {
         const char* value = std::getenv(name);

@@ -46,9 +46,8 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(, Watching, test::everyMechanism, test::mechanismName);
 
-/// Storms from three sides at once, whose events are taken as they come, a few at a time. Every other storm
-/// is one of folders. Afterwards something changes in every folder, and nothing else: whether each is still
-/// known by its path.
+/// Runs storms from three sides at once. Events are taken as they come, a few at a time. Every other storm is
+/// one of folders. A single change in every folder afterwards shows whether its path is still known.
 void expectToFollowStorms(test::FollowedTree& watched, unsigned seed) {
     SCOPED_TRACE(fmt::format("seed {}", seed));
     std::atomic<int> running = 3;
@@ -94,7 +93,7 @@ TEST_P(Watching, FollowsWhatLeavesTheRootAndWhatEnters) {
         EXPECT_EQ(followed.source->coverage(), "2 folders (inotify)");
     }
     EXPECT_EQ(followed.scans, 1);
-    // With the root, and with a folder above it.
+    // The root goes and comes back, alone or with a folder above it.
     const std::pair<const char*, const char*> ways[] = {{"rename above away", "rename away above"},
                                                         {"rename above/root away", "rename away above/root"},
                                                         {"remove above/root", "folder above/root"}};
@@ -173,10 +172,10 @@ TEST(WatchLimit, FoldersWithoutAWatchArePolled) {
     EXPECT_THAT(watched.reports, testing::ElementsAre(HasSubstr("max_user_watches"))) << "told once";
 }
 
-/// What becomes of a source where no inotify instance is left: 0 when that was told once and with the
-/// setting, 2 when such a place cannot be made.
+/// Opens a source where no inotify instance is left: 0 when that is reported once and with the setting, 2
+/// when such a place cannot be made.
 int openWithoutInstances(const std::string& root) {
-    // Limits of its own, which bind nobody else.
+    // The limits of a new user namespace bind no other process.
     std::ofstream limit;
     if (::unshare(CLONE_NEWUSER) == 0) limit.open("/proc/sys/user/max_inotify_instances");
     if (!limit.is_open() || !(limit << 0).flush()) return 2;
@@ -197,7 +196,7 @@ TEST(WatchLimit, TellsWhenNoInotifyInstanceIsLeft) {
     EXPECT_EQ(outcome, 0);
 }
 
-/// The stop comes while the tree is opened, or when it is.
+/// The stop comes while the tree is opened, or afterwards.
 TEST(WatchingStopped, LooksAtNoFurtherFolderOnceItIsStopped) {
     for (const auto mechanism : {WatchMechanism::watches, WatchMechanism::polling}) {
         for (const int most : {50, 150}) {
@@ -246,7 +245,7 @@ TEST_F(LostEvents, AreNotThoseOfAMomentWithoutDescriptors) {
 }
 
 TEST_F(LostEvents, AskForAScanWhenMoreWaitsThanMemoryShouldHold) {
-    // On the same file system, but nothing of it would be told.
+    // The folder is on the same file system, but none of its changes is reported.
     const test::TemporaryTree elsewhere;
     const auto nameOf = [&](int number) { return elsewhere.path(fmt::format("{:0>250}", number)); };
     ASSERT_EQ(::mkdir(nameOf(0).c_str(), 0700), 0);
@@ -264,7 +263,7 @@ TEST(WatchLimit, AFullQueueAsksForAScanAndIsCaughtUpWith) {
     setting >> limit;
     if (limit <= 0 || limit > 200'000) GTEST_SKIP() << "a queue of " << limit << " events is not filled";
     test::FollowedTree followed(WatchMechanism::watches);
-    // Two names in turn, because equal events that follow each other are merged.
+    // Two names take turns, because equal events in a row are merged.
     const std::string names[] = {followed.tree.write("a"), followed.tree.write("b")};
     for (int i = 0; i <= limit; ++i)
         ASSERT_EQ(::truncate(names[i % 2].c_str(), i), 0);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# onFileSystem.sh FILESYSTEM USER PROGRAM [ARGUMENT...]: runs the program with its temporary files on a new file
-# system (ext4, xfs, btrfs, btrfs-subvolume, tmpfs), which nobody else sees and which goes with it, as "root" or as
-# an "ordinary" user. Ends with 77 and says why where that cannot be made.
+# onFileSystem.sh FILESYSTEM USER PROGRAM [ARGUMENT...]: runs the program with its temporary files on a new file system
+# (ext4, xfs, btrfs, btrfs-subvolume, tmpfs), as "root" or as an "ordinary" user. The file system is visible to this run
+# only, and ends with it. Ends with 77 and a reason where it cannot be made.
 set -o errexit -o nounset -o pipefail
 
 skip() {
@@ -13,7 +13,7 @@ file_system=$1 user=$2
 shift 2
 ((EUID == 0)) || skip "only root mounts file systems"
 
-# The mounts that follow are this process's own.
+# The mounts below belong to this process alone.
 if [[ -z ${DOVRA_OWN_MOUNTS-} ]]; then
     unshare --mount true 2>/dev/null || skip "no mounts of one's own here"
     DOVRA_OWN_MOUNTS=yes exec unshare --mount -- "$0" "$file_system" "$user" "$@"
@@ -24,7 +24,7 @@ place=$work/place
 trap 'umount --lazy "$place" 2>/dev/null || true; rm --recursive --force "$work"' EXIT
 mkdir "$place"
 
-# make_image MEGABYTES MAKER...: a file with a file system in it, mounted.
+# make_image MEGABYTES MAKER...: makes a file with a file system in it, and mounts it.
 make_image() {
     truncate --size="$1M" "$work/image"
     shift
@@ -49,7 +49,7 @@ esac
 chmod a+rwxt "$place"
 chmod a+rx "$work"
 
-# A copy, because the ordinary user may not reach the original.
+# The program is copied, because the ordinary user may not reach the original.
 cp "$1" "$work/program"
 shift
 as_user=()

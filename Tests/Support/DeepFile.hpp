@@ -10,8 +10,8 @@
 
 namespace dovra::test {
 
-/// A file below `root` whose path is longer than the system takes in one call, and the descriptor it was
-/// written through.
+/// A file below `root` whose path is longer than a system call accepts, and the descriptor it was written
+/// through.
 class DeepFile {
 public:
     DeepFile(const std::string& root, std::string_view bytes) : path(root), folders_(root, name(), levels) {

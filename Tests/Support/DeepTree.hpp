@@ -8,8 +8,7 @@
 
 namespace dovra::test {
 
-/// A chain of folders, each holding the next, far deeper than a path can tell and than a recursive removal
-/// can follow.
+/// A chain of folders, one in another, too deep for a path and for a recursive removal.
 class DeepTree {
 public:
     DeepTree(const std::string& root, const std::string& name, int levels) : name_(name), levels_(levels) {

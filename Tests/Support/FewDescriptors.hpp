@@ -5,7 +5,7 @@
 
 namespace dovra::test {
 
-/// While it lives, the process can have no more than `count` further files open at a time.
+/// During its life, the process can open at most `count` further files at a time.
 class FewDescriptors {
 public:
     explicit FewDescriptors(int count) {

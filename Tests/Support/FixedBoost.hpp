@@ -9,7 +9,7 @@
 
 namespace dovra::test {
 
-/// Boosts that are told once and stay.
+/// Boosts that are set once and stay.
 class FixedBoost : public RankingBoost {
 public:
     explicit FixedBoost(const std::map<std::string, std::int32_t>& boosts) {

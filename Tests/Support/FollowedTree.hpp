@@ -17,9 +17,9 @@
 
 namespace dovra::test {
 
-/// A tree on the disk and an index of it that follows what the system tells. It has no thread: nothing is
-/// taken but when a test asks for it, which so decides what is told together. With a root in the options,
-/// that folder of the tree alone is watched.
+/// A tree on the disk and an index of it that follows the system's events. It has no thread: events are taken
+/// only when a test asks, so the test decides which events come together. With a root in the options, only
+/// that folder of the tree is watched.
 class FollowedTree {
 public:
     explicit FollowedTree(WatchMechanism mechanism, WatchOptions options = {})
@@ -31,7 +31,7 @@ public:
         rescan();
     }
 
-    /// Takes what was told, and applies it.
+    /// Takes the reported changes and applies them.
     ChangeBatch follow() {
         ChangeBatch batch = *source->take({});
         if (batch.mustRescan) rescan();
@@ -44,7 +44,7 @@ public:
         return batch;
     }
 
-    /// Compares the whole index with the disk, as is done in rounds for what no event tells.
+    /// Compares the whole index with the disk, as rounds of comparison do.
     void compareAll() { applyChanges(index, {.subtrees = {root}}); }
 
     void rescan() {
@@ -58,8 +58,7 @@ public:
         return differencesFromFreshScan(index, root, compared);
     }
 
-    /// Does what a line says in the watched folder (see `perform`); whether the index equals a fresh scan
-    /// then.
+    /// Performs a line in the watched folder (see `perform`). Succeeds if the index then equals a fresh scan.
     testing::AssertionResult follows(const std::string& line) {
         if (!perform(root, line)) return testing::AssertionFailure() << "cannot be done: " << line;
         const std::vector<std::string> found = differencesAfterFlush();

@@ -14,11 +14,11 @@
 
 namespace dovra::test {
 
-/// Whether sizes and times count, and folders whose paths are too long to be saved.
+/// The scope of a comparison. `whatIsSaved` leaves out folders whose paths are too long to be saved.
 enum class Compared : std::uint8_t { all, namesAndKinds, whatIsSaved };
 
-/// Every live entry with its attributes and every folder that was listed, in order; identifiers and what was
-/// deleted do not show.
+/// Every live entry with its attributes and every listed folder, in order. Identifiers and tombstones are
+/// left out.
 inline std::vector<std::string> contentsOf(const FileIndex& index, Compared compared = Compared::all) {
     const ReadGuard guard(index.rwlock);
     const FolderTable& folders = index.directoriesLocked();
@@ -43,8 +43,8 @@ inline std::vector<std::string> contentsOf(const FileIndex& index, Compared comp
     return contents;
 }
 
-/// What tells the index from a fresh scan of `root`, the first few lines; and the invariants that it
-/// violates. Empty when it is as good as the fresh one.
+/// The first few lines of difference between the index and a fresh scan of `root`, and the invariants that
+/// the index violates. Empty when there are none.
 inline std::vector<std::string> differencesFromFreshScan(const FileIndex& index, const std::string& root,
                                                          Compared compared = Compared::all) {
     std::vector<std::string> differences = indexViolations(index);

@@ -5,7 +5,7 @@
 
 namespace dovra::test {
 
-/// While it lives, no file of this process can grow beyond so many bytes, as on a disk that is full.
+/// During its life, no file of this process can grow beyond so many bytes, as on a full disk.
 class FullDisk {
 public:
     explicit FullDisk(rlim_t bytes) : handler_(::signal(SIGXFSZ, SIG_IGN)) {

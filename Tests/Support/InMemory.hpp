@@ -5,8 +5,8 @@
 
 namespace dovra::test {
 
-/// While it lives, temporary trees are made in memory where the system has a folder for that, unless another
-/// folder was asked for.
+/// During its life, temporary trees are made in memory, if the system has a folder for that and the user
+/// asked for no other.
 class InMemory {
 public:
     InMemory() {

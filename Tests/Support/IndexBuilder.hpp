@@ -30,7 +30,7 @@ struct IndexItem {
 
 /// Items sorted into the listings of their folders.
 struct ItemListings {
-    /// Adds an item, after the folders on its way. A path that was added before is left as it is.
+    /// Adds an item, after the folders on its way. A path that is known already is left as it is.
     void add(const IndexItem& item, const std::string& root) {
         const bool isDir = item.path.ends_with('/');
         const std::string path = item.path.substr(0, item.path.size() - (isDir ? 1 : 0));
@@ -44,7 +44,7 @@ struct ItemListings {
     std::map<std::string, FolderListing> listings;
 };
 
-/// Adds items, all below `root`, to an index in the order in which a scan of that root would.
+/// Adds items, all below `root`, to an index in the order of a scan of that root.
 inline void addTree(FileIndex& index, const std::vector<IndexItem>& items, const std::string& root = "/") {
     ItemListings tree;
     for (const IndexItem& item : items)
@@ -69,7 +69,7 @@ inline std::unique_ptr<FileIndex> makeIndex(const std::vector<IndexItem>& items)
     return index;
 }
 
-/// The full path of every entry by its identifier, those of tombstones included.
+/// The full path of every entry by its identifier, tombstones included.
 inline std::vector<std::string> allPaths(const FileIndex& index) {
     const ReadGuard guard(index.rwlock);
     std::vector<std::string> paths;

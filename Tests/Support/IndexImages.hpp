@@ -10,7 +10,7 @@
 
 namespace dovra::test {
 
-/// What the images of tests are of, unless they say otherwise.
+/// The subject of an image in tests, unless they give another.
 inline const IndexImageSubject anySubject{.volumeDev = 7, .root = {}, .now = 2'000'000'000};
 
 /// The cache file of an index, as bytes.

@@ -8,7 +8,7 @@
 
 namespace dovra::test {
 
-/// While it lives, the program keeps its files in a temporary folder.
+/// During its life, the program keeps its files in a temporary folder.
 class OwnData : public TemporaryTree {
 public:
     OwnData() { ::setenv("XDG_DATA_HOME", path().c_str(), 1); }

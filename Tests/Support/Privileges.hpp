@@ -8,8 +8,8 @@
 
 namespace dovra::test {
 
-/// While it lives, the process has no more rights than an ordinary user's. Tells nothing where it had none
-/// to lose.
+/// During its life, the process has the rights of an ordinary user. Without effect in a process that has no
+/// more.
 class OrdinaryUser {
 public:
     OrdinaryUser() : user_(::geteuid()) {
@@ -30,13 +30,13 @@ private:
     bool isOrdinary_ = true;
 };
 
-/// Gives the calling thread and those that it starts mounts of their own, of which nothing reaches the
-/// machine's. False where the process may not mount.
+/// Gives the calling thread, and the threads that it starts, mounts of their own. The machine's mounts do not
+/// change with them. False where the process may not mount.
 inline bool leaveMounts() {
     return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-/// What `body` returns, run in a process of its own; -1 when that does not end by itself.
+/// The result of `body`, run in a process of its own; -1 when that process does not end by itself.
 template <typename Body>
 int inAChild(const Body& body) {
     const pid_t child = ::fork();

@@ -8,7 +8,7 @@
 
 namespace dovra::test {
 
-/// `least` to `most` bytes, each one of `alphabet`. Few letters make names share much.
+/// `least` to `most` bytes, each one of `alphabet`. Names of few letters have much in common.
 inline std::string randomText(std::mt19937& random, std::string_view alphabet, std::size_t least,
                               std::size_t most) {
     std::string text(least + random() % (most - least + 1), '\0');

@@ -8,7 +8,7 @@
 
 namespace dovra::test {
 
-/// Fields one behind the other, as the processor keeps them: the lowest byte comes first.
+/// Fields one behind the other, as the processor stores them: the lowest byte comes first.
 template <typename... Fields>
 std::string packed(const Fields&... fields) {
     std::string bytes;
@@ -16,8 +16,8 @@ std::string packed(const Fields&... fields) {
     return bytes;
 }
 
-/// A cache file written field by field from the table in Documentation/CacheFormat.md, without any of the
-/// program's own code, so that fields can be wrong one at a time.
+/// A cache file written field by field after the table in Documentation/CacheFormat.md, without the program's
+/// own code. So fields can be wrong one at a time.
 struct RawIndexImage {
     struct Entry {
         std::uint64_t size = 0;
@@ -39,7 +39,7 @@ struct RawIndexImage {
     std::vector<Entry> entries;
     std::string stampMagic = "DOVRAST1";
     std::vector<Stamp> stamps;
-    /// In place of the true counts and lengths.
+    /// Values in place of the true counts and lengths.
     std::optional<std::uint32_t> folderCount, entryCount, poolBytes, pathLength;
     std::optional<std::uint64_t> stampBytes;
 
@@ -52,7 +52,7 @@ struct RawIndexImage {
         pool += name;
     }
 
-    /// Up to the end of the entries.
+    /// The bytes up to the end of the entries.
     std::string bytesWithoutStamps() const {
         const auto count = [](const auto& counted) { return static_cast<std::uint32_t>(counted.size()); };
         std::string out =

@@ -17,20 +17,20 @@
 
 namespace dovra::test {
 
-/// A test that takes the steps of scripts: words of its own, and changes on the disk, which `perform` knows.
-/// A path is relative to the root, "." is the root, and one that starts with a slash is relative to the
-/// temporary tree, in which the root is.
+/// A test that performs the steps of scripts: words of its own, and the changes on the disk of `perform`. A
+/// path is relative to the root. "." is the root. A path with a slash in front is relative to the temporary
+/// tree, in which the root lies.
 class ScriptedTest : public testing::Test {
 protected:
-    using Rest = const std::string&;  ///< what follows a word in its step
+    using Rest = const std::string&;  ///< the part of a step behind its word
 
     explicit ScriptedTest(const std::string& rootName = {})
         : root_(rootName.empty() ? tree_.path() : tree_.makeFolder(rootName)) {
-        // For those who become another user, but not of another group.
+        // The group keeps its access: a test may change its user, but not its group.
         std::filesystem::permissions(tree_.path(), std::filesystem::perms(0750));
     }
 
-    /// Takes steps with a semicolon between them; ends at the first one that is not as expected.
+    /// Performs steps separated by semicolons, and ends at the first failure.
     void run(const std::string& script) {
         for (std::size_t at = 0, end = 0; end != std::string::npos && !HasFailure() && !IsSkipped();
              at = end + 2) {
@@ -75,7 +75,7 @@ protected:
              if (!user_.emplace().isOrdinary()) GTEST_SKIP() << "cannot give up root's rights";
          }},
         {"be-oneself", [this](Rest) { user_.reset(); }},
-        {"with-descriptors",  // no more than a number of one digit, a step
+        {"with-descriptors",  // a number of one digit, a step
          [this](Rest step) {
              const FewDescriptors shortage(step.at(0) - '0');
              take(step.substr(2));

@@ -6,8 +6,8 @@
 
 namespace dovra::test {
 
-/// Gives each listed folder the stamp that the disk has now, as if the index were old enough for that to
-/// prove something. Those with paths that are too long get one that no folder has.
+/// Gives each listed folder its present stamp on the disk, as if the index were old enough to trust it. A
+/// folder whose path is too long gets a stamp that no folder has.
 inline void trustStamps(FileIndex& index) {
     const WriteGuard guard(index.rwlock);
     for (std::size_t i = 0; i < index.directoriesLocked().count(); ++i) {

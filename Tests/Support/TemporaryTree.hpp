@@ -9,7 +9,7 @@
 
 namespace dovra::test {
 
-/// A folder of its own for one test, removed with all it holds at the end.
+/// A folder of its own for one test, removed with its contents at the end.
 class TemporaryTree {
 public:
     TemporaryTree() {
@@ -24,7 +24,7 @@ public:
     TemporaryTree(const TemporaryTree&) = delete;
     TemporaryTree& operator=(const TemporaryTree&) = delete;
 
-    /// The absolute path of the folder, or of something in it.
+    /// The absolute path of the folder, or of a place in it.
     const std::string& path() const { return path_; }
     std::string path(std::string_view relativePath) const { return path_ + "/" + std::string(relativePath); }
 

@@ -12,7 +12,7 @@
 
 namespace dovra {
 
-/// How a failed test shows a value.
+/// The printed form of a value in a failed test.
 // NOLINTNEXTLINE(readability-identifier-naming): the name that the test library looks for
 inline void PrintTo(const JSONValue& value, std::ostream* stream) {
     *stream << value.serializedString();
@@ -22,8 +22,8 @@ inline void PrintTo(const JSONValue& value, std::ostream* stream) {
 
 namespace dovra::test {
 
-/// What stands in a value at a place such as "content/0/text" or "results/*/name", where "*" is each element
-/// of an array; null where nothing does.
+/// The value at a place such as "content/0/text" or "results/*/name", where "*" is each element of an array;
+/// null when the place does not exist.
 inline JSONValue at(const JSONValue& value, std::string_view place) {
     if (place.empty()) return value;
     const std::size_t end = std::min(place.find('/'), place.size());
@@ -41,7 +41,7 @@ inline JSONValue at(const JSONValue& value, std::string_view place) {
     return values;
 }
 
-/// Calls tools through the request handler, on an index of a tree that was scanned when the object was made.
+/// Calls tools through the request handler, on an index of a tree that was scanned by the constructor.
 class ToolCaller {
 public:
     explicit ToolCaller(const TemporaryTree& tree) : root_(tree.path()) { crawl(index_, {root_}, {}); }
@@ -52,7 +52,7 @@ public:
                                   }});
     }
 
-    /// The result of a call, or an object of which "error" is its message; `arguments` is JSON text.
+    /// The result of a call, or an object with the message as "error"; `arguments` is JSON text.
     JSONValue call(const std::string& tool, const std::string& arguments) const {
         const auto request = JSONValue::parse(fmt::format(
             R"({{"method":"tools/call","params":{{"name":"{}","arguments":{}}}}})", tool, arguments));

@@ -21,9 +21,8 @@ inline bool mounted(const std::string& what, const std::string& place, const cha
     return ::mount(what.c_str(), place.c_str(), type, how, nullptr) == 0;
 }
 
-/// Does what a line of words says in the tree at `root`, such as "rename a/b c"; paths are relative to it. A
-/// semicolon stands between changes of which nothing is to be seen one by one. False when one of them could
-/// not be done.
+/// Performs a line of words in the tree at `root`, such as "rename a/b c". Paths are relative to the root. A
+/// semicolon separates changes that are not observed one by one. False when one of them failed.
 inline bool perform(const std::string& root, const std::string& line) {
     namespace fs = std::filesystem;
     using Path = const std::string&;
@@ -45,7 +44,7 @@ inline bool perform(const std::string& root, const std::string& line) {
         {"symlink", [](Path path, Path) { return ::symlink("no/where", path.c_str()) == 0; }},
         {"forbid", [](Path path, Path) { return ::chmod(path.c_str(), 0) == 0; }},
         {"allow", [](Path path, Path) { return ::chmod(path.c_str(), 0755) == 0; }},
-        // To a time that the clock does not give.
+        // The time is one that the clock does not give.
         {"touch",
          [](Path path, Path salt) {
              const timespec time{

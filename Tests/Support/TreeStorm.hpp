@@ -14,16 +14,16 @@
 
 namespace dovra::test {
 
-/// Random changes in a small tree, crowded into few names so that they meet. What fails (another storm was
-/// faster) is not done.
+/// Random changes in a small tree with few names, so that the changes meet. A change that fails, because
+/// another storm was faster, is left out.
 class TreeStorm {
 public:
-    /// What `perform` can do; what stands there twice is done twice as often.
+    /// Verbs of `perform`; a verb that is listed twice is drawn twice as often.
     using Verbs = std::vector<const char*>;
 
     static inline const Verbs ofFiles = {"write",  "write",  "write",  "folder",  "folder",
                                          "rename", "rename", "remove", "symlink", "touch"};
-    /// They move about with what they hold.
+    /// Folders move about with their contents.
     static inline const Verbs ofFolders = {"rename", "rename", "rename", "rename", "folder", "write"};
 
     TreeStorm(std::string root, unsigned seed, Verbs verbs = ofFiles)
@@ -36,7 +36,7 @@ public:
         return fmt::format("{} {} {}", verb, path, anyPath());
     }
 
-    /// One change of files or folders; returns the hints that an event service would give of it.
+    /// Makes one change of files or folders; returns the hints that an event service would give of it.
     ChangeBatch step() {
         const std::string drawn = line();
         std::istringstream words(drawn);

@@ -5,7 +5,7 @@
 
 namespace dovra::test {
 
-/// Asks until the condition holds; false when it still does not after ten seconds.
+/// Waits until the condition holds; false when it does not within ten seconds.
 template <typename Condition>
 bool waitUntil(const Condition& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);

@@ -7,11 +7,11 @@
 
 namespace dovra::test {
 
-/// What tests of watching are repeated for.
+/// The mechanisms for which tests of watching are repeated.
 inline const auto everyMechanism =
     testing::Values(WatchMechanism::best, WatchMechanism::watches, WatchMechanism::polling);
 
-/// In the names of the tests; the best one is fanotify where it can be had at all.
+/// The name of a mechanism in test names. The best one is fanotify where it is available.
 inline std::string mechanismName(const testing::TestParamInfo<WatchMechanism>& info) {
     switch (info.param) {
         case WatchMechanism::best:

@@ -12,11 +12,10 @@
 #include "Platform/Process.hpp"
 #include "Platform/RegularFile.hpp"
 
-// Size groups are compared side by side, each by the thread that took it: most are small, and a barrier after
-// every stage of every file would leave the processors waiting. Only a group of many members, or with much to
-// read, is shared out again. Each file is opened once and stays open while its group is compared, as long as
-// that leaves descriptors for everybody else; what is not kept open is opened again for each piece that is
-// read.
+// Size groups are compared side by side, each by one thread: most are small, and a barrier after every stage
+// of every file would leave the processors waiting. Only a group of many members, or with much to read, is
+// shared out again. A file stays open while its group is compared, as long as enough descriptors are left for
+// the rest of the process. Otherwise it is opened again for each piece.
 
 namespace dovra {
 
@@ -25,12 +24,12 @@ namespace {
 using Finder = DuplicateFinder;
 using Request = DuplicateFinder::DigestRequest;
 
-/// So many are opened by one thread: waking others for fewer would take longer.
+/// One thread opens this many: waking others for fewer would take longer.
 constexpr std::size_t membersPerPiece = 32;
 
 constexpr std::size_t mostFilesKeptOpen = 1024;
 
-/// Counts the files that are kept open, over all threads.
+/// Counts the files kept open by all threads.
 class OpenFileBudget {
 public:
     OpenFileBudget() : left_(static_cast<std::ptrdiff_t>(std::min(mostFilesKeptOpen, openFileLimit() / 4))) {}
@@ -46,7 +45,7 @@ private:
     std::atomic<std::ptrdiff_t> left_;
 };
 
-/// What all groups of one search share.
+/// The state shared by all groups of one search.
 struct Search {
     const DuplicateCandidates& candidates;
     OpenFileBudget& budget;
@@ -54,7 +53,7 @@ struct Search {
     const std::stop_token& stop;
 };
 
-/// Tells a file on disk from all others, whatever names it has.
+/// Device and inode: one value for all names of a file.
 using Identity = std::pair<std::uint64_t, std::uint64_t>;
 
 Identity identityOf(const RegularFile& file) {
@@ -99,7 +98,7 @@ private:
         EntryId id = 0;
         bool wasOpened = false;
         Identity identity;
-        std::shared_ptr<const RegularFile> file;  ///< while it is kept open
+        std::shared_ptr<const RegularFile> file;  ///< present while it is kept open
     };
 
     void open(Member& member) {
@@ -110,7 +109,7 @@ private:
         if (search_.budget.take()) member.file = std::move(file);
     }
 
-    /// Leaves the first name of each file on disk among the members.
+    /// Keeps only the first name of each file on disk.
     void dropFurtherNames() {
         std::set<Identity> seen;
         search_.progress.furtherNames += std::erase_if(members_, [&](const Member& member) {
@@ -131,7 +130,7 @@ private:
         return found;
     }
 
-    /// The member's file, opened again if it is not kept open; null when something else has taken its place.
+    /// The member's file, opened again if it was not kept open; null when another file has taken its place.
     std::shared_ptr<const RegularFile> fileOf(EntryId id) const {
         if (search_.stop.stop_requested()) return nullptr;
         const Member& member = *std::ranges::lower_bound(members_, id, {}, &Member::id);

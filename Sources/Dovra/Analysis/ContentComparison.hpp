@@ -9,15 +9,14 @@
 
 namespace dovra {
 
-/// Reads the candidates and returns the sets of those with equal contents: largest size first, then by first
-/// member; each ascending, with its size in the index. Runs on all processors and returns when all is read;
-/// takes no lock.
+/// Reads the candidates and returns the sets with equal contents: largest size first, then by first member;
+/// each ascending, with its size in the index. Runs on all processors until all is read. Takes no lock.
 ///
-/// Only what still is a regular file counts, reached without following a link at the end of its path. A file
-/// that cannot be opened or read, or that has grown since it was indexed, belongs to no set; one that has
-/// shrunk counts with what it holds now. Names that share device and inode (hard links) are one file: the
-/// candidate with the lowest identifier stands for it, and the others belong to no set. Once a
-/// stop is requested it returns soon, and what it returns is worth nothing.
+/// Only regular files count, and no link at the end of a path is followed. A file that cannot be opened or
+/// read, or that has grown since it was indexed, belongs to no set. A file that has shrunk counts with its
+/// present contents. Names that share device and inode (hard links) are one file: the candidate with the
+/// lowest identifier stands for it, and the others belong to no set. After a request to stop, the operation
+/// returns soon, and its result is worthless.
 std::vector<DuplicateFinder::SizeGroup> contentDuplicateGroups(const DuplicateCandidates& candidates,
                                                                HashProgress& progress,
                                                                const std::stop_token& stop = {});

@@ -13,7 +13,7 @@ namespace {
 
 constexpr DirIndex none = -1;
 
-/// The folders that `under` takes in, ascending.
+/// The folders that `under` selects, ascending.
 std::vector<DirIndex> foldersUnder(const FolderTable& folders, std::string_view under) {
     const bool withoutItself = under.ends_with('/');
     const std::string base(under.substr(0, under.size() - (withoutItself ? 1 : 0)));
@@ -38,7 +38,7 @@ std::vector<DirIndex> allFolders(const FolderTable& folders) {
     return all;
 }
 
-/// The first `limit` folders (all, when it is below 1), those that hold most first.
+/// Keeps the first `limit` folders (all, when it is below 1), largest first.
 void keepLargest(std::vector<DirIndex>& folders, std::int64_t limit, std::span<const FolderSum> sums) {
     const std::int64_t kept = limit < 1 ? std::ssize(folders) : std::min(limit, std::ssize(folders));
     std::ranges::partial_sort(folders, folders.begin() + kept, [&](DirIndex a, DirIndex b) {

@@ -14,7 +14,7 @@ bool isCandidate(const FileEntry& entry) {
     return !entry.isFolder() && !entry.isSymbolicLink() && !entry.isTombstone();
 }
 
-/// The entry that the item was made from; null when it has changed or is gone.
+/// The entry of the item; null when the entry has changed or is gone.
 const FileEntry* currentEntryLocked(const FileIndex& index, const Item& item) {
     const auto entries = index.entriesLocked();
     if (static_cast<std::size_t>(item.id) >= entries.size()) return nullptr;
@@ -22,7 +22,7 @@ const FileEntry* currentEntryLocked(const FileIndex& index, const Item& item) {
     return isCandidate(entry) && entry.size == item.size ? &entry : nullptr;
 }
 
-/// Which identifiers, all below `end`, are members of a group.
+/// A bit for each identifier below `end`: whether it is a member of a group.
 std::vector<bool> membership(std::span<const DuplicateFinder::SizeGroup> groups, std::size_t end) {
     std::vector<bool> isMember(end);
     for (const DuplicateFinder::SizeGroup& group : groups) {

@@ -13,27 +13,27 @@
 
 namespace dovra {
 
-/// The live regular files among the given entries, as far as the index tells: no folders, no links. The
-/// index's read lock is held; identifiers are in range.
+/// The live regular files among the entries, as far as the index tells: no folders, no links. The index's
+/// read lock is held; identifiers are in range.
 std::vector<DuplicateFinder::Item> duplicateItemsLocked(const FileIndex& index, std::span<const EntryId> ids);
 
-/// The files that share their size with another, with all that is needed to open them: copied out of the
-/// index, so that contents are read without its lock. Each costs its name and 24 bytes. Immutable; any number
-/// of threads.
+/// The files that share their size with another, with their paths. These are copied out of the index, so that
+/// contents are read without its lock. A file costs its name and 24 bytes. Immutable; for any number of
+/// threads.
 class DuplicateCandidates {
 public:
-    /// Groups the items (by ascending identifier) by size and takes the read lock to copy their paths.
+    /// Groups the items (by ascending identifier) by size. Takes the read lock to copy their paths.
     DuplicateCandidates(const FileIndex& index, std::span<const DuplicateFinder::Item> items);
 
     /// Largest size first.
     std::span<const DuplicateFinder::SizeGroup> groups() const { return groups_; }
 
-    /// The full path of a member of a group; absent when it was no longer a live file of its size when the
-    /// paths were copied.
+    /// The full path of a member of a group; absent when the member was no longer a live file of its size as
+    /// the paths were copied.
     std::optional<std::string> path(EntryId id) const;
 
-    /// Whether a member's entry still stands for the file of that path and size, and is live. The index's
-    /// read lock is held.
+    /// Whether a member's entry is live and still stands for the file of that path and size. The index's read
+    /// lock is held.
     bool isCurrentLocked(const FileIndex& index, EntryId id, std::uint64_t size) const;
 
 private:

@@ -17,8 +17,8 @@ struct DuplicateGroup {
     std::vector<FileRow> rows;    ///< by ascending identifier
 };
 
-/// How equal files are found: grouped by size, which costs nothing, and then told apart by digests of ever
-/// more of their bytes. These are the steps; none of them touches an index or a file.
+/// The steps of the search for equal files: files are grouped by size, which costs nothing, and then told
+/// apart by digests of ever more of their bytes. No step touches an index or a file.
 struct DuplicateFinder {
     /// A file that may have an equal.
     struct Item {
@@ -43,12 +43,12 @@ struct DuplicateFinder {
 
     /// One for each identifier or request, in their order; absent where the file could not be read.
     using Digests = std::vector<std::optional<Digest>>;
-    /// Called with one range of files that agree so far. Its digests need only tell those files apart.
+    /// Called with one range of files that agree so far. The digests need only tell those files apart.
     using DigestFunction = std::function<Digests(std::span<const DigestRequest>)>;
 
-    /// How much of a file's start, and of its end, is looked at before anything between.
+    /// The bytes at a file's start, and at its end, that are compared before those between.
     static constexpr std::uint64_t edgeBytes = 4096;
-    /// How much of the middle is looked at before files that differ there are dropped.
+    /// The bytes of the middle that are compared before files that differ there are dropped.
     static constexpr std::uint64_t sliceBytes = std::uint64_t{4} * 1024 * 1024;
 
     /// The sizes that at least two items share, largest first. Empty files are left out.
@@ -59,12 +59,12 @@ struct DuplicateFinder {
     static std::vector<IdGroup> partition(std::span<const EntryId> ids,
                                           std::span<const std::optional<Digest>> digests);
 
-    /// The groups of files, out of those of one size, whose every byte has been compared. Files are compared
-    /// by their first 4 KiB, then by their last, then by 4 MiB slices of what lies between; a file that
-    /// differs from all others is not read further. Nothing is read of a lone file.
+    /// The groups of equal files among files of one size; every byte has been compared. The first 4 KiB are
+    /// compared, then the last, then 4 MiB slices of the middle. A file that differs from all others is not
+    /// read further, and a lone file is not read at all.
     static std::vector<IdGroup> refine(std::uint64_t size, IdGroup ids, const DigestFunction& digests);
 
-    /// The bytes that are freed by keeping one file of each group. More than 2^64 is fatal.
+    /// The bytes that are freed when one file of each group is kept. More than 2^64 is fatal.
     static std::uint64_t reclaimableBytes(std::span<const DuplicateGroup> groups);
 };
 

@@ -1,6 +1,5 @@
-// The library advises its newer interface, which chooses among replaceable implementations at run time. It
-// would have to be loaded whole, which costs every start a millisecond; these three functions can be linked
-// in alone.
+// The library's newer interface chooses among replaceable implementations at run time. The library would have
+// to be loaded whole, which costs every start a millisecond. These three functions can be linked in alone.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "Analysis/Hashing.hpp"

@@ -8,8 +8,7 @@
 
 namespace dovra {
 
-/// The SHA-256 value of some bytes: compared for equality (and ordered, so that equals can be brought
-/// together).
+/// A SHA-256 value. Digests are compared for equality; their order only brings equals together.
 using Digest = std::array<unsigned char, 32>;
 
 /// Computes the SHA-256 value of bytes that come in pieces.
@@ -26,15 +25,15 @@ private:
     SHA256_CTX context_{};
 };
 
-/// How far a search for equal files has come. The hashing threads write it, any thread may read it; each
-/// number on its own is right, together they are about right.
+/// The progress of a search for equal files. The hashing threads write it, any thread may read it. Each
+/// number is right; together they are about right.
 struct HashProgress {
     std::atomic<std::uint64_t> filesToHash{0};
     std::atomic<std::uint64_t> filesDone{0};
-    /// At most: what need not be read any more is taken off when that is known.
+    /// An upper bound: bytes that need not be read are subtracted as soon as that is known.
     std::atomic<std::uint64_t> bytesToHash{0};
     std::atomic<std::uint64_t> bytesDone{0};
-    /// Candidates that turned out to be another name of a file that was there already.
+    /// Candidates that turned out to be another name of a known file.
     std::atomic<std::uint64_t> furtherNames{0};
 };
 

@@ -6,10 +6,10 @@
 
 #include "Base/Concurrency.hpp"
 
-// Most files that are read far are equal, and comparing costs a fraction of hashing. So the first file leads:
-// the others are compared with it block by block, and only blocks that differ are hashed, each with its
-// place. Files that differ from the first in the same way are equal. However they differ, each byte is read
-// once: also of the first, which may change meanwhile, and must not make others equal that are not.
+// Most files that are read far are equal, and comparing costs a fraction of hashing. So the others are
+// compared with the first file block by block. Only blocks that differ are hashed, each with its place: files
+// that differ from the first in the same way are equal. Each byte is read once, also of the first file: it
+// may change meanwhile, and must not make others equal that are not.
 
 namespace dovra {
 
@@ -24,10 +24,10 @@ constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 using Stretch = std::array<char, stretchBytes>;
 using Block = std::array<char, blockBytes>;
 
-/// So many are compared by one thread at a time.
+/// One thread compares this many at a time.
 constexpr std::size_t filesPerPiece = 32;
 
-/// Fills the buffer as far as the file goes; absent when reading fails.
+/// Fills the buffer as far as the file reaches; absent when reading fails.
 std::optional<Bytes> read(const RegularFile& file, std::uint64_t offset, std::span<char> buffer) {
     std::size_t filled = 0;
     while (filled < buffer.size()) {
@@ -39,7 +39,7 @@ std::optional<Bytes> read(const RegularFile& file, std::uint64_t offset, std::sp
     return buffer.first(filled);
 }
 
-/// The digest of how a file's stretch differs from the first file's.
+/// A digest of the differences between a file's stretch and the first file's.
 std::optional<Digest> difference(const RegularFile& file, std::uint64_t offset, std::size_t length,
                                  Bytes first) {
     alignas(64) Block buffer;
@@ -57,7 +57,7 @@ std::optional<Digest> difference(const RegularFile& file, std::uint64_t offset, 
     return hash.finish();
 }
 
-/// Absent where one of the parts is.
+/// Absent when one of the parts is absent.
 std::optional<Digest> joined(std::span<const Digests> parts, std::size_t i) {
     Sha256 hash;
     for (const Digests& part : parts) {

@@ -12,12 +12,12 @@
 
 namespace dovra {
 
-/// The file at a position of a list; null when it cannot be read any more. Called on any thread.
+/// The file at a position of a list; null when it can no longer be read. Called on any thread.
 using FileAt = std::function<std::shared_ptr<const RegularFile>(std::size_t position)>;
 
-/// Digests that tell apart the same range, of at least one byte, of one or more files: equal where they hold
-/// equal bytes, as far as they go, and worth nothing beyond this call. Absent where a file cannot be read.
-/// Spread over the processors when there is much to read.
+/// Digests of one range, of at least one byte, of one or more files. Equal digests mean equal bytes, as far
+/// as the files reach; beyond this call they are worthless. Absent where a file cannot be read. Runs on
+/// several processors when there is much to read.
 std::vector<std::optional<Digest>> rangeDigests(std::size_t count, const FileAt& fileAt, std::uint64_t offset,
                                                 std::uint64_t length);
 

@@ -4,12 +4,12 @@ namespace dovra {
 
 namespace {
 
-/// Positions that are tested together: a few vector registers, few enough that a hit is soon found again; and
-/// one register, for names and for what is left of a longer text.
+/// Positions tested together. A long run fills a few vector registers, few enough to find a hit in it
+/// quickly. A short run fills one, for names and for the rest of a longer text.
 constexpr std::size_t longRun = 64;
 constexpr std::size_t shortRun = 16;
 
-/// How common a byte is in text and code: its place in this list from the right; bytes not listed are rare.
+/// The rank of a byte by its frequency in text and code; 0 for the rare bytes, which are not listed.
 std::size_t commonness(char byte) {
     constexpr std::string_view rarestFirst = std::string_view("qzjxkvbywgpfmcuhdlsrnoiat\ne \0", 29);
     const std::size_t place = rarestFirst.find(asciiFold(byte));
@@ -49,7 +49,7 @@ bool ByteNeedle::foundIn(std::string_view text) const {
 /// Whether both probes fit at one of the first positions from `start` on.
 template <std::size_t length>
 bool ByteNeedle::mayStartWithin(const char* start) const {
-    // Copies, and no early exit: nothing may keep the loop from being vectorised.
+    // Copies, and no early exit: nothing may prevent vector instructions.
     const Probe first = probes_[0];
     const Probe second = probes_[1];
     std::uint8_t fit = 0;

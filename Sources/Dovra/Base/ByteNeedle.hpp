@@ -10,8 +10,8 @@
 
 namespace dovra {
 
-/// A byte to look for; of a letter both cases at once, where case does not count: setting the bit 0x20 maps
-/// exactly these two to the small letter. One comparison, which fits vector instructions.
+/// A byte to look for, or both cases of a letter: setting the bit 0x20 maps exactly these two to the small
+/// letter. The test is one comparison, which fits vector instructions.
 struct BytePattern {
     std::uint8_t mask = 0;
     std::uint8_t value = 0;
@@ -29,8 +29,8 @@ struct BytePattern {
 
 /// A byte string to look for in other texts, names as well as file contents. Immutable; safe from any thread.
 ///
-/// The search tests two bytes of the needle, the two that are likely the rarest, at every position of a run
-/// of text in a loop that compilers turn into vector instructions, and looks closer only where both fit.
+/// The search tests the two bytes of the needle that are likely the rarest. It does so at every position of a
+/// run of text, in a loop that compilers turn into vector instructions, and looks closer only where both fit.
 class ByteNeedle {
 public:
     /// Unless `caseSensitive`, letters are compared under ASCII folding (Base/AsciiFold.hpp).
@@ -50,7 +50,7 @@ public:
     const std::string& bytes() const { return needle_; }
     std::size_t size() const { return needle_.size(); }
 
-    /// One byte of the needle and how far from the start it stands.
+    /// One byte of the needle and its distance from the start.
     struct Probe {
         std::size_t distance = 0;
         BytePattern byte;

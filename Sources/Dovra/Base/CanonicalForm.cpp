@@ -15,13 +15,13 @@
 #include "Base/AsciiFold.hpp"
 
 // The library's own operations work on whole strings, one after the other, and cost some 200 ns for a name.
-// Here the result for each character is looked up in a table, which the library fills page by page as texts
-// need it; then only the order of the accents behind a letter remains to be settled.
+// Here each character's result comes from a table, which the library fills page by page on demand. Only the
+// order of the accents behind a letter remains to be settled.
 //
-// That is right because decomposition and folding map each character on its own. One character needs care:
-// the iota below (U+0345) is an accent that folds to a letter, and the standard sorts the accents before it
-// folds. So it stays an accent until the end. Being of the highest class it is the last of its run, and
-// nothing has to be sorted again once it has become a letter.
+// The results are the same, because decomposition and folding map each character on its own. The iota below
+// (U+0345) needs care: it is an accent that folds to a letter, and the standard sorts the accents before it
+// folds. So it stays an accent until the end. It has the highest class and is the last of its run, so nothing
+// has to be sorted again once it has become a letter.
 
 namespace dovra {
 
@@ -32,7 +32,7 @@ constexpr char16_t smallIota = 0x03B9;
 /// The combining class that U+0345 has and no other character.
 constexpr std::uint8_t iotaBelowClass = 240;
 
-/// What one character becomes.
+/// The result for one character.
 struct Mapping {
     std::array<char16_t, 3> units;
     /// How many of `units` count; 0 when the result is longer than that.
@@ -58,7 +58,7 @@ icu::UnicodeString decomposed(const icu::UnicodeString& text) {
     return result;
 }
 
-/// What a character becomes, but for the iota below.
+/// The result for a character; the iota below stays.
 icu::UnicodeString converted(UChar32 character, bool foldCase) {
     icu::UnicodeString text = decomposed(icu::UnicodeString(character));
     if (!foldCase) return text;

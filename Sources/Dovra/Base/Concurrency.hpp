@@ -17,8 +17,8 @@ namespace dovra {
 /// The number of threads that `concurrentPerform` spreads over; at least 1.
 std::size_t activeProcessorCount();
 
-/// What `concurrentPerform` does, on threads of its own: for the thread sanitizer, which sees only half of
-/// what the pool's library does and would report the other half as races.
+/// The same as `concurrentPerform`, on new threads. For the thread sanitizer, which sees the pool's library
+/// only in part and would report races.
 template <typename Body>
 void performOnNewThreads(std::size_t iterations, const Body& body) {
     std::atomic<std::size_t> next{0};
@@ -46,9 +46,9 @@ void performOnNewThreads(std::size_t iterations, const Body& body) {
 }
 
 /// Calls `body(i)` for every i below `iterations`, spread over the processors on a pool that stays warm, and
-/// returns when all are done. Iterations must not depend on each other; they may call this again. While it
-/// waits, the calling thread runs nothing but iterations of this call, so what it holds (locks, its own
-/// buffers) is safe. An exception of one iteration is rethrown here.
+/// returns when all are done. Iterations must not depend on each other; they may call this function. While it
+/// waits, the calling thread runs nothing but iterations of this call, so its locks and buffers are safe. An
+/// exception of one iteration is rethrown here.
 template <typename Body>
 void concurrentPerform(std::size_t iterations, const Body& body) {
     if (iterations == 1) {
@@ -63,9 +63,9 @@ void concurrentPerform(std::size_t iterations, const Body& body) {
 #endif
 }
 
-/// Calls `work(first, last)` for pieces of `pieceSize` positions (the last may be shorter) that together are
-/// those below `total`, in the way of `concurrentPerform`: on the calling thread alone when there is but one
-/// piece. Once a stop is requested no further piece is begun.
+/// Calls `work(first, last)` for the positions below `total` in pieces of `pieceSize`, the last maybe
+/// shorter, as `concurrentPerform` does. A single piece runs on the calling thread. After a request to stop
+/// no further piece is begun.
 template <typename Work>
 void performInPieces(std::size_t total, std::size_t pieceSize, const Work& work,
                      const std::stop_token& stop = {}) {
@@ -76,8 +76,8 @@ void performInPieces(std::size_t total, std::size_t pieceSize, const Work& work,
     });
 }
 
-/// Sorts on all processors: each sorts a share, then neighbours are merged. Small arrays are sorted on the
-/// calling thread. `comesBefore` must order any two different elements, as the sort is not stable.
+/// Sorts on all processors: each sorts a share, then neighbouring shares are merged. Small arrays are sorted
+/// on the calling thread. `comesBefore` must order any two different elements, as the sort is not stable.
 template <typename T, typename Less>
 void concurrentSort(std::vector<T>& values, const Less& comesBefore) {
     constexpr std::size_t smallestShare = 16384;

@@ -51,7 +51,7 @@ std::string byteCountText(std::uint64_t bytes) {
     if (bytes == 1) return "1 byte";
     if (bytes < 1000) return fmt::format("{} bytes", bytes);
     std::size_t u = 0;
-    // Asked of the rounded number: what would be written as 1000 KB is 1 MB.
+    // The rounded number decides: 1000 KB is written as 1 MB.
     while (u + 1 < units.size() && roundedSteps(bytes, units[u]) >= 1000 * units[u].stepsPerUnit)
         ++u;
     return fmt::format("{} {}", decimalText(roundedSteps(bytes, units[u]), units[u].stepsPerUnit),

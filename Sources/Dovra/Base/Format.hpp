@@ -12,11 +12,10 @@ namespace dovra {
 /// is rounded up.
 std::string byteCountText(std::uint64_t bytes);
 
-/// The locale that the environment asks for; the plain one where it names none, or one that is not installed.
+/// The locale named by the environment; the plain one when none is named or the named one is not installed.
 std::locale userLocale();
 
-/// The number with its digits grouped as the locale does it, or by commas in threes where the locale does not
-/// group.
+/// The number with its digits grouped by the rule of the locale; by commas in threes when it has none.
 std::string groupedNumber(std::int64_t number, const std::locale& locale = userLocale());
 
 /// A time, in seconds since 1970, as "2024-01-05T10:20:30Z": in UTC, fractions of a second dropped. Absent

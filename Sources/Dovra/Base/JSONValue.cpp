@@ -38,7 +38,7 @@ Members withLastOfEachKey(Members members) {
     return members;
 }
 
-/// Builds the value from what the library's parser reports. Whatever returns false ends the parsing.
+/// Builds the value from the events of the library's parser. A handler that returns false ends the parsing.
 class Builder final : public nlohmann::json_sax<nlohmann::json> {
 public:
     std::optional<JSONValue> take() { return std::move(root_); }

@@ -15,8 +15,8 @@ namespace dovra {
 
 class JSONValue;
 
-/// The members of a JSON object. Keys are unique; they are written in the order in which they were given,
-/// which makes no difference to equality. Looking up is linear: the objects that are asked have few members.
+/// The members of a JSON object. Keys are unique and written in the order given; equality ignores the order.
+/// The search for a key is linear: objects that are searched have few members.
 class JSONObject {
 public:
     struct Member;
@@ -43,16 +43,15 @@ private:
     std::vector<Member> members_;
 };
 
-/// Values that `JSONValue::parse` takes in one document: far more than any message or file of ours has. Each
-/// needs many times the memory of its text, which may be a single digit.
+/// The most values in a document for `JSONValue::parse`: far more than any message or file of ours has. A
+/// value needs many times the memory of its text, which may be a single digit.
 inline constexpr std::size_t maxJSONValues = 1'000'000;
 
-/// Levels of arrays and objects that `JSONValue::parse` goes down: far more than any format of ours has, and
-/// few enough for whoever walks the value by recursion.
+/// The most levels of arrays and objects for `JSONValue::parse`: far more than any format of ours has, and
+/// few enough for a recursive walk.
 inline constexpr std::size_t maxJSONDepth = 64;
 
-/// An immutable JSON document: what the tool server reads and answers, and what the user's stores are written
-/// as.
+/// An immutable JSON document, the form of the tool server's messages and of the user's stores.
 ///
 /// Strings are bytes that need not be well-formed UTF-8: names of files become values as they are, and are
 /// repaired when they are written.

@@ -25,8 +25,8 @@
 
 namespace dovra {
 
-/// A mutex that the compiler's thread-safety analysis knows. Not recursive. Held through `MutexGuard`, let go
-/// for a while through `MutexUnlock`, and handed to a `ConditionVariable` to wait.
+/// A mutex that the compiler's thread-safety analysis knows. Not recursive. Held through `MutexGuard`,
+/// released for a while through `MutexUnlock`, and handed to a `ConditionVariable` to wait.
 class DOVRA_CAPABILITY("Mutex") Mutex {
 public:
     void lock() DOVRA_ACQUIRE() { mutex_.lock(); }
@@ -48,11 +48,11 @@ private:
     Mutex& mutex_;
 };
 
-/// Lets the mutex, which the caller holds, go for its lifetime, and takes it again at the end.
+/// Releases the mutex, which the caller holds, for its lifetime, and takes it again at the end.
 class DOVRA_SCOPED_CAPABILITY MutexUnlock {
 public:
     explicit MutexUnlock(Mutex& mutex) DOVRA_RELEASE(mutex) : mutex_(mutex) { mutex_.unlock(); }
-    // To the analysis a scope's end always gives back what its begin took: here the absence of the lock.
+    // For the analysis the end of a scope releases what its begin took: here the absence of the lock.
     ~MutexUnlock() DOVRA_RELEASE() { mutex_.lock(); }
     MutexUnlock(const MutexUnlock&) = delete;
     MutexUnlock& operator=(const MutexUnlock&) = delete;

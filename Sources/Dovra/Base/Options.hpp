@@ -19,17 +19,16 @@ struct Option {
     std::vector<std::string_view> words;
     std::string_view valueName;  ///< empty when the option takes no value
     std::string_view help;
-    /// False when the value is none that the option can take, which then changes nothing.
+    /// Applies the value. False, without a change, for a value that the option cannot take.
     std::function<bool(const std::string& value)> apply;
 };
 
-/// What is left of the arguments once the options have been applied.
+/// The arguments left over by the options.
 struct ParsedArguments {
     std::vector<std::string> others;
     /// The first of the others that looks like an option, and does not stand behind "--".
     std::optional<std::string> unknownOption;
-    /// What is wrong with an option, for a person to read: that its value is missing, or is none that it can
-    /// take. The last, where there are several.
+    /// The last fault of an option, for a person to read: a missing value, or one that it cannot take.
     std::optional<std::string> fault;
 };
 
@@ -37,7 +36,7 @@ struct ParsedArguments {
 /// argument, and ends the parsing when there is none. Behind "--" everything is an other argument.
 ParsedArguments parseOptions(Arguments arguments, std::span<const Option> options);
 
-/// What an option without a value does: sets `target`, which outlives it.
+/// The effect of an option without a value: sets `target`, which must outlive it.
 template <typename T>
 auto sets(T& target, T value) {
     return [&target, value](const std::string&) {
@@ -46,7 +45,7 @@ auto sets(T& target, T value) {
     };
 }
 
-/// What an option with a value does: sets `target`, which outlives it, to what `read` makes of the text,
+/// The effect of an option with a value: sets `target`, which must outlive it, to the result of `read`,
 /// unless that is absent.
 template <typename T>
 auto reads(T& target, std::optional<T> (*read)(std::string_view text)) {
@@ -57,10 +56,10 @@ auto reads(T& target, std::optional<T> (*read)(std::string_view text)) {
     };
 }
 
-/// Says of an argument that it is no option, for a person to read.
+/// The message for an unknown option, for a person to read.
 std::string noSuchOption(std::string_view word);
 
-/// Says on standard error in one line how a mode was used wrongly, and where its help is. Returns the exit
+/// Reports a wrong use of a mode on standard error in one line, with the way to its help. Returns the exit
 /// status for it, 2.
 int reportMisuse(std::string_view mode, std::string_view fault);
 
@@ -69,10 +68,10 @@ std::string optionsHelp(std::span<const Option> options);
 
 inline constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
 
-/// A decimal integer with an optional sign, below 1 meaning `noLimit`; absent when the text is none.
+/// A decimal integer with an optional sign, below 1 meaning `noLimit`; absent for any other text.
 std::optional<std::int64_t> parseLimit(std::string_view text);
 
-/// The only argument is "--help".
+/// Whether "--help" is the only argument.
 bool asksForHelp(Arguments arguments);
 
 std::string joinedWords(std::span<const std::string> words);

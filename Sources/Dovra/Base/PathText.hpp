@@ -22,14 +22,13 @@ inline std::string joinPath(std::string_view folderPath, std::string_view name) 
     return path;
 }
 
-/// The path of the folder that holds what is at `path`, which is absolute, without a slash at its end. A view
-/// of `path`, as below.
+/// The path of the folder above `path`, which is absolute, without a slash at its end. A view of `path`.
 constexpr std::string_view parentPath(std::string_view path) {
     const std::size_t slash = path.rfind('/');
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-/// The name of what is at `path`.
+/// The last component of `path`, a view of it.
 constexpr std::string_view lastName(std::string_view path) {
     return path.substr(path.rfind('/') + 1);
 }

@@ -9,7 +9,7 @@ namespace dovra {
 
 namespace {
 
-/// Whether a stop is requested before the time has passed; returns as soon as it is.
+/// Waits for the time to pass or for a stop. Returns whether a stop is requested.
 bool isStoppedWithin(std::chrono::milliseconds time, const std::stop_token& stop) {
     Mutex mutex;
     ConditionVariable stopped;

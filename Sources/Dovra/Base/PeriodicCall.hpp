@@ -6,8 +6,8 @@
 
 namespace dovra {
 
-/// Calls a function on a thread of its own while it lives: at once, and then each time that so long has
-/// passed. Going waits for a call that runs, and for no other.
+/// Calls a function on a thread of its own: at once, and then again after each wait of `between`. The
+/// destructor waits for a call that runs, and for no other.
 class PeriodicCall {
 public:
     PeriodicCall(std::chrono::milliseconds between, std::function<void()> call);

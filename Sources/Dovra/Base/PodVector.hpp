@@ -60,7 +60,7 @@ public:
         return added;
     }
 
-    /// Sets the size; elements that appear are zero bytes.
+    /// Sets the size; new elements are zero bytes.
     void resizeZeroed(std::size_t count) {
         if (count > size_) {
             const std::size_t added = count - size_;
@@ -90,8 +90,8 @@ public:
     }
 
 private:
-    /// Small blocks are copied when they grow, so they grow by half; large ones are moved, so they can afford
-    /// to leave less unused.
+    /// A small block is copied when it grows, so it grows by half. A large one is moved, so it grows by less
+    /// and leaves less unused.
     std::size_t grownCapacity(std::size_t needed) const {
         constexpr std::size_t largeBytes = std::size_t{1} << 20;
         const std::size_t growth = capacityBytes() < largeBytes ? capacity_ / 2 : capacity_ / 8;

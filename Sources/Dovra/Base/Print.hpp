@@ -8,16 +8,15 @@
 
 namespace dovra {
 
-/// Writes to standard error. What cannot be written there is lost, without an exception: a message about a
-/// fault, or about none at all, must not end the program.
+/// Writes to standard error. A failure is ignored, without an exception: a message must not end the program.
 template <typename... Values>
 void printError(fmt::format_string<Values...> format, Values&&... values) {
     const std::string text = fmt::format(format, std::forward<Values>(values)...);
     (void)std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-/// Writes to standard output, at once. False when that fails, or has failed before; the program goes on, and
-/// `outputError` says why at its end.
+/// Writes to standard output, at once. False when this write or an earlier one failed. The program goes on;
+/// `outputError` gives the reason at its end.
 bool writeOutput(std::string_view text);
 
 template <typename... Values>

@@ -38,12 +38,12 @@ bool isAscii16(const std::u16string& text) {
     return std::ranges::all_of(text, [](char16_t unit) { return unit < 128; });
 }
 
-/// The bytes of a needle that is ASCII; nothing that would ever be used otherwise.
+/// The bytes of an ASCII needle; empty, and never used, for any other.
 std::string asciiBytes(const std::u16string& text) {
     return isAscii16(text) ? std::string(text.begin(), text.end()) : std::string();
 }
 
-/// Whether what follows at `position` does not compose with what precedes it.
+/// Whether the text before `position` and the character at it do not compose.
 bool isBoundary(std::u16string_view text, std::size_t position) {
     if (position == text.size()) return true;
     UChar32 next = 0;
@@ -96,7 +96,7 @@ std::size_t UnicodeNeedle::lastCut(std::string_view text) {
     const std::string_view tail = text.substr(text.size() - std::min(text.size(), reach));
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(tail.data());
     const auto size = static_cast<std::int32_t>(tail.size());
-    // Where the tail begins within the text, its first bytes may be the end of a character.
+    // The first bytes of a tail within the text may be the end of a character.
     const std::int32_t first = tail.size() < text.size() ? U8_MAX_LENGTH : 0;
     for (std::int32_t position = size; position > first;) {
         UChar32 character = 0;

@@ -16,10 +16,10 @@ std::string lowercased(std::string_view utf8);
 
 /// A text to look for by Unicode's rules, independent of any language. Immutable; safe from any thread.
 ///
-/// Both sides are compared in `CanonicalForm`, so that it does not matter how an accented letter is encoded,
-/// and unless case-sensitive under full case folding. Ill-formed text is repaired first.
+/// Both sides are compared in `CanonicalForm`, under full case folding unless case-sensitive. So the encoding
+/// of an accented letter does not matter. Ill-formed text is repaired first.
 ///
-/// A match never ends in front of a character that composes with what precedes it: "и" is not found in "й",
+/// A match never ends in front of a character that composes with the one before it: "и" is not found in "й",
 /// nor "か" in "が", in either encoding. A match may begin with such a character if the needle does.
 class UnicodeNeedle {
 public:
@@ -34,15 +34,15 @@ public:
     bool equals(std::string_view text) const;
 
     /// Whether the needle is plain ASCII once folded ("Straße" is, without regard to case). If not, it occurs
-    /// in no text that is plain ASCII.
+    /// in no plain ASCII text.
     bool foldedIsAscii() const { return foldedIsAscii_; }
 
     /// No text of more bytes than this is one occurrence of the needle.
     std::size_t longestMatchBytes() const { return 4 * folded_.size(); }
 
-    /// The last position at which `text` may be cut so that what holds for a match holds on either side of
-    /// the cut: it lies between two characters that do not compose. `text` may end within a character. The
-    /// size of `text` when there is no such position in its last kilobyte; 0 when it is all one character.
+    /// The last position at which `text` may be cut without an effect on matches on either side: it lies
+    /// between two characters that do not compose. `text` may end within a character. The size of `text` when
+    /// there is no such position in its last kilobyte; 0 when it is all one character.
     static std::size_t lastCut(std::string_view text);
 
 private:

@@ -123,8 +123,7 @@ void appendEscaped(std::string& text, char byte) {
     fmt::format_to(std::back_inserter(text), "{:02X}", static_cast<std::uint8_t>(byte));
 }
 
-/// The byte that the two digits at the start of `text` stand for; absent when they are not what
-/// `textFromBytes` writes.
+/// The byte of the two digits at the start of `text`; absent for digits that `textFromBytes` does not write.
 std::optional<char> escapedByte(std::string_view text) {
     const std::string_view digits = text.substr(0, 2);
     std::uint8_t byte = 0;

@@ -24,17 +24,16 @@ std::string visibleText(std::string_view bytes);
 /// The text without the white space (also Unicode's) and line ends at both its ends.
 std::string_view trimmedWhiteSpace(std::string_view bytes);
 
-/// The columns that the text takes on a terminal, where it holds no control characters.
+/// The columns of a text without control characters on a terminal.
 std::size_t displayColumns(std::string_view bytes);
 
-/// Raw bytes as well-formed UTF-8 from which they can be had back, for formats that hold text only.
-/// Well-formed bytes stay as they are. A byte that belongs to no well-formed sequence, and NUL itself, become
-/// U+0000 and two capital hexadecimal digits: NUL occurs in no path, so no name that means something else is
-/// in the way.
+/// Encodes raw bytes as well-formed UTF-8, reversibly, for formats that hold text only. Well-formed bytes
+/// stay as they are. A byte that belongs to no well-formed sequence, and NUL itself, become U+0000 and two
+/// capital hexadecimal digits. NUL occurs in no path, so the form of a path is unique.
 std::string textFromBytes(std::string_view bytes);
 
-/// The bytes that `textFromBytes` made the text of; absent when the text has a U+0000 that does not stand
-/// before such digits, or when it is not well-formed.
+/// The inverse of `textFromBytes`; absent when the text is ill-formed or has a U+0000 without such digits
+/// behind it.
 std::optional<std::string> bytesFromText(std::string_view text);
 
 }  // namespace dovra

@@ -19,7 +19,7 @@ namespace dovra {
 namespace {
 
 struct DiskUsageOptions {
-    std::vector<std::string> folders;  ///< as they were given
+    std::vector<std::string> folders;  ///< as given
     std::int64_t limit = 20;
 };
 

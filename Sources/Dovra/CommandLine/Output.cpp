@@ -51,7 +51,7 @@ namespace {
 
 constexpr std::chrono::milliseconds betweenRewrites{100};
 
-/// To the start of the line, and erase it.
+/// Moves to the start of the line and erases it.
 constexpr const char* restart = "\r\x1b[K";
 
 }  // namespace

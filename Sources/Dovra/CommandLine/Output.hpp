@@ -10,27 +10,27 @@
 
 namespace dovra {
 
-/// What ends a printed path.
+/// The byte that ends a printed path.
 enum class PathTerminator : std::uint8_t { newline, nul };
 
-/// Writes results to standard output in large pieces. On a terminal, names are made safe to look at;
-/// elsewhere they are the raw bytes, so that what is piped can be opened. Used by one thread.
+/// Writes results to standard output in large pieces. Names are made safe to show on a terminal; elsewhere
+/// they are the raw bytes, so that a program behind a pipe can open them. For one thread.
 class PathOutput {
 public:
     explicit PathOutput(PathTerminator terminator);
 
     void writePath(std::string_view path);
 
-    /// Text that is not a path, as it is; styling and terminators are the caller's.
+    /// Text other than a path, unchanged; styling and terminators are the caller's.
     void writeText(std::string_view text);
 
     /// A record without a path: an empty line, or a second terminator.
     void endSet() { writePath({}); }
 
-    /// The path as it is printed, for what stands in the middle of a line.
+    /// The path as it is printed, for use within a line.
     std::string shown(std::string_view path) const;
 
-    /// Writes out what is left. False when anything could not be written, which `outputError` tells more of.
+    /// Writes out the rest. False when anything could not be written; `outputError` tells the reason.
     [[nodiscard]] bool finish();
 
 private:
@@ -42,11 +42,11 @@ private:
     bool isWritten_ = true;
 };
 
-/// One line on standard error that is rewritten in place while it lives, and gone afterwards; nothing where
-/// that is not a terminal. Nobody else writes there meanwhile.
+/// One line on standard error, rewritten in place during the object's life and erased afterwards; nothing
+/// where standard error is no terminal. Nothing else may be written there meanwhile.
 class ProgressLine {
 public:
-    /// `text` is called several times a second on a thread of this object's.
+    /// `text` is called several times a second on a thread of this object.
     explicit ProgressLine(std::function<std::string()> text);
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;

@@ -55,7 +55,7 @@ int printHelp() {
     return 0;
 }
 
-/// What is said of the damage is news to the user: the store itself goes on without what could not be read.
+/// Damage is reported, and is no failure: the store goes on without the unreadable parts.
 SavedSearchStore openStore() {
     SavedSearchStore store(SavedSearchStore::defaultURL());
     if (store.loadError()) (void)reportFailure(store.loadError()->message);
@@ -69,7 +69,7 @@ int printLines(const std::vector<std::string>& lines) {
     return output.finish() ? 0 : notDone;
 }
 
-/// Saves at once, because the process is about to end, and then prints what was done.
+/// Saves at once, because the process is about to end, and then confirms.
 int saveAndSay(SavedSearchStore& store, std::string_view done, std::string_view name) {
     if (!store.hasFile()) return reportFailure("there is no folder to keep saved searches in");
     if (const auto error = store.flush()) return reportFailure(error->message);

@@ -7,8 +7,8 @@
 
 namespace dovra {
 
-/// Scans what lies below the folder that the arguments name, into an empty index. False when they name none,
-/// which has been reported on standard error.
+/// Scans the tree below the given folder into an empty index. False when the folder is absent, which is
+/// reported on standard error.
 [[nodiscard]] bool scanFolder(FileIndex& index, const std::optional<std::string>& folder,
                               const CrawlOptions& options = {});
 

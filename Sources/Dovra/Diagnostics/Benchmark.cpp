@@ -75,7 +75,7 @@ void printSize(const FileIndex& index) {
                 index.directoriesLocked().count(), index.namePoolLocked().size());
 }
 
-/// Scans the tree again and again into an index that is thrown away.
+/// Scans the tree again and again, each time into a new index.
 void printScanTime(std::string_view what, const std::string& root, ListingDetail detail) {
     std::int64_t count = 0;
     const Latency latency = Latency::measure(scanRepetitions, [&] {
@@ -98,7 +98,7 @@ void printMemory(const FileIndex& index) {
     printOutput("Memory:   {:.1f} bytes an entry, {:.1f} MB\n", perEntry(index, bytes), bytes / 1e6);
 }
 
-/// Scans into the index, and says how long it took and what it did to the memory of the process.
+/// Scans into the index, and prints the time and the growth of the process's memory.
 void scanOnce(FileIndex& index, const std::string& root) {
     const auto before = residentMemoryBytes();
     const Latency latency =
@@ -114,7 +114,7 @@ void scanOnce(FileIndex& index, const std::string& root) {
     printOutput("Scan:     {:.1f} ms the first time, with attributes\n", latency.median());
 }
 
-/// A cache file of the benchmark's own, which is removed at the end.
+/// A cache file of the benchmark's own, removed at the end.
 class ScratchCache {
 public:
     ScratchCache() : cache_("benchmark.cache") { cache_.remove(); }
@@ -128,7 +128,7 @@ private:
     const IndexCache cache_;
 };
 
-/// Saves the index and loads it into one that is thrown away, again and again.
+/// Saves the index and loads it into a new one, again and again.
 void printCacheTimes(const FileIndex& index, const std::string& root) {
     const ScratchCache cache;
     const IndexImageSubject subject{.root = root};

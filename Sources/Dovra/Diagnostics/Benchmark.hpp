@@ -4,7 +4,7 @@
 
 namespace dovra {
 
-/// The mode "--bench": what scanning, holding and searching a real tree costs on this machine.
+/// The mode "--bench": the cost of scanning, holding and searching a real tree on this machine.
 struct Benchmark {
     /// Scans the folder tree at `root`, with a trigram index if asked, and prints the index's size, the time
     /// of a scan, the memory of an entry, the size of a cache file with the times of saving and loading it,

@@ -17,7 +17,7 @@ namespace dovra {
 
 namespace {
 
-/// Collects the violations of rules, the first few of each rule in full and fit to be shown on a terminal.
+/// Collects the violations of rules, the first few of each rule in full and safe to show on a terminal.
 class ViolationList {
 public:
     /// Notes a violation of `rule` unless `holds`; the rest describes it, as for `fmt::format`.
@@ -29,7 +29,7 @@ public:
         texts_.push_back(visibleText(rule + ": " + fmt::format(detail, std::forward<Values>(values)...)));
     }
 
-    /// All that was noted, and for each rule how often it was violated beyond that.
+    /// The violations in full, and for each rule the number of further ones.
     std::vector<std::string> take() {
         for (const auto& [rule, count] : counts_) {
             if (count > shownPerRule)
@@ -45,13 +45,13 @@ private:
     std::vector<std::string> texts_;
 };
 
-/// Bytes of paths that are built in one check. A tree of a million folders has about 80 MB of them.
+/// The bytes of paths that one check may build. A tree of a million folders has about 80 MB of them.
 constexpr std::size_t pathBudgetBytes = std::size_t{128} * 1024 * 1024;
 
-/// Entries whose paths are asked for from outside.
+/// The number of entries whose paths are asked for through the public operations.
 constexpr std::size_t sampledPaths = 500;
 
-/// Names whose trigrams are looked up one by one.
+/// The number of names whose trigrams are looked up one by one.
 constexpr std::size_t sampledPostings = 500;
 
 class IndexChecker {
@@ -64,7 +64,7 @@ public:
 
     std::vector<std::string> run() {
         checkPlaces();
-        // What follows reads names and folders at the places that the entries say.
+        // The later checks read names and folders at the places in the entries.
         if (auto violations = violations_.take(); !violations.empty()) return violations;
         checkFields();
         checkNameEnds();
@@ -211,7 +211,7 @@ private:
                             folders_.roots().size(), roots.size());
     }
 
-    /// Every how many folders a path is built, so that all together stay within the budget.
+    /// A path is built for each folder at a multiple of this, so that all paths stay within the budget.
     std::size_t folderStride() const {
         std::vector<std::size_t> lengths(folders_.count());
         std::size_t total = 0;
@@ -225,7 +225,7 @@ private:
         return total / pathBudgetBytes + 1;
     }
 
-    /// The path of a folder is its parent's and its name, and leads back to it.
+    /// The path of a folder is its parent's path and its name, and leads back to the folder.
     void checkFolderPaths() {
         const std::size_t stride = folderStride();
         for (std::size_t i = 0; i < folders_.count(); i += stride) {
@@ -332,7 +332,7 @@ std::vector<std::string> lockedViolations(const FileIndex& index) {
     return IndexChecker(index).run();
 }
 
-/// What the operations that take the lock themselves say about tombstones.
+/// Violations in the answers of the operations that take the lock themselves.
 std::vector<std::string> publicViolations(const FileIndex& index) {
     ViolationList violations;
     const std::vector<bool> dead = tombstones(index);

@@ -7,10 +7,10 @@
 
 namespace dovra {
 
-/// How long each run of a repeated piece of work took. Never empty.
+/// The durations of the runs of a repeated piece of work. Never empty.
 class Latency {
 public:
-    /// How often to repeat: until `time` is spent, but at least and at most so many times.
+    /// The number of runs: until `time` is spent, within these bounds.
     struct Repetitions {
         std::chrono::duration<double> time;
         std::size_t atLeast;

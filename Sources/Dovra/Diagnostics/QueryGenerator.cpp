@@ -82,7 +82,7 @@ std::string IndexSampler::changedCase(std::string text) {
 
 namespace {
 
-/// The parts in a row; unlike with "+", what makes them is called in their order.
+/// Joins the parts. Unlike with "+", function arguments in the list are evaluated in their order.
 std::string joined(std::initializer_list<std::string_view> parts) {
     std::string text;
     for (const std::string_view part : parts)
@@ -90,13 +90,13 @@ std::string joined(std::initializer_list<std::string_view> parts) {
     return text;
 }
 
-/// As one value of a query, whatever it holds; only a quote cannot be written.
+/// The text as one value of a query. A quote cannot be written, and is dropped.
 std::string quoted(std::string text) {
     std::erase(text, '"');
     return joined({"\"", text, "\""});
 }
 
-/// Quoted where the text would fall apart otherwise.
+/// Quotes a text that would otherwise be read as several terms.
 std::string asTerm(const std::string& text) {
     return text.find_first_of(" \t|<>!\"") == std::string::npos ? text : quoted(text);
 }
@@ -105,7 +105,7 @@ std::string escaped(const std::string& text) {
     return RegularExpression::escapedPattern(text);
 }
 
-/// A pattern that a reader of patterns may trip over, around the piece of a name.
+/// A pattern around a piece of a name, of a kind that regular-expression readers get wrong.
 std::string surprisingPattern(IndexSampler& sampler, const std::string& piece) {
     const std::string literal = escaped(piece);
     switch (sampler.below(10)) {
@@ -169,7 +169,7 @@ std::string QueryGenerator::disjunction(int depth) {
 std::string QueryGenerator::operand(int depth) {
     const std::string_view negation = sampler_.chance(20) ? "!" : sampler_.chance(3) ? "!!" : "";
     if (depth < 3 && sampler_.chance(25)) return joined({negation, "<", expression(depth + 1), ">"});
-    // A term that occurs again, perhaps negated there, is a case of its own.
+    // A repeated term, perhaps negated the second time, is a case of its own.
     const bool repeats = !terms_.empty() && sampler_.chance(10);
     terms_.push_back(repeats ? terms_[sampler_.below(terms_.size())] : leaf());
     return joined({negation, terms_.back()});
@@ -177,7 +177,7 @@ std::string QueryGenerator::operand(int depth) {
 
 std::string QueryGenerator::leaf() {
     using Make = std::string (QueryGenerator::*)();
-    // Kinds with more ways to go wrong stand here more than once.
+    // Kinds with more ways to go wrong are listed more than once.
     constexpr Make kinds[] = {
         &QueryGenerator::plainTerm,   &QueryGenerator::plainTerm,   &QueryGenerator::plainTerm,
         &QueryGenerator::textKeyTerm, &QueryGenerator::textKeyTerm, &QueryGenerator::wildcardTerm,

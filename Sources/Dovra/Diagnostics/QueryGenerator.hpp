@@ -12,8 +12,8 @@
 
 namespace dovra {
 
-/// Draws names, paths and pieces of them from an index at random, and what else has to be left to chance.
-/// Equal seeds and indexes give equal draws. Reads the index at every call; its lock must be free.
+/// The source of all random choices: draws names, paths and pieces of them from an index, and numbers. Equal
+/// seeds and indexes give equal draws. Reads the index at every call; its lock must be free.
 class IndexSampler {
 public:
     IndexSampler(const FileIndex& index, std::uint64_t seed);
@@ -24,20 +24,20 @@ public:
         return *(words.begin() + below(words.size()));
     }
 
-    /// The name of some entry, more often than by chance one with non-ASCII bytes; an invented one when there
-    /// is no entry.
+    /// The name of a random entry. Names with non-ASCII bytes are preferred. An invented name when there is
+    /// no entry.
     std::string name();
     std::string path();
     FileEntry entry();
 
-    /// One byte or a few of a name, with the case changed now and then.
+    /// One byte or a few of a name, sometimes with the case changed.
     std::string piece();
 
-    /// One byte to `longest` of a text that is not empty; half of the time from its start or to its end,
-    /// where faults like to be.
+    /// One byte to `longest` of a text that is not empty; half of the time at its start or end, where faults
+    /// are likely.
     std::string pieceOf(const std::string& text, std::size_t longest);
 
-    /// A part of a path around one of its slashes, often the last one, between a folder and a name.
+    /// A part of a path around one of its slashes, often around the last one.
     std::string seam();
 
     /// The text, half of the time with the case of every other letter changed.
@@ -52,20 +52,20 @@ private:
     std::vector<EntryId> nonAscii_;  ///< some of the entries with such names
 };
 
-/// A query with all that decides its answer.
+/// A query with all the parameters of its answer.
 struct GeneratedSearch {
     std::string query;
     SortSpec sort;
     std::int64_t limit = 0;
 };
 
-/// Makes up queries over the whole query language, of pieces of what an index holds, so that most of them
+/// Makes up queries over the whole query language. They are made from pieces of the index, so most of them
 /// match something: parts of names in changed case, seams of paths, real sizes and dates, patterns cut from
-/// names, and now and then something malformed. Equal seeds and indexes give equal queries.
+/// names, and some malformed terms. Equal seeds and indexes give equal queries.
 class QueryGenerator {
 public:
     struct Limits {
-        bool mayUsePaths = true;   ///< false where paths are too long to look at them all
+        bool mayUsePaths = true;   ///< false where paths are too long to test them all
         bool mayReadFiles = true;  ///< "content:" and "tag:"
     };
 
@@ -95,7 +95,7 @@ private:
     std::string malformed();
 
     IndexSampler sampler_;
-    std::vector<std::string> terms_;  ///< of the query that is being made up
+    std::vector<std::string> terms_;  ///< the terms of the query being made
     const Limits limits_;
 };
 

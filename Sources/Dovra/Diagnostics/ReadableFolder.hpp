@@ -6,8 +6,8 @@
 
 namespace dovra {
 
-/// The folder that an argument names, as an absolute path. Absent when it cannot be read, which has been
-/// reported on standard error.
+/// The absolute path of the folder given as an argument. Absent when it cannot be read, which is reported on
+/// standard error.
 std::optional<std::string> readableFolder(std::string_view path);
 
 }  // namespace dovra

@@ -16,11 +16,11 @@ public:
     /// `trigram` holds every name of the index; it is attached and detached in turn, and left attached.
     SearchCheck(FileIndex& index, std::shared_ptr<TrigramIndex> trigram);
 
-    /// In what the answers to the search differ from the slow one's, a sentence for each difference and
-    /// the ways of searching that show it; empty when all agree.
+    /// The differences between the answers of the engine and of the slow search: a sentence for each, with
+    /// the ways of searching that show it. Empty when all agree.
     std::vector<std::string> differences(const GeneratedSearch& generated);
 
-    /// How many of the searches so far had a match.
+    /// The number of searches so far that had a match.
     std::size_t matchedSearches() const { return matched_; }
 
 private:
@@ -29,7 +29,7 @@ private:
     std::size_t matched_ = 0;
 };
 
-/// The command line that repeats a search below `root`, for a shell that knows $'…'.
+/// The command line that repeats a search below `root`, for a shell that reads $'…'.
 std::string repeatingCommand(const std::string& root, const GeneratedSearch& generated);
 
 }  // namespace dovra

@@ -23,7 +23,7 @@ namespace dovra {
 
 namespace {
 
-/// Measures the time since it was made.
+/// Measures the time since its construction.
 class Stopwatch {
 public:
     double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
@@ -34,25 +34,25 @@ private:
     Clock::time_point start_ = Clock::now();
 };
 
-/// How much of everything that is wrong is printed.
+/// The number of faults that are printed.
 constexpr std::size_t shownFaults = 20;
 
-/// A file may change between two scans; a tree that does so this often cannot be compared.
+/// A file may change between two scans. A tree that changes in all attempts cannot be compared.
 constexpr int scanAttempts = 3;
 
-/// Entries that one round of queries looks at, all queries together: about 20 seconds.
+/// The entries that all queries of one round visit together: about 20 seconds.
 constexpr std::size_t entriesPerRound = 25'000'000;
 constexpr std::size_t fewestQueries = 20;
 constexpr std::size_t mostQueries = 1500;
 
-/// One of so many entries is deleted for the second round, and so many subtrees.
+/// One of `deletedShare` entries is deleted for the second round, and this many subtrees.
 constexpr unsigned deletedShare = 10;
 constexpr int deletedSubtrees = 3;
 
-/// Beyond this average length paths are too long to build them all for every query.
+/// Paths beyond this average length are too long to be built for every query.
 constexpr std::size_t longestUsualPath = 4096;
 
-/// Where the files of a tree are few and short, queries may read them too.
+/// Queries read the files of a tree only within these bounds.
 constexpr std::uint64_t mostFilesRead = 20'000;
 constexpr std::uint64_t mostBytesRead = 32'000'000;
 
@@ -80,8 +80,8 @@ private:
         return index;
     }
 
-    /// Scans on one thread and on all until both find the same. A difference is a fault only where one thread
-    /// alone finds the same twice.
+    /// Scans on one thread and on all until both agree. A difference is a fault only if two scans on one
+    /// thread agree.
     void checkScans() {
         const Stopwatch watch;
         std::optional<std::string> difference;
@@ -122,7 +122,7 @@ private:
         return std::clamp(affordable, fewestQueries, mostQueries);
     }
 
-    /// Whether the paths of all entries are short enough to be built for a query, estimated from some.
+    /// Whether the paths of all entries are short enough to be built for a query, estimated from a sample.
     bool hasUsualPaths() const {
         const ReadGuard guard(index_->rwlock);
         const auto entries = index_->entriesLocked();

@@ -20,7 +20,7 @@ namespace dovra::slow {
 
 namespace {
 
-/// What the toggles of the whole query say.
+/// The toggles of the whole query.
 struct Context {
     bool caseSensitive = false;
     bool wholeWord = false;
@@ -36,8 +36,7 @@ struct Term {
     std::string value;
 };
 
-/// The meaning of one term. What the term says for the whole query's ranking (its matchers, its plain text)
-/// is noted in the same form.
+/// The meaning of one term. Its part in the ranking of the whole query (matchers, plain text) is noted too.
 struct Leaf {
     Test test;
     std::function<std::optional<std::int32_t>(const std::string& name)> fuzzy;
@@ -160,7 +159,7 @@ Leaf extensionList(const std::string& value) {
     return list.empty() ? everything() : extensions(list);
 }
 
-/// Bytes as a size expression names them; absent when it cannot be read.
+/// The bytes given by a size expression; absent when it cannot be read.
 std::optional<std::uint64_t> byteCount(const std::string& text) {
     static const std::map<std::string, double> units = {
         {"", 1},         {"b", 1},          {"k", 1024},        {"kb", 1024},         {"m", 1048576},
@@ -204,7 +203,7 @@ Leaf size(const Term& term, const Context& context) {
     });
 }
 
-/// Calendar arithmetic is not done twice: only what a period means for an entry is.
+/// Calendar arithmetic is shared with the engine. Only the meaning of a period for an entry is done again.
 Leaf date(const Term& term, bool isCreation, const Context& context) {
     const auto period = parseDate(term.value);
     if (!period) return plain(term.whole, context);
@@ -238,7 +237,7 @@ Leaf similar(const std::string& value) {
     return leaf;
 }
 
-/// Reading files is not done twice: only which files are read is.
+/// Reading files is shared with the engine. Only the choice of files is done again.
 Leaf content(const std::string& value, const Context& context) {
     if (value.empty()) return everything();
     const ContentMatcher matcher(value, context.caseSensitive);

@@ -49,8 +49,8 @@ int boundaryBonus(ByteKind previous, ByteKind current) {
     return 0;
 }
 
-/// What a matched byte adds beside its 16 points, given the boundary bonus that stands here (0 for none), the
-/// length of the run of matches that it continues, and the bonus that this run carries.
+/// The bonus of a matched byte beside its 16 points. `boundary` is the bonus of the byte's place (0 for
+/// none). `runLength` is the length of the run that the byte continues, and `carried` the bonus of that run.
 int matchBonus(int boundary, int runLength, int& carried) {
     if (runLength == 0) {
         carried = boundary;
@@ -100,7 +100,7 @@ bool contains(const std::string& text, const std::string& needle, bool caseSensi
 bool globMatches(const std::string& rawPattern, const std::string& rawText, bool caseSensitive) {
     const std::string pattern = foldedUnless(caseSensitive, rawPattern);
     const std::string text = foldedUnless(caseSensitive, rawText);
-    // matches[t]: whether the part of the pattern that was read so far describes the first t bytes.
+    // matches[t]: whether the part of the pattern read so far matches the first t bytes.
     std::vector<bool> matches(text.size() + 1, false);
     matches[0] = true;
     for (const char p : pattern) {
@@ -170,7 +170,7 @@ std::optional<std::int32_t> similarScore(const std::string& sample, const std::s
 }
 
 int matchPlace(const std::string& term, const std::string& name, bool caseSensitive) {
-    // No name has a slash, so that it can mark where a text begins and ends.
+    // No name has a slash, so a slash can mark both ends of a text.
     const auto found = [caseSensitive](const std::string& needle, const std::string& text) {
         return isAscii(needle) ? contains(text, needle, caseSensitive)
                                : UnicodeNeedle(needle, caseSensitive).foundIn(text);

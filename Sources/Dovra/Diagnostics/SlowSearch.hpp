@@ -11,21 +11,20 @@
 
 namespace dovra {
 
-/// What `search` (Query/SearchEngine.hpp) should answer, found by asking every entry and sorting everything:
-/// a second opinion, from code that shares nothing with the engine but the readers of Unicode text, regular
-/// expressions, dates and file contents. Takes the index's read lock. Absent for queries that group by equal
+/// The expected answer of `search` (Query/SearchEngine.hpp), found by testing every entry and sorting all
+/// matches. It is a second opinion: only the readers of Unicode text, regular expressions, dates and file
+/// contents are shared with the engine. Takes the index's read lock. Absent for queries that group by equal
 /// contents. The query may be nested a few thousand deep, no more. About a microsecond an entry.
 std::optional<SearchResult> slowSearch(const FileIndex& index, std::string_view rawQuery, SortSpec sort,
                                        std::int64_t limit);
 
 }  // namespace dovra
 
-/// The query language read once more, by recursive descent and without regard to speed: the self test
+/// A second reader of the query language, by recursive descent and without regard to speed. The self test
 /// compares the search engine with it.
 namespace dovra::slow {
 
-/// An entry as the tests of a slow query see it: every text is built anew at every call. The index's lock is
-/// held.
+/// An entry for the tests of a slow query. Every text is built anew at every call. The index's lock is held.
 struct Entry {
     const FileIndex& index;
     EntryId id;
@@ -38,18 +37,18 @@ struct Entry {
 
 using Test = std::function<bool(const Entry&)>;
 
-/// A term of a query that is plain text on names or stems.
+/// A term of plain text on names or stems.
 struct PlainText {
     std::string text;
     bool caseSensitive;
 };
 
-/// A test, and what else a query asks for.
+/// A parsed query: its test, and its other requests.
 struct Query {
     Test test;
-    std::function<std::optional<std::int32_t>(const std::string& name)> fuzzy;    ///< empty without such term
+    std::function<std::optional<std::int32_t>(const std::string& name)> fuzzy;    ///< empty without one
     std::function<std::optional<std::int32_t>(const std::string& name)> similar;  ///< the same
-    std::optional<PlainText> plainText;  ///< the first that is not negated
+    std::optional<PlainText> plainText;  ///< of the first such term that is not negated
     bool wantsDuplicates = false;
     bool wantsContentDuplicates = false;
     bool wantsEmptyFolders = false;
@@ -60,9 +59,9 @@ Query parse(std::string_view text);
 
 }  // namespace dovra::slow
 
-/// The matching rules of the query language written once more, in the most obvious way: the self test
-/// compares the search engine with them. They share no code with the engine's matchers, copy texts freely and
-/// take no shortcut.
+/// A second version of the matching rules of the query language, in the most obvious way. The self test
+/// compares the search engine with it. It shares no code with the engine's matchers, copies texts freely and
+/// takes no shortcut.
 namespace dovra::slow {
 
 /// "A" to "Z" as "a" to "z", all other bytes as they are.
@@ -71,24 +70,24 @@ std::string folded(const std::string& text);
 /// Whether the text contains the needle, both folded unless `caseSensitive`.
 bool contains(const std::string& text, const std::string& needle, bool caseSensitive);
 
-/// Whether the wildcard pattern describes the whole text, byte by byte. Takes time in proportion to both
-/// lengths multiplied.
+/// Whether the wildcard pattern matches the whole text, byte by byte. Takes time in proportion to the product
+/// of both lengths.
 bool globMatches(const std::string& pattern, const std::string& text, bool caseSensitive);
 
-/// The name without its extension: without its last dot and what follows, unless that dot stands first.
+/// The name up to its last dot. The whole name when it has none, or when the last dot stands first.
 std::string stem(const std::string& name);
 
-/// What follows the name's last dot; absent when there is none.
+/// The text behind the name's last dot; absent without a dot.
 std::optional<std::string> extension(const std::string& name);
 
-/// The score of the term as a subsequence of the name; absent when it is none.
+/// The score of the term as a subsequence of the name; absent when it is no subsequence.
 std::optional<std::int32_t> fuzzyScore(const std::string& term, const std::string& name, bool caseSensitive);
 
 /// The share of trigrams that the two texts have in common, in thousandths; absent below 0.3.
 std::optional<std::int32_t> similarScore(const std::string& sample, const std::string& name);
 
-/// How a name meets the text of a query's first plain term, smaller is better: 0 as the whole name, 1 as its
-/// stem, 2 at its start, 3 at the start of a word, 4 anywhere else, 5 not at all.
+/// The place of a query's first plain term in a name, smaller is better: 0 the whole name, 1 its stem, 2 its
+/// start, 3 the start of a word, 4 anywhere else, 5 nowhere.
 int matchPlace(const std::string& term, const std::string& name, bool caseSensitive);
 
 }  // namespace dovra::slow

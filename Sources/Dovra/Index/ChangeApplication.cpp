@@ -17,32 +17,32 @@
 #include "Platform/Paths.hpp"
 #include "Platform/Volume.hpp"
 
-// Why looking again at the named folders is enough, though events come late, merged and in no order: a change
-// was made before its event was read, and the folder is listed after that. So the last listing of a folder
-// comes after its last change, wherever the folder was when the event was read. If it has moved since, there
-// is one more event, which names the new place with all below it. And a listing that comes too early, between
-// two changes, does no harm, because the second change has an event of its own.
+// Looking again at the named folders is enough, though events come late, merged and in no order. A change is
+// made before its event is read, and the folder is listed after that. So the last listing of a folder comes
+// after its last change, wherever the folder was when the event was read. A folder that has moved since has
+// one more event, which names the new place with all below it. A listing that comes too early, between two
+// changes, does no harm: the second change has an event of its own.
 //
-// How it goes down: one folder is open at a time, and each child is opened relative to it. On the way back
-// the folder above is opened as "..", which must prove to be the one that was left. So the cost of a tree is
-// in proportion to its size, however deep it is, and no descriptor waits for what lies below.
+// On the way down one folder is open at a time, and each child is opened relative to it. On the way back the
+// folder above is opened as "..", and is checked to be the one that was left. So the cost of a tree is in
+// proportion to its size at any depth, and no descriptor waits for the folders below.
 
 namespace dovra {
 
 namespace {
 
-/// In a folder with fewer entries all are listed where single names would do, which also mends what was lost.
+/// A smaller folder is listed whole, even for single names. That also finds changes that were missed.
 constexpr std::size_t largeFolderEntries = 256;
 
-/// How much of a folder is to be looked at.
+/// The part of a folder's tree to look at.
 struct Extent {
     bool isWhole = false;  ///< all its entries, not only `names`
-    bool isDeep = false;   ///< and all that lies below it
+    bool isDeep = false;   ///< and all entries below it
     std::vector<std::string_view> names = {};
 };
 
 std::map<std::string, Extent> extentsByFolder(const ChangeBatch& changes) {
-    // In order of their bytes, parents come before what lies below them.
+    // In the order of bytes a parent comes before the paths below it.
     std::map<std::string, Extent> extents;
     for (const std::string& path : changes.paths)
         extents[path].isWhole = true;
@@ -66,7 +66,7 @@ bool isLarge(const FileIndex& index, DirIndex folder) {
     return index.entriesByDirLocked().count(folder) >= largeFolderEntries;
 }
 
-/// One served root on the disk, and what a scan would enter below it.
+/// One served root on the disk, and the rules by which a scan enters the folders below it.
 class ServedTree {
 public:
     ServedTree(std::string path, const CrawlOptions& options)
@@ -84,14 +84,15 @@ public:
 
     bool isSkipped(std::string_view path) const { return isBelowSkippedFolder(path, path_); }
 
-    /// The part of `path` by which it may be told: all of it, unless it is too long and not the root itself.
+    /// The path by which `path` is reported: itself, or a folder above when it is too long. A root is never
+    /// too long.
     std::string toldPath(std::string_view path) const {
         const std::size_t longest = std::max(maxPathBytes, path_.size());
         return std::string(path.size() <= longest ? path : path.substr(0, path.rfind('/', longest)));
     }
 
-    /// Whether a scan enters a folder below the root; asked of those that were entered once too, which may
-    /// have been mounted over.
+    /// Whether a scan enters a folder below the root. A folder that was entered before may have been mounted
+    /// over since.
     bool enters(const OpenFolder& folder) const {
         const DeviceId device = folder.device();
         if (!allowedDevices_.empty() && std::ranges::find(allowedDevices_, device) == allowedDevices_.end())
@@ -105,7 +106,7 @@ private:
     std::vector<DeviceId> allowedDevices_;
 };
 
-/// A folder on the way down, and those of its children that are still to be gone into.
+/// A folder on the way down, and its children that are still to be entered.
 struct Level {
     DirIndex folder;
     FolderStamp stamp;
@@ -114,11 +115,11 @@ struct Level {
     std::vector<MergedFolder::Child> pending;
 };
 
-/// The way from the folder where a traversal began to where it has come.
+/// The way from the first folder of a traversal to the present one.
 struct Traversal {
     const ServedTree& tree;
-    std::string path;  ///< of the folder that is being looked at
-    bool isDeep;       ///< also into folders that the index holds
+    std::string path;  ///< of the present folder
+    bool isDeep;       ///< enters also the folders that the index holds
     std::vector<Level> levels = {};
     std::optional<OpenFolder> here = {};  ///< the last level, or one that was `levelsBelow` levels below it
     std::size_t levelsBelow = 0;
@@ -146,8 +147,8 @@ public:
     }
 
 private:
-    /// Looks at the folder at `path` or, where that is no folder that the index and the disk both have, at
-    /// the nearest folder above it that is: its listing tells what became of the path.
+    /// Looks at the nearest folder at or above `path` that the index and the disk both have. The listing of a
+    /// folder above shows the fate of the path.
     void lookAt(const ServedTree& tree, std::string path, Extent extent) {
         for (;;) {
             const auto folder = index_.listedFolder(path);
@@ -187,8 +188,7 @@ private:
         }
     }
 
-    /// Takes over what the folder at the end of the way holds, and goes on from there if there is more to
-    /// look at.
+    /// Merges the present folder, and makes it a new level if it has children to enter.
     void look(Traversal& way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
         const FolderStamp stamp = open.stamp();
         const FolderStamp trusted = clock_.trusted(stamp);
@@ -214,7 +214,7 @@ private:
         way.levelsBelow = 0;
     }
 
-    /// The attributes of those of the names that are there. False when the listing must tell.
+    /// Lists the names that exist, with their attributes. False when the whole folder has to be listed.
     static bool listNames(const OpenFolder& folder, std::span<const std::string_view> names,
                           FolderListing& listing) {
         FolderListing found;
@@ -250,7 +250,7 @@ private:
         if (way.tree.isSkipped(way.path) || (known && done_.contains(*known))) return;
         auto opened = way.here->tryOpenBelow(name);
         if (const auto* refusal = std::get_if<OpenFolder::Refusal>(&opened)) {
-            // What was never listed and may not be read is as a scan leaves it.
+            // A forbidden folder that was never listed stays so, as after a scan.
             const bool isForbidden = *refusal == OpenFolder::Refusal::forbidden;
             if (*refusal == OpenFolder::Refusal::failed || (isForbidden && known))
                 handIn(way.tree, way.path, true);
@@ -261,7 +261,7 @@ private:
         }
     }
 
-    /// Makes the last level the open folder again. False when it cannot be opened any more.
+    /// Goes back to the folder of the last level. False when it cannot be opened any more.
     static bool comeBack(Traversal& way) {
         if (way.levelsBelow == 0) return true;
         std::string above = "..";
@@ -284,7 +284,7 @@ private:
     }
 
     /// Drops the contents of a folder that a scan would not enter any more. Its own entry stays, with the
-    /// attributes of what is mounted there.
+    /// attributes of the folder mounted there.
     void forget(const Traversal& way, DirIndex folder, const OpenFolder& open) {
         changed_.insert(way.tree.toldPath(way.path));
         std::optional<DirIndex> parent;
@@ -304,8 +304,8 @@ private:
         mergeNames(index_, *parent, listing, name);
     }
 
-    /// One pass over a parent serves all its children: looking for each child alone would make changes in a
-    /// hundred thousand neighbouring folders quadratic.
+    /// One pass over a parent serves all its children. A pass for each child would make changes in a hundred
+    /// thousand neighbouring folders quadratic.
     void storeOwnEntries() {
         std::unordered_map<DirIndex, FolderListing> byParent;
         {
@@ -313,7 +313,7 @@ private:
             const FolderTable& folders = index_.directoriesLocked();
             for (auto& [folder, attributes] : ownEntries_) {
                 const auto parent = folders.parent(folder);
-                // What was deleted meanwhile has no entry.
+                // A folder deleted meanwhile has no entry.
                 if (!parent || !index_.entriesByDirLocked().contains(folder)) continue;
                 attributes.name = folders.name(folder);
                 byParent[*parent].add(attributes);
@@ -327,7 +327,7 @@ private:
         }
     }
 
-    /// The position of the folder at the end of the way.
+    /// The position of the present folder.
     DirIndex intern(const Traversal& way) {
         const WriteGuard guard(index_.rwlock);
         if (way.levels.empty()) return index_.internDirLocked(way.path);
@@ -337,12 +337,12 @@ private:
     FileIndex& index_;
     const CrawlOptions& options_;
     std::vector<ServedTree> trees_;
-    /// Folders listed as a whole. Whether with all below need not be known: who asks for that asks at or
-    /// above the folder, and comes first.
+    /// Folders listed as a whole. A request for all below a folder is made at or above it and comes first, so
+    /// it needs no note here.
     std::unordered_set<DirIndex> done_;
-    std::map<std::string, bool> unread_;  ///< paths, and whether with all below
+    std::map<std::string, bool> unread_;  ///< each path, and whether with all below it
     std::set<std::string> changed_;
-    /// Attributes of the folders themselves, which stand in the lists of their parents.
+    /// Attributes of listed folders, for their entries in the lists of their parents.
     std::unordered_map<DirIndex, RawDirent> ownEntries_;
     const StampClock clock_;
 };

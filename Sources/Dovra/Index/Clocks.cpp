@@ -12,7 +12,8 @@ using std::chrono::nanoseconds;
 
 constexpr std::int64_t second = 1'000'000'000;
 
-/// Times on disk advance in steps of up to two seconds, and the system's own are some milliseconds late.
+/// Times on disk advance in steps of up to two seconds, and the times that the system sets are some
+/// milliseconds late.
 constexpr std::int64_t coarsestStep = 3 * second;
 
 }  // namespace

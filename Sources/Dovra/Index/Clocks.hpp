@@ -25,26 +25,26 @@ public:
     /// The scan begins.
     explicit StampClock(const ClockReading& start = {}) : start_(start) {}
 
-    /// The stamp of a folder that is about to be listed, or one that is not known when it proves nothing. A
-    /// change after the listing must give another stamp, and a time that is younger than the coarsest step of
-    /// a file system's clock could come again. So could one in the future, once the clock gets there. And
-    /// since the wall clock was set (it went on by a second more or less than the steady one; what keeps it
-    /// right goes in smaller steps) it says nothing about the order of two changes.
+    /// Takes the stamp of a folder that is about to be listed. Returns it, or an unknown one if it proves
+    /// nothing. A stamp is proof only if each change after the listing gives another one. A time younger than
+    /// the coarsest step of a file system's clock may come again, and so may one in the future. Once the wall
+    /// clock was set, times say nothing about the order of changes. It was set if it went on by a second more
+    /// or less than the steady clock; routine corrections go in smaller steps.
     FolderStamp trusted(const FolderStamp& stamp, const ClockReading& now = {}) const;
 
 private:
     ClockReading start_;
 };
 
-/// Stands for a moment in the history of the disk's changes: the wall clock in nanoseconds since 1970, but
-/// never less than `previous`, the last identifier given (0 when there was none), even if the clock is set
+/// The identifier of a moment in the history of the disk's changes: the wall clock in nanoseconds since 1970.
+/// It is never less than `previous`, the last identifier given (0 for none), even after the clock is set
 /// back.
 inline std::uint64_t nextEventId(std::uint64_t previous, std::int64_t now = wallClockNow()) {
     return std::max(previous, static_cast<std::uint64_t>(std::max<std::int64_t>(now, 0)));
 }
 
-/// Whether an identifier lies before `now`. One that does not was given by another clock, and says nothing
-/// about which changes came after it.
+/// Whether an identifier lies before `now`. Any other identifier was given by another clock, and says nothing
+/// about later changes.
 inline bool isPastEvent(std::uint64_t eventId, std::int64_t now) {
     return now >= 0 && eventId <= static_cast<std::uint64_t>(now);
 }

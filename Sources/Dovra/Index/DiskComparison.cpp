@@ -31,11 +31,10 @@ ChangeBatch changedFolders(const FileIndex& index, const std::stop_token& stop) 
 
 namespace {
 
-/// So many folders can all turn out to be different without keeping those waiting for long whose changes are
-/// to be applied.
+/// Folders of one piece. Even if all of them differ, other changes do not wait for long.
 constexpr std::size_t foldersAtOnce = 256;
 
-/// Whether the index holds something else now. It may have forgotten the folder meanwhile.
+/// Whether the index differs from this sight of the folder. It may have forgotten the folder meanwhile.
 bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sight& sight) {
     const ReadGuard guard(index.rwlock);
     if (!index.entriesByDirLocked().contains(folder)) return false;
@@ -43,11 +42,11 @@ bool differs(const FileIndex& index, DirIndex folder, const DiskComparison::Sigh
         return differsFromListingLocked(index, folder, *listing);
     const FolderStamp known = index.stampLocked(folder);
     const auto* now = std::get_if<FolderStamp>(&sight);
-    // Not "younger than": what was restored from a backup is older.
+    // Not "younger than": a folder restored from a backup is older.
     return now != nullptr && (!known.isKnown() || *now != known);
 }
 
-/// Absent where there is nothing to look at.
+/// Absent for a folder without a list, and for one below a folder that is too deep.
 std::optional<DiskComparison::Folder> listedFolderLocked(const FileIndex& index, DirIndex folder) {
     const FolderTable& folders = index.directoriesLocked();
     const auto isTooDeep = [&](DirIndex each) { return folders.pathBytes(each) > maxPathBytes; };

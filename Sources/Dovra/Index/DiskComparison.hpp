@@ -12,21 +12,21 @@
 
 namespace dovra {
 
-/// The folders whose lists of names may differ from what the index holds: those whose stamp is not known, or
-/// is not the one that the disk gives now. What makes up for the history of changes that the system does not
-/// keep. Asks the system once for each listed folder, on all processors and without the lock: 50 000 folders
-/// take some 0.1 s when the system has them in memory. What is too deep to be asked about is told as a
-/// subtree of the nearest folder above that is not. A file that was changed in place does not change its
-/// folder, and is not found. A request to stop ends it soon.
+/// The folders whose names on the disk may differ from those in the index: the stamp is unknown, or is not
+/// the one on the disk now. This replaces the history of changes that the system does not keep. The system is
+/// asked once for each listed folder, on all processors and without the lock: 50 000 folders take some 0.1 s
+/// when the system has them in memory. Folders too deep to be asked about are reported as a subtree of the
+/// nearest folder above that is not. A file changed in place does not change its folder, and is not found. A
+/// request to stop ends the call soon.
 ChangeBatch changedFolders(const FileIndex& index, const std::stop_token& stop = {});
 
 /// One round in which an index is compared with the disk, a piece at a time: first the stamps of all listed
-/// folders, then their entries with all attributes. It finds what no event told.
+/// folders, then their entries with all attributes. It finds changes that no event reported.
 ///
-/// A piece goes through three steps. `next` and `compare` belong to the one thread that changes the index,
-/// which may change it between them; `read` asks the disk on any thread, without the index and without a
-/// lock. What is found is a hint for `applyChanges`, which looks again. When the index is emptied or
-/// replaced, the round is void. It keeps the paths of one piece.
+/// A piece goes through three steps. `next` and `compare` belong to the thread that changes the index, which
+/// may change it between them. `read` asks the disk on any thread, without the index and without a lock. The
+/// folders found are hints for `applyChanges`, which looks again. Emptying or replacing the index makes the
+/// round void. The object keeps the paths of one piece.
 class DiskComparison {
 public:
     enum class Stage : std::uint8_t { stamps, entries };
@@ -34,19 +34,19 @@ public:
     struct Folder {
         DirIndex position;
         std::string path;
-        /// Its own path is longer than the system can be asked by; `path` is that of the nearest folder above
-        /// with a shorter one. What lies below it is left out.
+        /// The folder's own path is too long for a system call; `path` is that of the nearest folder above
+        /// with a shorter one. The folders below are left out.
         bool isTooDeep = false;
     };
 
-    /// What is to be asked of the disk.
+    /// Folders to look at on the disk, and how.
     struct Piece {
         Stage stage;
         std::vector<Folder> folders;
     };
 
-    /// What the disk said of a folder: a stamp (not known when it cannot be asked), a listing, or nothing
-    /// when there could be none.
+    /// The disk's answer for a folder: a stamp (unknown when there was no answer), a listing, or nothing when
+    /// it could not be listed.
     using Sight = std::variant<std::monostate, FolderStamp, FolderListing>;
 
     struct Reading {
@@ -67,8 +67,8 @@ public:
     /// Looks at one folder. A request to stop leaves it unseen.
     static Sight look(const Folder& folder, Stage stage, const std::stop_token& stop = {});
 
-    /// The folders that differ, and once in a round those below which it is too deep to look. Comes after
-    /// each `next`; what the reading did not come to is the next piece.
+    /// The folders that differ, and once in a round those with folders below that are too deep. Called after
+    /// each `next`. The next piece begins with the folders that the reading did not reach.
     ChangeBatch compare(const FileIndex& index, const Reading& reading);
 
 private:

@@ -24,19 +24,19 @@ public:
     /// Replaces the folder's list by a run.
     void assignRun(DirIndex folder, Run run);
 
-    /// Replaces the folder's list. What happens to be consecutive is kept as a run again.
+    /// Replaces the folder's list. Consecutive identifiers are kept as a run again.
     void assign(DirIndex folder, std::span<const EntryId> ids);
 
     void append(DirIndex folder, EntryId id);
 
-    /// Replaces all lists: `folderCount` folders have one, with those of `entries` that lie in them and are
-    /// not deleted. Their positions are the identifiers.
+    /// Replaces all lists. Each of `folderCount` folders gets one, of the entries that lie in it and are not
+    /// deleted. An entry's position in `entries` is its identifier.
     void assignAll(std::size_t folderCount, std::span<const FileEntry> entries);
 
-    /// Drops the folder's list: it counts as never listed.
+    /// Drops the folder's list: the folder counts as never listed.
     void forget(DirIndex folder);
 
-    /// Whether a list was ever stored for the folder, an empty one included: it has been listed.
+    /// Whether the folder has been listed: a list, maybe an empty one, was stored for it.
     bool contains(DirIndex folder) const;
 
     /// The folder's list when it is a run (an absent list is an empty run); absent when it is not.

@@ -31,7 +31,7 @@ std::size_t refreshedSlot(DirIndex folder, std::string_view name) {
 
 }  // namespace
 
-// Giving back the memory of millions of entries takes a while: what an index held goes when the lock is free.
+// Freeing millions of entries takes a while, so former contents are freed after the lock is released.
 
 void FileIndex::reset() {
     IndexContents gone;
@@ -182,7 +182,7 @@ void FileIndex::tombstoneLocked(EntryId id) {
 void FileIndex::tombstoneSubtreeLocked(std::string_view path) {
     std::vector<DirIndex> tops;
     if (const auto top = contents_.directories.find(path)) tops.push_back(*top);
-    // A folder that a scan began at can lie below `path` without a chain of entries that leads to it.
+    // A root of a scan can lie below `path` without a chain of entries that leads to it.
     const std::string below = joinPath(path, "");
     for (const DirIndex root : contents_.directories.roots()) {
         if (contents_.directories.path(root).starts_with(below)) tops.push_back(root);

@@ -23,8 +23,8 @@
 
 namespace dovra {
 
-/// All that an index holds. Made or filled elsewhere it becomes an index's contents at once
-/// (`FileIndex::replaceContents`). Whoever makes it keeps the invariants of `FileIndex`.
+/// The contents of an index. They can be built elsewhere and taken over at once
+/// (`FileIndex::replaceContents`). Their builder keeps the invariants of `FileIndex`.
 struct IndexContents {
     FolderTable directories;
     PodVector<FileEntry> entries;
@@ -33,19 +33,19 @@ struct IndexContents {
     PodVector<NameSignature> signatures;
     PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
     std::int64_t tombstones = 0;
-    /// The entries that were refreshed last, by a hash of folder and name; the others are 0.
+    /// The entries refreshed last, by a hash of folder and name; unused places are 0.
     std::array<EntryId, 1024> refreshed = {};
     std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
 };
 
-/// What a path's entry gains in an order by relevance or score; above 0.
+/// The bonus of a path in an order by relevance or score; above 0.
 struct PathBoost {
     std::string path;  ///< full path, raw bytes
     std::int32_t boost = 0;
 };
 
-/// Knows which paths the user cares for. Any thread may ask, also under an index's lock: it takes none
-/// itself.
+/// Knows the paths that matter to the user. Any thread may call it, also under an index's lock, because it
+/// takes no such lock itself.
 class RankingBoost {
 public:
     virtual ~RankingBoost() = default;
@@ -59,11 +59,11 @@ public:
 
 /// Every indexed file and folder, in a layout made for reading millions of names quickly.
 ///
-/// What it holds: one flat array of 40-byte entries, whose positions are the entries' identifiers; one pool
-/// with all names back to back, in the order of the identifiers; one 4-byte signature of each name; the
-/// interned folder paths; and for each folder the entries listed in it. An entry costs 40 bytes, its name and
-/// an eighth of it, and 4 bytes; a folder some 30 bytes more. Searches, reports and scans are not members:
-/// they are operations of their own subsystems that take the index as their first argument.
+/// It holds one flat array of 40-byte entries, whose positions are the entries' identifiers; one pool with
+/// all names back to back, in the order of the identifiers; one 4-byte signature for each name; the interned
+/// folder paths; and for each folder the list of its entries. An entry costs 40 bytes, its name and an eighth
+/// of it, and 4 bytes; a folder some 30 bytes more. Searches, reports and scans are operations of their own
+/// subsystems, with the index as their first argument.
 ///
 /// Invariants:
 /// - an entry never moves and is never removed; a deleted one carries the tombstone flag and every reader
@@ -95,12 +95,12 @@ public:
     /// Empties the index; an attached trigram index is emptied with it.
     void reset() DOVRA_EXCLUDES(rwlock);
 
-    /// Empties the index and hands out what it held. An attached trigram index goes with it: none is attached
-    /// then. The lock is held for moving alone.
+    /// Empties the index and returns its contents. An attached trigram index goes with them: none is attached
+    /// afterwards. The lock is held only for the move.
     IndexContents takeContents() DOVRA_EXCLUDES(rwlock);
 
-    /// Takes over what was made elsewhere, its trigram index (or that there is none) included: whoever wants
-    /// one fills it with the contents. The lock is held for swapping alone.
+    /// Takes over contents built elsewhere, with their trigram index or the lack of one. The lock is held
+    /// only for the swap.
     void replaceContents(IndexContents contents) DOVRA_EXCLUDES(rwlock);
 
     /// Rises by one on `reset`, `takeContents`, `replaceContents` and on every stored or changed folder. Any
@@ -114,7 +114,7 @@ public:
     /// tombstone.
     std::optional<std::string> fullPath(EntryId id) const DOVRA_EXCLUDES(rwlock);
 
-    /// The full paths of those of `ids` that are files (folders and tombstones are left out).
+    /// The full paths of the files among `ids`; folders and tombstones are left out.
     std::unordered_map<EntryId, std::string> resolvePathsLocking(std::span<const EntryId> ids) const
         DOVRA_EXCLUDES(rwlock);
 
@@ -127,14 +127,14 @@ public:
 
     bool hasTrigramIndex() const DOVRA_EXCLUDES(rwlock);
 
-    /// Sets what lifts entries in an order by relevance or score; null for nothing.
+    /// Sets the boosts for an order by relevance or score; null for none.
     void setFrecency(std::shared_ptr<const RankingBoost> frecency) DOVRA_EXCLUDES(rwlock);
 
     /// Forces the scan mode of searches; absent means that each search chooses.
     void setScanModeOverride(std::optional<ScanMode> mode) DOVRA_EXCLUDES(rwlock);
 
-    // What searches read. The analysis cannot follow a held lock into the lambdas and objects that a search
-    // is made of, so for these the name alone states the rule.
+    // For searches. The analysis cannot follow a held lock into a search's lambdas and objects, so only the
+    // names of these operations state the rule.
     std::span<const FileEntry> entriesLocked() const DOVRA_UNCHECKED_LOCKING {
         return contents_.entries.span();
     }
@@ -169,8 +169,8 @@ public:
     /// The position of a folder's own contents, from its entry; absent when it was never listed.
     std::optional<DirIndex> contentsOfLocked(const FileEntry& folder) const DOVRA_UNCHECKED_LOCKING;
 
-    /// The live entry of that name, without a pass over the folder's list; absent unless it is one of those
-    /// that were refreshed last.
+    /// The live entry of that name, without a pass over the folder's list; absent unless it was among the
+    /// last refreshed.
     std::optional<EntryId> findRefreshedLocked(DirIndex folder,
                                                std::string_view name) const DOVRA_UNCHECKED_LOCKING;
 
@@ -178,33 +178,33 @@ public:
     DirIndex internDirLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
     DirIndex internChildDirLocked(DirIndex parent, std::string_view name) DOVRA_REQUIRES(rwlock);
 
-    /// Appends one entry and posts its name to the trigram index, if there is one. The folder's list is the
-    /// caller's to store. Fatal above 2147483647 entries, or when the name pool exceeds its limits.
+    /// Appends one entry and posts its name to the trigram index, if there is one. The caller stores the
+    /// folder's list. Fatal above 2147483647 entries, or when the name pool exceeds its limits.
     EntryId appendEntryLocked(const RawDirent& raw, DirIndex dirIndex) DOVRA_REQUIRES(rwlock);
 
     /// Appends a whole listing as the contents of the folder and raises the generation. `stamp` was taken
-    /// before the folder was listed; without one nothing tells later whether the listing still holds.
+    /// before the folder was listed; without one the folder counts as changed.
     void storeListingLocked(DirIndex folder, const FolderListing& listing, const FolderStamp& stamp = {})
         DOVRA_REQUIRES(rwlock);
 
-    /// Replaces what is known of the disk's state when the folder's contents were stored.
+    /// Replaces the folder's stamp, the state of the disk when its contents were stored.
     void setStampLocked(DirIndex folder, const FolderStamp& stamp) DOVRA_REQUIRES(rwlock);
 
-    /// Marks one entry deleted; the entry's subtree is the caller's business.
+    /// Marks one entry deleted. Its subtree is left to the caller.
     void tombstoneLocked(EntryId id) DOVRA_REQUIRES(rwlock);
 
-    /// Marks everything listed in `path` and in the folders below it deleted: the folder is empty then. Its
-    /// own entry in its parent is not touched, and the paths stay interned.
+    /// Marks all entries below `path`, at any depth, deleted: the folder is empty then. Its own entry in its
+    /// parent's list and the interned paths stay.
     void tombstoneSubtreeLocked(std::string_view path) DOVRA_REQUIRES(rwlock);
 
-    /// Marks everything listed in the folder and below it deleted, and drops their lists: the folder counts
-    /// as never listed. Costs what is deleted.
+    /// Marks all entries below the folder, at any depth, deleted, and drops the lists: the folder counts as
+    /// never listed. The cost is in proportion to the deleted entries.
     void forgetContentsLocked(DirIndex folder) DOVRA_REQUIRES(rwlock);
 
-    /// Takes over the attributes of an entry that is what it was: name and kind stay.
+    /// Takes over the attributes of an entry whose name and kind stay.
     void refreshEntryLocked(EntryId id, const RawDirent& raw) DOVRA_REQUIRES(rwlock);
 
-    /// Replaces the folder's list; all of `ids` lie in it and ascend.
+    /// Replaces the folder's list. All of `ids` lie in the folder and ascend.
     void assignListLocked(DirIndex folder, std::span<const EntryId> ids) DOVRA_REQUIRES(rwlock) {
         contents_.entriesByDir.assign(folder, ids);
     }

@@ -9,7 +9,7 @@
 
 namespace dovra {
 
-/// One entry of a result. Texts are raw bytes; whoever shows them to a person repairs them.
+/// One entry of a result. Texts are raw bytes, to be repaired before they are shown.
 struct FileRow {
     EntryId id = 0;
     std::string name;
@@ -20,8 +20,8 @@ struct FileRow {
     bool isSymbolicLink = false;
 };
 
-/// Builds the rows of the given entries; neighbours in the same folder share the work of its path. The
-/// index's read lock is held.
+/// Builds the rows of the given entries; neighbours in one folder share the building of its path. The caller
+/// holds the index's read lock.
 std::vector<FileRow> rowsLocked(const FileIndex& index, std::span<const EntryId> ids);
 
 }  // namespace dovra

@@ -17,7 +17,7 @@ struct Difference {
     std::vector<EntryId> gone;
     std::vector<std::pair<EntryId, std::size_t>> refreshed;  ///< entry, position in the listing
     std::vector<std::size_t> appeared;                       ///< positions in the listing
-    std::optional<std::vector<EntryId>> list;                ///< what stays of it, if it changes
+    std::optional<std::vector<EntryId>> list;                ///< the remaining list, if it changes
     MergedFolder folder;
 
     bool isEmpty() const { return refreshed.empty() && !list; }
@@ -31,9 +31,9 @@ bool hasSameAttributes(const FileEntry& entry, const RawDirent& raw) {
     return entry.size == raw.size && entry.modTime == raw.modTime && entry.crTime == raw.crTime;
 }
 
-/// The entries of the folder's list that have one of these names. A file that keeps changing is among those
-/// refreshed last. For the others there is a pass over the list: signatures settle nearly all of a million
-/// entries, unless the names differ in digits alone.
+/// The entries of the folder with one of these names. A file that keeps changing is among the last refreshed.
+/// The others take a pass over the list: signatures rule out nearly all of a million entries, unless names
+/// differ in digits alone.
 std::vector<EntryId> entriesNamedLocked(const FileIndex& index, DirIndex folder, Names names) {
     struct Asked {
         NameSignature signature;
@@ -58,14 +58,14 @@ std::vector<EntryId> entriesNamedLocked(const FileIndex& index, DirIndex folder,
         const auto same = std::ranges::equal_range(asked, signature, {}, &Asked::signature);
         if (same.empty()) return;
         const std::string_view name = index.nameLocked(id);
-        // The first that is not less, or else the last.
+        // The first name that is not less, or else the last one.
         const auto nearest = std::ranges::lower_bound(same.begin(), same.end() - 1, name, {}, &Asked::name);
         if (nearest->name == name) found.push_back(id);
     });
     return found;
 }
 
-/// Compares entries of one folder with what was listed. The caller holds the lock.
+/// Compares entries of one folder with a listing. The caller holds the lock.
 class Comparison {
 public:
     Comparison(const FileIndex& index, DirIndex folder, const FolderListing& listing)
@@ -135,7 +135,7 @@ private:
         const bool isOtherList = !difference_.gone.empty() || !difference_.appeared.empty();
         if (!isOtherList && lists.contains(folder_)) return;
         difference_.folder.isChanged |= isOtherList;
-        // In the order of the listing, so that the next one has the same.
+        // In the order of the listing, so that the next listing has the same order.
         std::ranges::sort(difference_.appeared);
         std::ranges::sort(difference_.gone);
         std::ranges::set_difference(lists.ids(folder_), difference_.gone,
@@ -148,7 +148,7 @@ private:
     Difference difference_;
 };
 
-/// Of all entries, or of those with these names.
+/// The difference of all entries, or of those with these names.
 Difference differenceLocked(const FileIndex& index, DirIndex folder, const FolderListing& listing,
                             std::optional<Names> names = {}) {
     return Comparison(index, folder, listing)
@@ -176,7 +176,7 @@ void applyLocked(FileIndex& index, DirIndex folder, const FolderListing& listing
     if (difference.list) index.assignListLocked(folder, *difference.list);
 }
 
-/// Without `names` all are meant; without `stamp` the folder keeps its own.
+/// Without `names` all entries are merged; without `stamp` the folder keeps its own.
 MergedFolder merge(FileIndex& index, DirIndex folder, const FolderListing& listing,
                    std::optional<Names> names, std::optional<FolderStamp> stamp) {
     Difference difference;

@@ -10,7 +10,7 @@
 
 namespace dovra {
 
-/// What a folder holds after a merge, as far as the caller has to look further.
+/// The result of a merge, as far as the caller has to look further.
 struct MergedFolder {
     struct Child {
         std::string name;
@@ -19,30 +19,29 @@ struct MergedFolder {
 
     /// Child folders, no links.
     std::vector<Child> children;
-    /// Whether names, kinds, or sizes and times of files were other ones. The times of a child folder tell of
-    /// changes in there, not here.
+    /// Whether names, kinds, or sizes and times of files changed. The times of a child folder do not count:
+    /// they show changes inside it.
     bool isChanged = false;
 };
 
-/// Makes the index's list of `folder` equal to what was just listed on the disk. An entry of the same name
-/// and kind keeps its identifier and takes over size and times; one whose kind changed is deleted and
-/// appended anew; what is not listed any more is deleted, folders with all below them. A name that is listed
-/// twice counts once. The folder counts as listed from then on. Raises the generation, unless the index holds
-/// this list and this stamp already: then nothing changes.
+/// Makes the index's list of `folder` equal to a new listing of the disk. An entry of the same name and kind
+/// keeps its identifier and takes over size and times. An entry whose kind changed is deleted and appended
+/// anew. An entry not listed any more is deleted, a folder with all below it. A name listed twice counts
+/// once. The folder counts as listed from then on. Raises the generation, unless the index holds this list
+/// and this stamp already: then nothing changes.
 ///
 /// The difference is worked out under the read lock, so searches go on meanwhile, and applied under the write
-/// lock. So nobody else may change the index during the call.
+/// lock. Nothing else may change the index during the call.
 MergedFolder mergeListing(FileIndex& index, DirIndex folder, const FolderListing& listing,
                           const FolderStamp& stamp);
 
-/// The same for `names` alone: `listing` holds those of them that are there. The folder keeps its other
-/// entries and its stamp.
+/// The same for `names` alone: `listing` holds those of them that exist. The folder keeps its other entries
+/// and its stamp.
 MergedFolder mergeNames(FileIndex& index, DirIndex folder, const FolderListing& listing,
                         std::span<const std::string_view> names);
 
 /// Whether `mergeListing` would find any difference but the stamp, or a child folder whose contents the index
-/// does not hold, which a scan may enter by now. Cheap where the listing has the order of
-/// the index's list.
+/// does not hold, which a scan may enter by now. Cheap when the listing is in the order of the index's list.
 bool differsFromListingLocked(const FileIndex& index, DirIndex folder, const FolderListing& listing);
 
 }  // namespace dovra

@@ -18,7 +18,7 @@ std::size_t hashOf(DirIndex parent, std::string_view name) {
     return std::hash<std::string_view>{}(name) ^ mixed;
 }
 
-/// "/" is stored as "", so that every path below a folder is its text, "/" and a name.
+/// "/" is stored as "", so that a child's path is always its parent's text, "/" and a name.
 std::string_view withoutRootSlash(std::string_view path) {
     return path == "/" ? std::string_view{} : path;
 }
@@ -99,7 +99,7 @@ DirIndex FolderTable::internChild(DirIndex parent, std::string_view name) {
     return addBelow(parent, name);
 }
 
-/// The folder, added when it is new, which takes one search in the hash table.
+/// The position of the folder, which is added when it is new. One search in the hash table serves both.
 DirIndex FolderTable::addBelow(DirIndex parent, std::string_view name) {
     if ((folders_.size() + 1) * 2 > slots_.size()) rebuildSlots(std::max<std::size_t>(16, slots_.size() * 2));
     const std::size_t slot = slotOf(parent, name);

@@ -15,9 +15,9 @@ namespace dovra {
 ///
 /// A folder below another interned folder is stored as its parent's position and its own name; only a folder
 /// whose parent is not interned (the root of a scan) keeps its whole path. So a tree of a hundred thousand
-/// levels costs what its names cost, and a rule that depends on a folder's path can be worked out from its
-/// parent's result in one pass: a parent always stands before its children. The inverse is one hash table
-/// over (parent, name), without a string of its own.
+/// levels costs as much as its names. A parent always stands before its children, so a rule on paths can be
+/// worked out in one pass, each result from the parent's. The inverse is one hash table over (parent, name),
+/// without a string of its own.
 ///
 /// Grows only. Not thread-safe: the index's lock guards it.
 class FolderTable {
@@ -32,7 +32,7 @@ public:
     DirIndex intern(std::string_view path);
     DirIndex internChild(DirIndex parent, std::string_view name);
 
-    /// Makes room for so many folders in all.
+    /// Makes room for `count` folders in all.
     void reserve(std::size_t count);
 
     std::string path(DirIndex folder) const;
@@ -45,8 +45,8 @@ public:
     /// The stored parent; absent for a folder that keeps its whole path.
     std::optional<DirIndex> parent(DirIndex folder) const;
 
-    /// The folder's own name; for a folder that keeps its whole path that path, except that "/" gives "", so
-    /// that what lies below is always parent + "/" + name.
+    /// The folder's own name, or the whole path of a folder that keeps it. "/" gives "", so that the path of
+    /// a child is always parent + "/" + name.
     std::string_view name(DirIndex folder) const;
 
     /// The folders that keep their whole path.
@@ -77,9 +77,9 @@ private:
     std::vector<DirIndex> roots_;
 };
 
-/// Builds folder paths and keeps them, for results whose folders come again and again in no order. Paths of
-/// extraordinary length are built each time: a very deep tree has too many of them to be kept. For one
-/// thread; the lock that guards the table is held for its lifetime.
+/// Builds folder paths and keeps them, for results whose folders recur in no order. Paths of extraordinary
+/// length are built each time: a very deep tree has too many of them to be kept. For one thread; the lock
+/// that guards the table is held for the object's lifetime.
 class FolderPaths {
 public:
     explicit FolderPaths(const FolderTable& folders) : folders_(folders) {}

@@ -13,7 +13,7 @@ namespace dovra {
 
 namespace {
 
-/// FNV-1a (Fowler, Noll, Vo; RFC 9923). Two roots with the same value would only take turns in one file: a
+/// FNV-1a (Fowler, Noll, Vo; RFC 9923). Two roots with the same value would only take turns in one file: an
 /// image of another root is not loaded.
 std::uint64_t stableHash(std::string_view text) {
     std::uint64_t hash = 0xCBF29CE484222325;
@@ -43,7 +43,7 @@ std::optional<FileError> IndexCache::save(const FileIndex& index, DeviceId volum
         };
         const Encoded encoded = encodeIndexImage(index, volumeDev, lastEventId, sink);
         if (stop.stop_requested()) return notWritten("it was stopped", ECANCELED);
-        // What was abandoned then has failed, and says so.
+        // The error of an abandoned write is returned here.
         if (encoded != Encoded::changed) return file.commit();
     }
     return notWritten("the index changed while it was written", EAGAIN);

@@ -5,8 +5,8 @@
 #include "Index/IndexImageFormat.hpp"
 
 // The index lives on while it is encoded. Each piece is copied under the lock and handed on without it, so a
-// change waits for the copying of one piece at most. What the pieces have in common is the generation: when
-// it has changed, they are not of one state any more, and the encoding ends.
+// change waits for the copying of one piece at most. The generation ties the pieces together: once it has
+// changed, they are not of one state any more, and the encoding ends.
 
 namespace dovra {
 
@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::size_t pieceBytes = std::size_t{256} * 1024;
 
-/// Folders are looked at in an order that the processor's cache does not foresee.
+/// Folders of one piece. It is small because folders are visited in an order that defeats the processor's
+/// cache.
 constexpr std::size_t foldersPerPiece = 4096;
 
 class IndexImageEncoder {
@@ -34,18 +35,18 @@ public:
     }
 
 private:
-    /// What is written of a folder.
+    /// The place of a folder in the file.
     struct Planned {
         static constexpr DirIndex leftOut = -1;
 
         DirIndex position;   ///< in the file
-        bool lacksContents;  ///< of a child folder, so that it must be listed again
+        bool lacksContents;  ///< of a child folder, so this one must be listed again
 
         bool isSaved() const { return position != leftOut; }
     };
 
-    /// Copies what begins at a position into the buffer and returns the position behind it. Called under the
-    /// lock.
+    /// Copies the piece that begins at a position into the buffer, and returns the position behind it. Called
+    /// under the lock.
     using CopyPiece = std::size_t (IndexImageEncoder::*)(std::size_t first);
 
     void begin() {
@@ -79,7 +80,7 @@ private:
         return last;
     }
 
-    /// Also marks its parent.
+    /// Plans the folder. Marks its parent when the folder is left out with its contents.
     Planned planned(DirIndex folder) {
         const FolderTable& folders = index_.directoriesLocked();
         const auto parent = folders.parent(folder);
@@ -124,14 +125,14 @@ private:
 
     std::size_t copyEntries(std::size_t first) {
         const std::size_t count = std::min(pieceBytes / sizeof(FileEntry), entryCount_ - first);
-        // Byte by byte: assigned one by one, entries would get what the memory held before as reserved bytes.
+        // Copied as bytes: entries assigned one by one would get old memory as their reserved bytes.
         append(bytesOf(index_.entriesLocked()[first], count * sizeof(FileEntry)));
         for (FileEntry& entry : std::span(reinterpret_cast<FileEntry*>(buffer_.data()), count))
             place(entry);
         return first + count;
     }
 
-    /// Sets the folder's position in the file. Without that folder the entry is deleted.
+    /// Sets the position of the entry's folder in the file. The entry of a folder left out is deleted.
     void place(FileEntry& entry) const {
         const Planned& folder = plan_[static_cast<std::size_t>(entry.dirIndex)];
         if (!folder.isSaved()) entry.flags |= FileEntry::tombstone;

@@ -36,10 +36,10 @@ struct IndexImageHeader {
 static_assert(offsetof(IndexImageHeader, volumeDev) == 16 && offsetof(IndexImageHeader, lastEventId) == 24);
 static_assert(offsetof(IndexImageHeader, folderCount) == 32 && offsetof(IndexImageHeader, poolBytes) == 40);
 
-/// In front of one stamp for each folder.
+/// The header of the stamps, one for each folder.
 struct StampSectionHeader {
     std::array<char, 8> magic;
-    std::uint64_t contentBytes;  ///< what follows this header
+    std::uint64_t contentBytes;  ///< the bytes behind this header
 
     static constexpr std::array<char, 8> expectedMagic = {'D', 'O', 'V', 'R', 'A', 'S', 'T', '1'};
 };
@@ -51,13 +51,12 @@ static_assert(offsetof(FolderStamp, inode) == 8 && offsetof(FolderStamp, modifie
 /// A folder's path takes its length and at least one byte.
 inline constexpr std::size_t minFolderBytes = 5;
 
-/// The longest path of a folder that is saved with its contents; a root is saved in any case. Whole paths
-/// would make the file of a tree of extraordinary depth extraordinarily long, and scanning what lies below is
-/// faster than reading that.
+/// The longest path of a folder that is saved with its contents; a root is always saved. Without a limit the
+/// file of an extremely deep tree would be extremely long, and scanning the rest is faster than reading it.
 inline constexpr std::size_t maxSavedPathBytes = 4096;
 
-/// Folders whose parent is not in the table. A scan has one for each of its roots; looking for a folder goes
-/// through all of them.
+/// The most folders whose parent is not in the table. A scan has one for each of its roots. The search for a
+/// folder goes through all of them.
 inline constexpr std::size_t maxRoots = 256;
 
 /// The bytes of a record, to be written.

@@ -12,10 +12,10 @@
 #include "Index/IndexImageFormat.hpp"
 #include "Platform/Process.hpp"
 
-// Reading an image is bound by memory: the bytes go from the system's cache straight to where the index
-// keeps them, and what is worked out from them (signatures, checks) is worked out in pieces that are still in
-// the processor's cache, on all processors. Everything is built apart from the index, so that an image that
-// turns out to be unsound at its end has changed nothing.
+// Reading an image is bound by memory. The bytes go from the system's cache straight to their place in the
+// index. Signatures and checks follow piece by piece on all processors, while a piece is still in the
+// processor's cache. Everything is built apart from the index, so an image with a fault at its end changes
+// nothing.
 
 namespace dovra {
 
@@ -33,7 +33,7 @@ std::optional<Record> readRecord(const IndexImageSource& source, std::uint64_t o
     return record;
 }
 
-/// A whole number of seconds that a file system can tell.
+/// Whether the number is a whole one in the range of a file system's times.
 bool isTime(double seconds) {
     constexpr double limit = 0x1p63;
     const double distance = std::abs(seconds);
@@ -67,16 +67,16 @@ bool isPlainPath(std::string_view path) {
     return true;
 }
 
-/// Fills a folder table from whole paths in the order of their positions, as untrusted input has them.
+/// Fills a folder table from untrusted whole paths, in the order of their positions.
 ///
-/// In the order of a scan a folder's parent is the folder before it or lies above that one, so most parents
-/// are found by comparing two neighbouring paths, without looking anything up.
+/// In the order of a scan a folder's parent is the folder before it or one above that. So most parents are
+/// found by comparing two neighbouring paths, without a search.
 class FolderPathReader {
 public:
     explicit FolderPathReader(FolderTable& folders) : folders_(folders) {}
 
-    /// Adds the next folder. False when its path is not the one way to write an absolute path (empty, "." or
-    /// ".." components, a NUL, a slash at the end), was there before, or is one too many without a parent.
+    /// Adds the next folder. False when its path is not absolute and plain (no empty, "." or ".." component,
+    /// no NUL, no slash at the end), was there before, or is one too many without a parent.
     bool add(std::string_view path);
 
 private:
@@ -90,7 +90,7 @@ private:
 
 bool FolderPathReader::add(std::string_view path) {
     const std::size_t slash = path.rfind('/');
-    // The folder table takes one more slash behind the parent's path for nothing.
+    // The folder table would accept one more slash behind the parent's path.
     if (slash == std::string_view::npos || (slash > 0 && path[slash - 1] == '/')) return false;
     if (path == "/") return addRoot(path);
     const auto parent = parentOf(path, slash);
@@ -148,7 +148,7 @@ private:
                header_.volumeDev == static_cast<std::int64_t>(subject_.volumeDev) && fitsTheSource();
     }
 
-    /// Whether what the header promises can be there, so that no more memory is taken than there are bytes.
+    /// Whether the source is long enough for the header's counts, so that memory is bounded by its size.
     bool fitsTheSource() const {
         constexpr std::uint32_t largestCount = std::numeric_limits<EntryId>::max();
         if (header_.folderCount > largestCount || header_.entryCount > largestCount) return false;
@@ -160,7 +160,7 @@ private:
     std::uint64_t entrySectionBytes() const { return std::uint64_t{header_.entryCount} * sizeof(FileEntry); }
 
     bool readFolders() {
-        // As long as it may be: what follows takes the rest.
+        // The paths take at most the bytes that the later sections leave.
         PodVector<char> section;
         const std::size_t most =
             source_.size - IndexImageHeader::bytes - header_.poolBytes - entrySectionBytes();
@@ -243,8 +243,7 @@ private:
         all.fetch_or(found, std::memory_order_relaxed);
     }
 
-    /// Within a piece names follow each other without gaps; so must they from piece to piece, and from the
-    /// start of the pool to its end.
+    /// Whether the names fill the pool without gaps. Within a piece that is checked already.
     bool piecesFollowEachOther() const {
         std::uint64_t end = 0;
         for (std::size_t first = 0; first < header_.entryCount; first += entriesPerPiece) {
@@ -270,9 +269,9 @@ private:
         return isSound;
     }
 
-    /// False unless each folder but the roots stands as an entry in its parent's list: what removes or
-    /// renames a folder starts from there. What lay in a deleted folder is not what a new one of its path
-    /// holds, so it is forgotten, and must be deleted itself.
+    /// False unless each folder but the roots stands as an entry in its parent's list, where its removal or
+    /// renaming starts. The contents of a deleted folder are forgotten and must be deleted themselves: a new
+    /// folder at its path has others.
     bool settleFolders() {
         for (std::size_t i = 0; i < folderEntries_.size(); ++i) {
             const auto folder = static_cast<DirIndex>(i);
@@ -284,7 +283,7 @@ private:
         return true;
     }
 
-    /// False when it was to stop.
+    /// False after a request to stop.
     bool buildTrigrams() {
         contents_.trigram = std::make_shared<TrigramIndex>();
         for (std::size_t id = 0; id < header_.entryCount; ++id) {
@@ -311,7 +310,7 @@ private:
         return true;
     }
 
-    /// Whether `isSoundPiece(first, last)` is true of all pieces; false also when it was to stop.
+    /// Whether `isSoundPiece(first, last)` holds for all pieces; false also after a request to stop.
     template <typename IsSoundPiece>
     bool allPieces(std::size_t total, std::size_t pieceSize, const IsSoundPiece& isSoundPiece) const {
         std::atomic<bool> areSound = true;
@@ -328,7 +327,7 @@ private:
     IndexImageHeader header_{};
     std::uint64_t poolOffset_ = 0;
     PodVector<std::uint8_t> pool_;
-    /// By folder, what stands for it among the entries.
+    /// By folder, the entries that stand for it.
     static constexpr std::uint8_t hasEntry = 1;
     static constexpr std::uint8_t hasLiveEntry = 2;
     PodVector<std::uint8_t> folderEntries_;

@@ -11,40 +11,40 @@
 #include "Base/PathText.hpp"
 #include "Index/Clocks.hpp"
 
-// A walk is bound by the kernel's work for each folder, which processors can share; but identifiers that
-// depend on which thread was faster could not be compared from one scan to the next.
+// A walk is bound by the kernel's work for each folder, which processors can share. Yet identifiers must not
+// depend on which thread was faster: two scans could not be compared then.
 //
-// The idea: the order of the walk is a property of the tree alone. All folders that are known and not yet
-// finished stand in one list, the frontier, in the order in which the walk will reach them. A helper takes
-// the first that nobody is listing; when it is done, the folder's children take its place. So helpers always
-// work as close ahead of the walk as they can, and the walk, which takes finished folders strictly in its own
-// order, visits the same sequence for any number of threads. When the walk's next folder is not finished, the
-// walk lists it itself or, while a helper is at it, lists the first folder of the frontier.
+// The order of the walk is a property of the tree alone. All folders that are known and not yet finished
+// stand in one list, the frontier, in the order in which the walk will reach them. A helper takes the first
+// folder that no thread is listing; once it is finished, its children take its place. So helpers work as
+// close ahead of the walk as they can. The walk takes finished folders strictly in its own order, so the
+// sequence is the same for any number of threads. If its next folder is not finished, the walk lists it
+// itself or, while a helper lists it, the first free folder of the frontier.
 //
-// The cost: two short critical sections a folder, and the folders that are finished ahead of the walk: the
-// memory of their listings is bounded, and so is the number of those that stay open for what lies below. It
-// ends because each folder is taken once and links are not followed.
+// A folder costs two short critical sections. The listings finished ahead of the walk have a bound on their
+// memory, and the folders kept open for their children have one on their number. The walk ends because each
+// folder is taken once and links are not followed.
 
 namespace dovra {
 
 namespace {
 
-/// A path of this length or longer is not extended: what lies below is opened relative to the folder itself,
-/// so that no path outgrows what the system takes in one call (a name adds at most 256 bytes).
+/// A path of this length or longer is not extended: the folders below are opened relative to this one, so
+/// that no path outgrows the limit of a system call (a name adds at most 256 bytes).
 constexpr std::size_t longPathBytes = WalkOptions::maxAskedPathBytes;
 
-/// Helpers pause while finished listings that the walk has not reached yet take more memory than this.
+/// Helpers pause while the finished listings ahead of the walk take more memory than this.
 constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
 
-/// Helpers pause too while more than this many folders that the walk has not reached yet are kept open: a
-/// process may keep a thousand files open, often fewer.
+/// Helpers pause too while more than this many folders ahead of the walk are kept open: a process may keep a
+/// thousand files open, often fewer.
 constexpr std::size_t maxOpenAhead = 32;
 
-/// An open folder below which others are opened by relative paths, so that no link that takes a folder's
-/// place meanwhile is followed.
+/// An open folder from which others are opened by relative paths, so that a link in a folder's former place
+/// is not followed.
 struct Base {
     OpenFolder folder;
-    std::string fullPath;  ///< empty where it is too long to be asked about
+    std::string fullPath;  ///< empty when it is too long for `entersChild`
 };
 
 struct Folder {
@@ -65,7 +65,7 @@ struct Folder {
     std::list<Folder*>::iterator place;             ///< in the frontier, until done
 };
 
-/// Lists folders; knows nothing of the order in which that happens. Shared by all threads.
+/// Lists folders; their order is not its concern. Shared by all threads.
 class Lister {
 public:
     explicit Lister(const WalkOptions& options) : options_(options) {}
@@ -136,8 +136,8 @@ public:
         addRoots(roots);
         while (!stack_.empty()) {
             finish(*stack_.back());
-            // What was listed after a request to stop may be incomplete. Helpers may still be at the
-            // children, so everything stays where it is until they have ended.
+            // A listing after a request to stop may be incomplete. Helpers may still use the children, so all
+            // folders stay in place until the helpers have ended.
             if (options_.stop.stop_requested()) return;
             const std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();
@@ -175,7 +175,7 @@ private:
             listUnlocked(*folder);
     }
 
-    /// Returns when the folder is done, listing it or others meanwhile.
+    /// Returns when the folder is done, and lists it or others meanwhile.
     void finish(Folder& folder) {
         const MutexGuard lock(mutex_);
         while (folder.state != Folder::State::done) {
@@ -197,8 +197,8 @@ private:
         return bytesAhead_ > maxBytesAhead || openAhead_ > maxOpenAhead;
     }
 
-    /// The first folder of the frontier that nobody is listing, now being listed by the caller; null when
-    /// there is none or enough is finished ahead. At most one folder a thread is passed over.
+    /// The first folder of the frontier that no thread is listing, now taken by the caller. Null when there
+    /// is none or enough is finished ahead. The search passes over at most one folder for each thread.
     Folder* takeFirstPending() DOVRA_REQUIRES(mutex_) {
         if (isFarAhead()) return nullptr;
         const auto first = std::ranges::find(frontier_, Folder::State::pending, &Folder::state);
@@ -207,7 +207,7 @@ private:
         return *first;
     }
 
-    /// Lets the mutex go while it lists.
+    /// Releases the mutex while it lists.
     void listUnlocked(Folder& folder) DOVRA_REQUIRES(mutex_) {
         std::list<Folder*> children;
         {
@@ -228,13 +228,13 @@ private:
     const Lister lister_;
     std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
 
-    Mutex mutex_;  ///< guards what says so, and the `state`, `place` and `children` of folders not done
+    Mutex mutex_;  ///< also guards `state`, `place` and `children` of folders not done
     ConditionVariable changed_;
     std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
     std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 
-    std::vector<std::jthread> helpers_;  ///< last: they end before what they use
+    std::vector<std::jthread> helpers_;  ///< last: they end before the members they use
 };
 
 }  // namespace

@@ -15,8 +15,8 @@ namespace dovra {
 struct WalkOptions {
     ListingDetail detail = ListingDetail::attributes;
 
-    /// Folders on other devices are not entered. When empty every device is, except that a file system of the
-    /// kernel's own is not entered from outside.
+    /// The devices that are entered. Empty for every device, except that a file system of the kernel's own is
+    /// not entered from outside.
     std::vector<DeviceId> allowedDevices = {};
 
     /// Whether to enter the child folder with this full path; asked only for paths of at most
@@ -33,16 +33,15 @@ struct WalkOptions {
 
 /// A folder that the walk has reached and could list.
 struct WalkedFolder {
-    std::optional<DirIndex> parent;  ///< what the visit of its parent returned; absent for a root
+    std::optional<DirIndex> parent;  ///< the result of its parent's visit; absent for a root
     std::string_view name;           ///< its own name; for a root the path as it was given
     const FolderListing& listing;
-    FolderStamp stamp = {};  ///< taken before it was listed; not known where it proves nothing
+    FolderStamp stamp = {};  ///< taken before the listing; unknown when it proves nothing
 };
 
-/// Walks the trees below `roots` depth first, the last root and the last-listed child first, and calls
-/// `visit` for each folder that could be listed, on the calling thread and always in the same order, whatever
-/// the number of threads. Links are never followed, except by a root itself. Folders that cannot be opened
-/// are skipped.
+/// Walks the trees below `roots` depth first, the last root and the last-listed child first. Calls `visit`
+/// for each folder that could be listed, on the calling thread, in the same order for any number of threads.
+/// Links are not followed, except by a root itself. Folders that cannot be opened are skipped.
 void lookAheadWalk(const std::vector<std::string>& roots, const WalkOptions& options,
                    const std::function<DirIndex(const WalkedFolder&)>& visit);
 

@@ -11,8 +11,8 @@
 
 namespace dovra {
 
-/// Which kinds of bytes occur in a text, a bit a kind: 0 to 25 the letters without regard to case, then the
-/// bits below. A name can contain a pattern, in one piece or scattered, only if its signature has all of the
+/// The kinds of bytes in a text, one bit each: 0 to 25 for the letters without regard to case, then the bits
+/// below. A name can contain a pattern, in one piece or scattered, only if its signature has all of the
 /// pattern's bits: one `and` rejects most names before any is read. Since case is folded away, the test is
 /// valid for case-sensitive and case-insensitive search alike.
 using NameSignature = std::uint32_t;
@@ -51,9 +51,9 @@ constexpr NameSignature nameSignature(std::string_view name) {
 }
 
 /// All names back to back in one block of bytes, in the order of the entries' identifiers. Beside each byte
-/// it keeps one bit that says whether a name ends there, so that a search can run over the block as one text
-/// and still tell which entry a hit belongs to: the entry of a byte is the number of names that end before it
-/// (a rank query, constant time with one running count per 512 bytes). Cost: the bytes and 14 % of them.
+/// one bit says whether a name ends there. So a search runs over the block as one text and can still tell the
+/// entry of a hit: the number of names that end before it (a rank query, in constant time with one running
+/// count for each 512 bytes). Cost: the bytes and 14 % of them.
 ///
 /// Grows only. Not thread-safe: the index's lock guards it.
 class NamePool {
@@ -61,7 +61,7 @@ public:
     static constexpr std::size_t maxBytes = 4294967295;
     static constexpr std::size_t maxNameBytes = 65535;
 
-    /// Bytes behind the last name that may be read (their content means nothing): vector code need not stop
+    /// Bytes behind the last name that may be read, without a meaning, so that vector code need not stop
     /// short.
     static constexpr std::size_t readableSlack = 192;
 
@@ -69,8 +69,8 @@ public:
     /// exceeds its limit.
     std::uint32_t append(std::string_view name);
 
-    /// Replaces everything by the names of `entries`, which lie in `bytes` in this order without gaps and
-    /// fill them. Not empty, each of them, and within the limits.
+    /// Replaces all names by those of `entries`, which fill `bytes` in this order without gaps. No name is
+    /// empty or beyond the limits.
     void assign(PodVector<std::uint8_t> bytes, std::span<const FileEntry> entries);
 
     std::size_t size() const { return bytes_.size(); }

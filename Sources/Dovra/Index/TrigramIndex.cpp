@@ -84,7 +84,7 @@ void TrigramIndex::add(EntryId id, std::string_view name) {
     // The analysis does not follow the lock into the lambda.
     forEachTrigram(name, [&](Trigram trigram) DOVRA_UNCHECKED_LOCKING {
         PodVector<EntryId>& list = postings_[trigram];
-        // It may have the trigram more than once.
+        // The name may have the trigram more than once.
         if (list.empty() || list.back() != id) list.push_back(id);
     });
 }

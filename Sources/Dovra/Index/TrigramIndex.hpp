@@ -76,7 +76,7 @@ public:
     void reset() DOVRA_EXCLUDES(lock_);
 
 private:
-    /// Empty when nothing was posted; valid until the next change.
+    /// The entries posted under the trigram, valid until the next change.
     std::span<const EntryId> listLocked(Trigram trigram) const DOVRA_REQUIRES_SHARED(lock_);
 
     mutable RWLock lock_;

@@ -6,7 +6,7 @@ namespace dovra {
 
 namespace {
 
-/// Fewer are looked for one by one: each at the speed of memory, or behind a test of its letters.
+/// Fewer texts are searched one by one, each at the speed of memory or behind a test of signatures.
 constexpr std::size_t fewestMerged = 8;
 
 }  // namespace

@@ -11,17 +11,17 @@
 
 namespace dovra {
 
-/// Plain texts of which one must occur, or none: many on the same target become one term, so that a name is
-/// read once for all of them.
+/// Plain texts of a query of which one must occur, or none may. Many texts on one target are merged into one
+/// term, so that a name is read once for all of them.
 class Alternatives {
 public:
-    /// The term and what it points to are used until `merged`.
+    /// Adds a text. The bytes that the term views must live until `merged`.
     void add(const PlainTextTerm& term);
 
     bool isEmpty() const { return terms_.empty(); }
 
-    /// The nodes that stand for the texts, in no order: new ones in the tree, and what `leafOf` returns for
-    /// terms that are too few to be merged. Forgets the texts.
+    /// The nodes that stand for the texts, in no order. Merged terms are new nodes of the tree; `leafOf`
+    /// returns the leaves of terms that are too few to be merged. The object is empty afterwards.
     std::vector<NodeIndex> merged(QueryTree& tree, const std::function<NodeIndex(std::string_view)>& leafOf);
 
 private:

@@ -8,13 +8,13 @@
 #include <emmintrin.h>
 #endif
 
-// Every x86-64 processor has 16-byte vectors, and they keep up with memory: wider ones, chosen at run time,
-// were measured no faster on 220 MB of names and 15 % faster on 22 MB, less than what choosing them costs at
-// each start.
+// Every x86-64 processor has 16-byte vectors, and they keep up with memory. Wider vectors, chosen at run
+// time, were measured no faster on 220 MB of names. On 22 MB they were 15 % faster, a gain below the cost of
+// the choice at each start.
 
 namespace dovra {
 
-/// A pattern that is compared with 16 bytes at once.
+/// Compares a byte pattern with 16 bytes at once.
 class ByteVector {
 public:
 #if defined(__SSE2__)

@@ -18,8 +18,8 @@ namespace {
 /// Each alternative of an OR costs a scan of its own; beyond a few, testing every entry once is cheaper.
 constexpr std::size_t maxAlternatives = 4;
 
-/// How far below the root terms are looked for: deeper ones rarely restrict much, and a query may be nested
-/// as deep as it is long.
+/// The depth to which terms are considered. Deeper terms rarely restrict much, and a query may be nested as
+/// deep as it is long.
 constexpr int maxDepth = 8;
 
 class AllEntries : public CandidateSource {
@@ -104,7 +104,7 @@ private:
     const std::vector<std::unique_ptr<CandidateSource>> sources_;
 };
 
-/// What a node says about its matches, before anything is built from it.
+/// The restriction of a node on its matches, before a source is built from it.
 struct Restriction {
     enum class Kind : std::uint8_t {
         none,
@@ -122,9 +122,9 @@ struct Restriction {
     const NeedleSet* needles = nullptr;
     NameSignature signature = 0;
     std::vector<Restriction> alternatives;
-    /// How few entries it lets through, as a guess: grows with the length of the literal.
+    /// A guess at how few entries pass; grows with the length of the literal.
     std::size_t selectivity = 0;
-    /// Set when the entries that it lets through are exactly those for which this node holds.
+    /// Set when exactly the entries that match this node pass.
     std::optional<NodeIndex> proves;
 };
 
@@ -208,7 +208,7 @@ Restriction ofExtensions(const ExtensionList& list) {
     return anyOf(std::move(alternatives));
 }
 
-/// The most selective of the terms that must all hold.
+/// The most selective restriction of the terms that must all match.
 Restriction ofConjunction(const QueryTree& tree, const AndNode& conjunction, int depth) {
     Restriction best;
     for (const NodeIndex child : conjunction.children) {
@@ -224,7 +224,7 @@ Restriction ofDisjunction(const QueryTree& tree, const OrNode& disjunction, Node
     alternatives.reserve(disjunction.children.size());
     for (const NodeIndex child : disjunction.children)
         alternatives.push_back(restrictionOf(tree, child, depth + 1));
-    // Only a child that is proven itself, not a term inside it, makes the whole disjunction proven.
+    // The disjunction is proven if its children themselves are proven, not terms inside them.
     const bool allProven = std::ranges::equal(alternatives, disjunction.children, {}, &Restriction::proves,
                                               [](NodeIndex child) { return std::optional(child); });
     Restriction restriction = anyOf(std::move(alternatives));

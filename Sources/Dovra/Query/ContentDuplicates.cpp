@@ -21,7 +21,7 @@ std::vector<Finder::Item> matchingItems(const FileIndex& index, const CompiledQu
     return duplicateItemsLocked(index, matches.firstIds(std::numeric_limits<std::int64_t>::max()));
 }
 
-/// Drops what has changed in the index since its contents were compared.
+/// Drops files whose entries have changed since their contents were compared.
 void dropChangedLocked(const FileIndex& index, const DuplicateCandidates& candidates,
                        std::vector<Finder::SizeGroup>& groups) {
     for (Finder::SizeGroup& group : groups)

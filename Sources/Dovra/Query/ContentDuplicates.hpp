@@ -11,17 +11,17 @@
 
 namespace dovra {
 
-/// The sets of files with equal contents among those that match the query, largest files first, each with its
-/// members by ascending identifier; of the names of one file the first alone. Whether the query says
-/// `dupe:content` makes no difference.
+/// The sets of files with equal contents among the query's matches, largest files first. The members of a set
+/// come by ascending identifier. Of several names of one file only the first counts. `dupe:content` in the
+/// query makes no difference.
 ///
-/// Takes the index's read lock to collect the matches and to build the rows, and not for the reading between,
-/// which may take minutes: the calling thread must not be one that others wait for. Files whose entry has
-/// changed or gone meanwhile are left out. `progress`, if given, outlives the call.
+/// The index's read lock is taken to collect the matches and to build the rows, but not while contents are
+/// read. Reading may take minutes, so no other thread may wait for the calling one. Files whose entries
+/// change or go meanwhile are left out. `progress`, if given, outlives the call.
 std::vector<DuplicateGroup> findContentDuplicates(const FileIndex& index, const CompiledQuery& query,
                                                   HashProgress* progress = nullptr);
 
-/// The same as the answer of a search: the sets one behind the other, cut at `limit` rows.
+/// The same sets as a search result: one behind the other, cut at `limit` rows.
 SearchResult searchContentDuplicates(const FileIndex& index, const CompiledQuery& query, std::int64_t limit);
 
 }  // namespace dovra

@@ -16,12 +16,12 @@ namespace dovra {
 namespace {
 
 constexpr std::size_t byteBlock = std::size_t{1024} * 1024;
-/// Smaller: the converted text and its intermediate forms stay in the processor's cache, and one accented
-/// letter forces the conversion of less plain ASCII around it.
+/// Smaller, so that the converted text and its intermediate forms stay in the processor's cache. Also, one
+/// accented letter forces the conversion of less ASCII around it.
 constexpr std::size_t unicodeBlock = std::size_t{64} * 1024;
 
-/// What one search needs to know about its needle: how to search one piece of the file, and how much of the
-/// end of a piece an occurrence may share with the next.
+/// Searches one piece of the file for a needle, and tells how much of the piece's end an occurrence may share
+/// with the next piece.
 struct ByteSearch {
     const ByteNeedle& needle;
 

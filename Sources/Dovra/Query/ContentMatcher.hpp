@@ -9,16 +9,16 @@
 
 namespace dovra {
 
-/// Whether the data of a file contain a text. Reads the file at every test, block by block, whatever its
+/// Tests whether the data of a file contain a text. Each test reads the file block by block, whatever its
 /// length. Immutable; safe from any thread.
 class ContentMatcher {
 public:
-    /// A needle of ASCII is searched as bytes, under ASCII folding unless `caseSensitive`; any other by the
-    /// rule of `UnicodeNeedle`.
+    /// An ASCII needle is searched as bytes, under ASCII folding unless `caseSensitive`. Any other needle is
+    /// searched by the rules of `UnicodeNeedle`.
     ContentMatcher(std::string needle, bool caseSensitive);
 
-    /// False for everything but regular files (links to them included), when reading fails, and soon after a
-    /// stop was requested.
+    /// Whether the file contains the needle. False for anything but a regular file or a link to one, after a
+    /// read error, and soon after a request to stop.
     bool matchesFile(const std::string& path, const std::stop_token& stop = {}) const;
 
     const std::string& needle() const { return needle_; }

@@ -9,13 +9,13 @@
 
 namespace dovra {
 
-/// Consecutive identifiers, `first` to just before `last`.
+/// Consecutive identifiers, from `first` up to but not including `last`.
 struct EntryRange {
     EntryId first;
     EntryId last;
 };
 
-/// A set of entries: one bit for each identifier. A set of ten million takes 1.25 MB, so that matches can be
+/// A set of entries, with one bit for each identifier. Ten million entries take 1.25 MB, so matches are
 /// collected, counted and put in order without a list. Different threads may write different words at once.
 class EntrySet {
 public:
@@ -39,7 +39,7 @@ public:
 
     std::int64_t count() const;
 
-    /// Calls `visit` with each identifier of the range in the set, ascending. `visit` may erase it.
+    /// Calls `visit` with each identifier of the set within the range, ascending. `visit` may erase it.
     template <typename Visit>
     void forEach(EntryRange range, Visit&& visit) const {
         for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {

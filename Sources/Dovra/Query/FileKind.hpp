@@ -21,14 +21,14 @@ struct Macros {
     /// All kinds, in the order in which they are presented.
     static std::span<const FileKind> kinds();
 
-    /// The extensions that a word, in lower case, stands for; absent when it is no such word.
+    /// The extensions of a word, given in lower case; absent for any other word.
     static std::optional<std::span<const std::string_view>> extensions(std::string_view word);
 };
 
-/// A set of extensions to test names against. Immutable; safe from any thread.
+/// Tests names against a set of extensions. Immutable; safe from any thread.
 class ExtensionList {
 public:
-    /// Extensions in lower case, without a dot.
+    /// The extensions are in lower case, without a dot.
     explicit ExtensionList(std::vector<std::string> extensions);
     explicit ExtensionList(std::span<const std::string_view> extensions);
 
@@ -42,7 +42,7 @@ private:
     bool contains(std::string_view extension) const;
 
     std::vector<std::string> extensions_;
-    std::vector<std::uint64_t> packed_;  ///< those of up to eight bytes, each as one number
+    std::vector<std::uint64_t> packed_;  ///< extensions of up to eight bytes, each as one number
     std::uint64_t mayContain_ = 0;       ///< one bit for the hash of each of `packed_`
     std::size_t longest_ = 0;
 };

@@ -20,7 +20,7 @@ constexpr std::pair<std::string_view, int> unitShifts[] = {{"", 0},   {"b", 0}, 
                                                            {"m", 20}, {"mb", 20}, {"g", 30}, {"gb", 30},
                                                            {"t", 40}, {"tb", 40}};
 
-/// What a number that a double cannot hold stands for: the nearest that it can.
+/// The double nearest to a number that is out of its range.
 double numberOutOfRange(std::string_view digits) {
     const std::string_view whole = digits.substr(0, digits.find('.'));
     const bool isHuge = whole.find_first_not_of('0') != std::string_view::npos;
@@ -76,7 +76,7 @@ struct Period {
 struct Keyword {
     std::string_view word;
     Unit unit;
-    bool isLast;  ///< the one before the present one
+    bool isLast;  ///< the period before the present one
 };
 
 constexpr Keyword keywords[] = {

@@ -6,23 +6,23 @@
 
 namespace dovra {
 
-/// Files, folders or both. A link counts as a file, whatever it leads to.
+/// Files, folders or both. A link counts as a file, whatever its target.
 enum class TypeFilter : std::uint8_t { any, fileOnly, folderOnly };
 
 constexpr bool matches(TypeFilter filter, bool isFolder) {
     return filter == TypeFilter::any || (filter == TypeFilter::folderOnly) == isFolder;
 }
 
-/// How a value of the query language may be compared.
+/// A comparison with a value in the query language.
 enum class Comparison : std::uint8_t { gt, lt, ge, le, eq };
 
-/// Removes a comparison sign from the start of `text` and returns what it means; no sign means equality.
+/// Removes a comparison sign from the start of `text` and returns its meaning. No sign means equality.
 inline Comparison takeComparison(std::string_view& text) {
     struct Sign {
         std::string_view text;
         Comparison comparison;
     };
-    // In the order in which they are tried: ">=" begins with ">".
+    // The order counts: ">=" is tried before ">".
     constexpr Sign signs[] = {{">=", Comparison::ge},
                               {"<=", Comparison::le},
                               {">", Comparison::gt},
@@ -36,7 +36,7 @@ inline Comparison takeComparison(std::string_view& text) {
     return Comparison::eq;
 }
 
-/// A comparison of a file's length in bytes. Whether folders have a size is for the caller to say.
+/// A comparison with a file's length in bytes. The caller decides whether folders have a size.
 struct SizeFilter {
     using Op = Comparison;
 
@@ -63,17 +63,17 @@ struct SizeFilter {
 };
 
 /// Reads ">=1.5gb", "<10k", "0": an operator (none means equal), a decimal number, and a unit in powers of
-/// 1024 in any case; a fraction of a byte is cut off. Absent when the value is not of that form.
+/// 1024 in any case. A fraction of a byte is cut off. Absent for a value of another form.
 ///
-/// A number that 64 bits cannot hold becomes the largest one. The answers stay right, because a file is
-/// shorter than 2^63 bytes: nothing equals or exceeds either number, and everything is below both.
+/// A number beyond 64 bits becomes the largest one. The answers stay right: a file is shorter than 2^63
+/// bytes, so every size is below both numbers.
 std::optional<SizeFilter> parseSize(std::string_view value);
 
-/// Which of an entry's times a date filter tests.
+/// The time of an entry that a date filter tests.
 enum class DateField : std::uint8_t { modified, created };
 
-/// The times from `start` up to but not including `end`, in seconds since 1970. An open side is 0 for the
-/// start and the largest finite double for the end.
+/// The times from `start` up to but not including `end`, in seconds since 1970. An open start is 0, and an
+/// open end is the largest finite double.
 struct DateFilter {
     double start;
     double end;
@@ -84,12 +84,12 @@ struct DateFilter {
 };
 
 /// Reads a keyword ("today", "lastweek", …) or an operator and a date ("2024", ">=2024-03", "<2024-03-15"),
-/// in any case, by the Gregorian calendar and the user's time zone: a period begins at its first local
-/// moment, a week on the locale's first weekday. ">=" and "<" count from the period's start, ">" and "<="
-/// from its end. Absent when the value is neither or names a day that does not exist.
+/// in any case, by the Gregorian calendar and the user's time zone. A period begins at its first local
+/// moment, and a week on the locale's first weekday. ">=" and "<" count from the period's start, ">" and "<="
+/// from its end. Absent for any other value, and for a day that does not exist.
 std::optional<DateFilter> parseDate(std::string_view value);
 
-/// The same as if it were `now`, in seconds since 1970.
+/// The same at the time `now`, in seconds since 1970.
 std::optional<DateFilter> parseDate(std::string_view value, double now);
 
 }  // namespace dovra

@@ -85,8 +85,8 @@ std::int32_t boundaryBonus(ByteClass previous, ByteClass current) {
     return bonuses[static_cast<std::size_t>(previous)][static_cast<std::size_t>(current)];
 }
 
-/// Matches that follow each other without a gap. The best word start within a run is carried to its later
-/// bytes, so that "foo" at the start of a word beats "foo" inside of one by more than its first byte.
+/// A run of matches without a gap. The best bonus of a word start is carried to the later bytes of the run.
+/// So "foo" at the start of a word beats "foo" within one by more than its first byte.
 struct Run {
     bool isOpen = false;
     std::int32_t carried = 0;
@@ -112,7 +112,7 @@ std::optional<std::int32_t> scoreOf(std::string_view pattern, std::string_view n
 
     std::size_t at = 0;
     while (at < name.size() && normalised(at) != pattern[0])
-        ++at;  // what precedes the first match costs nothing
+        ++at;  // bytes before the first match cost nothing
     ByteClass previous = at == 0 ? ByteClass::whitespace : classAt(at - 1);
 
     std::int32_t score = 0;

@@ -22,8 +22,8 @@ GlobPattern::Kind recognise(const std::string& pattern, bool fold) {
     return GlobPattern::General{pattern};
 }
 
-/// The wildcard match with one point to go back to: the last "*". A star never needs an earlier one's help,
-/// since what stood between them has matched already.
+/// The wildcard match. It only ever goes back to the last "*": the pattern before that has matched at the
+/// earliest place already.
 bool globMatch(std::string_view pattern, std::string_view text, bool fold) {
     std::size_t p = 0;
     std::size_t t = 0;

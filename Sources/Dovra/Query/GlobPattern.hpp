@@ -8,8 +8,8 @@
 
 namespace dovra {
 
-/// A wildcard pattern over bytes: "*" stands for any bytes, "?" for exactly one byte, also one inside a
-/// multi-byte character. It describes the whole text. Frequent shapes are recognised and matched without
+/// A wildcard pattern over bytes, which must match the whole text. "*" stands for any bytes, and "?" for
+/// exactly one byte, even one within a multi-byte character. Frequent shapes are matched without
 /// backtracking.
 class GlobPattern {
 public:

@@ -8,16 +8,16 @@
 
 namespace dovra {
 
-/// 32 bits, all of them well mixed.
+/// A hash of 32 well mixed bits.
 inline std::uint64_t hashOf(std::uint64_t number) {
     return (number * 0x9E3779B97F4A7C15U) >> 32;
 }
 
-/// A set of numbers that sometimes holds others, too: one bit for each, at a place that its hash says. Small
-/// enough for the processor's near caches, large enough that few others are held by chance.
+/// A Bloom filter with one hash: it holds every inserted number, and a few others by chance. It is small
+/// enough for the processor's near caches, and large enough to keep chance hits rare.
 class HashedBits {
 public:
-    /// With room for so many numbers.
+    /// Makes room for so many numbers.
     explicit HashedBits(std::size_t numbers)
         : words_(std::bit_ceil(std::clamp(numbers * bitsEach / 64, fewestWords, mostWords))) {}
 
@@ -26,13 +26,13 @@ public:
         words_[hash / 64 & (words_.size() - 1)] |= std::uint64_t{1} << (hash % 64);
     }
 
-    /// What a loop asks: it need not be read from memory again at every step.
+    /// The set as a loop uses it: its place and size need not be read from memory at every step.
     class View {
     public:
         explicit View(const std::vector<std::uint64_t>& words)
             : words_(words.data()), lastWord_(words.size() - 1) {}
 
-        /// Always true for what was inserted.
+        /// Always true for an inserted number.
         bool mayHold(std::uint64_t number) const {
             const std::uint64_t hash = hashOf(number);
             return (words_[hash / 64 & lastWord_] >> (hash % 64) & 1) != 0;

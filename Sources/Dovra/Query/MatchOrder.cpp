@@ -23,7 +23,7 @@ bool isUpper(char c) {
     return c >= 'A' && c <= 'Z';
 }
 
-/// A word starts with a letter or digit behind a byte that is none, and with a capital behind a small letter.
+/// A word starts at a letter or digit behind any other byte, and at a capital behind a small letter.
 bool startsWord(std::string_view name, std::size_t at) {
     if (!isAlphanumeric(name[at])) return false;
     return !isAlphanumeric(name[at - 1]) || (isUpper(name[at]) && !isUpper(name[at - 1]));
@@ -67,7 +67,7 @@ std::int32_t FrecencyLift::find(const FileEntry& entry, std::string_view name) c
     const auto [first, last] = byName_.equal_range(name);
     for (auto candidate = first; candidate != last; ++candidate) {
         const auto& [folder, boost] = candidate->second;
-        // The folder's own name tells most folders apart without its path.
+        // The folder's own name rules out most folders without their paths.
         if (folder.ends_with(folders_.name(entry.dirIndex)) && folders_.path(entry.dirIndex) == folder)
             return boost;
     }
@@ -76,8 +76,8 @@ std::int32_t FrecencyLift::find(const FileEntry& entry, std::string_view name) c
 
 }  // namespace dovra
 
-// Every order is a 64-bit key, compared first, and a comparison of names for the equal ones: the keys stand
-// side by side in one array, so that most comparisons touch neither an entry nor a name.
+// Every order compares 64-bit keys first, and names only for equal keys. The keys stand side by side in one
+// array, so most comparisons touch neither an entry nor a name.
 
 namespace dovra {
 
@@ -97,23 +97,23 @@ std::uint64_t nameKey(std::string_view name) {
     return key << (8 * (8 - count)) % 64;
 }
 
-/// A key of so many bits, and the start of the name in the others: where many keys are equal, most names need
-/// not be read again to be compared.
+/// A key of so many bits, with the start of the name in the others. So most names with equal keys need not be
+/// read again for the comparison.
 std::uint64_t thenByName(std::uint64_t key, unsigned bits, std::string_view name) {
     return key << (64 - bits) | nameKey(name) >> bits;
 }
 
-/// Orders like the number: the sign bit flipped, and all bits of negative numbers.
+/// A key in the order of numbers: the sign bit is flipped, and all bits of negative numbers.
 std::uint64_t numberKey(double number) {
     const auto bits = std::bit_cast<std::uint64_t>(number);
     constexpr std::uint64_t sign = std::uint64_t{1} << 63;
     return (bits & sign) != 0 ? ~bits : bits | sign;
 }
 
-/// Matches that one thread gives their keys at a time.
+/// Matches for which one thread makes keys at a time.
 constexpr std::size_t keysPerPiece = 16384;
 
-// Matches lie all over memory: each entry, and then its name, is asked for some steps before it is read.
+// Matches lie all over memory, so each entry, and then its name, is prefetched some steps ahead.
 constexpr std::size_t entriesAhead = 24;
 constexpr std::size_t namesAhead = 12;
 
@@ -147,8 +147,8 @@ std::vector<Keyed> keysOfNames(const FileIndex& index, const std::vector<EntryId
     return keyed;
 }
 
-/// Sorts by key, then by `compareEqual` (negative, zero or positive), then by identifier, and keeps the
-/// first.
+/// Sorts by key, then by `compareEqual` (negative, zero or positive), then by identifier, and keeps the first
+/// `limit`.
 template <typename CompareEqual>
 std::vector<EntryId> firstByKey(std::vector<Keyed> keyed, bool ascending, std::int64_t limit,
                                 const CompareEqual& compareEqual) {

@@ -16,19 +16,19 @@
 
 namespace dovra {
 
-/// How well a name meets a query's first plain term: as the whole name, as its stem, at its start, at the
-/// start of a word, anywhere else, or not at all (the entry matched by other terms); shorter names first
-/// within each. Case and accents count as little as when the term is matched.
+/// Ranks a name by the place of a query's first plain term in it: the whole name, its stem, its start, the
+/// start of a word, anywhere else, or nowhere (other terms matched). At the same place shorter names come
+/// first. Case and accents count as in the match itself.
 ///
-/// One way and the next lie 24 apart, a third of the largest boost. So a file that was opened once (a boost
-/// of 16 at most) comes before all that meet the term as it does and behind all that meet it better; one that
-/// is opened all the time passes three ways, and the whole name still comes before an occurrence anywhere.
+/// Neighbouring places lie 24 apart, a third of the largest boost. A file that was opened once (a boost of 16
+/// at most) comes before the others of its place, and behind all of better places. A file that is opened all
+/// the time rises by three places, so the whole name still comes before an occurrence anywhere.
 class Relevance {
 public:
     explicit Relevance(const std::optional<PlainTerm>& term);
 
-    /// Smaller is better. Below 2 to the power of `keyBits`. `boost` is the entry's, 0 to
-    /// `RankingBoost::largest`.
+    /// The sort key of a name, below 2 to the power of `keyBits`; smaller is better. `boost` is the boost of
+    /// its entry, 0 to `RankingBoost::largest`.
     std::uint64_t key(std::string_view name, std::int32_t boost) const;
     static constexpr unsigned keyBits = 24;
 
@@ -39,17 +39,17 @@ private:
 
     MatchPlace matchPlace(std::string_view name) const;
 
-    std::optional<TextNeedle> term_;  ///< none where there is no text to meet
+    std::optional<TextNeedle> term_;  ///< absent without a text to find
 };
 
-/// The boosts of an index's frecency, put so that each of many matches can be asked for its own: nearly all
-/// are turned down by a hash of their name, without their path being made. Boosts are those of the moment at
-/// which the object was made. The index's read lock is held for its lifetime; any number of threads may ask.
+/// Looks up the frecency boosts of an index's entries, as they were when the object was made. A hash of the
+/// name rules out nearly all entries, so their paths are not built. The index's read lock is held for the
+/// object's life. Any number of threads may use it.
 class FrecencyLift {
 public:
     explicit FrecencyLift(const FileIndex& index);
 
-    /// The entry's boost; 0 when it has none. `name` is the entry's own.
+    /// The entry's boost, 0 for none. `name` is the entry's own.
     std::int32_t boost(const FileEntry& entry, std::string_view name) const {
         if (byName_.empty()) return 0;
         return hashes_.test(slot(name)) ? find(entry, name) : 0;
@@ -74,16 +74,15 @@ private:
     std::bitset<slots> hashes_;
 };
 
-/// The first `limit` of the matches (ascending identifiers) in the order of `spec`; equal keys
-/// keep the index's order in both directions. Only these are sorted, the others are told apart from them.
-/// `query` says what relevance means; the index's frecency lifts matches in that order. The index's read lock
-/// is held.
+/// The first `limit` of the matches (ascending identifiers) in the order of `spec`. Equal keys keep the
+/// index's order in both directions. Only the returned matches are sorted. Relevance is measured against
+/// `query`, and raised by the index's frecency. The index's read lock is held.
 std::vector<EntryId> sortMatchesLocked(const FileIndex& index, std::vector<EntryId> matches, SortSpec spec,
                                        const CompiledQuery& query, std::int64_t limit);
 
-/// The same by the score of the query's first fuzzy or similarity term plus the frecency boost, highest
-/// first, then the shorter name, then the name; `bestFirst` false turns that around. An entry without a score
-/// counts as 0.
+/// The same by score plus frecency boost, highest first, then the shorter name, then the name. The score is
+/// that of the query's first fuzzy or similarity term, 0 for an entry without one. Without `bestFirst` the
+/// order is reversed.
 std::vector<EntryId> scoreSortLocked(const FileIndex& index, const std::vector<EntryId>& matches,
                                      bool bestFirst, const CompiledQuery& query, std::int64_t limit);
 

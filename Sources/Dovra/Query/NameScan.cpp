@@ -9,16 +9,16 @@
 #include "Base/AsciiFold.hpp"
 #include "Query/ByteVector.hpp"
 
-// The names are one block of bytes, so a substring is looked for in all of them at once. Vector instructions
-// find the positions where two bytes of the needle stand at their distance; choosing the two that are rarest
-// in this pool, and a third where these are common, leaves few positions to compare in full. Two things keep
-// names apart although nothing stands between them: a hit must not reach over the end of a name, which the
-// pool's end bits tell, and the entry of a hit is the number of end bits before it.
+// The names are one block of bytes, so all of them are searched at once. Vector instructions find the
+// positions where two bytes of the needle stand at their distance. These bytes are the rarest in this pool,
+// with a third where they are common, so few positions are left to compare in full. Nothing stands between
+// two names; the pool's end bits keep them apart. A hit must not reach over an end bit, and the entry of a
+// hit is the number of end bits before it.
 //
-// Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and the question
-// "which names hold a hit" is answered for 64 bytes at a time by one addition: with N the positions that are
-// not the last of a name and H the hits among them, H + N carries out of a name's run of ones exactly when
-// the name holds a hit, and the carry lands on the name's last position.
+// Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and one addition
+// finds the names that hold a hit, for 64 bytes at a time. N are the positions that are not the last of a
+// name, and H are the hits among them. H + N carries out of a name's run of ones exactly when the name holds
+// a hit, and the carry lands on the name's last position.
 
 namespace dovra {
 
@@ -54,8 +54,8 @@ void probeWords(const std::uint8_t* bytes, std::size_t wordCount,
         masks[word] = probeWord(bytes + word * 64, probes);
 }
 
-/// For each of `wordCount` × 64 positions from `bytes`, whether all probes, two or three, match there: bit
-/// i % 64 of `masks[i / 64]`. Reads up to the largest probe distance beyond the last position.
+/// For each of `wordCount` × 64 positions from `bytes`, whether all probes (two or three) match: bit i % 64
+/// of `masks[i / 64]`. Reads up to the largest probe distance beyond the last position.
 void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<const ScanNeedle::Probe> probes,
                 std::uint64_t* masks) {
     const VectorProbe first(probes[0]);
@@ -67,8 +67,8 @@ void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<cons
     }
 }
 
-/// Positions that are probed before the hits among them are looked at: small enough that the masks stay in
-/// the first-level cache.
+/// Positions are probed in blocks before the hits among them are compared. The masks of a block stay in the
+/// first-level cache.
 constexpr std::size_t wordsPerBlock = 64;
 
 /// The scan reads one vector and this distance beyond a position, within the pool's readable slack.
@@ -79,11 +79,11 @@ constexpr std::size_t pieces = 32;
 constexpr std::size_t pieceBytes = 128;
 constexpr double sampledBytes = pieces * pieceBytes;
 
-/// The share of positions that two probes may let pass, if their bytes were independent. To compare the
-/// needle at a position costs about what a third probe costs for a thousand.
+/// The share of positions that two probes may let pass, if their bytes were independent. A comparison at one
+/// position costs about as much as a third probe of a thousand positions.
 constexpr double mostPassing = 1e-3;
 
-/// How often each byte (folded) occurs in evenly spaced pieces of the pool.
+/// The counts of all bytes (folded) in evenly spaced pieces of the pool.
 std::array<std::uint32_t, 256> sampleBytes(const NamePool& pool) {
     std::array<std::uint32_t, 256> counts{};
     for (std::size_t piece = 0; piece < pieces; ++piece) {
@@ -138,8 +138,7 @@ private:
         if (pool_.isWithinName(position, needle_.size())) hits_.insert(pool_.nameAt(position));
     }
 
-    /// Adds the names that end in this word and hold one of the hits, in this word or carried over from
-    /// before.
+    /// Adds the names that end in this word and hold a hit, in this word or in an earlier one.
     void markNames(std::size_t word, std::uint64_t hits) {
         const std::uint64_t ends = pool_.nameEnds()[word] & withinRange(word);
         if (needle_.size() == 2) hits &= ~ends;  // the second byte would belong to the next name
@@ -165,7 +164,7 @@ private:
     EntrySet& hits_;
     std::array<std::uint64_t, wordsPerBlock> masks_{};
     EntryId nextName_ = 0;  ///< the name of the next end bit
-    bool carry_ = false;    ///< whether the name that reaches into this word has been hit
+    bool carry_ = false;    ///< whether the name that reaches into this word has a hit
 };
 
 struct PoolRange {
@@ -178,7 +177,7 @@ std::size_t endOfName(const FileIndex& index, EntryId id) {
     return std::size_t{entry.nameOffset} + entry.nameLen;
 }
 
-/// Of a range that is not empty.
+/// The names' place in the pool; the range is not empty.
 PoolRange poolRangeOf(const FileIndex& index, EntryRange range) {
     return {.begin = index.entriesLocked()[static_cast<std::size_t>(range.first)].nameOffset,
             .end = endOfName(index, range.last - 1)};

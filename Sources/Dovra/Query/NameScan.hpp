@@ -13,8 +13,8 @@
 
 namespace dovra {
 
-/// A byte string prepared for scanning the whole name pool: the needle, and those of its bytes that are
-/// rarest in this pool, at which the scan looks first.
+/// A byte string prepared for a scan of the whole name pool. The scan looks first at the needle's bytes that
+/// are rarest in this pool.
 class ScanNeedle {
 public:
     /// `literal` is not empty. With `fold`, names are compared under ASCII folding. The pool is only sampled.
@@ -23,14 +23,14 @@ public:
     using Probe = ByteNeedle::Probe;
 
     std::size_t size() const { return needle_.size(); }
-    /// Two, of which both look at the only byte of a needle of one; or three, when two would let too much
-    /// pass.
+    /// Two probes, or three when two would let too many positions pass. Both probes of a one-byte needle look
+    /// at its only byte.
     std::span<const Probe> probes() const { return std::span(probes_).first(probeCount_); }
 
     /// Whether two probes cover the whole needle, so that nothing is left to compare.
     bool isCoveredByProbes() const { return needle_.size() <= 2; }
 
-    /// Whether the needle stands at `text`, where at least `size()` bytes can be read.
+    /// Whether the needle stands at `text`, where at least `size()` bytes are readable.
     bool standsAt(const std::uint8_t* text) const {
         return needle_.standsAt(reinterpret_cast<const char*>(text));
     }

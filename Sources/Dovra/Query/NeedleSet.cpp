@@ -14,16 +14,16 @@ namespace dovra {
 
 namespace {
 
-/// Longer windows would let more positions be passed over, but a window is compared as one number.
+/// Longer windows would skip more positions, but a window is compared as one number.
 constexpr std::size_t longestWindow = sizeof(std::uint64_t);
 
 constexpr std::uint64_t allBits = ~std::uint64_t{0};
 constexpr std::uint64_t smallLetters = allBits / 0xFF * 0x20;
 
-/// Equal for byte strings that are equal when folded, and for few others.
+/// A number that is equal for byte strings that are equal when folded, and for few others.
 template <std::size_t size>
 std::uint64_t foldedNumber(const char* bytes) {
-    // Copied in two pieces that have the size of a register, or three bytes would take the way over memory.
+    // Two copies of a register's size, because one copy of three bytes would go through memory.
     constexpr std::size_t firstSize = std::bit_floor(size);
     std::uint64_t number = 0;
     std::uint64_t rest = 0;
@@ -32,7 +32,7 @@ std::uint64_t foldedNumber(const char* bytes) {
     return number | rest << firstSize * 8 | smallLetters;
 }
 
-/// The same for the first bytes of a text, which has so many at least.
+/// The same for the first bytes of a text that has at least so many.
 std::uint64_t foldedNumber(std::string_view text, std::size_t size) {
     std::uint64_t number = 0;
     if (text.size() >= longestWindow) {
@@ -93,7 +93,7 @@ void NeedleSet::addGroup(std::vector<std::string> needles) {
     }
     std::ranges::sort(byBucket);
     for (auto& [bucket, needle] : byBucket) {
-        // What begins with another needle is found with that one, which stands before it.
+        // A needle that begins with another one is found with it; the shorter one sorts first.
         const bool isCovered = !group.needles.empty() && needle.starts_with(group.needles.back());
         if (!isCovered) group.needles.push_back(std::move(needle));
         group.bucketEnds[bucket] = static_cast<std::uint32_t>(group.needles.size());
@@ -131,7 +131,7 @@ std::optional<NeedleSet::Occurrence> NeedleSet::firstOf(const Group& group, std:
 template <std::size_t block>
 std::optional<NeedleSet::Occurrence> NeedleSet::firstWithBlock(const Group& group, std::string_view text,
                                                                std::size_t from) const {
-    // Each window holds the block at exactly one of the positions that are looked at.
+    // Each window holds the block of exactly one of these positions.
     const std::size_t step = group.window - block + 1;
     const HashedBits::View blocks = group.blocks.view();
     for (std::size_t last = from + step - 1; last + block <= text.size(); last += step) {

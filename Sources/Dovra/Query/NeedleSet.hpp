@@ -13,14 +13,14 @@
 
 namespace dovra {
 
-/// Many byte strings that are looked for in one pass over a text. Immutable; safe from any thread.
+/// Searches a text for many byte strings in one pass. Immutable; safe from any thread.
 ///
-/// Only every few positions are looked at: any window as long as the shortest string, wherever it lies,
-/// holds a short block that begins at one of them. Where that block occurs in none of the strings' windows,
-/// as nearly everywhere, nothing else is read, and no step waits for the one before. Otherwise the windows
-/// around the block are asked for, and where one may begin a string, of which none is the start of another:
-/// of all that could begin there only the last one that sorts before the text can. Strings shorter than a
-/// block have passes of their own, or they would slow down all others.
+/// A needle's window is its first bytes, as many as the shortest needle has, at most eight. The scan reads a
+/// short block at every few positions, so that any window in the text holds one of these blocks. Nearly
+/// everywhere the block occurs in no needle's window. Then nothing else is read, and no step waits for the
+/// one before. Otherwise the windows around the block are looked up. Where one may begin a needle, only the
+/// last needle that sorts before the text can match, because no needle is the start of another. Needles
+/// shorter than a block have passes of their own, or they would slow down all others.
 class NeedleSet {
 public:
     /// No needle is empty. Unless `caseSensitive`, letters are compared under ASCII folding.
@@ -34,8 +34,8 @@ public:
         std::size_t size;
     };
 
-    /// Goes over the occurrences in the text, for each length of needles by itself. `visit` is told of one
-    /// and returns the position from which the search goes on, behind the occurrence's first byte.
+    /// Visits the occurrences in the text, one group of needles after the other. `visit` takes an
+    /// `Occurrence` and returns the position at which the search goes on, behind the occurrence's first byte.
     template <typename Visit>
     void forEachOccurrence(std::string_view text, const Visit& visit) const {
         for (const Group& group : groups_) {
@@ -48,9 +48,9 @@ public:
 private:
     /// Needles of one length below `longestBlock`, or all the longer ones.
     struct Group {
-        std::size_t window;  ///< bytes, few enough for one number
+        std::size_t window;  ///< in bytes; fits into one number
         std::size_t block;
-        HashedBits blocks;                 ///< those at all places in the first window of a needle
+        HashedBits blocks;                 ///< at all places of the first windows
         HashedBits starts;                 ///< the first windows
         std::vector<std::string> needles;  ///< by the bucket of their first windows, then ascending
         std::vector<std::uint32_t> bucketEnds;
@@ -72,7 +72,7 @@ private:
     std::vector<Group> groups_;
 };
 
-/// The same for texts that are compared as `UnicodeNeedle` does.
+/// The same with the comparison of `UnicodeNeedle`.
 class UnicodeNeedleSet {
 public:
     UnicodeNeedleSet(std::span<const std::string_view> needles, bool caseSensitive);

@@ -70,7 +70,7 @@ void PathLiteral::judgeFolder(DirIndex folder) {
 }
 
 void PathLiteral::judgeRoot(DirIndex root) {
-    // The name of a root is its whole path, "" for "/": here the literal is compared with the text itself.
+    // A root's name is its whole path ("" for "/"), so the literal is compared with that text.
     const std::string text = std::string(index_.directoriesLocked().name(root)) + "/";
     const auto position = static_cast<std::size_t>(root);
     const std::string_view path = std::string_view(text).substr(0, text.size() - 1);
@@ -85,7 +85,7 @@ void PathLiteral::judgeRoot(DirIndex root) {
     }
 }
 
-/// Whether what lies directly in a folder with these endings matches when its name begins with the last part.
+/// Whether an entry of a folder with these endings matches if its name begins with the last part.
 bool PathLiteral::endsAtSeam(Endings endings) const {
     const std::size_t seams = parts_.size() - 1;
     return seams > 0 && (endings >> seams & 1) != 0;

@@ -13,31 +13,31 @@
 
 namespace dovra {
 
-/// Finds the entries whose full path contains a literal, looking at each folder once and not at each path.
+/// Finds the entries whose full path contains a literal, with one look at each folder and not at each path.
 ///
-/// A full path is a folder's path, "/" and a name, so the literal lies in the folder's path (then all entries
-/// of the folder match), or in the name (when it has no slash), or across the seam: the folder's path ends
-/// with what stands before the literal's last slash, and the name begins with what stands behind it. Whether
-/// a folder's path contains the literal, or ends with its first j parts, follows from the folder's own name
-/// and the same facts about its parent, so one pass over the folders settles all of them.
+/// A full path is a folder's path, "/" and a name. So the literal lies in the folder's path (then all entries
+/// of the folder match), in the name (if it has no slash), or across the seam. At the seam, the folder's path
+/// ends with the text before the literal's last slash, and the name begins with the text behind it. Two facts
+/// about a folder are needed: whether its path contains the literal, and whether it ends with the first j
+/// parts. Both follow from its own name and its parent's facts, so one pass over the folders settles them.
 class PathLiteral {
 public:
-    /// Whether a literal can be searched this way: not empty, and with fewer slashes than a word has bits.
+    /// Whether a literal can be searched: it is not empty and has fewer slashes than a word has bits.
     static bool canSearch(std::string_view literal);
 
-    /// Works out the facts about every folder. The index's read lock is held, here and while the object is
+    /// Settles the facts about every folder. The index's read lock is held, here and while the object is
     /// used.
     PathLiteral(const FileIndex& index, std::string_view literal, bool fold);
 
     /// Adds every entry of the range whose full path contains the literal, tombstones included. The range
-    /// begins at a multiple of 64. Any number of threads.
+    /// begins at a multiple of 64. Any number of threads may call it.
     void scan(EntryRange range, EntrySet& hits) const;
 
 private:
     /// Bit j, from 1, is set when the folder's path and a slash end with the first j parts and their slashes.
     using Endings = std::uint64_t;
 
-    /// Entries of a folder that match: all of them, or those whose names begin with the last part.
+    /// A run of a folder's entries: all match, or those whose names begin with the last part.
     struct FolderRun {
         EntryRange entries;
         bool takesAll;
@@ -64,7 +64,7 @@ private:
     std::vector<Endings> endings_;
     std::vector<bool> contains_;
     std::vector<FolderRun> runs_;  ///< ascending, without overlaps
-    EntrySet unlisted_;            ///< in no folder's list: replaced by a later listing
+    EntrySet unlisted_;            ///< entries in no folder's list, replaced by a later listing
 };
 
 }  // namespace dovra

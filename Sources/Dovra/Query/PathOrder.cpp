@@ -8,13 +8,12 @@
 #include "Base/AsciiFold.hpp"
 #include "Base/PathText.hpp"
 
-// Paths share long beginnings, so comparing them in full is slow, and most of them need not be compared at
-// all: only the first `limit` are asked for. The order of paths is the order of a walk that takes, in each
-// folder, the entries by name and the subfolders by name and a slash. So the walk is made, over the folders
-// that hold an entry to be ordered, and stops when enough are found; only the folders that it enters are
-// sorted.
+// Paths share long beginnings, so comparing them in full is slow. Most paths need no comparison, because only
+// the first `limit` are wanted. The order of paths is the order of a walk that takes, in each folder, the
+// entries by name and the subfolders by name and a slash. Such a walk goes over the folders that hold an
+// entry to be ordered, sorts only the folders that it enters, and stops when enough entries are found.
 //
-// Folders whose paths are equal but for case have the same place in the order: they are entered together.
+// Folders whose paths differ only in case have the same place in the order, so they are entered together.
 
 namespace dovra {
 
@@ -50,7 +49,7 @@ private:
     struct Item {
         std::string_view name;
         bool isFolder;
-        std::int32_t id;  ///< of the entry, or the folder's position
+        std::int32_t id;  ///< the entry's identifier, or the folder's position
     };
 
     struct Level {
@@ -107,7 +106,7 @@ private:
         return level;
     }
 
-    /// The next folder of the level and those that are equal to it but for case.
+    /// The next folder of the level, with the folders that differ from it only in case.
     static std::vector<DirIndex> takeFolders(Level& level) {
         const Item first = level.items[level.next];
         std::vector<DirIndex> folders;
@@ -117,14 +116,14 @@ private:
         return folders;
     }
 
-    /// As if every folder's name ended in a slash.
+    /// Compares as if every folder's name ended in a slash.
     static int compare(const Item& a, const Item& b) {
         const std::size_t shared = std::min(a.name.size(), b.name.size());
         const int order = compareAsciiFolded(a.name.substr(0, shared), b.name.substr(0, shared));
         return order != 0 ? order : next(a, shared) - next(b, shared);
     }
 
-    /// The byte of the item's text at a position not beyond its name; -1 behind the end of an entry's.
+    /// The byte of the item's text at a position not beyond its name; -1 behind an entry's name.
     static int next(const Item& item, std::size_t at) {
         if (at < item.name.size()) return asciiFold(static_cast<std::uint8_t>(item.name[at]));
         return item.isFolder ? '/' : -1;
@@ -134,8 +133,8 @@ private:
     const FolderTable& folders_;
     const bool ascending_;
     std::vector<InFolder> entries_;         ///< (folder, entry), sorted
-    std::vector<DirIndex> firstSubfolder_;  ///< of a folder: the first of those that lead to an entry
-    std::vector<DirIndex> nextSubfolder_;   ///< of a subfolder: the next one in the same folder
+    std::vector<DirIndex> firstSubfolder_;  ///< by folder: the first subfolder that leads to an entry
+    std::vector<DirIndex> nextSubfolder_;   ///< by subfolder: the next one in the same folder
 };
 
 /// For an index with several roots, whose trees may lie within each other.

@@ -8,7 +8,7 @@
 
 namespace dovra {
 
-/// What a "key:" of the query language stands for.
+/// The meaning of a "key:" in the query language.
 enum class QueryKey : std::uint8_t {
     file,
     folder,
@@ -33,7 +33,7 @@ enum class QueryKey : std::uint8_t {
     emptyFolders,
 };
 
-/// One row of the table of keys: the parser, the help text and the documentation all come from it.
+/// One row of the table of keys, from which the parser, the help text and the documentation are made.
 struct QueryKeyInfo {
     QueryKey key;
     std::span<const std::string_view> words;  ///< the spellings, the usual one first
@@ -54,7 +54,7 @@ struct QueryForm {
 /// Text and operators, in the order of the documentation.
 std::span<const QueryForm> queryForms();
 
-/// The row of a key word (already lower case); null when there is none.
+/// The row of a key word in lower case; null when there is none.
 const QueryKeyInfo* findQueryKey(std::string_view word);
 
 /// A term split at its first ":".
@@ -63,7 +63,7 @@ struct KeyedTerm {
     std::string_view value;
 };
 
-/// A term without ":" or with ":" as its first character has no key, and the whole term as its value.
+/// A term without ":" or with ":" as its first character has no key, and its value is the whole term.
 KeyedTerm splitKey(std::string_view term);
 
 /// The query language on a page: operators, then every key with its meaning, then the macros.

@@ -10,7 +10,7 @@ namespace dovra {
 
 namespace {
 
-/// How alike two names must be for "similar:", as the share of trigrams that they have in common.
+/// The least similarity for "similar:", as the share of trigrams that two names have in common.
 constexpr double similarityThreshold = 0.3;
 
 MatchTarget defaultTarget(std::string_view text, const QueryContext& context) {
@@ -22,7 +22,7 @@ QueryNode plainText(std::string_view text, const QueryContext& context) {
     return TextMatcher(defaultTarget(text, context), text, context.caseSensitive, context.wholeWord);
 }
 
-/// Of the keys that say where their text is looked for.
+/// The target of a key that names one; absent for other keys.
 std::optional<MatchTarget> targetOf(QueryKey key) {
     switch (key) {
         case QueryKey::path:

@@ -7,18 +7,18 @@
 
 namespace dovra {
 
-/// What the toggles of a query ("case:", "ww:", "path:") switch for all its terms.
+/// The settings that a query's toggles ("case:", "ww:", "path:") make for all its terms.
 struct QueryContext {
     bool caseSensitive = false;
     bool wholeWord = false;
     bool matchPath = false;
 };
 
-/// The test that one term of a query stands for. Never fails: unknown keys and unreadable sizes and dates
-/// become plain text, an invalid regular expression restricts nothing.
+/// The test for one term of a query. Never fails: a term with an unknown key or an unreadable size or date is
+/// plain text, and an invalid regular expression restricts nothing.
 QueryNode makeLeaf(std::string_view term, const QueryContext& context);
 
-/// A term that is a text as it stands, to be found anywhere in its target.
+/// A term whose text is searched as it stands, anywhere in its target.
 struct PlainTextTerm {
     std::string_view term;
     MatchTarget target;
@@ -26,8 +26,8 @@ struct PlainTextTerm {
     bool caseSensitive;
 };
 
-/// The same for a term whose test would be just that, without the cost of making the test. Absent for others,
-/// and for some that only turn out to be plain text.
+/// The plain text of a term, found without the cost of making its test. Absent for other terms, and for some
+/// whose test turns out to be plain text.
 std::optional<PlainTextTerm> plainTextTerm(std::string_view term, const QueryContext& context);
 
 }  // namespace dovra

@@ -47,27 +47,27 @@ using QueryNode =
 
 /// A query tree in one array. Children are positions, not owned nodes, so that a query nested a hundred
 /// thousand deep is built, read and destroyed without recursion. Children stand before their parents, and
-/// equal terms share one node. Immutable once parsed; any number of threads.
+/// equal terms share one node. Immutable once parsed; then safe from any thread.
 class QueryTree {
 public:
     NodeIndex add(QueryNode node);
     const QueryNode& operator[](NodeIndex node) const { return nodes_[static_cast<std::size_t>(node)]; }
 
-    /// How expensive a test of the node can be: 100 for contents, 90 for tags, 50 for similarity, 0 for all
-    /// other tests; operators take the largest of their children. Expensive tests run last.
+    /// The cost of testing the node: 100 for contents, 90 for tags, 50 for similarity, 0 for all other tests.
+    /// An operator costs as much as its most expensive child. Expensive tests run last.
     int weight(NodeIndex node) const { return weights_[static_cast<std::size_t>(node)]; }
 
-    /// Whether the query looks at the files themselves, their contents or tags.
+    /// Whether the query reads the contents or tags of files.
     bool readsFiles() const { return weight(root_) >= tagWeight; }
 
     NodeIndex root() const { return root_; }
     void setRoot(NodeIndex node) { root_ = node; }
     std::size_t size() const { return nodes_.size(); }
 
-    /// How many texts the regular expressions have given up since the query was parsed.
+    /// The number of texts that the regular expressions have abandoned since the query was parsed.
     std::int64_t abandonedMatches() const;
 
-    /// Whether the root lets every entry through.
+    /// Whether the root matches every entry.
     bool matchesAll() const { return std::holds_alternative<MatchAllNode>((*this)[root_]); }
 
 private:

@@ -24,7 +24,7 @@ struct Token {
     enum class Kind : std::uint8_t { term, orOperator, notOperator, leftBracket, rightBracket };
 
     Kind kind;
-    std::string text;  ///< of a term; never empty there
+    std::string text;  ///< the text of a term, never empty
 
     bool operator==(const Token&) const = default;
 };
@@ -111,7 +111,7 @@ void applyToggle(QueryKey key, QueryContext& context, CompiledQuery& query) {
     }
 }
 
-/// Collects what holds for the whole query; later toggles override earlier ones.
+/// Collects the toggles and flags of the whole query; later toggles override earlier ones.
 QueryContext readFlags(const std::vector<Token>& tokens, CompiledQuery& query) {
     QueryContext context;
     for (const Token& token : tokens) {
@@ -128,8 +128,8 @@ QueryContext readFlags(const std::vector<Token>& tokens, CompiledQuery& query) {
     return context;
 }
 
-/// Builds the tree in one pass. What a recursive descent would keep on the call stack stands in `groups_`,
-/// one element for each "<" that is open:
+/// Builds the tree in one pass. `groups_` takes the place of a recursive descent's call stack, with one
+/// element for each open "<":
 ///
 ///     and:      or { or }            ends at ">" or at the end
 ///     or:       not { "|" not }
@@ -155,10 +155,10 @@ public:
 private:
     struct Group {
         std::vector<NodeIndex> conjunction;
-        Alternatives excluded;  ///< texts of which the conjunction wants none
+        Alternatives excluded;  ///< texts that the conjunction excludes
         std::vector<NodeIndex> disjunction;
         Alternatives alternatives;  ///< texts that are further operands of the disjunction
-        std::size_t negations = 0;  ///< of the operand that comes next
+        std::size_t negations = 0;  ///< of the next operand
         bool isNegated = false;     ///< whether an odd number of negations stands around the group
     };
 
@@ -166,10 +166,10 @@ private:
         return position_ < tokens_.size() && tokens_[position_].kind == kind;
     }
 
-    /// Whether the operand that comes next counts as its opposite in the whole query.
+    /// Whether the next operand is negated in the whole query.
     bool nextIsNegated() const { return groups_.back().isNegated != (groups_.back().negations % 2 == 1); }
 
-    /// Reads the operand that comes next into the innermost group. False when a group was opened instead.
+    /// Reads the next operand into the innermost group. False when a group was opened instead.
     bool readOperand() {
         for (; nextIs(Token::Kind::notOperator); ++position_)
             ++groups_.back().negations;
@@ -198,14 +198,14 @@ private:
             }
         }
         const NodeIndex leaf = leafOf(term);
-        // A term that was negated before may not be so here.
+        // The same term may have been negated at an earlier place, and not at this one.
         if (const auto* text = std::get_if<TextMatcher>(&query_.tree[leaf]))
             notePlainTerm(text->target(), {text->rankedText(), text->isCaseSensitive()});
         takeNode(leaf);
     }
 
-    /// Where the operand that was just read belongs if it is plain text; null when there is nothing with
-    /// which it could be merged.
+    /// The texts with which the operand just read can be merged if it is plain text; null when there are
+    /// none.
     Alternatives* alternativesOfNext() {
         Group& group = groups_.back();
         const bool isNegated = group.negations % 2 == 1;
@@ -242,7 +242,7 @@ private:
         query_.plainTerm = std::move(term);
     }
 
-    /// Behind an operand. Returns the finished group when this was its last one: it is an operand of the
+    /// Ends an operand. Returns the group when this was its last one; the group is then an operand of the
     /// group around it.
     std::optional<NodeIndex> endOperand() {
         if (nextIs(Token::Kind::orOperator)) {
@@ -270,7 +270,7 @@ private:
         const NodeIndex node = combined<AndNode>(std::move(conjunction));
         groups_.pop_back();
         query_.tree.setRoot(node);
-        if (groups_.empty()) return std::nullopt;  // whatever follows a stray ">" is ignored
+        if (groups_.empty()) return std::nullopt;  // text behind a stray ">" is ignored
         if (nextIs(Token::Kind::rightBracket)) ++position_;
         return node;
     }
@@ -286,7 +286,7 @@ private:
         return operands.size() == 1 ? operands.front() : query_.tree.add(Operator{std::move(operands)});
     }
 
-    /// A term that is repeated says nothing new, and would be tested again for every entry.
+    /// A repeated term changes nothing, and would be tested again for every entry.
     static void eraseRepeated(std::vector<NodeIndex>& operands) {
         if (operands.size() < 2) return;
         std::unordered_set<NodeIndex> seen;
@@ -328,7 +328,7 @@ std::vector<QueryNode> QueryParser::positiveTerms(std::string_view text) {
 
 CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool caseSensitive) {
     QueryTree& tree = query.tree;
-    // Before the other terms, which may read files.
+    // First, because the other terms may read files.
     const NodeIndex piece = tree.add(TextMatcher::pieceOfPath(text, caseSensitive));
     tree.setRoot(tree.add(AndNode{{piece, tree.root()}}));
     return query;

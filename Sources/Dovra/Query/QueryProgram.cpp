@@ -23,14 +23,14 @@ public:
 
 private:
     struct Operator {
-        std::span<const NodeIndex> left;  ///< operands still to be translated, the last one next
+        std::span<const NodeIndex> left;  ///< operands still to be translated, the last one first
         bool isAnd;
         std::int32_t whenTrue;
         std::int32_t whenFalse;
     };
 
-    /// Translates a test at once, and lays an operator aside. `entered_` becomes where the translation
-    /// begins.
+    /// Translates a test at once, and lays an operator aside. `entered_` becomes the first step of the
+    /// translation.
     void enter(NodeIndex node, std::int32_t whenTrue, std::int32_t whenFalse) {
         while (const auto* negation = std::get_if<NotNode>(&tree_[node])) {
             std::swap(whenTrue, whenFalse);
@@ -49,7 +49,7 @@ private:
         }
     }
 
-    /// An outcome that leads to the same test again leads on to where that test would: its outcome is known.
+    /// An outcome that leads to the same test again skips that test, because its outcome is known.
     void addStep(const QueryNode* leaf, std::int32_t whenTrue, std::int32_t whenFalse) {
         const auto repeats = [&](std::int32_t step) { return step >= 0 && stepAt(step).leaf == leaf; };
         if (repeats(whenTrue)) whenTrue = stepAt(whenTrue).whenTrue;
@@ -62,8 +62,8 @@ private:
         return program_.steps_[static_cast<std::size_t>(step)];
     }
 
-    /// Translates the last operand that is left of the innermost operator: it leads on to the one behind it,
-    /// which is where `entered_` points.
+    /// Translates the last remaining operand of the innermost operator. It leads on to the operand behind it,
+    /// which begins at `entered_`.
     void advance() {
         Operator& innermost = pending_.back();
         if (innermost.left.empty()) {
@@ -140,7 +140,7 @@ std::string_view EntryMatcher::fullPath(const FileEntry& entry, std::string_view
 void EntryMatcher::moveToFolder(DirIndex folder) {
     const FolderTable& folders = index_.directoriesLocked();
     if (folder_ >= 0 && folders.parent(folder) == folder_) {
-        // The usual step of a walk; rebuilding would make a very deep tree quadratic.
+        // The usual step of a walk. Building each path anew would make a very deep tree quadratic.
         path_.resize(folderPathSize_);
         path_ += folders.name(folder);
     } else {

@@ -12,16 +12,16 @@
 
 namespace dovra {
 
-/// A query tree as a list of tests with two ways out of each, so that an entry is judged without recursion
-/// and every operator costs nothing: AND, OR and NOT only decide where a test's outcome leads. (The classic
-/// translation of Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
+/// A query tree as a list of tests with two exits each. An entry is judged without recursion, and operators
+/// cost nothing: AND, OR and NOT only decide to which test an outcome leads. (The classic translation of
+/// Boolean expressions into jumps; Aho, Sethi, Ullman, "Compilers", 8.4.)
 class QueryProgram {
 public:
-    /// Translates the tree. The node `assumedTrue`, if given, a test or an alternative, is taken as passed:
-    /// whoever selects entries by it need not ask again. The tree must outlive the program.
+    /// Translates the tree, which must outlive the program. The node `assumedTrue`, if given, is a test or an
+    /// alternative by which the caller has selected the entries. It is not tested.
     explicit QueryProgram(const QueryTree& tree, std::optional<NodeIndex> assumedTrue = std::nullopt);
 
-    /// Judges an entry; `test` is called with the leaves that matter, in order, until the outcome is known.
+    /// Judges an entry. `test` is called with the leaves that matter, in order, until the outcome is known.
     template <typename Test>
     bool run(Test&& test) const {
         std::int32_t at = start_;
@@ -51,15 +51,15 @@ private:
     std::int32_t start_ = accept;
 };
 
-/// Judges entries of an index by a query. Keeps the last folder's path at hand, so that a folder's entries,
-/// which follow one another, build it once. For one thread; the index's read lock is held for its lifetime.
+/// Judges entries of an index by a query. The last folder's path is kept, because a folder's entries follow
+/// one another. For one thread; the index's read lock is held for the object's life.
 class EntryMatcher {
 public:
     EntryMatcher(const FileIndex& index, const QueryProgram& program, const RegexLimits& limits,
                  const std::stop_token& stop)
         : index_(index), program_(program), limits_(limits), stop_(stop) {}
 
-    /// Whether the entry, tombstone or not, meets the query. False at once when a stop has been requested.
+    /// Whether the entry, tombstone or not, meets the query. False at once after a request to stop.
     bool matches(EntryId id);
 
 private:
@@ -72,7 +72,7 @@ private:
     const RegexLimits& limits_;
     const std::stop_token& stop_;
     DirIndex folder_ = -1;
-    std::string path_;  ///< the folder's path and a slash, then the last name asked for
+    std::string path_;  ///< the folder's path and a slash, then the name of the last path built
     std::size_t folderPathSize_ = 0;
 };
 

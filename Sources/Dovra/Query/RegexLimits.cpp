@@ -11,18 +11,18 @@ namespace dovra {
 
 namespace {
 
-/// Texts that are measured, shared out among a query's expressions.
+/// The number of texts to measure, shared among a query's expressions.
 constexpr std::size_t sampledTexts = 256;
 
-/// Longer paths are left out: to build them could cost more than all others.
+/// Longer paths are left out, because building one could cost more than all others.
 constexpr std::size_t longestSampledFolder = 4096;
 
-/// Counted steps for all entries of an index, at some 10 ns; in a large one, which takes its time anyway, for
-/// each.
+/// Counted steps, of some 10 ns, for all entries of an index together. A large index takes its time anyway,
+/// so each entry has at least the second number.
 constexpr std::size_t stepsForAll = 100'000'000;
 constexpr std::size_t fewestStepsEach = 500;
 
-/// How much faster steps are that are not counted.
+/// Uncounted steps that take the time of one counted step.
 constexpr std::size_t uncountedPerCounted = 4;
 
 std::vector<std::uint32_t> sampledSteps(const FileIndex& index, const RegexNode& regex, std::size_t texts) {
@@ -42,7 +42,7 @@ std::vector<std::uint32_t> sampledSteps(const FileIndex& index, const RegexNode&
     return steps;
 }
 
-/// The largest limit with which such matches take no more than the given number of counted steps on average.
+/// The largest limit under which matches of these lengths take at most `average` counted steps on average.
 std::uint32_t fittingLimit(std::vector<std::uint32_t> steps, std::size_t average) {
     std::size_t left = average * steps.size();
     if (std::reduce(steps.begin(), steps.end(), std::size_t{0}) <= left * uncountedPerCounted)

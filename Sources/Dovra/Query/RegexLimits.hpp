@@ -8,22 +8,22 @@
 
 namespace dovra {
 
-/// How many steps the regular expressions of a query may take for one name or path, so that all entries
-/// together are answered soon. Measured on a sample, evenly spread over the index: the same index always
-/// gives the same limits, and with them the same matches, whatever threads and processor there are.
+/// Limits the steps of a query's regular expressions for one name or path, so that a search is soon done. The
+/// limits are measured on a sample, evenly spread over the index. The same index always gives the same
+/// limits, and so the same matches, on any processor and number of threads.
 class RegexLimits {
 public:
-    /// The index's read lock is held. Takes a few milliseconds, 0.1 s where expressions are endless.
+    /// The index's read lock is held. Takes a few milliseconds, or 0.1 s for endless expressions.
     RegexLimits(const FileIndex& index, const QueryTree& tree);
 
-    /// Of a node of the tree.
+    /// The limit of a node of the tree.
     std::uint32_t of(const RegexNode& regex) const {
         const auto known = limits_.find(&regex);
         return known == limits_.end() ? RegularExpression::mostSteps : known->second;
     }
 
 private:
-    std::unordered_map<const RegexNode*, std::uint32_t> limits_;  ///< those below the largest
+    std::unordered_map<const RegexNode*, std::uint32_t> limits_;  ///< the limits below `mostSteps`
 };
 
 }  // namespace dovra

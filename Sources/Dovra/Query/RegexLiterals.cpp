@@ -12,9 +12,9 @@ namespace {
 
 /// Characters that stand for themselves behind a backslash and are kept as literals.
 constexpr std::string_view escapableCharacters = ".*+?()[]{}|^$\\/-";
-/// Letters that behind a backslash are complete: classes, assertions and control characters.
+/// Letters that complete an escape: classes, assertions and control characters.
 constexpr std::string_view completeEscapeLetters = "dDwWsShHvVbBAzZGRXKNnrtfea";
-/// What an ill-formed sequence of a text becomes before matching: no byte of the text itself.
+/// An ill-formed sequence of a text becomes this before matching, so the text does not contain its bytes.
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
 bool isContinuation(char byte) {
@@ -33,9 +33,8 @@ std::size_t characterLength(std::string_view text) {
     return length;
 }
 
-/// The length of the counted repetition, such as "{2,3}", at the start of `text`, 0 if there is none. Takes
-/// every form that some version of the syntax knows; where it is literal text after all, a run only gets
-/// shorter.
+/// The length of the counted repetition, such as "{2,3}", at the start of `text`; 0 if there is none. Forms
+/// of all versions of the syntax count. If one is literal text after all, a run only gets shorter.
 std::size_t countedQuantifierLength(std::string_view text) {
     const std::size_t end = text.find_first_not_of("0123456789, \t", 1);
     const bool isCounted = end != std::string_view::npos && text[end] == '}' &&
@@ -49,7 +48,7 @@ public:
     PatternReader(std::string_view pattern, bool caseSensitive)
         : pattern_(repairUtf8(pattern)), caseSensitive_(caseSensitive) {}
 
-    /// Whether the whole pattern could be followed.
+    /// Reads the pattern; false if it cannot be followed.
     bool read() {
         while (position_ < pattern_.size()) {
             if (!readItem()) return false;
@@ -78,13 +77,13 @@ private:
     const std::string pattern_;
     const bool caseSensitive_;
     std::size_t position_ = 0;
-    std::size_t depth_ = 0;  ///< of groups; the run is empty inside of one
+    std::size_t depth_ = 0;  ///< of open groups; the run is empty within one
     std::string run_;
     std::vector<std::string> runs_;
     bool sawTopLevelAlternation_ = false;
 };
 
-/// Reads what starts at the position and moves behind it; false if it cannot be followed.
+/// Reads the item at the position and moves behind it; false if it cannot be followed.
 bool PatternReader::readItem() {
     switch (pattern_[position_]) {
         case '\\':
@@ -108,7 +107,7 @@ void PatternReader::readOperatorOrLiteral() {
     const std::size_t countedLength = character == "{" ? countedQuantifierLength(rest()) : 0;
     const bool isCounted = countedLength > 0;
     sawTopLevelAlternation_ |= character == "|" && depth_ == 0;
-    if (character == "?" || character == "*" || isCounted) dropLastCharacter();  // it may be absent
+    if (character == "?" || character == "*" || isCounted) dropLastCharacter();  // a match may lack it
     if (isCounted || std::string_view("?*+.^$|").find(character) != std::string_view::npos) {
         flush();
     } else {
@@ -140,7 +139,7 @@ bool PatternReader::skipEscape() {
     return true;
 }
 
-/// A group ends the run and hides what it holds: it may be optional, negative or one of several branches.
+/// A group ends the run and hides its contents, which may be optional, negative or one of several branches.
 bool PatternReader::openGroup() {
     flush();
     ++depth_;
@@ -189,7 +188,7 @@ void PatternReader::readLiteral(std::string_view character) {
     }
 }
 
-/// Whether the character matches nothing but its own bytes, up to ASCII case.
+/// Whether the character matches only its own bytes, up to ASCII case.
 bool PatternReader::isCertain(std::string_view character) const {
     if (caseSensitive_) return character != replacementCharacter;
     const char folded = asciiFold(character[0]);

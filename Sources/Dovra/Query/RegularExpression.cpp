@@ -18,15 +18,15 @@ namespace dovra {
 
 namespace {
 
-// A pattern can ask for more steps than the universe has time for, at every name. What the library limits is
-// the backtracking from one starting position, so that a text as long as n may still take n times as much. So
-// each pattern is compiled twice. The first code is fast, and from each position it may take so many steps
-// that ordinary patterns stay below. The second calls back at every item of the pattern, which takes three
-// times as long and counts the steps of all positions together: it tries what the first has given up, and
-// measures what a pattern takes.
+// A pattern can take practically endless steps at every name. The library limits only the backtracking from
+// one starting position, so a text of length n may still take n times as many steps. So each pattern is
+// compiled twice. The first code is fast, and ordinary patterns stay below its limit for each position. The
+// second code calls back at every item of the pattern. It takes three times as long, and counts the steps of
+// all positions together. It tries the matches that the first has abandoned, and measures the steps of a
+// pattern.
 
-/// What is left of a match's steps. Moving on in the text counts, too: a single item of a pattern can read
-/// all of it.
+/// The remaining steps of a match. Moving on in the text counts, too, because a single item of a pattern can
+/// read all of it.
 struct StepCount {
     std::uint32_t left = 0;
     std::uint32_t perCallback = 1;
@@ -46,7 +46,7 @@ int countCallback(pcre2_callout_block* block, void* data) {
 
 /// Memory of one interpreted match, in KiB. `mostSteps` steps of a pattern with a few groups take 4 MiB.
 constexpr std::uint32_t heapLimitKiB = 16 * 1024;
-/// Stack of compiled code, in bytes; reserved whole, used as far as a match goes.
+/// Stack of compiled code, in bytes. It is reserved whole, and used as far as a match needs it.
 constexpr std::size_t initialStackBytes = 32 * 1024;
 constexpr std::size_t largestStackBytes = 1024 * 1024;
 
@@ -56,7 +56,7 @@ T* allocated(T* object) {
     return object;
 }
 
-/// What a match writes to. One a thread, kept: making it costs more than most matches.
+/// The memory that a match writes to. Each thread keeps one, because making it costs more than most matches.
 struct MatchWorkspace {
     MatchWorkspace() {
         pcre2_set_heap_limit(context, heapLimitKiB);
@@ -72,7 +72,7 @@ struct MatchWorkspace {
 
     pcre2_match_data* data = allocated(pcre2_match_data_create(1, nullptr));
     pcre2_match_context* context = allocated(pcre2_match_context_create(nullptr));
-    /// Without one (the kernel may forbid it) compiled code uses 32 KiB of the machine stack.
+    /// Null if the kernel forbids it; compiled code then uses 32 KiB of the machine stack.
     pcre2_jit_stack* stack = pcre2_jit_stack_create(initialStackBytes, largestStackBytes, nullptr);
 };
 
@@ -90,7 +90,7 @@ struct CompileFault {
     std::size_t offset = 0;  ///< in bytes
 };
 
-/// Null, and why, when the pattern, well-formed UTF-8, is no valid one.
+/// The code of a pattern in well-formed UTF-8; null, with the fault, when it is invalid.
 pcre2_code* compiledCode(std::string_view pattern, bool caseSensitive, std::uint32_t option,
                          CompileFault& fault) {
     const std::uint32_t caseOption = caseSensitive ? 0 : PCRE2_CASELESS;
@@ -125,8 +125,8 @@ struct RegularExpression::Code {
 
         bool isMachineCode() const { return isMachineCode_; }
 
-        /// Most patterns need fewer steps than the text has bytes. The fewer positions there are, the more
-        /// each may take.
+        /// Most patterns need fewer steps than the text has bytes. The fewer positions a text has, the more
+        /// steps each may take.
         std::uint32_t limitFromOnePosition(std::size_t textSize) const {
             constexpr std::size_t most = RegularExpression::mostSteps;
             const std::size_t positions = isAnchored_ ? 1 : textSize + 1;
@@ -135,8 +135,8 @@ struct RegularExpression::Code {
             return static_cast<std::uint32_t>(std::min(steps, most));
         }
 
-        /// As the library's functions return it. The limit is for each starting position. Without code the
-        /// match is given up at once.
+        /// Returns the library's result. The limit applies to each starting position. Without code the match
+        /// is abandoned at once.
         int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
             if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
             const MatchWorkspace& workspace = threadWorkspace();
@@ -159,7 +159,7 @@ struct RegularExpression::Code {
 
     bool foundIn(std::string_view validText, std::uint32_t limit) const {
         int result = PCRE2_ERROR_CALLOUT;
-        // Of a pattern that has been measured to take many steps nothing is known before they are counted.
+        // A lower limit belongs to a pattern of many steps: they are counted from the start.
         if (limit == mostSteps) {
             result = fast.match(validText, fast.limitFromOnePosition(validText.size()), nullptr);
         }
@@ -168,7 +168,7 @@ struct RegularExpression::Code {
         return result >= 0;
     }
 
-    /// Takes what it needs from the steps that are left.
+    /// Runs a match and subtracts its steps from `steps`.
     int countedMatch(std::string_view validText, std::uint32_t& steps) const {
         StepCount count{.left = steps, .perCallback = counting.isMachineCode() ? 1U : 4U};
         const int result = counting.match(validText, mostSteps, &count);
@@ -177,7 +177,7 @@ struct RegularExpression::Code {
     }
 
     Matcher fast;
-    Matcher counting;  ///< none where its code, which is larger, would be too large
+    Matcher counting;  ///< none when its larger code would be too large
     mutable std::atomic<std::int64_t> abandoned = 0;
 };
 

@@ -23,11 +23,11 @@ namespace dovra {
 
 namespace {
 
-/// Below this an index is searched on the calling thread: waking others would take longer.
+/// A smaller index is searched on the calling thread, because waking others would take longer.
 constexpr std::size_t parallelEntries = 50000;
 
-/// Entries that one thread takes at a time: names enough for the scan to run at full speed, and pieces enough
-/// to share. Tests that read files are shared out in smaller pieces. Both are multiples of 64.
+/// Entries that one thread takes at a time: enough for a scan at full speed, and few enough to share the
+/// work. Tests that read files take smaller pieces. Both are multiples of 64.
 constexpr std::size_t entriesPerPiece = 16384;
 constexpr std::size_t entriesPerSlowPiece = 64;
 
@@ -61,7 +61,7 @@ EntrySet matchAllLocked(const FileIndex& index) {
     return matches;
 }
 
-/// A search over one index, with what all its pieces share.
+/// A search over one index, with the data that all its pieces share.
 struct Scan {
     const FileIndex& index;
     const CandidateSource& source;
@@ -160,7 +160,7 @@ std::vector<EntryId> orderedIdsLocked(const FileIndex& index, const CompiledQuer
     if (total > FileIndex::sortCap) return matches.firstIds(limit);
     std::vector<EntryId> ids = matches.firstIds(std::numeric_limits<std::int64_t>::max());
     if (query.prefersRelevance()) {
-        // A direction that was asked for another key says nothing about scores.
+        // The direction of another key does not apply to scores.
         const bool bestFirst = sort.key != SortSpec::Key::relevance || sort.ascending;
         return scoreSortLocked(index, ids, bestFirst, query, limit);
     }

@@ -32,12 +32,12 @@ struct ResultPage {
 struct SearchResult {
     std::vector<FileRow> rows;
     std::int64_t total = 0;  ///< all matches, before the limit
-    /// Names or paths for which a regular expression took too many steps. They count as no match, so that
-    /// what was found may not be all.
+    /// Names or paths on which a regular expression took too many steps. They count as no match, so the
+    /// result may be incomplete.
     std::int64_t abandoned = 0;
 };
 
-/// Tells people of them; empty when there are none.
+/// A message to the user about abandoned matches; empty when there are none.
 inline std::string abandonedNote(std::int64_t abandoned) {
     if (abandoned == 0) return {};
     return fmt::format("{} name(s) took the regular expression too many steps and count as no match",

@@ -37,8 +37,8 @@ std::optional<std::int32_t> SimilarMatcher::score(std::string_view name) const {
     return scoreOfSet(set.data(), std::unique(set.data(), end));
 }
 
-/// An upper bound that needs no set and rejects most names: the positions whose trigram may be shared are at
-/// least as many as the shared trigrams, and the sets together hold at least the query's.
+/// An upper bound that rejects most names without a set. There are at most as many shared trigrams as
+/// positions whose trigram may be shared, and the union is no smaller than the query's set.
 bool SimilarMatcher::canReachThreshold(std::string_view name) const {
     std::size_t possiblyShared = 0;
     const std::bitset<filterBits>& filter = *filter_;

@@ -12,14 +12,14 @@
 namespace dovra {
 
 /// Finds names that share many trigrams with a sample name. Similarity is the Jaccard index of the two sets:
-/// what they share, divided by what either has. Immutable.
+/// the trigrams that both have, divided by the trigrams that either has. Immutable.
 class SimilarMatcher {
 public:
-    /// `threshold` is the least similarity, from 0 to 1, that still counts.
+    /// `threshold` is the least similarity of a match, from 0 to 1.
     SimilarMatcher(TrigramSet queryTrigrams, double threshold);
 
-    /// The similarity in thousandths, rounded, halves up; nothing when the name is not similar enough.
-    /// Allocates nothing for names of at most 255 bytes.
+    /// The similarity in thousandths, rounded half up; absent when the name is not similar enough. Allocates
+    /// nothing for names of at most 255 bytes.
     std::optional<std::int32_t> score(std::string_view name) const;
 
     const TrigramSet& queryTrigrams() const { return queryTrigrams_; }
@@ -35,7 +35,7 @@ private:
 
     TrigramSet queryTrigrams_;
     double threshold_;
-    std::shared_ptr<const std::bitset<filterBits>> filter_;  ///< shared by copies: it is half a kilobyte
+    std::shared_ptr<const std::bitset<filterBits>> filter_;  ///< half a kilobyte, shared by copies
 };
 
 }  // namespace dovra

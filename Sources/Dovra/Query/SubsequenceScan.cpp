@@ -8,21 +8,21 @@
 #include "Query/ByteVector.hpp"
 
 // The signatures, 4 bytes a name, leave a few per cent of the names for a pattern of rare letters and a third
-// for one of common letters. Those lie far apart, so most of their time would be spent waiting for memory:
-// the entries that are left are gathered first, and each is asked for a while before it is needed.
+// for one of common letters. The remaining names lie far apart, and most of the time would be spent waiting
+// for memory. So the remaining entries are gathered first, and each is prefetched before it is needed.
 //
-// In a name all positions of a pattern byte are found at once, as a bit mask; the lowest one that lies behind
-// the position of the byte before is the one to take.
+// In a name all positions of a pattern byte are found at once, as a bit mask; the lowest one behind the
+// position of the previous byte is taken.
 
 namespace dovra {
 
 namespace {
 
-/// Bytes of a name that are looked at together.
+/// Bytes of a name that are compared at once.
 constexpr std::size_t chunkBytes = 32;
 static_assert(chunkBytes <= NamePool::readableSlack);
 
-/// Entries whose signatures are read before the names that they leave.
+/// Entries whose signatures are read before the remaining names.
 constexpr EntryId entriesPerBlock = 1024;
 constexpr std::size_t prefetchDistance = 16;
 
@@ -36,7 +36,7 @@ std::uint32_t lowestBits(std::size_t count) {
     return static_cast<std::uint32_t>((std::uint64_t{1} << std::min<std::size_t>(count, 32)) - 1);
 }
 
-/// The entries of a block whose signatures have all the required bits, and where their names are.
+/// The entries of a block whose signatures have all the required bits, with the places of their names.
 struct Block {
     struct Name {
         const std::uint8_t* bytes = nullptr;
@@ -82,7 +82,7 @@ bool Subsequence::standsIn(const std::uint8_t* name, std::size_t length) const {
         for (; next < bytes_.size(); ++next) {
             const std::uint32_t found = matchesInChunk(name + at, bytes_[next]) & allowed;
             if (found == 0) break;
-            allowed &= ~(found ^ (found - 1));  // only what lies above the lowest position found
+            allowed &= ~(found ^ (found - 1));  // only positions above the lowest one found
         }
     }
     return next == bytes_.size();

@@ -11,17 +11,16 @@
 
 namespace dovra {
 
-/// A byte string whose bytes are looked for in names in their order, with any others between them.
+/// A byte string to be found in names as a subsequence: its bytes in order, with any others between them.
 class Subsequence {
 public:
     /// With `fold`, names are compared under ASCII folding.
     Subsequence(std::string_view pattern, bool fold);
 
-    /// Bits that the signature of every name that holds the pattern has.
+    /// The bits set in the signature of every name that holds the pattern.
     NameSignature signature() const { return signature_; }
 
-    /// Whether the pattern stands in the `length` bytes at `name`. Up to 31 bytes behind them must be
-    /// readable.
+    /// Whether the `length` bytes at `name` hold the pattern. Up to 31 bytes behind them must be readable.
     bool standsIn(const std::uint8_t* name, std::size_t length) const;
 
 private:

@@ -11,14 +11,14 @@
 #include "Base/Utf8.hpp"
 #include "Platform/ExtendedAttributes.hpp"
 
-// The binary form is read here and not by the library. Checking a document so far that the library could be
-// trusted with it (no container within the array, no array that holds itself, no long string that thousands
-// of references multiply) already is the reading.
+// The binary form is read here and not by the library. A check that makes a document safe for the library (no
+// container within the array, no array that holds itself, no long string that thousands of references
+// multiply) would already read it.
 //
 // A binary property list is a header, objects of any order, a table of their offsets and a trailer of 32
-// bytes that says where the table is, how wide its numbers and the references are, and which object is the
-// top. An object is a byte with its kind in the high and its count in the low four bits, then its content; a
-// count of 15 means that an integer object with the true count comes first. All numbers are big-endian.
+// bytes. The trailer holds the place of the table, the widths of its numbers and of references, and the top
+// object. An object is a byte with its kind in the high and its count in the low four bits, then its content;
+// a count of 15 means that an integer object with the true count comes first. All numbers are big-endian.
 
 namespace dovra {
 
@@ -182,7 +182,7 @@ void addTag(std::string tag, std::vector<std::string>& tags) {
     if (std::ranges::find(tags, tag) == tags.end()) tags.push_back(std::move(tag));
 }
 
-/// An array of strings, each a tag's name, mostly with a line feed and the number of its colour behind it.
+/// Adds tags from an array of names, mostly followed by a line feed and the number of a colour.
 void addPropertyListTags(std::string_view document, std::vector<std::string>& tags) {
     for (const std::string& text : decodeTagPropertyList(document))
         addTag(text.substr(0, text.find('\n')), tags);
@@ -194,7 +194,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) + 1 - first);
 }
 
-/// Names with commas in between, as the freedesktop.org guideline on extended attributes has it.
+/// Adds names separated by commas, the form of the freedesktop.org guideline on extended attributes.
 void addCommaSeparatedTags(const std::string& list, std::vector<std::string>& tags) {
     for (std::string_view rest = list; !rest.empty();) {
         const std::size_t length = std::min(rest.find(','), rest.size());
@@ -218,7 +218,7 @@ std::vector<std::string> XattrReader::userTags(const std::string& path) {
     return tags;
 }
 
-// Both sides are in lower case already; what is left to settle is how accented letters are encoded.
+// Both sides are in lower case already, but may encode accented letters in different ways.
 TagMatcher::TagMatcher(std::string needle) : needle_(std::move(needle)), search_(needle_, true) {}
 
 bool TagMatcher::matchesFile(const std::string& path) const {

@@ -16,7 +16,7 @@ namespace {
 /// included.
 constexpr std::string_view anyCharacterMode = "(?s)";
 
-/// Of a text without "*".
+/// The pattern of a text without "*".
 std::string unicodeGlobPiece(std::string_view text) {
     std::string pattern;
     for (std::size_t mark = text.find('?'); mark != std::string_view::npos; mark = text.find('?')) {
@@ -32,8 +32,8 @@ std::string unicodeGlobPattern(std::string_view text) {
     while (star != std::string_view::npos) {
         text.remove_prefix(star + 1);
         star = text.find('*');
-        // The first place where a piece fits leaves most to the pieces behind it; no other need be tried.
-        // Only the last one must end the text.
+        // The first place where a piece fits leaves the most text to the later pieces, so no other is tried.
+        // Only the last piece must end the text.
         const std::string piece = unicodeGlobPiece(text.substr(0, star));
         pattern += star == std::string_view::npos ? ".*" + piece : "(?>.*?" + piece + ")";
     }

@@ -17,35 +17,34 @@
 
 namespace dovra {
 
-/// Which text of an entry a matcher looks at.
+/// The text of an entry that a matcher tests.
 enum class MatchTarget : std::uint8_t {
     name,
     stem,      ///< the name without its extension
     fullPath,  ///< folder path, "/", name
 };
 
-/// The name up to its last "." that does not stand first; a name without one is its own stem.
+/// The name up to its last ".", unless that stands first. A name without such a "." is its own stem.
 std::string_view stemOf(std::string_view name);
 
-/// Decides whether an entry's name, stem or full path contains a piece of query text: a substring, a wildcard
-/// pattern ("*" and "?" in the text) or a whole word. Plain ASCII text works on the raw bytes; other text by
-/// the rules of Unicode. Immutable; any number of threads.
+/// Tests an entry's name, stem or full path against a text of a query: a substring, a wildcard pattern ("*"
+/// and "?" in the text) or a whole word. ASCII text is compared by bytes, other text by the rules of Unicode.
+/// Immutable; safe from any thread.
 class TextMatcher {
 public:
     TextMatcher(MatchTarget target, std::string_view text, bool caseSensitive, bool wholeWord);
 
-    /// Matches where one of the texts is contained as it stands: none empty, all or none plain ASCII.
+    /// A matcher of targets that contain one of the texts as it stands: none empty, all or none ASCII.
     static TextMatcher anyOf(MatchTarget target, std::span<const std::string_view> texts, bool caseSensitive);
 
-    /// One whose text is a piece of the full path as it stands, without wildcards.
+    /// A matcher of full paths that contain the text as it stands, without wildcards.
     static TextMatcher pieceOfPath(std::string_view text, bool caseSensitive);
 
     MatchTarget target() const { return target_; }
     const std::string& text() const { return text_; }
     bool isCaseSensitive() const { return caseSensitive_; }
 
-    /// What a name is ranked by: the text, without the wildcards at its ends, which ask for what is between
-    /// them.
+    /// The text by which names are ranked: without the wildcards at its ends.
     std::string rankedText() const;
 
     /// `fullPath` returns the entry's full path; it is called only when the target is the full path.
@@ -62,7 +61,7 @@ public:
         return matchesText(fullPath());
     }
 
-    /// Whether the target's text, given directly, matches.
+    /// The same for a target's text, given directly.
     bool matchesText(std::string_view text) const;
 
     /// Where in a text that matches the query's text stands, from the left, without overlaps. Empty where
@@ -79,21 +78,21 @@ public:
     /// Whether a text matches exactly when it contains `text()`, by bytes or by the rules of Unicode.
     bool isSubstring() const { return isPlainSubstring() || std::holds_alternative<UnicodeNeedle>(engine_); }
 
-    /// What the signature of every name that can match contains. Says nothing (0) about full paths.
+    /// The bits set in the signature of every name that can match; 0 for full paths.
     NameSignature requiredSignature() const { return requiredSignature_; }
 
-    /// The needles of which a matching text contains one, and any text that does matches; null unless the
-    /// matcher was made of several plain ones.
+    /// The needles of a matcher of several ASCII texts: a text matches exactly when it contains one of them.
+    /// Null for every other matcher.
     const NeedleSet* needles() const { return std::get_if<NeedleSet>(&engine_); }
 
     /// Whether only texts with a byte above 127 can match.
     bool needsNonAscii() const;
 
-    /// As `RegularExpression::abandonedMatches`; 0 where none is used.
+    /// As `RegularExpression::abandonedMatches`; 0 without a regular expression.
     std::int64_t abandonedMatches() const;
 
 private:
-    /// Where the pattern cannot be compiled (it is too large): no text matches.
+    /// Stands for a pattern that is too large to compile: no text matches.
     struct Never {};
     using Engine = std::variant<ByteNeedle, GlobPattern, UnicodeNeedle, RegularExpression, NeedleSet,
                                 UnicodeNeedleSet, Never>;

@@ -31,7 +31,7 @@ double recencyWeight(double age) {
     return 0.25;
 }
 
-/// Stops at the largest number instead of overflowing.
+/// The sum, or the largest number instead of an overflow.
 std::int64_t sum(std::int64_t a, std::int64_t b) {
     std::int64_t result = 0;
     if (!__builtin_add_overflow(a, b, &result)) return result;
@@ -87,7 +87,8 @@ void FrecencyTable::prune(double now) {
     rows.reserve(entries_.size());
     for (Row& row : entries_)
         rows.push_back(&row);
-    // Of equal scores the latest stays; the path makes the choice the same everywhere.
+    // Of equal scores the latest open stays. The path decides between equal times, so the choice is the same
+    // everywhere.
     std::ranges::sort(rows, std::greater<>(), [now](const Row* row) {
         return std::tuple(row->second.score(now), row->second.lastAccess, std::string_view(row->first));
     });

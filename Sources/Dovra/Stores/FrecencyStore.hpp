@@ -15,7 +15,7 @@
 
 namespace dovra {
 
-/// How often and when last a path was opened.
+/// The number of opens of a path, and the time of the last one.
 struct FrecencyEntry {
     std::int64_t count = 0;
     double lastAccess = 0;  ///< seconds since 1970
@@ -30,13 +30,13 @@ struct FrecencyEntry {
     bool operator==(const FrecencyEntry&) const = default;
 };
 
-/// Opens by full path. Holds at most 4000 paths: one more, and the 2000 with the highest scores stay.
+/// Opens by full path. Holds at most 4000 paths: beyond that only the 2000 with the highest scores stay.
 ///
 /// As text: a JSON object whose keys are the paths (as `textFromBytes` writes them) and whose values are
 /// objects with "count" and "lastAccess".
 class FrecencyTable {
 public:
-    /// Opens that are to be counted are a table themselves.
+    /// The opens to be counted form a table themselves.
     using Changes = FrecencyTable;
 
     struct Decoded;
@@ -57,7 +57,7 @@ public:
 
     std::string encode() const;
 
-    /// Absent when the text is no JSON object. A value that is not as it should be is left out.
+    /// Absent when the text is no JSON object. A malformed value is left out.
     static std::optional<Decoded> decode(std::string_view text);
 
     bool operator==(const FrecencyTable&) const = default;
@@ -78,8 +78,8 @@ struct FrecencyTable::Decoded {
     bool isWhole = true;  ///< false when a value was left out
 };
 
-/// Remembers which paths the user opened, how often and how recently, and turns that into a bonus for
-/// ranking. Saved in the background, the opens of two seconds together. Any thread.
+/// Counts the user's opens of each path and turns them into a bonus for ranking. The opens of two seconds are
+/// saved together, in the background. Any thread may call it.
 class FrecencyStore : public RankingBoost {
 public:
     /// Seconds since 1970.
@@ -101,7 +101,7 @@ public:
     std::int32_t boost(std::string_view path) const;
     std::vector<PathBoost> boosts() const override;
 
-    /// Saves now what is not yet saved; returns why that failed.
+    /// Saves all unsaved changes now. Returns the error of a failure.
     std::optional<FileError> flush() { return table_->flush(); }
 
     FrecencyTable table() const;

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Moves the file to a free name, which is returned, or says why it could not. A link itself is moved.
+/// Moves the file to a free name. Returns the name, or an error. A link is moved itself.
 std::variant<std::string, FileError> setAside(const std::string& path) {
     constexpr int mostBackups = 99;
     for (int number = 1; number <= mostBackups; ++number) {

@@ -16,11 +16,11 @@
 
 namespace dovra {
 
-/// The file of a user store, which several processes may read and rewrite. A rewrite reads the file and
-/// replaces it while a lock file beside it is held, so that none undoes another's. Any thread.
+/// The file of a user store, which several processes may read and rewrite. A rewrite reads and replaces the
+/// file under the lock of a file beside it, so that none undoes another. Any thread may call its operations.
 class StoreFile {
 public:
-    /// More than any store holds; a file beyond it is not read, and none is written.
+    /// More than any store holds. A longer file is neither read nor written.
     static constexpr std::size_t maxBytes = std::size_t{16} * 1024 * 1024;
 
     explicit StoreFile(std::string path) : path_(std::move(path)) {}
@@ -31,14 +31,14 @@ public:
 
     struct Rewritten {
         std::string text;
-        /// Whether the present file holds something that the text does not take over: it is kept beside,
-        /// under the first free name of path + ".unreadable-1" to "-99".
+        /// Whether the present file holds data that the text lacks. It is then kept under the first free name
+        /// of path + ".unreadable-1" to "-99".
         bool keepsPresent = false;
     };
     using Rewrite = std::function<Rewritten(const FileContents& present)>;
 
-    /// Replaces the file by what `rewrite` makes of it. On failure the present file stays in its place and
-    /// the error is returned.
+    /// Replaces the file by the result of `rewrite`. On failure the present file stays in its place and the
+    /// error is returned.
     [[nodiscard]] std::optional<FileError> rewrite(const Rewrite& rewrite) const;
 
 private:
@@ -47,27 +47,26 @@ private:
     std::string path_;
 };
 
-/// The path of a store's file in the folder that the program keeps its files in; absent when there is no such
-/// folder.
+/// The path of a store's file in the folder of the program's files; absent when there is no such folder.
 std::optional<std::string> storeLocation(std::string_view fileName);
 
-/// What the user stores share: a table in memory, guarded by a mutex, and a file that it is saved to in the
-/// background, all changes of some moments together.
+/// The common part of the user stores: a table in memory, guarded by a mutex, and its file. Changes are saved
+/// in the background, those of a short time together.
 ///
-/// Several processes may have the file. So a save does not write the table: it reads the file anew, applies
-/// what was changed here since the last save, and writes that, all under the file's lock; the result is the
-/// table from then on. Only where there is no file, or none that can be read, the table as it is gets
-/// written. What a save would lose because it could not be read is kept beside the file (see `StoreFile`).
+/// Several processes may share the file. So a save reads the file anew, applies the changes made here since
+/// the last save, and writes the result, all under the file's lock. The result becomes the table. The table
+/// itself is written only when the file is missing or cannot be read. Unreadable data that a save would lose
+/// is kept beside the file (see `StoreFile`).
 ///
 /// `Table` is a value with
-///   Changes                         what can be done to it: `isEmpty()`, `apply(later)`
+///   Changes                         a sequence of changes: `isEmpty()`, `apply(later)`
 ///   apply(changes)
 ///   encode()                        the file's text
 ///   decode(text)                    absent when the text is no table at all, else `table` and `isWhole`,
 ///                                   whether everything in the text is in the table
 ///
-/// Any thread may call it. The mutex is never held during file access. Held by a shared pointer: a save that
-/// is due holds it weakly. When the object goes with a save still due, it saves.
+/// Any thread may call its operations. The mutex is never held during file access. The object is held by a
+/// shared pointer, because a due save holds it weakly. The destructor does a save that is still due.
 template <typename Table>
 class PersistentTable : public std::enable_shared_from_this<PersistentTable<Table>> {
 public:
@@ -96,18 +95,18 @@ public:
     /// Whether the table outlasts the process.
     bool hasFile() const { return file_.has_value(); }
 
-    /// Why the file could not be read at the start, or not all of it; absent when it could or when there was
-    /// none.
+    /// The error of reading the file at the start, or a part of it; absent when all was read or there was no
+    /// file.
     const std::optional<FileError>& loadError() const { return loadError_; }
 
-    /// Returns what `read(table)` does, under the mutex.
+    /// Returns the result of `read(table)`, called under the mutex.
     template <typename Read>
     auto read(const Read& read) const DOVRA_EXCLUDES(mutex_) {
         const MutexGuard guard(mutex_);
         return read(std::as_const(table_));
     }
 
-    /// Changes the table and has it saved after the delay, unless a save is due already.
+    /// Changes the table, and schedules a save after the delay unless one is due already.
     void change(const Changes& changes) DOVRA_EXCLUDES(mutex_) {
         if (applyAndAskForSave(changes)) {
             queue_.asyncAfter(saveDelay_, [weak = this->weak_from_this()] {
@@ -116,8 +115,7 @@ public:
         }
     }
 
-    /// Saves what was changed; does nothing when nothing was. On failure the table stays, and the next save
-    /// tries again.
+    /// Saves the changes, if there are any. On failure the table stays, and the next save tries again.
     std::optional<FileError> flush() DOVRA_EXCLUDES(mutex_, saveMutex_) {
         if (!file_) return std::nullopt;
         const MutexGuard saving(saveMutex_);
@@ -154,7 +152,7 @@ private:
         return saveScheduled_;
     }
 
-    /// Whether the caller is to schedule a save.
+    /// Returns whether the caller is to schedule a save.
     bool applyAndAskForSave(const Changes& changes) {
         const MutexGuard guard(mutex_);
         table_.apply(changes);

@@ -64,7 +64,7 @@ std::optional<SavedSearchTable::Decoded> SavedSearchTable::decode(std::string_vi
     if (!document || document->array() == nullptr) return std::nullopt;
     Decoded decoded;
     auto& items = decoded.table.items_;
-    // So that a long file costs no more than its length.
+    // Keeps the cost of a long file linear.
     std::unordered_map<std::string, std::size_t> places;
     for (const JSONValue& element : *document->array()) {
         auto item = decodeItem(element);

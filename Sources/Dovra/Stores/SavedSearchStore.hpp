@@ -11,7 +11,7 @@
 
 namespace dovra {
 
-/// A query that the user gave a name.
+/// A query with a name given by the user.
 struct SavedSearch {
     std::string name;  ///< not empty, no white space at its ends
     std::string query;
@@ -50,7 +50,7 @@ public:
 
     struct Decoded;
 
-    /// A name that is there keeps its place.
+    /// A name that exists keeps its place.
     void apply(const SavedSearchChanges& changes);
 
     const std::vector<SavedSearch>& items() const { return items_; }
@@ -58,8 +58,8 @@ public:
 
     std::string encode() const;
 
-    /// Absent when the text is no JSON array. An element that is not as it should be is left out; of equal
-    /// names the first gives the place and the last the query.
+    /// Absent when the text is no JSON array. A malformed element is left out; of equal names the first gives
+    /// the place and the last the query.
     static std::optional<Decoded> decode(std::string_view text);
 
 private:
@@ -73,7 +73,8 @@ struct SavedSearchTable::Decoded {
     bool isWhole = true;  ///< false when an element was left out
 };
 
-/// The user's named queries. Saved in the background, the changes of half a second together. Any thread.
+/// The user's named queries. The changes of half a second are saved together, in the background. Any thread
+/// may call it.
 class SavedSearchStore {
 public:
     using Item = SavedSearch;
@@ -88,11 +89,11 @@ public:
     /// Whether the list outlasts the process.
     bool hasFile() const { return table_->hasFile(); }
 
-    /// Why the file could not be read at the start, or not all of it.
+    /// The error of reading the file at the start, or a part of it; absent when there was none.
     const std::optional<FileError>& loadError() const { return table_->loadError(); }
 
     /// Adds the query, or replaces the one of that name in its place. White space and line ends at both ends
-    /// of the name are dropped; a name of nothing else is ignored.
+    /// of the name are dropped; a name of nothing else is not saved.
     void save(std::string_view name, std::string_view query);
 
     /// False when there is no such name.
@@ -104,7 +105,7 @@ public:
     /// In the order in which they were first saved.
     std::vector<Item> items() const;
 
-    /// Saves now what is not yet saved; returns why that failed.
+    /// Saves all unsaved changes now. Returns the error of a failure.
     std::optional<FileError> flush() { return table_->flush(); }
 
 private:
