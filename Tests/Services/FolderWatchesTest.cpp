@@ -1,12 +1,17 @@
+#include <atomic>
+#include <cstddef>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 
+#include "Platform/Linux/InotifyWatch.hpp"
 #include "Platform/OpenFolder.hpp"
 #include "Support/FollowedTree.hpp"
+#include "Support/InMemory.hpp"
 #include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 #include "Support/TreeScript.hpp"
@@ -34,6 +39,34 @@ TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
     FolderListing listing;
     EXPECT_TRUE(folder.value().list(ListingDetail::namesAndTypes, listing));
     EXPECT_EQ(listing.count(), 1U);
+}
+
+/// How many of some folders, made while the folder above them is watched again and again, get no watch.
+std::size_t unwatchedOf(std::size_t count) {
+    const test::InMemory inMemory;
+    const test::TemporaryTree tree;
+    auto watch = InotifyWatch::open({.enters = [](const std::string&) { return true; },
+                                     .reportLimit = [] {},
+                                     .maxWatches = count + 1,
+                                     .stop = {}});
+    watch.value().addTree(tree.path());
+    std::atomic<bool> isWriting = true;
+    std::thread writer([&] {
+        for (std::size_t i = 0; i < count; ++i)
+            tree.makeFolder(std::to_string(i));
+        isWriting = false;
+    });
+    while (isWriting)
+        watch->drain();
+    writer.join();
+    watch->drain();
+    return count + 1 - watch->watchCount();
+}
+
+TEST(FolderWatches, MissNothingWhileTheyAreSetAgain) {
+    // The kernel's window is small: one round in five hits it.
+    for (int round = 0; round < 12; ++round)
+        ASSERT_EQ(unwatchedOf(4000), 0U);
 }
 
 /// The disk is ahead of the events: a former parent, or another folder, is in place of a reported folder.

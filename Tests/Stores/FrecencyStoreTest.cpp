@@ -112,11 +112,13 @@ TEST_F(FrecencyStoreTest, LosesNoOpenWhileItSaves) {
     std::vector<std::thread> threads;
     for (FrecencyStore* store : {&first, &second}) {
         threads.emplace_back([&, store, own = fmt::format("/{}", threads.size())] {
-            for (int i = 1; saving > 0; ++i, ++opens) {
+            int i = 0;
+            do {
                 store->recordOpen("/a");
                 store->recordOpen(own);
-                ASSERT_EQ(store->table().find(own).value().count, i);
-            }
+                ASSERT_EQ(store->table().find(own).value().count, ++i);
+                ++opens;
+            } while (saving > 0);
         });
         threads.emplace_back([&, store] {
             for (int i = 0; i < 20; ++i)

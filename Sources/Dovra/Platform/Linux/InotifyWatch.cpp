@@ -19,8 +19,10 @@ namespace dovra {
 
 namespace {
 
-constexpr unsigned inotifyEvents =
-    IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR;
+/// Without IN_MASK_ADD, the kernel clears the events of a folder that is watched already before it sets them
+/// anew, and loses what happens in between.
+constexpr unsigned inotifyEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
+                                   IN_CLOSE_WRITE | IN_ATTRIB | IN_ONLYDIR | IN_MASK_ADD;
 
 /// The deepest folders of a walk that stay open; higher ones are opened again from below.
 constexpr std::size_t maxOpenLevels = 32;
