@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Base/Format.hpp"
+#include "Base/RelativeTime.hpp"
 
 namespace dovra {
 namespace {
@@ -48,6 +49,27 @@ TEST(Iso8601, WritesTimesInUtcUpToYearsOfFourDigits) {
     for (const double seconds : {253402300800.0, 1e300, -1e12, std::numeric_limits<double>::infinity(),
                                  std::numeric_limits<double>::quiet_NaN()})
         EXPECT_EQ(iso8601Text(seconds), std::nullopt) << seconds;
+}
+
+TEST(RelativeTime, SpeaksAsPeopleDo) {
+    constexpr double day = 86400;
+    struct Case {
+        double age;
+        const char* text;
+    };
+    for (const auto& [age, text] : std::initializer_list<Case>{{-90, "in the future"},
+                                                               {-5, "just now"},
+                                                               {59, "just now"},
+                                                               {60, "1 minute ago"},
+                                                               {3599, "59 minutes ago"},
+                                                               {3600, "1 hour ago"},
+                                                               {1.5 * day, "1 day ago"},
+                                                               {13.9 * day, "13 days ago"},
+                                                               {14 * day, "2 weeks ago"},
+                                                               {100 * day, "3 months ago"},
+                                                               {800 * day, "2 years ago"}})
+        EXPECT_EQ(relativeTime(2e9 - age, 2e9), text);
+    EXPECT_EQ(localTime(1e300), "");
 }
 
 }  // namespace

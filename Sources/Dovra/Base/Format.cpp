@@ -81,6 +81,16 @@ std::string groupedNumber(std::int64_t number, const std::locale& locale) {
     return fmt::format(groups ? locale : std::locale(locale, new Commas), "{:L}", number);
 }
 
+std::string grouped(std::int64_t number) {
+    // Looking up the locale takes longer than a search.
+    static const std::locale locale = userLocale();
+    return groupedNumber(number, locale);
+}
+
+std::string counted(std::int64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", grouped(number), noun, number == 1 ? "" : "s");
+}
+
 namespace {
 
 namespace chrono = std::chrono;

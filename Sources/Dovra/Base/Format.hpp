@@ -4,6 +4,7 @@
 #include <locale>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace dovra {
 
@@ -17,6 +18,12 @@ std::locale userLocale();
 
 /// The number with its digits grouped by the rule of the locale; by commas in threes when it has none.
 std::string groupedNumber(std::int64_t number, const std::locale& locale = userLocale());
+
+/// The same by the rule of the environment's locale at the first call.
+std::string grouped(std::int64_t number);
+
+/// A number and its noun: "1 file", "12,345 files".
+std::string counted(std::int64_t number, std::string_view noun);
 
 /// A time, in seconds since 1970, as "2024-01-05T10:20:30Z": in UTC, fractions of a second dropped. Absent
 /// outside the years 0 to 9999, which the form cannot hold.

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Base/TextRange.hpp"
 #include "Query/QueryNode.hpp"
-#include "Query/TextRange.hpp"
 
 namespace dovra {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Query/TextRange.hpp"
+#include "Base/TextRange.hpp"
 
 namespace dovra {
 

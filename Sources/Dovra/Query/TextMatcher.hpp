@@ -9,11 +9,11 @@
 
 #include "Base/ByteNeedle.hpp"
 #include "Base/TextNeedle.hpp"
+#include "Base/TextRange.hpp"
 #include "Index/NamePool.hpp"
 #include "Query/GlobPattern.hpp"
 #include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"
-#include "Query/TextRange.hpp"
 
 namespace dovra {
 

@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "Base/Theme.hpp"
+
 namespace dovra {
 
 bool isTerminal(StandardStream stream) {
@@ -35,7 +37,7 @@ std::string TerminalStyle::bold(std::string_view text) const {
 }
 
 std::string TerminalStyle::accent(std::string_view text) const {
-    return styled("\x1b[38;2;207;58;78m", text);
+    return styled(theme::accent.dark.ansiForeground(isOn_), text);
 }
 
 std::string TerminalStyle::dim(std::string_view text) const {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "Analysis/FolderSums.hpp"
+#include "Base/TextRange.hpp"
 #include "Index/FileRow.hpp"
-#include "Query/TextRange.hpp"
 #include "Servers/Http/PageContext.hpp"
 #include "Servers/Http/SearchParameters.hpp"
 

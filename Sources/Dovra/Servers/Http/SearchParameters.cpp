@@ -6,6 +6,7 @@
 
 #include "Index/FileIndex.hpp"
 #include "Query/RegularExpression.hpp"
+#include "Query/SortColumns.hpp"
 #include "Servers/Http/HttpRequestHead.hpp"
 #include "Servers/Http/ParameterReader.hpp"
 #include "Servers/Http/UrlText.hpp"
@@ -28,19 +29,11 @@ constexpr std::array optionTable = {
                  &Parameters::findsDuplicates},
 };
 
-constexpr std::array columnTable = {
-    SortColumn{"name", SortSpec::Key::name, "Name", true},
-    SortColumn{"path", SortSpec::Key::path, "Path", true},
-    SortColumn{"size", SortSpec::Key::size, "Size", false},
-    SortColumn{"date_modified", SortSpec::Key::modified, "Date Modified", false},
-    SortColumn{"relevance", SortSpec::Key::relevance, "", true},
-};
-
 SortSpec::Key readSortKey(ParameterReader& reader) {
     const std::string word = reader.text("sort");
     if (word.empty()) return SortSpec::Key::name;
-    const auto column = std::ranges::find(columnTable, word, &SortColumn::word);
-    if (column != columnTable.end()) return column->key;
+    const auto column = std::ranges::find(sortColumns, word, &SortColumn::word);
+    if (column != sortColumns.end()) return column->key;
     reader.noteFault("\"sort\" is one of name, path, size, date_modified, relevance.");
     return SortSpec::Key::name;
 }
@@ -55,10 +48,6 @@ std::string quoted(std::string_view key, std::string text) {
 
 std::span<const SearchOption> searchOptions() {
     return optionTable;
-}
-
-std::span<const SortColumn> sortColumns() {
-    return columnTable;
 }
 
 SearchParameters SearchParameters::read(const HttpParameters& parameters) {
@@ -112,7 +101,7 @@ std::string SearchParameters::link() const {
     }
     if (!within.empty()) link.with("within", within);
     if (sort.key != SortSpec::Key::name)
-        link.with("sort", std::ranges::find(columnTable, sort.key, &SortColumn::key)->word);
+        link.with("sort", std::ranges::find(sortColumns, sort.key, &SortColumn::key)->word);
     if (!sort.ascending) link.with("ascending", "0");
     if (offset > 0) link.with("offset", std::to_string(offset));
     if (count != usualCount) link.with("count", std::to_string(count));

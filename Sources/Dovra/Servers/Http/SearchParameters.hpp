@@ -54,14 +54,4 @@ struct SearchOption {
 
 std::span<const SearchOption> searchOptions();
 
-/// A word that a result can be sorted by; those with a title are columns of the table.
-struct SortColumn {
-    std::string_view word;
-    SortSpec::Key key;
-    std::string_view title;
-    bool startsAscending;  ///< when it is chosen first
-};
-
-std::span<const SortColumn> sortColumns();
-
 }  // namespace dovra

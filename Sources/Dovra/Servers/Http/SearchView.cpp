@@ -5,30 +5,21 @@
 
 #include "Base/Format.hpp"
 #include "Base/PathText.hpp"
+#include "Base/RelativeTime.hpp"
+#include "Base/ShownText.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/PlatformWords.hpp"
 #include "Query/FileKind.hpp"
 #include "Query/QueryKeys.hpp"
+#include "Query/SortColumns.hpp"
+#include "Query/Suggestions.hpp"
 #include "Servers/Http/PageViews.hpp"
-#include "Servers/Http/RelativeTime.hpp"
-#include "Servers/Http/ShownText.hpp"
 #include "Servers/Http/UrlText.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 
 namespace dovra {
 
 namespace {
-
-struct Suggestion {
-    std::string_view query;
-    std::string_view note;
-};
-
-constexpr std::array suggestions = {
-    Suggestion{"fuzzy:report", "fuzzy find"}, Suggestion{"ext:pdf", "by type"},
-    Suggestion{"size:>1mb", "large files"},   Suggestion{"dupe:content", "duplicates"},
-    Suggestion{"tag:work", "tags"},           Suggestion{"empty:", "empty folders"},
-};
 
 std::string searchLink(std::string_view text) {
     SearchParameters parameters;
@@ -54,7 +45,7 @@ JSONValue::Array keptList(const SearchParameters& parameters) {
         list.push_back(JSONObject{{"name", name}, {"value", value}});
     };
     if (parameters.sort.key != SortSpec::Key::name)
-        keep("sort", std::ranges::find(sortColumns(), parameters.sort.key, &SortColumn::key)->word);
+        keep("sort", std::ranges::find(sortColumns, parameters.sort.key, &SortColumn::key)->word);
     if (!parameters.sort.ascending) keep("ascending", "0");
     if (!parameters.within.empty()) keep("within_encoded", percentEncoded(parameters.within));
     return list;
@@ -79,7 +70,7 @@ JSONValue::Array queryLanguage() {
 
 JSONValue::Array columnList(const SearchPage& page) {
     JSONValue::Array list;
-    for (const SortColumn& column : sortColumns()) {
+    for (const SortColumn& column : sortColumns) {
         if (column.title.empty()) continue;
         SearchParameters next = page.shown;
         const bool isChosen = page.isSorted && next.sort.key == column.key;

@@ -5,9 +5,9 @@
 
 #include "Base/Format.hpp"
 #include "Base/PathText.hpp"
+#include "Base/ShownText.hpp"
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/SearchParameters.hpp"
-#include "Servers/Http/ShownText.hpp"
 #include "Servers/Http/Treemap.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 

@@ -1,4 +1,4 @@
-#include "Servers/Http/ShownText.hpp"
+#include "Base/ShownText.hpp"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "Servers/Http/RelativeTime.hpp"
+#include "Base/RelativeTime.hpp"
 
 #include <array>
 #include <cmath>

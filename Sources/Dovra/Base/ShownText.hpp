@@ -5,11 +5,11 @@
 #include <string_view>
 #include <vector>
 
-#include "Query/TextRange.hpp"
+#include "Base/TextRange.hpp"
 
 namespace dovra {
 
-/// A piece of a name as a page shows it.
+/// A piece of a name as a user sees it.
 struct ShownPiece {
     std::string text;
     bool isMarked = false;  ///< where the query was met
@@ -18,7 +18,7 @@ struct ShownPiece {
     bool operator==(const ShownPiece&) const = default;
 };
 
-/// A name as it may be shown on a page: ill-formed UTF-8 repaired, controls and the invisible characters that
+/// A name as it may be shown to a user: ill-formed UTF-8 repaired, controls and the invisible characters that
 /// turn the direction of text around written out, such as "\n" and "\u202E". The marks ascend and do not
 /// meet.
 std::vector<ShownPiece> shownPieces(std::string_view bytes, std::span<const TextRange> marks);
