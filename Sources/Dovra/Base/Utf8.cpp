@@ -5,10 +5,13 @@
 #include <cstdint>
 #include <fmt/format.h>
 #include <iterator>
+#include <unicode/ubrk.h>
 #include <unicode/uchar.h>
+#include <unicode/utext.h>
 #include <unicode/utf8.h>
 
 #include "Base/AsciiFold.hpp"
+#include "Base/Print.hpp"
 
 namespace dovra {
 
@@ -107,6 +110,18 @@ std::string_view trimmedWhiteSpace(std::string_view bytes) {
         last = position;
     }
     return first < last ? bytes.substr(first, last - first) : std::string_view();
+}
+
+std::string_view firstCharacters(std::string_view utf8, std::size_t count) {
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::LocalUTextPointer text(
+        utext_openUTF8(nullptr, utf8.data(), static_cast<std::int64_t>(utf8.size()), &status));
+    const icu::LocalUBreakIteratorPointer breaks(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+    ubrk_setUText(breaks.getAlias(), text.getAlias(), &status);
+    if (U_FAILURE(status)) fatalError("the Unicode library has no rules for the ends of characters");
+    while (count > 0 && ubrk_next(breaks.getAlias()) != UBRK_DONE)
+        --count;
+    return utf8.substr(0, static_cast<std::size_t>(ubrk_current(breaks.getAlias())));
 }
 
 std::size_t displayColumns(std::string_view bytes) {

@@ -24,6 +24,9 @@ std::string visibleText(std::string_view bytes);
 /// The text without the white space (also Unicode's) and line ends at both its ends.
 std::string_view trimmedWhiteSpace(std::string_view bytes);
 
+/// The text's first so many characters as a person counts them: letters with their accents, whole pictures.
+std::string_view firstCharacters(std::string_view utf8, std::size_t count);
+
 /// The columns of a text without control characters on a terminal.
 std::size_t displayColumns(std::string_view bytes);
 

@@ -18,6 +18,8 @@ struct FileRow {
     double modified = 0;  ///< seconds since 1970
     bool isDir = false;
     bool isSymbolicLink = false;
+
+    bool operator==(const FileRow&) const = default;
 };
 
 /// Builds the rows of the given entries; neighbours in one folder share the building of its path. The caller

@@ -21,6 +21,8 @@ struct SortSpec {
 
     Key key = Key::name;
     bool ascending = true;
+
+    bool operator==(const SortSpec&) const = default;
 };
 
 /// The rows of a result from the one behind the first `offset` on, at most `count`; neither is negative.

@@ -15,7 +15,7 @@
 #include "Platform/TerminationHandler.hpp"
 #include "Servers/Http/HttpRequestHandler.hpp"
 #include "Servers/Http/HttpServer.hpp"
-#include "Servers/ServerOptions.hpp"
+#include "Services/ServiceOptions.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
 namespace dovra {
@@ -25,13 +25,13 @@ namespace {
 using namespace std::chrono_literals;
 
 struct HttpOptions {
-    ServerOptions index;
+    ServiceOptions index;
     HttpServer::Address address;
     bool allowsDownload = false;
 };
 
 std::vector<Option> optionTable(HttpOptions& options) {
-    std::vector<Option> table = serverOptionTable(options.index);
+    std::vector<Option> table = serviceOptionTable(options.index);
     table.push_back({{"--host"},
                      "address",
                      "listen there (default: 127.0.0.1, only for this machine); 0.0.0.0 means everywhere",

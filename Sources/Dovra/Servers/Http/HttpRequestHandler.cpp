@@ -13,7 +13,7 @@
 #include "Servers/Http/PageTemplate.hpp"
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 namespace dovra {
 

@@ -6,7 +6,7 @@
 #include "Base/Format.hpp"
 #include "Base/PathText.hpp"
 #include "Base/Utf8.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 namespace dovra {
 

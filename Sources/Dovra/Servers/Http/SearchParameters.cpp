@@ -9,7 +9,7 @@
 #include "Query/SortColumns.hpp"
 #include "Servers/Http/HttpRequestHead.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 namespace dovra {
 

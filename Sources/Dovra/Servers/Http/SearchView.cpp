@@ -14,7 +14,7 @@
 #include "Query/SortColumns.hpp"
 #include "Query/Suggestions.hpp"
 #include "Servers/Http/PageViews.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 
 namespace dovra {

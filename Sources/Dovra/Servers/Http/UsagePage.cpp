@@ -6,7 +6,7 @@
 #include "Base/PathText.hpp"
 #include "Platform/Paths.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 namespace dovra {
 

@@ -2,7 +2,7 @@
 
 #include "Base/Format.hpp"
 #include "Base/ShownText.hpp"
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 namespace dovra {
 

@@ -10,7 +10,7 @@
 #include "Base/Utf8.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Platform/TerminationHandler.hpp"
-#include "Servers/ServerOptions.hpp"
+#include "Services/ServiceOptions.hpp"
 #include "Services/AppServices.hpp"
 
 namespace dovra {
@@ -202,8 +202,8 @@ void mcp::serve(IndexService& service, const Connection& connection) {
 }
 
 int MCPCLI::run(Arguments args) {
-    ServerOptions options;
-    const std::vector<Option> table = serverOptionTable(options);
+    ServiceOptions options;
+    const std::vector<Option> table = serviceOptionTable(options);
     if (asksForHelp(args)) return printServerHelp(table);
     const ParsedArguments parsed = parseOptions(args, table);
     if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);

@@ -1,4 +1,4 @@
-#include "Servers/Http/UrlText.hpp"
+#include "Base/UrlText.hpp"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -8,6 +8,11 @@ namespace dovra {
 /// Any bytes as a part of a URL: all but unreserved characters and "/" become "%" and two hexadecimal digits.
 std::string percentEncoded(std::string_view bytes);
 
+/// The "file:" URL of an absolute path, whatever bytes it has.
+inline std::string fileUrl(std::string_view path) {
+    return "file://" + percentEncoded(path);
+}
+
 /// A path and parameters as a reference within this server: "/du?path=/home&count=5". Without parameters the
 /// path alone.
 class Link {

@@ -1,4 +1,4 @@
-#include "Servers/ServerOptions.hpp"
+#include "Services/ServiceOptions.hpp"
 
 #include "Base/Print.hpp"
 #include "Platform/OpenFolder.hpp"
@@ -6,11 +6,11 @@
 
 namespace dovra {
 
-std::vector<Option> serverOptionTable(ServerOptions& options) {
+std::vector<Option> serviceOptionTable(ServiceOptions& options) {
     return {
         {{"--in", "-i"},
          "folder",
-         "serve what lies below this folder (default: /)",
+         "search below this folder (default: /)",
          [&](const std::string& value) {
              options.root = standardizedPath(value).value_or("");
              return true;
@@ -22,14 +22,14 @@ std::vector<Option> serverOptionTable(ServerOptions& options) {
     };
 }
 
-std::optional<std::string> faultOf(const ServerOptions& options) {
+std::optional<std::string> faultOf(const ServiceOptions& options) {
     if (options.root.empty()) return "there is no such folder, or no current folder to look from";
     if (!OpenFolder::open(options.root))
         printError("dovra: {} is not a folder that can be read: there is nothing to find\n", options.root);
     return std::nullopt;
 }
 
-AppServices::Options serviceOptions(const ServerOptions& options) {
+AppServices::Options serviceOptions(const ServiceOptions& options) {
     AppServices::Options service;
     service.root = options.root;
     service.usesTrigram = options.usesTrigram;

@@ -1,0 +1,84 @@
+#include "Desktop/Model/AppDelegate.hpp"
+
+#include <utility>
+
+#include "Base/Utf8.hpp"
+
+namespace dovra {
+
+void AppDelegate::launch(const LaunchRequest& request) {
+    services_->start();
+    if (request.query) viewModel_->setQuery(*request.query);
+    showPanel();
+}
+
+void AppDelegate::handle(const LaunchRequest& request) {
+    if (request.query) {
+        showQuery(*request.query);
+    } else if (request.toggles) {
+        togglePanel();
+    } else {
+        showPanel();
+    }
+}
+
+void AppDelegate::togglePanel() {
+    if (windows_.isPanelVisible()) {
+        windows_.hidePanel();
+    } else {
+        showPanel();
+    }
+}
+
+void AppDelegate::showQuery(std::string query) {
+    viewModel_->setQuery(std::move(query));
+    showPanel();
+}
+
+MenuState AppDelegate::menuState() const {
+    return {.usesTrigram = usesTrigram_,
+            .savedSearches = services_->savedSearches().items(),
+            .query = viewModel_->state().query};
+}
+
+void AppDelegate::perform(const MenuItem& item) {
+    switch (item.action) {
+        case MenuAction::none:
+            return;
+        case MenuAction::showPanel:
+            return showPanel();
+        case MenuAction::findDuplicates:
+            return showQuery("dupe:content");
+        case MenuAction::rebuildIndex:
+            return services_->rebuild();
+        case MenuAction::toggleTrigram:
+            usesTrigram_ = services_->toggleTrigram();
+            return;
+        case MenuAction::saveCurrentSearch:
+            return saveCurrentSearch();
+        case MenuAction::applySavedSearch:
+            return showQuery(item.object);
+        case MenuAction::removeSavedSearch:
+            (void)services_->savedSearches().remove(item.object);
+            return;
+        case MenuAction::quit:
+            return windows_.quit();
+    }
+}
+
+void AppDelegate::saveCurrentSearch() {
+    const std::string query(trimmedWhiteSpace(viewModel_->state().query));
+    if (query.empty()) return;
+    windows_.askForName(SaveDialog(query), [services = services_, query](const std::string& name) {
+        services->savedSearches().save(name, query);
+    });
+}
+
+void AppDelegate::terminate() {
+    viewModel_->cancelSearch();
+    services_->searchQueue().sync();
+    services_->close();
+    (void)services_->savedSearches().flush();
+}
+
+}  // namespace dovra
