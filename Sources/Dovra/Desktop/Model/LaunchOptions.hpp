@@ -14,8 +14,8 @@ namespace dovra {
 
 /// What a start asks of the panel. A second start hands this to the program that runs already, and ends.
 struct LaunchRequest {
-    std::optional<std::string> query;  ///< to be shown with its answer
-    bool toggles = false;              ///< hides a visible panel
+    std::optional<std::string> query = {};  ///< to be shown with its answer
+    bool toggles = false;                   ///< hides a visible panel
 };
 
 /// The options of the desktop application.

@@ -14,7 +14,7 @@ namespace dovra {
 struct RowText {
     std::vector<ShownPiece> name;  ///< with the parts that met the query marked
     std::string path;              ///< of the folder
-    std::string size = {};              ///< empty for a folder, which has none of its own
+    std::string size = {};         ///< empty for a folder, which has none of its own
     std::string exactSize = {};
     std::string date = {};       ///< as people say it
     std::string exactDate = {};  ///< both are empty where no calendar has the time
