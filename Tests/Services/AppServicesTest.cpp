@@ -131,6 +131,12 @@ TEST_F(AppServicesTest, RebuildsAndTogglesTheTrigramIndex) {
         EXPECT_EQ(services->index().trigramLocked() != nullptr, isUsed);
         EXPECT_EQ(services->toggleTrigram(), !isUsed);
     }
+    // At once, while the first scan is still to come.
+    const auto early = make();
+    early->start();
+    EXPECT_TRUE(early->toggleTrigram());
+    ASSERT_TRUE(early->waitUntilReady(1min));
+    EXPECT_TRUE(early->index().hasTrigramIndex());
 }
 
 TEST_F(AppServicesTest, IsNotReadyFromTheCallForARebuildToItsEnd) {

@@ -137,6 +137,9 @@ void LiveIndex::rebuild() {
 
 void LiveIndex::useTrigram(bool isUsed) {
     usesTrigram_ = isUsed;
+    // The first contents go into the index itself.
+    if (state_ == State::empty || state_ == State::loading)
+        index_.attachTrigramIndex(isUsed ? std::make_shared<TrigramIndex>() : nullptr);
     rebuild();
 }
 
