@@ -157,7 +157,9 @@ void AppServices::close() {
     // A running save ends soon, and must end before the last one begins.
     savingQueue_.sync();
     buildQueue_.sync([this] { live_.end(); });
-    if (const auto error = frecency_->flush()) options_.report(error->message);
+    for (const auto& error : {frecency_->flush(), savedSearches_.flush()}) {
+        if (error) options_.report(error->message);
+    }
 }
 
 bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {

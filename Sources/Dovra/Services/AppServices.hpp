@@ -63,8 +63,8 @@ public:
     /// Switches the trigram index on or off, and rebuilds. Returns whether it is on now.
     bool toggleTrigram();
 
-    /// An orderly end: stops watching and building, and saves the index if it changed since the last save.
-    /// Returns when that is done. No operation may be called afterwards.
+    /// An orderly end: stops watching and building, and saves the stores, and the index if it changed since
+    /// the last save. Returns when that is done. No operation may be called afterwards.
     void close();
 
     bool waitUntilReady(std::chrono::milliseconds deadline) override;

@@ -78,7 +78,6 @@ void AppDelegate::terminate() {
     viewModel_->cancelSearch();
     services_->searchQueue().sync();
     services_->close();
-    (void)services_->savedSearches().flush();
 }
 
 }  // namespace dovra
