@@ -43,7 +43,7 @@ std::vector<std::string> lines(const std::vector<MenuItem>& menu) {
 
 class AppDelegateTest : public testing::Test {
 protected:
-    ~AppDelegateTest() override { app_.terminate(); }
+    void TearDown() override { app_.terminate(); }
 
     void choose(MenuAction action, const std::string& object = {}) {
         app_.perform({.title = "x", .action = action, .object = object});

@@ -16,19 +16,19 @@ constexpr double minute = 60;
 constexpr double hour = 60 * minute;
 constexpr double day = 24 * hour;
 
-struct Unit {
+struct AgeUnit {
     double until;  ///< ages from here on are told in the next unit
     double length;
     std::string_view name;
 };
 
-constexpr std::array units = {
-    Unit{hour, minute, "minute"},
-    Unit{day, hour, "hour"},
-    Unit{14 * day, day, "day"},
-    Unit{60 * day, 7 * day, "week"},
-    Unit{730 * day, 30.44 * day, "month"},
-    Unit{HUGE_VAL, 365.25 * day, "year"},
+constexpr std::array ageUnits = {
+    AgeUnit{hour, minute, "minute"},
+    AgeUnit{day, hour, "hour"},
+    AgeUnit{14 * day, day, "day"},
+    AgeUnit{60 * day, 7 * day, "week"},
+    AgeUnit{730 * day, 30.44 * day, "month"},
+    AgeUnit{HUGE_VAL, 365.25 * day, "year"},
 };
 
 }  // namespace
@@ -38,10 +38,10 @@ std::string relativeTime(double time, double now) {
     if (age < -minute) return "in the future";
     if (age < minute) return "just now";
     std::size_t unit = 0;
-    while (age >= units[unit].until)
+    while (age >= ageUnits[unit].until)
         ++unit;
-    const auto count = static_cast<std::int64_t>(age / units[unit].length);
-    return fmt::format("{} {}{} ago", count, units[unit].name, count == 1 ? "" : "s");
+    const auto count = static_cast<std::int64_t>(age / ageUnits[unit].length);
+    return fmt::format("{} {}{} ago", count, ageUnits[unit].name, count == 1 ? "" : "s");
 }
 
 std::string localTime(double time) {
