@@ -28,6 +28,9 @@ LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 # Whose headers are not the operating system's, although they end in ".h".
 LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
 
+# The toolkit of the windows, which nothing but the windows may need.
+TOOLKIT = re.compile(r"Qt?[A-Z]")
+
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
@@ -43,8 +46,10 @@ def fault_of_quoted(part: str, included: str) -> str | None:
     return None
 
 
-def fault_of_angled(in_linux: bool, included: str) -> str | None:
+def fault_of_angled(in_linux: bool, in_windows: bool, included: str) -> str | None:
     """The fault of including a header of the system or of a library."""
+    if TOOLKIT.match(included) and not in_windows:
+        return "the toolkit is for the windows in Desktop only"
     if included.split("/")[0] in LAYER_OF:
         return "headers of Dovra are included in quotes"
     is_system = included == "csignal" or (included.endswith(".h") and not included.startswith(LIBRARIES))
@@ -59,8 +64,13 @@ def faults(root: Path) -> Iterator[str]:
             yield f"{place}: stands in no known folder"
             continue
         in_linux = place.parts[:2] == ("Platform", "Linux")
+        in_model = place.parts[:2] == ("Desktop", "Model")
+        in_windows = part == "Desktop" and not in_model
         for quoted, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
-            if fault := fault_of_quoted(part, quoted) if quoted else fault_of_angled(in_linux, angled):
+            fault = fault_of_quoted(part, quoted) if quoted else fault_of_angled(in_linux, in_windows, angled)
+            if in_model and quoted.startswith("Desktop/") and not quoted.startswith("Desktop/Model/"):
+                fault = "Desktop/Model knows no windows"
+            if fault:
                 yield f"{place}: {quoted or angled}: {fault}"
 
 
