@@ -4,12 +4,12 @@
 #include <array>
 #include <fmt/format.h>
 
+#include "Base/UrlText.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Query/SortColumns.hpp"
 #include "Servers/Http/HttpRequestHead.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Base/UrlText.hpp"
 
 namespace dovra {
 

@@ -7,6 +7,7 @@
 #include "Base/PathText.hpp"
 #include "Base/RelativeTime.hpp"
 #include "Base/ShownText.hpp"
+#include "Base/UrlText.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/PlatformWords.hpp"
 #include "Query/FileKind.hpp"
@@ -14,7 +15,6 @@
 #include "Query/SortColumns.hpp"
 #include "Query/Suggestions.hpp"
 #include "Servers/Http/PageViews.hpp"
-#include "Base/UrlText.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 
 namespace dovra {

@@ -10,8 +10,8 @@
 #include "Base/Utf8.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Platform/TerminationHandler.hpp"
-#include "Services/ServiceOptions.hpp"
 #include "Services/AppServices.hpp"
+#include "Services/ServiceOptions.hpp"
 
 namespace dovra {
 
