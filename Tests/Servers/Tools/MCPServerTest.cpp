@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Servers/Tools/MCPServer.hpp"
+#include "Servers/Tools/RequestQueue.hpp"
 #include "Support/ToolCaller.hpp"
 
 namespace dovra {
@@ -156,6 +157,14 @@ private:
     FileIndex index_;
     std::string root_ = tree_.path();
 };
+
+TEST(RequestQueue, ForgetsTheBytesOfWhatIsDropped) {
+    RequestQueue queue;
+    queue.push({}, 1);
+    queue.push({.value = {}, .isReply = true}, 2);
+    queue.cancel([](const Message& message) { return message.isReply; });
+    EXPECT_EQ(queue.state().bytes, 1U);
+}
 
 /// A session with these bytes as its input.
 struct Session {

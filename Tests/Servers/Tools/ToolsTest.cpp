@@ -148,9 +148,9 @@ TEST_F(Tools, ReportLinesOfTheFilesInScope) {
                  {"line":2,"text":"TODO one"},{"line":4,"text":"todo two"}]}]})"},
                               {R"({"query":"TODO","ext":"swift","match_case":true})", "results/*/path",
                                R"(["ROOT/src/b.swift"])"},
-                              {R"({"query":"todo","ext":"\"swift"})", "filesScanned", "3"},
                               // No operator of the query language widens the scope.
-                              {R"({"query":"todo","ext":"none | swift"})", "filesScanned", "0"}});
+                              {R"({"query":"todo","ext":"none | swift"})", "filesScanned", "0"},
+                              {R"({"query":"todo","ext":"none\" | ext:\"swift"})", "filesScanned", "0"}});
 }
 
 TEST_F(Tools, StopAtTheirLimits) {
