@@ -14,16 +14,21 @@ find_package(fmt REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 # JSON text: strict, and its parser does not recurse.
 find_package(nlohmann_json REQUIRED)
-# Queues and timers, later sockets: one event library for all. Headers alone.
+# Queues, timers and the web server's sockets: one event library for all. Headers alone, which take seconds to
+# compile: they are included in sources only.
 find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
 add_library(dovra_asio INTERFACE)
 target_include_directories(dovra_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
-target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+# This version looks for Clang's coroutines, which ./lint needs, where they were before they became standard.
+target_compile_definitions(dovra_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED
+    ASIO_HAS_CO_AWAIT ASIO_HAS_STD_COROUTINE)
 target_link_libraries(dovra_asio INTERFACE Threads::Threads)
 if(DOVRA_SANITIZE MATCHES "thread")
     # The sanitizer does not know fences. Handlers are handed over under a mutex, which it knows.
     target_compile_definitions(dovra_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)
 endif()
+# The web pages' templates: one header, escapes by default.
+find_path(MUSTACHE_INCLUDE_DIR kainjow/mustache.hpp REQUIRED)
 # SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.
 set(OPENSSL_USE_STATIC_LIBS ON)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)

@@ -8,12 +8,14 @@ project_folder=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
     g++ cmake ninja-build pkg-config
     libpcre2-dev libicu-dev libtbb-dev libfmt-dev libplist-dev libssl-dev nlohmann-json3-dev
-    libasio-dev
+    libasio-dev libkainjow-mustache-dev
 )
 # Further packages for building and running the tests.
 test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
-# Debian's Node comes without its package manager, other packages of Node include it.
-command -v npm >/dev/null || test_packages+=(nodejs npm)
+# Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
+# it.
+optional_packages=(chromium)
+command -v npm >/dev/null || optional_packages+=(nodejs npm)
 # Programs of ./lint.
 lint_packages=(clang-format clang-tidy-16 shellcheck)
 

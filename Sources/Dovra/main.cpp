@@ -15,7 +15,8 @@
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/Process.hpp"
 #include "Platform/StandardStreams.hpp"
-#include "Servers/MCPServer.hpp"
+#include "Servers/Http/HttpCLI.hpp"
+#include "Servers/Tools/MCPServer.hpp"
 
 using namespace dovra;
 
@@ -63,7 +64,7 @@ constexpr std::array modes = {
     Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
     Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
-    Mode{"--http", nullptr, "[options]", "serve a search page"},
+    Mode{"--http", HttpCLI::run, "[options] [port]", "serve a search page", true},
     Mode{"--mcp", MCPCLI::run, "[options]", "serve tools to AI clients on standard input and output", true},
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
     Mode{"--duplicates", CLI::runDuplicates, "[options] [query]", "list files with equal contents", true},

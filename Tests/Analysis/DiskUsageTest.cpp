@@ -4,6 +4,7 @@
 #include <random>
 
 #include "Analysis/DiskUsage.hpp"
+#include "Analysis/FolderUsage.hpp"
 #include "Base/PathText.hpp"
 #include "Support/IndexBuilder.hpp"
 
@@ -18,8 +19,8 @@ namespace {
 using Rows = std::vector<DirUsage>;
 using test::IndexItem;
 
-/// The report as its definition has it: every file counts for all folders that its path lies below, through
-/// folders that are known.
+/// The report by its definition: every file counts for all folders above it, as far as the folders between
+/// them are known.
 Rows slowUsage(const FileIndex& index, const std::string& under, std::int64_t limit) {
     const ReadGuard guard(index.rwlock);
     Rows rows;
@@ -47,7 +48,7 @@ Rows slowUsage(const FileIndex& index, const std::string& under, std::int64_t li
     return rows;
 }
 
-/// Few names, so that paths are alike and sums are equal.
+/// Few different names, so that many paths are similar and many sums equal.
 std::vector<IndexItem> randomItems(std::mt19937& random, const std::string& root, std::size_t count) {
     std::vector<IndexItem> items;
     for (std::size_t i = 0; i < count; ++i) {
@@ -89,6 +90,46 @@ TEST(DiskUsage, SumsInPiecesAsInOne) {
         items.emplace_back(fmt::format("/{}/{}", i % 7, i), i);
     const auto index = test::makeIndex(items);
     EXPECT_EQ(directoryUsage(*index, std::nullopt, 0), slowUsage(*index, "/", 0));
+}
+
+void flatten(const UsageTree& tree, Rows& rows) {
+    rows.push_back(tree.usage);
+    for (const UsageTree& folder : tree.folders)
+        flatten(folder, rows);
+}
+
+TEST(FolderUsage, IsThatOfTheFoldersAsTheyAreNow) {
+    std::mt19937 random(6);
+    const auto index = test::makeIndex(randomItems(random, "/", 500));
+    const FolderUsage usage(*index);
+    for (int round = 0; round < 4; ++round) {
+        Rows rows;
+        flatten(*usage.tree("/", 100), rows);
+        std::ranges::sort(rows, {}, &DirUsage::path);
+        Rows expected = slowUsage(*index, "/", 0);
+        std::ranges::sort(expected, {}, &DirUsage::path);
+        EXPECT_EQ(rows, expected);
+        const std::vector<std::string> paths = {rows.back().path, "/none", "/"};
+        const auto sums = usage.sumsOf(paths);
+        EXPECT_EQ(sums[0]->bytes, rows.back().totalBytes);
+        EXPECT_FALSE(sums[1]);
+        EXPECT_EQ(sums[2]->files, rows.front().fileCount);
+        const WriteGuard guard(index->rwlock);
+        for (const EntryId id : {10 * round + 100, 10 * round + 101}) {
+            if (!index->entriesLocked()[static_cast<std::size_t>(id)].isFolder()) index->tombstoneLocked(id);
+        }
+        index->raiseGenerationLocked();
+    }
+    EXPECT_FALSE(usage.tree("/none", 1));
+    const UsageTree top = *usage.tree("/", 1);
+    EXPECT_TRUE(std::ranges::is_sorted(top.folders, std::greater{},
+                                       [](const UsageTree& folder) { return folder.usage.totalBytes; }));
+    EXPECT_TRUE(top.folders.front().folders.empty());
+    {
+        const WriteGuard guard(index->rwlock);
+        index->forgetContentsLocked(*index->directoriesLocked().find(top.folders.front().usage.path));
+    }
+    EXPECT_EQ(usage.tree("/", 1)->folders.size(), top.folders.size() - 1) << "as if it could not be listed";
 }
 
 TEST(DiskUsageDeathTest, OverflowEndsTheProcess) {

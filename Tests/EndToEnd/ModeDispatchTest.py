@@ -5,12 +5,12 @@ import unittest
 
 from harness import Outcome, ProgramTest, Stream
 
-# Every mode word, in the order in which they are looked for, and what its own help tells of.
+# Every mode word, in the order of precedence, and an option that its own help names.
 MODES = {
     "--selftest": [],
     "--search": ["--in", "--limit", "--sort", "--desc", "--print0"],
     "--snapshot": [],
-    "--http": [],
+    "--http": ["usage", "--in", "-i", "--trigram", "--host", "--allow-download", "--token"],
     "--mcp": ["--in", "-i", "--trigram"],
     "--bench": [],
     "--duplicates": ["usage", "--in", "--limit", "--print0"],
@@ -18,7 +18,7 @@ MODES = {
     "--saved": ["--add", "-r", "--limit", "--"],
 }
 # Those that this version answers with an error.
-UNAVAILABLE = ["--snapshot", "--http"]
+UNAVAILABLE = ["--snapshot"]
 
 
 class ModeDispatchTest(ProgramTest):
@@ -71,6 +71,10 @@ class ModeDispatchTest(ProgramTest):
             "--mcp extra": "extra",
             "--mcp --root /": "--root",
             "--mcp --in / -i": "-i",
+            "--http --port": "--port",
+            "--http 65536": "65536",
+            "--http 80 81": "81",
+            "--http --host": "--host",
         }.items():
             self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 

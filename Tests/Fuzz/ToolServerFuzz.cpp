@@ -3,7 +3,7 @@
 #include <string>
 
 #include "Fuzz/FuzzCheck.hpp"
-#include "Servers/MCPServer.hpp"
+#include "Servers/Tools/MCPServer.hpp"
 #include "Support/IndexBuilder.hpp"
 
 // Any line gets no reply or one that is a line of JSON: an answer of the protocol with the same identifier.

@@ -38,11 +38,31 @@ TEST(RegularFile, OpensNothingElse) {
     EXPECT_EQ(std::pair(other->inode(), other->device()), std::pair(file->inode(), file->device()));
 }
 
+TEST(RegularFile, StaysBelowTheRoot) {
+    const test::TemporaryTree tree;
+    tree.write("root/a");
+    tree.write("root/in/b");
+    tree.write("secret");
+    std::filesystem::create_symlink("a", tree.path("root/link"));
+    std::filesystem::create_symlink("in", tree.path("root/folder"));
+    std::filesystem::create_symlink("root", tree.path("way"));
+    ASSERT_EQ(::mkfifo(tree.path("root/pipe").c_str(), 0600), 0);
+    for (const char* path : {"a", "in/b", "in/../a"})
+        EXPECT_TRUE(RegularFile::openBelow(tree.path("way"), path)) << path;
+    using namespace std::string_literals;
+    for (const std::string& path :
+         {"../secret"s, "in/../../secret"s, tree.path("root/a"), "link"s, "folder/b"s, "pipe"s, "in"s,
+          "a\0b"s, ""s, "/proc/self/root"s + tree.path("secret")})
+        EXPECT_FALSE(RegularFile::openBelow(tree.path("root"), path)) << path;
+    const test::DeepFile deep(tree.path(), "deep");
+    EXPECT_TRUE(RegularFile::openBelow(tree.path(), deep.path.substr(tree.path().size() + 1)));
+}
+
 TEST(RegularFile, OpensPathsLongerThanTheSystemTakes) {
     const test::TemporaryTree tree;
     const test::DeepFile deep(tree.path(), "deep");
     ASSERT_GT(deep.path.size(), 8000);
-    // Every number of extra slashes puts the pieces' ends elsewhere, also between two slashes.
+    // Each number of extra slashes moves the ends of the pieces; some fall between two slashes.
     const std::string below = deep.path.substr(tree.path().size());
     for (std::size_t slashes = 0; slashes < 220; ++slashes) {
         std::string doubled = tree.path() + std::string(slashes, '/') + below;

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Index/Crawl.hpp"
-#include "Servers/MCPRequestHandler.hpp"
+#include "Servers/Tools/MCPRequestHandler.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {

@@ -15,7 +15,8 @@ std::vector<FileRow> rowsLocked(const FileIndex& index, std::span<const EntryId>
                         .path = std::string(paths.of(entry.dirIndex)),
                         .size = entry.size,
                         .modified = entry.modTime,
-                        .isDir = entry.isFolder()});
+                        .isDir = entry.isFolder(),
+                        .isSymbolicLink = entry.isSymbolicLink()});
     }
     return rows;
 }

@@ -17,6 +17,7 @@ struct FileRow {
     std::uint64_t size = 0;
     double modified = 0;  ///< seconds since 1970
     bool isDir = false;
+    bool isSymbolicLink = false;
 };
 
 /// Builds the rows of the given entries; neighbours in one folder share the building of its path. The caller

@@ -23,6 +23,11 @@ public:
     /// link at the end of the path.
     static std::optional<RegularFile> openKnown(const std::string& path);
 
+    /// Opens the file at `path`, relative to the folder `root`, and stays below that folder: no symbolic link
+    /// is followed on the way, only on the way to the root, and ".." does not lead out. Absent as with
+    /// `open`, and where the system cannot promise this (Linux before 5.6, sandboxes that forbid `openat2`).
+    static std::optional<RegularFile> openBelow(const std::string& root, const std::string& path);
+
     /// Reads up to `destination.size()` bytes from `offset` on. Returns the number of bytes: 0 at the end of
     /// the file, sometimes fewer than requested before it. Absent when reading fails.
     std::optional<std::size_t> readAt(std::uint64_t offset, std::span<char> destination) const;
@@ -35,7 +40,8 @@ public:
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
-    static std::optional<RegularFile> openWith(const std::string& path, int flags);
+    /// Absent when the open file is not a regular one.
+    static std::optional<RegularFile> checked(Descriptor descriptor);
 
     Descriptor descriptor_;
     std::uint64_t size_ = 0;

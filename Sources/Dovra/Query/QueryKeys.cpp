@@ -74,16 +74,16 @@ constexpr std::array queryKeyTable = {
     QueryKeyInfo{QueryKey::emptyFolders, emptyWords, true, "empty:", "folders with nothing in them"},
 };
 
-constexpr std::string_view operatorsHelp =
-    R"(  report              names that contain the text, in any case
-  report 2024         both (AND)
-  jpg|png             either (OR, binds tighter than AND)
-  !draft              not
-  <a b>|c             grouping
-  "exact phrase"      text with spaces or operators
-  *.pdf  a?c          wildcards over the whole name: any text, any one byte
-  src/main            a "/" makes the term look at the full path
-)";
+constexpr std::array queryFormTable = {
+    QueryForm{"report", "names that contain the text, in any case"},
+    QueryForm{"report 2024", "both (AND)"},
+    QueryForm{"jpg|png", "either (OR, binds tighter than AND)"},
+    QueryForm{"!draft", "not"},
+    QueryForm{"<a b>|c", "grouping"},
+    QueryForm{"\"exact phrase\"", "text with spaces or operators"},
+    QueryForm{"*.pdf  a?c", "wildcards over the whole name: any text, any one byte"},
+    QueryForm{"src/main", "a \"/\" makes the term look at the full path"},
+};
 
 std::string joined(std::span<const std::string_view> words) {
     return fmt::format("{}", fmt::join(words, ", "));
@@ -93,6 +93,10 @@ std::string joined(std::span<const std::string_view> words) {
 
 std::span<const QueryKeyInfo> queryKeys() {
     return queryKeyTable;
+}
+
+std::span<const QueryForm> queryForms() {
+    return queryFormTable;
 }
 
 const QueryKeyInfo* findQueryKey(std::string_view word) {
@@ -109,7 +113,10 @@ KeyedTerm splitKey(std::string_view term) {
 }
 
 std::string queryLanguageHelp() {
-    std::string help = "Query language:\n" + std::string(operatorsHelp) + "\n";
+    std::string help = "Query language:\n";
+    for (const QueryForm& form : queryForms())
+        help += fmt::format("  {:<19} {}\n", form.example, form.meaning);
+    help += "\n";
     for (const QueryKeyInfo& info : queryKeyTable)
         help += fmt::format("  {:<19} {}\n", info.example, info.meaning);
     help += "\n";

@@ -45,6 +45,15 @@ struct QueryKeyInfo {
 /// The whole table, in the order of the documentation. The extension macros ("image:") are not in it.
 std::span<const QueryKeyInfo> queryKeys();
 
+/// What can be written without a key.
+struct QueryForm {
+    std::string_view example;
+    std::string_view meaning;
+};
+
+/// Text and operators, in the order of the documentation.
+std::span<const QueryForm> queryForms();
+
 /// The row of a key word in lower case; null when there is none.
 const QueryKeyInfo* findQueryKey(std::string_view word);
 

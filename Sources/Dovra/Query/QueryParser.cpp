@@ -149,6 +149,9 @@ public:
         } while (!groups_.empty());
     }
 
+    /// The terms under an even number of negations, by the texts of `tokens`.
+    const std::vector<std::string_view>& positiveTerms() const { return positive_; }
+
 private:
     struct Group {
         std::vector<NodeIndex> conjunction;
@@ -185,6 +188,7 @@ private:
     }
 
     void takeTerm(const std::string& term) {
+        if (!nextIsNegated()) positive_.push_back(term);
         if (const auto plain = plainTextTerm(term, context_)) {
             notePlainTerm(plain->target, {std::string(plain->text), plain->caseSensitive});
             if (Alternatives* others = alternativesOfNext()) {
@@ -295,6 +299,7 @@ private:
     std::size_t position_ = 0;
     std::vector<Group> groups_;
     std::unordered_map<std::string_view, NodeIndex> leaves_;  ///< by the texts of `tokens_`
+    std::vector<std::string_view> positive_;
 };
 
 }  // namespace
@@ -305,6 +310,20 @@ CompiledQuery QueryParser::parse(std::string_view text) {
     const QueryContext context = readFlags(tokens, query);
     TreeBuilder(tokens, context, query).run();
     return query;
+}
+
+std::vector<QueryNode> QueryParser::positiveTerms(std::string_view text) {
+    CompiledQuery query;
+    const std::vector<Token> tokens = tokenize(text);
+    const QueryContext context = readFlags(tokens, query);
+    TreeBuilder builder(tokens, context, query);
+    builder.run();
+    std::vector<QueryNode> terms;
+    std::unordered_set<std::string_view> seen;
+    for (const std::string_view term : builder.positiveTerms()) {
+        if (seen.insert(term).second) terms.push_back(makeLeaf(term, context));
+    }
+    return terms;
 }
 
 CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool caseSensitive) {

@@ -4,6 +4,7 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Query/QueryNode.hpp"
 
@@ -40,6 +41,10 @@ CompiledQuery narrowedToPath(CompiledQuery query, std::string_view text, bool ca
 struct QueryParser {
     /// Never fails, because every text has a meaning. Linear in the text, without recursion.
     static CompiledQuery parse(std::string_view text);
+
+    /// The tests of the terms that do not stand under an odd number of negations, each once. A parsed query
+    /// may have merged them with others.
+    static std::vector<QueryNode> positiveTerms(std::string_view text);
 };
 
 }  // namespace dovra

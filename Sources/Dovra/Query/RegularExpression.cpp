@@ -76,6 +76,11 @@ struct MatchWorkspace {
     pcre2_jit_stack* stack = pcre2_jit_stack_create(initialStackBytes, largestStackBytes, nullptr);
 };
 
+const MatchWorkspace& threadWorkspace() {
+    thread_local const MatchWorkspace workspace;
+    return workspace;
+}
+
 PCRE2_SPTR codeUnits(std::string_view text) {
     return reinterpret_cast<PCRE2_SPTR>(text.data());
 }
@@ -134,7 +139,7 @@ struct RegularExpression::Code {
         /// is abandoned at once.
         int match(std::string_view validText, std::uint32_t limit, StepCount* steps) const {
             if (code_ == nullptr) return PCRE2_ERROR_CALLOUT;
-            thread_local const MatchWorkspace workspace;
+            const MatchWorkspace& workspace = threadWorkspace();
             pcre2_set_match_limit(workspace.context, limit);
             pcre2_set_depth_limit(workspace.context, limit);
             pcre2_set_callout(workspace.context, steps == nullptr ? nullptr : countCallback, steps);
@@ -225,6 +230,13 @@ std::uint32_t RegularExpression::stepsFor(std::string_view text) const {
     std::uint32_t left = mostSteps;
     const bool isGivenUp = dovra::isGivenUp(code_->countedMatch(repairUtf8(text), left));
     return isGivenUp ? mostSteps : mostSteps - left;
+}
+
+std::optional<TextRange> RegularExpression::firstRange(std::string_view text) const {
+    if (!isValidUtf8(text) || !code_->foundIn(text, mostSteps)) return std::nullopt;
+    const PCRE2_SIZE* range = pcre2_get_ovector_pointer(threadWorkspace().data);
+    // "\K" in a lookahead may put the start behind the end.
+    return TextRange{std::min(range[0], range[1]), range[1]};
 }
 
 std::int64_t RegularExpression::abandonedMatches() const {

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Query/TextRange.hpp"
+
 namespace dovra {
 
 /// A compiled regular expression in the syntax of PCRE2, over Unicode text: lookaround, Unicode properties,
@@ -33,6 +35,10 @@ public:
 
     /// The steps that a match takes, at most `mostSteps`. Slow.
     std::uint32_t stepsFor(std::string_view text) const;
+
+    /// Where the expression first matches in `text`; absent where `foundIn` says no, and where the text is
+    /// not well-formed.
+    std::optional<TextRange> firstRange(std::string_view text) const;
 
     /// The number of texts that all copies together have abandoned so far.
     std::int64_t abandonedMatches() const;

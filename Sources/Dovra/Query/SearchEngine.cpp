@@ -231,9 +231,14 @@ SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec 
 
 SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit) {
     if (query.wantsContentDuplicates) return searchContentDuplicates(index, query, limit);
+    return searchPage(index, query, sort, {.offset = 0, .count = std::max<std::int64_t>(limit, 0)});
+}
+
+SearchResult searchPage(const FileIndex& index, const CompiledQuery& query, SortSpec sort, ResultPage page) {
     const ReadGuard guard(index.rwlock);
-    const Answer answer = answerLocked(index, query, sort, limit);
-    return {.rows = rowsLocked(index, answer.first),
+    const Answer answer = answerLocked(index, query, sort, page.offset + page.count);
+    const auto skipped = std::min(static_cast<std::size_t>(page.offset), answer.first.size());
+    return {.rows = rowsLocked(index, std::span(answer.first).subspan(skipped)),
             .total = answer.total,
             .abandoned = query.tree.abandonedMatches()};
 }

@@ -20,6 +20,9 @@ namespace dovra {
 SearchResult search(const FileIndex& index, const CompiledQuery& query, SortSpec sort, std::int64_t limit);
 SearchResult search(const FileIndex& index, std::string_view rawQuery, SortSpec sort, std::int64_t limit);
 
+/// As `search`, for one page of what is found: only its rows are built. Not for duplicates by content.
+SearchResult searchPage(const FileIndex& index, const CompiledQuery& query, SortSpec sort, ResultPage page);
+
 /// The counts of a `SearchResult`, without its rows.
 struct SearchCounts {
     std::int64_t total = 0;

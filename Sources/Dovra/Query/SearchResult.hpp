@@ -23,6 +23,12 @@ struct SortSpec {
     bool ascending = true;
 };
 
+/// The rows of a result from the one behind the first `offset` on, at most `count`; neither is negative.
+struct ResultPage {
+    std::int64_t offset = 0;
+    std::int64_t count = 0;
+};
+
 struct SearchResult {
     std::vector<FileRow> rows;
     std::int64_t total = 0;  ///< all matches, before the limit

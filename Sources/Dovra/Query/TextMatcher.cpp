@@ -46,6 +46,50 @@ std::string longestOf(const std::vector<std::string>& runs) {
     return longest == runs.end() ? std::string{} : *longest;
 }
 
+/// The end of the occurrence of the needle that begins at `begin`; absent when there is none.
+std::optional<std::size_t> occurrenceEnd(const ByteNeedle& needle, std::string_view text, std::size_t begin) {
+    return needle.isPrefixOf(text.substr(begin)) ? std::optional(begin + needle.size()) : std::nullopt;
+}
+
+std::optional<std::size_t> occurrenceEnd(const UnicodeNeedle& needle, std::string_view text,
+                                         std::size_t begin) {
+    const std::string_view rest = text.substr(begin);
+    if (!needle.isPrefixOf(rest)) return std::nullopt;
+    const std::size_t longest = std::min(rest.size(), needle.longestMatchBytes());
+    // The longest: what composes with the last character belongs to it.
+    for (std::size_t size = longest; size > 0; --size) {
+        if (needle.equals(rest.substr(0, size))) return begin + size;
+    }
+    return std::nullopt;
+}
+
+template <typename Needle>
+std::vector<TextRange> occurrences(const Needle& needle, std::string_view text) {
+    std::vector<TextRange> ranges;
+    for (std::size_t at = 0; at < text.size();) {
+        const auto end = occurrenceEnd(needle, text, at).value_or(at);
+        if (end > at) ranges.push_back({at, end});
+        at = std::max(end, at + 1);
+    }
+    return ranges;
+}
+
+std::vector<TextRange> globRanges(const GlobPattern& glob, std::string_view text) {
+    const auto within = [&](std::size_t begin, std::size_t size) {
+        return size > 0 && size <= text.size() ? std::vector{TextRange{begin, begin + size}}
+                                               : std::vector<TextRange>{};
+    };
+    return std::visit(Overloaded{
+                          [&](const GlobPattern::Prefix& prefix) { return within(0, prefix.bytes.size()); },
+                          [&](const GlobPattern::Suffix& suffix) {
+                              return within(text.size() - suffix.bytes.size(), suffix.bytes.size());
+                          },
+                          [&](const ByteNeedle& needle) { return occurrences(needle, text); },
+                          [](const GlobPattern::General&) { return std::vector<TextRange>{}; },
+                      },
+                      glob.kind());
+}
+
 }  // namespace
 
 std::string_view stemOf(std::string_view name) {
@@ -121,6 +165,21 @@ bool TextMatcher::matchesText(std::string_view text) const {
                           [&](const NeedleSet& needles) { return needles.foundIn(text); },
                           [&](const UnicodeNeedleSet& needles) { return needles.foundIn(text); },
                           [](const Never&) { return false; },
+                      },
+                      engine_);
+}
+
+std::vector<TextRange> TextMatcher::rangesIn(std::string_view text) const {
+    if (!matchesText(text)) return {};
+    return std::visit(Overloaded{
+                          [&](const ByteNeedle& needle) { return occurrences(needle, text); },
+                          [&](const UnicodeNeedle& needle) { return occurrences(needle, text); },
+                          [&](const GlobPattern& glob) { return globRanges(glob, text); },
+                          [&](const RegularExpression& expression) {
+                              const auto range = wholeWord_ ? expression.firstRange(text) : std::nullopt;
+                              return range ? std::vector{*range} : std::vector<TextRange>{};
+                          },
+                          [](const auto&) { return std::vector<TextRange>{}; },
                       },
                       engine_);
 }

@@ -13,6 +13,7 @@
 #include "Query/GlobPattern.hpp"
 #include "Query/NeedleSet.hpp"
 #include "Query/RegularExpression.hpp"
+#include "Query/TextRange.hpp"
 
 namespace dovra {
 
@@ -62,6 +63,10 @@ public:
 
     /// The same for a target's text, given directly.
     bool matchesText(std::string_view text) const;
+
+    /// Where in a text that matches the query's text stands, from the left, without overlaps. Empty where
+    /// that is no piece of it: behind a wildcard pattern of several pieces.
+    std::vector<TextRange> rangesIn(std::string_view text) const;
 
     /// Bytes that every matching text contains in one piece, compared with ASCII folding unless
     /// `isCaseSensitive()`. Empty when nothing is known.

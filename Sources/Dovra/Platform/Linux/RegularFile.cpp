@@ -1,6 +1,7 @@
 #include "Platform/RegularFile.hpp"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,18 +19,31 @@ bool isKnownAsOther(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
+constexpr int readingFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
 }  // namespace
 
 std::optional<RegularFile> RegularFile::open(const std::string& path) {
-    return isKnownAsOther(path) ? std::nullopt : openWith(path, 0);
+    if (isKnownAsOther(path)) return std::nullopt;
+    return checked(openLongPath(AT_FDCWD, path, readingFlags));
 }
 
 std::optional<RegularFile> RegularFile::openKnown(const std::string& path) {
-    return openWith(path, O_NOFOLLOW);
+    return checked(openLongPath(AT_FDCWD, path, readingFlags | O_NOFOLLOW));
 }
 
-std::optional<RegularFile> RegularFile::openWith(const std::string& path, int flags) {
-    RegularFile file(openLongPath(AT_FDCWD, path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags));
+std::optional<RegularFile> RegularFile::openBelow(const std::string& root, const std::string& path) {
+    if (path.find('\0') != std::string::npos) return std::nullopt;
+    constexpr std::uint64_t rules = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    const Descriptor folder = openLongPath(AT_FDCWD, root, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (!folder) return std::nullopt;
+    const auto found = checked(openLongPath(folder.number(), path, O_PATH | O_CLOEXEC, rules));
+    if (!found) return std::nullopt;
+    return checked(openLongPath(folder.number(), path, readingFlags, rules));
+}
+
+std::optional<RegularFile> RegularFile::checked(Descriptor descriptor) {
+    RegularFile file(std::move(descriptor));
     struct stat status {};
     if (::fstat(file.descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     file.size_ = static_cast<std::uint64_t>(status.st_size);

@@ -1,0 +1,178 @@
+// What the pages do beyond forms and links: search while one types, and keys. Without this everything else works.
+
+/** How long the field rests before it is searched for. */
+const debounceMilliseconds = 120;
+/** From when on one is told that the answer takes its time. */
+const patienceMilliseconds = 800;
+/** How often a page is made anew while the index grows. */
+const refreshMilliseconds = 2000;
+
+document.documentElement.classList.add("scripted");
+const form = document.getElementById("search");
+const field = document.getElementById("field");
+const help = document.getElementById("help");
+const announcement = document.getElementById("announcement");
+const results = () => document.getElementById("results");
+
+let running = new AbortController();
+let debounce = 0;
+/** Whether the address names what one has come to look at, so that what is typed next gets an entry of its own. */
+let isSettled = true;
+
+/** The address that the form stands for, without what is empty or usual. */
+function formAddress() {
+    const parameters = new URLSearchParams(new FormData(form));
+    for (const [name, value] of [...parameters]) if (value === "") parameters.delete(name);
+    return parameters.size > 0 ? `/?${parameters}` : "/";
+}
+
+function note(className, role, text) {
+    const made = Object.assign(document.createElement("p"), { className, textContent: text });
+    made.setAttribute("role", role);
+    return made;
+}
+
+function showFault(message) {
+    results().replaceChildren(note("fault", "alert", message));
+}
+
+/** Makes the form say what that of another page says. */
+function copyForm(other) {
+    field.value = other.querySelector("#field").value;
+    for (const box of form.querySelectorAll("[type=checkbox]")) box.checked = other.querySelector(`[name=${box.name}]`).checked;
+    for (const kept of form.querySelectorAll("[type=hidden]")) kept.remove();
+    form.append(...other.querySelectorAll("[type=hidden]"));
+}
+
+/** Shows the page at the address; an answer that another has overtaken is dropped. */
+async function show(address, { alsoForm = false } = {}) {
+    running.abort();
+    running = new AbortController();
+    const { signal } = running;
+    results().setAttribute("aria-busy", "true");
+    const patience = setTimeout(() => {
+        if (!signal.aborted) results().prepend(note("note", "status", "Files are being read for this. Escape stops it."));
+    }, patienceMilliseconds);
+    try {
+        const answer = await fetch(address, { signal });
+        const text = await answer.text();
+        if (signal.aborted) return;
+        const page = new DOMParser().parseFromString(text, "text/html");
+        const fresh = page.getElementById("results");
+        if (fresh && alsoForm) copyForm(page.getElementById("search"));
+        if (fresh) results().replaceWith(fresh);
+        else showFault(text.trim() || answer.statusText);
+        announcement.textContent = document.getElementById("summary")?.textContent ?? "";
+    } catch (error) {
+        if (signal.aborted) return;
+        showFault("The server does not answer.");
+    } finally {
+        clearTimeout(patience);
+    }
+    results().removeAttribute("aria-busy");
+    refreshWhileIndexing();
+}
+
+/** Searches for what the form says, and has the address say it. */
+function search() {
+    clearTimeout(debounce);
+    const address = formAddress();
+    if (address !== location.pathname + location.search) {
+        history[isSettled ? "pushState" : "replaceState"](null, "", address);
+        isSettled = false;
+    }
+    show(address);
+}
+
+/** Ends the search that runs, if one does; whether it did. */
+function stopSearch() {
+    if (!results()?.hasAttribute("aria-busy")) return false;
+    running.abort();
+    results().removeAttribute("aria-busy");
+    showFault("Stopped.");
+    return true;
+}
+
+function settle() {
+    isSettled = true;
+}
+
+let refresh = 0;
+function refreshWhileIndexing() {
+    clearTimeout(refresh);
+    if (!results()?.hasAttribute("data-indexing")) return;
+    refresh = setTimeout(() => {
+        // Nothing moves away from under somebody who is at it.
+        const isInUse = results().contains(document.activeElement) || results().matches(":hover");
+        if (isInUse) refreshWhileIndexing();
+        else show(location.href);
+    }, refreshMilliseconds);
+}
+
+if (form) {
+    form.addEventListener("input", () => {
+        clearTimeout(debounce);
+        debounce = setTimeout(search, debounceMilliseconds);
+    });
+    form.addEventListener("submit", (event) => {
+        event.preventDefault();
+        search();
+        settle();
+    });
+    field.addEventListener("blur", settle);
+    addEventListener("popstate", () => {
+        settle();
+        show(location.href, { alsoForm: true });
+    });
+    field.setSelectionRange(field.value.length, field.value.length);
+    refreshWhileIndexing();
+}
+
+/** The link of each row by which it is opened. */
+const rowLinks = () => [...document.querySelectorAll("tbody tr")].map((row) => row.querySelector("a")).filter(Boolean);
+
+/** Moves to the row so many rows further on; above the first one is the field. */
+function move(step) {
+    const links = rowLinks();
+    const row = document.activeElement?.closest("tbody tr");
+    const at = row ? links.indexOf(row.querySelector("a")) : -1;
+    if (at + step < 0) field?.focus();
+    else links[Math.min(at + step, links.length - 1)]?.focus();
+}
+
+function focusField() {
+    if (!field) location.assign("/");
+    field?.focus();
+    field?.select();
+}
+
+function toggleHelp() {
+    if (!help) return;
+    help.open = !help.open;
+    (help.open ? help.querySelector("summary") : field).focus();
+}
+
+const keys = {
+    "/": focusField,
+    "?": toggleHelp,
+    F1: toggleHelp,
+    ArrowDown: () => move(1),
+    ArrowUp: () => move(-1),
+    Escape: () => {
+        if (stopSearch()) return;
+        if (help?.open) toggleHelp();
+        else field?.focus();
+    },
+};
+
+addEventListener("keydown", (event) => {
+    if (event.ctrlKey || event.altKey || event.metaKey || event.isComposing) return;
+    const isTyping = document.activeElement === field && field;
+    const isCharacter = event.key.length === 1;
+    if (isTyping && isCharacter) return;
+    if (isTyping && event.key === "ArrowUp") return;
+    const act = keys[event.key];
+    if (!act) return;
+    event.preventDefault();
+    act();
+});
