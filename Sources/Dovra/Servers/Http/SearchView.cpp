@@ -9,6 +9,7 @@
 #include "Platform/PlatformWords.hpp"
 #include "Query/FileKind.hpp"
 #include "Query/QueryKeys.hpp"
+#include "Servers/Http/PageTemplate.hpp"
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/RelativeTime.hpp"
 #include "Servers/Http/ShownText.hpp"
@@ -64,17 +65,21 @@ JSONValue formRow(std::string_view example, std::string_view meaning) {
     return JSONObject{{"link", searchLink(example)}, {"example", example}, {"meaning", meaning}};
 }
 
-JSONValue::Array queryLanguage() {
-    JSONValue::Array rows;
-    for (const QueryForm& form : queryForms())
-        rows.push_back(formRow(form.example, form.meaning));
-    for (const QueryKeyInfo& key : queryKeys())
-        rows.push_back(formRow(key.example, key.meaning));
-    for (const FileKind& kind : Macros::kinds()) {
-        rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
-                               fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
-    }
-    return rows;
+/// The cheat sheet of the query language, which is the same on all pages.
+const std::string& queryLanguage() {
+    static const std::string sheet = [] {
+        JSONValue::Array rows;
+        for (const QueryForm& form : queryForms())
+            rows.push_back(formRow(form.example, form.meaning));
+        for (const QueryKeyInfo& key : queryKeys())
+            rows.push_back(formRow(key.example, key.meaning));
+        for (const FileKind& kind : Macros::kinds()) {
+            rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
+                                   fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
+        }
+        return renderPage("sheet", {{"forms", std::move(rows)}});
+    }();
+    return sheet;
 }
 
 JSONValue::Array columnList(const SearchPage& page) {
@@ -263,7 +268,7 @@ JSONObject searchView(const PageContext& context, const SearchPage& page,
                         {"text", repairUtf8(page.parameters.text)},
                         {"options", optionList(page.parameters)},
                         {"kept", keptList(page.parameters)},
-                        {"forms", queryLanguage()},
+                        {"sheet", queryLanguage()},
                         {"columns", columnList(page)},
                         {"bodies", bodyList(context, page)},
                         {"summary", summaryOf(page)},
