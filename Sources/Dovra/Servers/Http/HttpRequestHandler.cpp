@@ -39,7 +39,7 @@ HttpResponse response(Status status, std::string contentType, std::string body) 
 }
 
 HttpResponse htmlResponse(Status status, std::string_view page, const JSONObject& view) {
-    return response(status, "text/html; charset=utf-8", renderPage(page, view));
+    return response(status, "text/html; charset=utf-8", renderTemplate(page, view));
 }
 
 HttpResponse jsonResponse(JSONObject document) {

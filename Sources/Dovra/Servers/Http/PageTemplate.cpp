@@ -1,5 +1,6 @@
 #include "Servers/Http/PageTemplate.hpp"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <functional>
 #include <kainjow/mustache.hpp>
@@ -36,56 +37,54 @@ mustache::data dataOf(const JSONValue& value) {
     const JSONValue::Array* array = value.array();
     if (array == nullptr) return mustache::data::type::bool_false;
     mustache::list list;
+    list.reserve(array->size());  // Growing copies.
     for (const JSONValue& element : *array)
         list.push_back(dataOf(element));
     return list;
 }
 
-/// The template with those that it includes in their places: the library would parse each of them anew at
-/// every place, so once for each row of a table.
-std::string expandedTemplate(std::string_view name) {
+/// What stands in a template for "{{>name}}": the template of that name, or the address of the asset.
+std::string included(std::string_view name);
+
+/// The library would parse an included template anew at every place, so once for each row of a table.
+std::string withIncludes(std::string_view text) {
     constexpr std::string_view opening = "{{>";
     constexpr std::string_view closing = "}}";
-    const EmbeddedFile* file = findEmbeddedFile(fmt::format("{}.mustache", name));
-    if (file == nullptr) fatalError(fmt::format("there is no page template {}", name));
-    std::string expanded;
-    std::string_view rest = file->text;
-    for (std::size_t at = rest.find(opening); at != std::string_view::npos; at = rest.find(opening)) {
-        expanded += rest.substr(0, at);
-        rest.remove_prefix(at + opening.size());
-        const std::size_t end = rest.find(closing);
-        expanded += expandedTemplate(rest.substr(0, end));
-        rest.remove_prefix(end + closing.size());
+    std::string whole;
+    for (std::size_t at = text.find(opening); at != std::string_view::npos; at = text.find(opening)) {
+        whole += text.substr(0, at);
+        text.remove_prefix(at + opening.size());
+        const std::size_t end = std::min(text.find(closing), text.size() - closing.size());
+        whole += included(text.substr(0, end));
+        text.remove_prefix(end + closing.size());
     }
-    return expanded += rest;
+    return whole += text;
+}
+
+std::string included(std::string_view name) {
+    for (const EmbeddedFile& file : embeddedFiles()) {
+        if (file.name.substr(0, file.name.find('.')) != name) continue;
+        return file.name.ends_with(".mustache") ? withIncludes(file.text)
+                                                : fmt::format("/assets/{}/{}", file.hash, file.name);
+    }
+    fatalError(fmt::format("there is no page template {}", name));
 }
 
 /// Parsed at the first use on each thread, because a parsed template may serve one thread at a time.
 mustache::mustache& parsedTemplate(std::string_view name) {
     thread_local std::map<std::string, mustache::mustache, std::less<>> parsed;
     auto found = parsed.find(name);
-    if (found == parsed.end()) found = parsed.emplace(name, expandedTemplate(name)).first;
+    if (found == parsed.end()) found = parsed.emplace(name, included(name)).first;
     return found->second;
-}
-
-/// Where the pages find their style, script and pictures: each under the first part of its file's name.
-void addAssets(mustache::data& data) {
-    for (const EmbeddedFile& file : embeddedFiles()) {
-        if (file.name.ends_with(".mustache")) continue;
-        data.set(std::string(file.name.substr(0, file.name.find('.'))),
-                 fmt::format("/assets/{}/{}", file.hash, file.name));
-    }
 }
 
 }  // namespace
 
-std::string renderPage(std::string_view name, const JSONObject& view) {
-    mustache::data data = objectData(view);
-    addAssets(data);
-    mustache::mustache& page = parsedTemplate(name);
+std::string renderTemplate(std::string_view name, const JSONObject& view) {
+    mustache::mustache& parsed = parsedTemplate(name);
     std::string html;
-    page.render(data, [&](const std::string& text) { html += text; });
-    if (!page.is_valid()) fatalError(fmt::format("the page template {}: {}", name, page.error_message()));
+    parsed.render(objectData(view), [&](const std::string& text) { html += text; });
+    if (!parsed.is_valid()) fatalError(fmt::format("the page template {}: {}", name, parsed.error_message()));
     return html;
 }
 

@@ -77,7 +77,7 @@ const std::string& queryLanguage() {
             rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
                                    fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
         }
-        return renderPage("sheet", {{"forms", std::move(rows)}});
+        return renderTemplate("sheet", {{"forms", std::move(rows)}});
     }();
     return sheet;
 }
@@ -105,8 +105,10 @@ JSONValue::Array columnList(const SearchPage& page) {
 JSONValue::Array pieceList(const SearchRow& row) {
     JSONValue::Array list;
     for (ShownPiece& piece : shownPieces(row.file.name, row.marks)) {
-        list.push_back(JSONObject{
-            {"piece", std::move(piece.text)}, {"isMarked", piece.isMarked}, {"isEscape", piece.isEscape}});
+        ViewMembers view = {{"piece", std::move(piece.text)}};
+        if (piece.isMarked) view.push_back({"isMarked", true});
+        if (piece.isEscape) view.push_back({"isEscape", true});
+        list.emplace_back(JSONObject(std::move(view)));
     }
     return list;
 }
@@ -141,7 +143,8 @@ std::string nameLink(const PageContext& context, const SearchRow& row) {
     return isOffered ? Link("/download").with("path", path).text() : std::string();
 }
 
-JSONValue rowView(const PageContext& context, const SearchRow& row) {
+/// The row as HTML, because the table's data would be copied for each level that it stands on.
+std::string rowHTML(const PageContext& context, const SearchRow& row) {
     ViewMembers view = {{"kind", row.file.isDir ? "folder" : "file"},
                         {"isFolder", row.file.isDir},
                         {"nameLink", nameLink(context, row)},
@@ -153,7 +156,7 @@ JSONValue rowView(const PageContext& context, const SearchRow& row) {
         view.push_back({"when", relativeTime(row.file.modified, context.now)});
         view.push_back({"exactTime", localTime(row.file.modified)});
     }
-    return JSONObject(std::move(view));
+    return renderTemplate("row", JSONObject(std::move(view)));
 }
 
 std::string setHeading(const DuplicateSet& set) {
@@ -165,13 +168,13 @@ std::string setHeading(const DuplicateSet& set) {
 /// The rows in one part of the table, or in one for each set of duplicates.
 JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
     const auto body = [&](std::string heading, std::size_t first, std::size_t last) {
-        JSONValue::Array rows;
+        std::string rows;
         for (std::size_t i = first; i < last; ++i)
-            rows.push_back(rowView(context, page.rows[i]));
+            rows += rowHTML(context, page.rows[i]);
         return JSONObject{{"heading", std::move(heading)}, {"rows", std::move(rows)}};
     };
-    if (page.sets.empty()) return {body({}, 0, page.rows.size())};
     JSONValue::Array list;
+    if (page.sets.empty()) list.emplace_back(body({}, 0, page.rows.size()));
     for (std::size_t i = 0; i < page.sets.size(); ++i) {
         const std::size_t end = i + 1 < page.sets.size() ? page.sets[i + 1].firstRow : page.rows.size();
         list.emplace_back(body(setHeading(page.sets[i]), page.sets[i].firstRow, end));
