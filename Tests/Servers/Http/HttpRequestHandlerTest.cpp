@@ -124,6 +124,23 @@ TEST_F(Site, FormsOfJson) {
     EXPECT_THAT(get("/?search=a").body, HasSubstr("No results"));
 }
 
+TEST_F(Site, KnownResultsAreThoseOfTheIndexAsItIs) {
+    tree_.write("a1");
+    scan();
+    std::stop_source stopped;
+    stopped.request_stop();
+    (void)handler_->handle({"GET", "/", parseQueryString("search=file:+a&json=1")}, stopped.get_token());
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(found("search=file:+a"), "a1");
+    tree_.write("a2");
+    index_.reset();
+    crawl(index_, {root()}, {});
+    EXPECT_EQ(found("search=file:+a"), "a1 a2");
+    EXPECT_EQ(found("search=file:+a&ascending=0"), "a2 a1");
+    EXPECT_EQ(found("search=file:+a&offset=1"), "a2");
+    EXPECT_EQ(found("search=file:+a&within=2"), "a2");
+}
+
 TEST_F(Site, EqualFilesComeInSetsOverPages) {
     for (const char* name : {"a", "b", "c"})
         tree_.write(name, "equal");

@@ -110,6 +110,7 @@ PageContext HttpRequestHandler::makeContext(const std::stop_token& stop) const {
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     return {.index = service_.index(),
             .usage = usage_,
+            .recent = recent_,
             .state = {.isIndexing = !service_.status().isReady,
                       .items = service_.index().itemCount(),
                       .root = service_.root()},

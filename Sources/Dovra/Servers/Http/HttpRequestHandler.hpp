@@ -7,6 +7,7 @@
 #include "Analysis/FolderUsage.hpp"
 #include "Servers/Http/HttpMessage.hpp"
 #include "Servers/Http/PageContext.hpp"
+#include "Servers/Http/RecentSearches.hpp"
 #include "Services/IndexService.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
@@ -44,6 +45,7 @@ private:
     const IndexService& service_;
     Options options_;
     FolderUsage usage_;
+    mutable RecentSearches recent_;
 };
 
 }  // namespace dovra
