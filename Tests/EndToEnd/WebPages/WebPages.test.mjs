@@ -125,6 +125,11 @@ describe("the web pages", () => {
         assert.equal(await field(page).inputValue(), "");
         await page.goForward();
         await listed(page, ["report-2019.txt"]);
+        await page.goto("/?search=file:%20old");
+        const entries = await page.evaluate(() => history.length);
+        await page.keyboard.press("Enter");
+        await page.waitForLoadState("networkidle");
+        assert.equal(await page.evaluate(() => history.length), entries, "the address says the same in another way");
     });
 
     test("sorts and pages", async () => {

@@ -103,7 +103,11 @@ HttpRequestHandler::HttpRequestHandler(const IndexService& service, Options opti
     : service_(service), options_(std::move(options)), usage_(service.index()) {}
 
 bool HttpRequestHandler::isSlow(const HttpRequest& request) const {
-    return request.path == "/" && readsFiles(SearchParameters::read(request.query));
+    // Reading a long query takes long itself, and nobody types one.
+    constexpr std::size_t mostQuickBytes = 4096;
+    if (request.path != "/") return false;
+    return ParameterReader(request.query).text("search").size() > mostQuickBytes ||
+           readsFiles(SearchParameters::read(request.query));
 }
 
 PageContext HttpRequestHandler::makeContext(const std::stop_token& stop) const {

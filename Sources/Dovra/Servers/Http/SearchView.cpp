@@ -92,7 +92,8 @@ JSONValue::Array columnList(const SearchPage& page) {
         next.offset = 0;
         next.count = page.parameters.count;
         next.sort = {.key = column.key, .ascending = isChosen ? !isAscending : column.startsAscending};
-        ViewMembers view = {{"word", column.word}, {"columnTitle", column.title}, {"link", next.link()}};
+        ViewMembers view = {{"word", column.word}, {"columnTitle", column.title}};
+        if (page.isSorted) view.push_back({"link", next.link()});
         if (isChosen) {
             view.push_back({"direction", isAscending ? "ascending" : "descending"});
             view.push_back({"arrow", isAscending ? "↑" : "↓"});
@@ -183,8 +184,8 @@ JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
 }
 
 std::string summaryOf(const SearchPage& page) {
-    if (page.parameters.isEmpty()) return "Changed in the last seven days";
     if (page.parameters.fault) return {};
+    if (page.parameters.isEmpty()) return "Changed in the last seven days";
     const std::string took = page.milliseconds < 1000 ? fmt::format("{:.1f} ms", page.milliseconds)
                                                       : fmt::format("{:.1f} s", page.milliseconds / 1000);
     std::string text = fmt::format("{} in {}", counted(page.total, "result"), took);
@@ -217,9 +218,13 @@ Pager pagerOf(const SearchPage& page) {
         return other.link();
     };
     Pager pager;
-    pager.range = fmt::format("{}–{} of {}", grouped(std::min(shown.offset + 1, last)), grouped(last),
-                              grouped(page.total));
-    if (shown.offset > 0) pager.previous = linkTo(std::max<std::int64_t>(shown.offset - shown.count, 0));
+    pager.range = page.rows.empty() ? fmt::format("none of {}", grouped(page.total))
+                                    : fmt::format("{}–{} of {}", grouped(shown.offset + 1), grouped(last),
+                                                  grouped(page.total));
+    if (shown.offset > 0) {
+        const std::int64_t before = std::min(shown.offset, page.total) - shown.count;
+        pager.previous = linkTo(std::max<std::int64_t>(before, 0));
+    }
     if (last < page.total && !page.rows.empty()) pager.next = linkTo(last);
     return pager;
 }
@@ -256,7 +261,7 @@ void addOffers(ViewMembers& view, const SearchPage& page) {
         view.push_back({"bestFirst", other.link()});
     }
     const bool isPlain = other.text.find_first_of(":\"<>|!*?/") == std::string::npos && !other.isRegex;
-    if (page.total == 0 && isPlain && !other.isFuzzy && !other.text.empty() && !other.fault) {
+    if (page.total == 0 && isPlain && !other.isFuzzy && !other.text.empty()) {
         other.isFuzzy = true;
         view.push_back({"fuzzy", other.link()});
     }
@@ -272,15 +277,18 @@ JSONObject searchView(const PageContext& context, const SearchPage& page,
                         {"options", optionList(page.parameters)},
                         {"kept", keptList(page.parameters)},
                         {"sheet", queryLanguage()},
-                        {"columns", columnList(page)},
-                        {"bodies", bodyList(context, page)},
                         {"summary", summaryOf(page)},
                         {"notes", noteList(page)}};
-    if (page.parameters.fault) view.push_back({"fault", shownText(*page.parameters.fault)});
+    if (page.parameters.fault) {
+        view.push_back({"fault", shownText(*page.parameters.fault)});
+    } else {
+        view.push_back(
+            {"table", JSONObject{{"columns", columnList(page)}, {"bodies", bodyList(context, page)}}});
+    }
     addState(view, page.index);
     if (page.parameters.isEmpty()) {
         addStart(view, saved);
-    } else {
+    } else if (!page.parameters.fault) {
         addOffers(view, page);
         addPager(view, pagerOf(page));
     }

@@ -44,14 +44,14 @@ function copyForm(other) {
     form.append(...other.querySelectorAll("[type=hidden]"));
 }
 
-/** Shows the page at the address; an answer that another has overtaken is dropped. */
-async function show(address, { alsoForm = false } = {}) {
+/** Shows the page at the address, with or without a word about it; an answer that another has overtaken is dropped. */
+async function show(address, { alsoForm = false, isQuiet = false } = {}) {
     running.abort();
     running = new AbortController();
     const { signal } = running;
-    results().setAttribute("aria-busy", "true");
+    if (!isQuiet) results().setAttribute("aria-busy", "true");
     const patience = setTimeout(() => {
-        if (!signal.aborted) results().prepend(note("note", "status", "Files are being read for this. Escape stops it."));
+        if (!signal.aborted && !isQuiet) results().prepend(note("note", "status", "This takes a while. Escape stops it."));
     }, patienceMilliseconds);
     try {
         const answer = await fetch(address, { signal });
@@ -62,7 +62,7 @@ async function show(address, { alsoForm = false } = {}) {
         if (fresh && alsoForm) copyForm(page.getElementById("search"));
         if (fresh) results().replaceWith(fresh);
         else showFault(text.trim() || answer.statusText);
-        announcement.textContent = document.getElementById("summary")?.textContent ?? "";
+        if (!isQuiet) announcement.textContent = document.getElementById("summary")?.textContent ?? "";
     } catch (error) {
         if (signal.aborted) return;
         showFault("The server does not answer.");
@@ -77,7 +77,9 @@ async function show(address, { alsoForm = false } = {}) {
 function search() {
     clearTimeout(debounce);
     const address = formAddress();
-    if (address !== location.pathname + location.search) {
+    // The server writes some characters in another way.
+    const [asked, shown] = [address, location.href].map((one) => new URL(one, location.origin).searchParams);
+    if (String(asked) !== String(shown)) {
         history[isSettled ? "pushState" : "replaceState"](null, "", address);
         isSettled = false;
     }
@@ -105,7 +107,7 @@ function refreshWhileIndexing() {
         // Nothing moves away from under somebody who is at it.
         const isInUse = results().contains(document.activeElement) || results().matches(":hover");
         if (isInUse) refreshWhileIndexing();
-        else show(location.href);
+        else show(location.href, { isQuiet: true });
     }, refreshMilliseconds);
 }
 
