@@ -183,12 +183,17 @@ JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
     return list;
 }
 
+std::string durationText(double milliseconds) {
+    if (milliseconds < 0.05) return "less than 0.1 ms";
+    return milliseconds < 1000 ? fmt::format("{:.1f} ms", milliseconds)
+                               : fmt::format("{:.1f} s", milliseconds / 1000);
+}
+
 std::string summaryOf(const SearchPage& page) {
     if (page.parameters.fault) return {};
     if (page.parameters.isEmpty()) return "Changed in the last seven days";
-    const std::string took = page.milliseconds < 1000 ? fmt::format("{:.1f} ms", page.milliseconds)
-                                                      : fmt::format("{:.1f} s", page.milliseconds / 1000);
-    std::string text = fmt::format("{} in {}", counted(page.total, "result"), took);
+    std::string text =
+        fmt::format("{} in {}", counted(page.total, "result"), durationText(page.milliseconds));
     if (page.duplicates) {
         text += fmt::format(" · {} of equal files · {} could be freed",
                             counted(static_cast<std::int64_t>(page.duplicates->sets), "set"),

@@ -44,6 +44,13 @@ function copyForm(other) {
     form.append(...other.querySelectorAll("[type=hidden]"));
 }
 
+/** Shows other results; whoever was in a row stays in the row of that number. */
+function replaceResults(fresh) {
+    const at = focusedRow();
+    results().replaceWith(fresh);
+    if (at >= 0) rowLinks()[at]?.focus();
+}
+
 /** Shows the page at the address, with or without a word about it; an answer that another has overtaken is dropped. */
 async function show(address, { alsoForm = false, isQuiet = false } = {}) {
     running.abort();
@@ -60,7 +67,7 @@ async function show(address, { alsoForm = false, isQuiet = false } = {}) {
         const page = new DOMParser().parseFromString(text, "text/html");
         const fresh = page.getElementById("results");
         if (fresh && alsoForm) copyForm(page.getElementById("search"));
-        if (fresh) results().replaceWith(fresh);
+        if (fresh) replaceResults(fresh);
         else showFault(text.trim() || answer.statusText);
         if (!isQuiet) announcement.textContent = document.getElementById("summary")?.textContent ?? "";
     } catch (error) {
@@ -126,6 +133,8 @@ if (form) {
         settle();
         show(location.href, { alsoForm: true });
     });
+    // Whoever comes back to a page comes back to where they were on it.
+    field.focus({ preventScroll: true });
     field.setSelectionRange(field.value.length, field.value.length);
     refreshWhileIndexing();
 }
@@ -133,11 +142,13 @@ if (form) {
 /** The link of each row by which it is opened. */
 const rowLinks = () => [...document.querySelectorAll("tbody tr")].map((row) => row.querySelector("a")).filter(Boolean);
 
+/** The number of the row that one is in, or -1. */
+const focusedRow = () => rowLinks().findIndex((link) => link.closest("tr").contains(document.activeElement));
+
 /** Moves to the row so many rows further on; above the first one is the field. */
 function move(step) {
     const links = rowLinks();
-    const row = document.activeElement?.closest("tbody tr");
-    const at = row ? links.indexOf(row.querySelector("a")) : -1;
+    const at = focusedRow();
     if (at + step < 0) field?.focus();
     else links[Math.min(at + step, links.length - 1)]?.focus();
 }
@@ -173,6 +184,8 @@ addEventListener("keydown", (event) => {
     const isCharacter = event.key.length === 1;
     if (isTyping && isCharacter) return;
     if (isTyping && event.key === "ArrowUp") return;
+    // The field itself knows what Escape means when there is nothing else to leave.
+    if (isTyping && event.key === "Escape" && !help.open && !results().hasAttribute("aria-busy")) return;
     const act = keys[event.key];
     if (!act) return;
     event.preventDefault();
