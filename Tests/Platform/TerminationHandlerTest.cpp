@@ -8,7 +8,7 @@
 namespace dovra {
 namespace {
 
-/// What a test expects runs in a process of its own, which a fault may not keep waiting for ever.
+/// Each expectation runs in a process of its own. An alarm ends that process if a fault keeps it waiting.
 class TerminationHandlerDeathTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
