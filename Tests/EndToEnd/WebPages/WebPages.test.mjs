@@ -156,7 +156,7 @@ describe("the web pages", () => {
 
     test("obeys keys", async () => {
         const page = await open("/?search=report");
-        await page.keyboard.type(" folder:");
+        await field(page).fill("report folder:");
         await page.keyboard.press("ArrowDown");
         await listed(page, ["reports"]);
         assert.equal(await focused(page), "reports", "the first row of the answer that came later");
