@@ -68,7 +68,8 @@ protected:
         return sets;
     }
 
-    /// Scans, and expects no more to be read than `bytes` and what libraries read when they start threads.
+    /// Scans and expects that no more than `bytes` are read, beside what libraries read when they start
+    /// threads.
     Sets equalFilesByReading(std::uint64_t bytes) {
         scan();
         const std::uint64_t before = bytesRead();
@@ -154,7 +155,7 @@ TEST_F(ContentComparison, TheFirstOfAFilesNamesStandsForItAndIsReadOnce) {
     EXPECT_EQ(progress_.furtherNames, 49 + 51);
 }
 
-/// What may happen to a file between the scan and the reading.
+/// Changes of a file between the scan and the reading.
 const std::pair<const char*, std::function<void(const std::string& path)>> changes[] = {
     {"removed", [](const auto& path) { fs::remove(path); }},
     {"shrunk", [](const auto& path) { fs::resize_file(path, 9'999); }},
@@ -177,7 +178,7 @@ TEST_F(ContentComparison, WhatChangedSinceTheScanIsLeftOut) {
         ASSERT_TRUE(user.isOrdinary());
         EXPECT_EQ(equalFiles(), (Sets{{"kept1", "kept2"}})) << name;
     }
-    // Those that shrank alike are equal again.
+    // Files that shrank to the same size are equal again.
     for (const char* file : {"kept1", "kept2"})
         fs::resize_file(tree_.path(file), 9'000);
     EXPECT_EQ(equalFiles(), (Sets{{"kept1", "kept2"}}));

@@ -19,8 +19,8 @@ namespace {
 using Rows = std::vector<DirUsage>;
 using test::IndexItem;
 
-/// The report as its definition has it: every file counts for all folders that its path lies below, through
-/// folders that are known.
+/// The report by its definition: every file counts for all folders above it, as far as the folders between
+/// them are known.
 Rows slowUsage(const FileIndex& index, const std::string& under, std::int64_t limit) {
     const ReadGuard guard(index.rwlock);
     Rows rows;
@@ -48,7 +48,7 @@ Rows slowUsage(const FileIndex& index, const std::string& under, std::int64_t li
     return rows;
 }
 
-/// Few names, so that paths are alike and sums are equal.
+/// Few different names, so that many paths are similar and many sums equal.
 std::vector<IndexItem> randomItems(std::mt19937& random, const std::string& root, std::size_t count) {
     std::vector<IndexItem> items;
     for (std::size_t i = 0; i < count; ++i) {

@@ -24,7 +24,7 @@ using testing::ElementsAre;
 
 constexpr std::uint64_t slice = Finder::sliceBytes;
 
-/// The groups of files that exist in memory only, identified by their position.
+/// The groups among files that exist in memory only. A file is identified by its position.
 Groups refined(const std::vector<std::string>& files) {
     Finder::IdGroup ids(files.size());
     std::iota(ids.begin(), ids.end(), 0);
@@ -38,7 +38,7 @@ Groups refined(const std::vector<std::string>& files) {
     });
 }
 
-/// What the groups must be.
+/// The expected groups.
 Groups equalOnes(const std::vector<std::string>& files) {
     std::map<std::string_view, Finder::IdGroup> byBytes;
     for (std::size_t i = 0; i < files.size(); ++i)
@@ -65,7 +65,7 @@ TEST(Refine, GroupsAsComparingEveryByteWould) {
             std::vector<std::string> files = {test::randomText(random, "ab", size, size)};
             while (files.size() < 2 + random() % 6) {
                 std::string file = files[random() % files.size()];
-                // The edges of the stages are where a byte would be missed.
+                // A byte would be missed at the edges of the stages.
                 const std::size_t edges[] = {0,           4095,         4096,         size - 1,
                                              size - 4096, 4095 + slice, 4096 + slice, random() % size};
                 const std::size_t position = edges[random() % std::size(edges)];

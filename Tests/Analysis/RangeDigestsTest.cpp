@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t borders[] = {0, 1, 4096, 65'536, 131'072, 196'608, 262'144, 300'000};
 
-/// Contents that differ where pieces of them meet, some cut off there.
+/// Contents that differ, or end, where two pieces meet.
 std::string similarContent(std::mt19937& random) {
     const auto border = [&] { return borders[random() % std::size(borders)]; };
     std::string content(300'000, 'x');

@@ -10,7 +10,7 @@
 namespace dovra {
 namespace {
 
-/// The definition, step by step, by the library's operations on whole strings.
+/// The definition, step by step, with the library's operations on whole strings.
 std::u16string slowForm(const icu::UnicodeString& text, bool foldCase) {
     UErrorCode status = U_ZERO_ERROR;
     const auto* decomposition = icu::Normalizer2::getNFDInstance(status);
@@ -21,7 +21,7 @@ std::u16string slowForm(const icu::UnicodeString& text, bool foldCase) {
 
 void expectSlowForm(CanonicalForm& form, UChar32 character) {
     ASSERT_LE(slowForm(character, true).size(), 2U * static_cast<unsigned>(U8_LENGTH(character)));
-    // Accents behind it, the last one first, have to be put in order, with the character if it is one.
+    // The accents that follow are in the wrong order, and must be put in order.
     const icu::UnicodeString text = icu::UnicodeString(character) + u"\u0345\u0301\u0323";
     std::string utf8;
     text.toUTF8String(utf8);
@@ -30,7 +30,7 @@ void expectSlowForm(CanonicalForm& form, UChar32 character) {
 }
 
 TEST(CanonicalForm, IsRightForEveryCharacterOnManyThreadsAtOnce) {
-    // The reference is set up here once: the thread sanitizer cannot see how the library guards that.
+    // Sets up the reference once, here: the thread sanitizer does not see the library's own guard.
     slowForm("a", true);
     std::vector<std::jthread> threads;
     for (UChar32 first = 0; first < 4; ++first) {

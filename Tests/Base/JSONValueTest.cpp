@@ -13,7 +13,7 @@ using namespace std::string_literals;
 
 TEST(JSONValue, ReadsEachKindAndWritesItBack) {
     using enum JSONValue::Kind;
-    // A text, and the kind of what is read and what is written of it again.
+    // A text, the kind of its value, and the text that is written for that value.
     const std::tuple<std::string, JSONValue::Kind, std::string> examples[] = {
         {R"( {"b": [1, 2.5], "a": null} )", object, R"({"b":[1,2.5],"a":null})"},
         {R"({"a":1,"b":2,"a":{}})", object, R"({"b":2,"a":{}})"},

@@ -29,7 +29,7 @@ TEST(UnicodeNeedle, MatchesWholeCharactersInAnyForm) {
         Case{"straße", "STRASSE", true, false}, Case{"STRASSE", "Große Straße", true, false},
         Case{"\u212A", "disk", true, false}, Case{"\u212A", "disK é", true, true},
         Case{"ﬁ", "FIle", true, false},
-        // The iota below is a letter of its own once folded, whatever stands above and in either order.
+        // The iota below is folded to a letter of its own, with or without marks above, before or behind it.
         Case{"\u1F80", "\u03B1\u0345\u0313", true, true}, Case{"\u1F80", "\u1F00\u0399", true, false},
         // A letter is not found within a letter that is composed from it.
         Case{"и", "й", false, false}, Case{"и", "и\u0306", false, false}, Case{"и", "йи", true, true},

@@ -11,7 +11,7 @@ const std::vector<test::IndexItem> items = {"/src/main.cpp", "/src/Main.hpp", "/
                                             "/doc/\xC3\x89t\xC3\xA9"};
 
 TEST(SearchCheck, FindsAnEngineThatLosesMatches) {
-    // A trigram index without names lets the engine find nothing: the way in which it may fail by itself.
+    // An empty trigram index makes the engine find nothing, as a fault of that index would.
     const auto index = test::makeIndex(items);
     SearchCheck check(*index, std::make_shared<TrigramIndex>());
     const auto differences = check.differences({.query = "regex:main", .sort = {}, .limit = 10});

@@ -9,10 +9,10 @@
 #include "Platform/RegularFile.hpp"
 #include "Support/FreshScan.hpp"
 
-// Prints what tells the index in a cache file from a fresh scan of its root; with "now", all that does and
-// can be saved; with "after-replay", the names and kinds that would still be wrong when a start has listed
-// again every folder whose stamp is another one now: a stamp that proves what is not so. Status 0 when there
-// is nothing to tell, 1 when there is, 2 when the file is not loaded.
+// Prints the differences between the index in a cache file and a fresh scan of its root. With "now": all
+// differences in what a cache keeps. With "after-replay": the wrong names and kinds that remain after every
+// folder with a changed stamp was listed again, so a stamp vouches for something wrong. Status 0 without a
+// difference, 1 with one, 2 when the file cannot be loaded.
 
 using namespace dovra;
 

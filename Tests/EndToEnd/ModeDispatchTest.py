@@ -5,7 +5,7 @@ import unittest
 
 from harness import Outcome, ProgramTest, Stream
 
-# Every mode word, in the order in which they are looked for, and what its own help tells of.
+# Every mode word, in the order of precedence, and an option that its own help names.
 MODES = {
     "--selftest": [],
     "--search": ["--in", "--limit", "--sort", "--desc", "--print0"],

@@ -116,7 +116,7 @@ class SavedSearchesTest(ProgramTest):
             self.assert_one_line(outcome.err, str(self.file))
             self.assertEqual(self.file.read_bytes(), before)
             self.assertEqual(len(list(self.folder.iterdir())), 2)  # and the lock
-            # The second may look and not write.
+            # The second store may be read and not written.
             for folder in folders:
                 folder.chmod(0o555)
         for folder in folders:

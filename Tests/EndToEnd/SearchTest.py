@@ -55,7 +55,7 @@ class SearchTest(ProgramTest):
         for value, rows in {"3": 3, "+3": 3, "120": 120, "1000000": 120, "0": 120, "-5": 120, **usual}.items():
             with self.subTest(value=value):
                 self.assert_found(self.search("row", "--limit", value), paths[:rows], total=120)
-                # What is no number leaves the one before.
+                # An argument that is no number leaves the former limit.
                 rows = 7 if rows == 100 else rows
                 self.assert_found(self.search("row", "-n", "7", "-n", value), paths[:rows], total=120)
         self.assert_found(self.search("row", "--limit"), paths[:100], total=120)
@@ -131,7 +131,7 @@ class SearchTest(ProgramTest):
             (pipe, terminal, {"NO_COLOR": ""}, (paths, bold)),
             (pipe, terminal, {"NO_COLOR": "1"}, (paths, plain)),
             (terminal, pipe, {}, (shown, plain)),
-            # A count that cannot be written changes nothing.
+            # Standard error that cannot be written changes nothing.
             (pipe, Stream.FULL_DISK, {}, (paths, b"")),
         ]:
             with self.subTest(out=out, err=err, variables=variables):

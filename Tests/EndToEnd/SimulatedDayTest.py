@@ -142,7 +142,7 @@ class Day:
         server.output.close()
         server.process.__exit__(None, None, None)
         self.check_cache("after-replay")
-        # What is left of saves that were killed does not pile up.
+        # The remains of killed saves do not pile up.
         self.test.assertLessEqual(sum(".cache." in name for name, _ in self.files()), 1)
 
     # Comparing

@@ -13,7 +13,7 @@ from pathlib import Path
 from harness import PROGRAM, TIMEOUT_SECONDS, ProgramTest
 from toolServer import Server
 
-# Tells an end from a wait for nothing. How long an end takes is for Benchmarks/toolServer to say.
+# Long enough for any orderly end. Benchmarks/toolServer measures how long an end takes.
 END_SECONDS = 30.0
 LINE_LIMIT = 100_000_000
 

@@ -55,7 +55,7 @@ def _ends(stream: Stream, opened: contextlib.ExitStack) -> tuple[int | None, int
 
 def _taken(terminal: int) -> bytes:
     taken = b""
-    # An error is how a terminal says that its other end is closed.
+    # A terminal whose other end is closed gives an error.
     with open(terminal, "rb", buffering=0) as reader, contextlib.suppress(OSError):
         while chunk := reader.read(4096):
             taken += chunk
@@ -71,7 +71,7 @@ class ProgramTest(unittest.TestCase):
     def setUp(self) -> None:
         self._folder = Path(tempfile.mkdtemp(prefix="dovra-test-")).resolve()
         self.addCleanup(shutil.rmtree, self._folder)
-        # Another user, whom `unprivileged` runs as, may look in.
+        # The other user of `unprivileged` may look in.
         self._folder.chmod(0o755)
         self.root, self.home = self._folder / "root", self._folder / "home"
         self.root.mkdir()

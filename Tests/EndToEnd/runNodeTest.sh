@@ -1,8 +1,8 @@
 #!/bin/sh
-# runNodeTest.sh SOURCE FOLDER VERSION [PROGRAM]: makes FOLDER a copy of the package in SOURCE, with everything in the
-# versions that its lock file names, asked for only when that file has changed; and runs its test by the machine's Node
-# or that of the package, whichever is of this major version or a later one. The test finds the path of PROGRAM in
-# NEEDED_PROGRAM. Status 77, for "skipped", where there is no PROGRAM, no npm, no registry to ask, or no such Node.
+# runNodeTest.sh SOURCE FOLDER VERSION [PROGRAM]: runs the test of the package in SOURCE, in the copy FOLDER, with the
+# dependencies that its lock file names (fetched only when that file has changed). The machine's Node or that of the
+# package runs it, the first that has this major version or a later one. NEEDED_PROGRAM gives the test the path of
+# PROGRAM. Status 77, for "skipped", without PROGRAM, npm, a registry that answers, or such a Node.
 set -o errexit -o nounset
 
 skip() {
@@ -10,7 +10,7 @@ skip() {
     exit 77
 }
 
-# What npm calls a registry that does not answer, or only by way of something between that refuses.
+# The errors of npm for a registry that does not answer, or that a proxy refuses to reach.
 unreachable='E(CONNREFUSED|CONNRESET|NOTFOUND|AI_AGAIN|TIMEDOUT|HOSTUNREACH|NETUNREACH|403|407|5[0-9][0-9])'
 unreachable="code ($unreachable|ERR_SOCKET_TIMEOUT|FETCH_ERROR|ENOTCACHED)"
 

@@ -9,7 +9,7 @@ import threading
 import time
 from typing import Any
 
-# Of the sanitizers each takes its time, at the end of the program too.
+# Sanitizers slow the program down, at its end too.
 IS_SANITIZED = any(os.environ.get(f"{name}SAN_OPTIONS") is not None for name in ("A", "T")) or any(
     word in os.environ.get("DOVRA_PROGRAM", "") for word in ("/asan/", "/tsan/")
 )

@@ -14,7 +14,7 @@ from pathlib import Path
 from random import Random
 
 NAMES = ["a", "b", "notes", "project", "Übung", "U\u0308bung", "two words", "line\nbreak", "\udcff\udced\udca0", "..."]
-# That fold in unusual ways or stand for something else in a query, and the longest.
+# Names that fold in unusual ways, names with a meaning in a query, and the longest one.
 NAMES += ["KſSẞß.K", "İiıI", "ΣΌΣσς😀", "-x", "a|b !<c>", "[(*?$\"", "\x1b[31m\t", "y" * 255]
 OLD_TIME = 1_000_000_000
 DEEP = "x" * 200  # the name of each folder of a chain that is deeper than a path can tell
@@ -55,7 +55,7 @@ class TreeWork:
     def step(self) -> None:
         work = self.random.choice(self._steps)
         self.done.append(work.__name__)
-        # What the choice of places makes impossible is not done, such as moving a folder into itself.
+        # Some choices are impossible, such as moving a folder into itself. Those are left out.
         with contextlib.suppress(OSError, IndexError):
             work(self)
         self._bound()

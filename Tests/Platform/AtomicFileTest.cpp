@@ -46,7 +46,7 @@ TEST(ReadWholeFile, ReadsUpToItsLimit) {
     EXPECT_EQ(readWholeFile(path, 5000).bytes, bytes);
     EXPECT_EQ(readWholeFile(path, 4999).error.value().code, EFBIG);
     EXPECT_EQ(readWholeFile(tree.write("empty"), 0).bytes, "");
-    // The system tells a size of 0 for files of its own, as for one that grows while it is read.
+    // Files of the system itself have the size 0, and may hold bytes all the same.
     EXPECT_GT(readWholeFile("/proc/self/status", anySize).bytes.value().size(), 100U);
 }
 

@@ -23,7 +23,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
-/// A source to which a test adds what the system is to tell.
+/// A source whose changes are added by the test, in the place of the system.
 class Source final : public EventSource {
 public:
     void add(const std::string& path) {

@@ -62,7 +62,7 @@ TEST(RegularFile, OpensPathsLongerThanTheSystemTakes) {
     const test::TemporaryTree tree;
     const test::DeepFile deep(tree.path(), "deep");
     ASSERT_GT(deep.path.size(), 8000);
-    // Every number of extra slashes puts the pieces' ends elsewhere, also between two slashes.
+    // Each number of extra slashes moves the ends of the pieces; some fall between two slashes.
     const std::string below = deep.path.substr(tree.path().size());
     for (std::size_t slashes = 0; slashes < 220; ++slashes) {
         std::string doubled = tree.path() + std::string(slashes, '/') + below;

@@ -8,10 +8,15 @@
 namespace dovra {
 namespace {
 
-/// What a test expects runs in a process of its own, which a fault may not keep waiting for ever.
+/// Each expectation runs in a process of its own. An alarm ends that process if a fault keeps it waiting.
 class TerminationHandlerDeathTest : public testing::Test {
 protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    void SetUp() override {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+        // A test run in the background inherits ignored signals.
+        for (const int signal : signals)
+            (void)std::signal(signal, SIG_DFL);
+    }
 
     /// Sends the signal to the process and waits for its end.
     [[noreturn]] static void die(int signal) {
@@ -20,11 +25,13 @@ protected:
         for (;;)
             (void)::pause();
     }
+    static constexpr int signals[] = {SIGHUP, SIGINT, SIGTERM};
+
     static void finish() { (void)std::fputs("finished once.", stderr); }
 };
 
 TEST_F(TerminationHandlerDeathTest, ASignalEndsTheProcessAfterFinishingAndASecondAtOnce) {
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    for (const int signal : signals) {
         const auto end = testing::KilledBySignal(signal);
         EXPECT_EXIT((TerminationHandler(finish), die(signal)), end, "^finished once.$");
         EXPECT_EXIT((TerminationHandler([signal] { die(signal); }), die(SIGTERM)), end, "");

@@ -33,7 +33,7 @@ TEST(ContentMatcher, ReadsRegularFilesOnly) {
 
 constexpr std::size_t kibi = 1024;
 
-/// A file of fillers that holds `text` once, at every place around the end of the first block that is read.
+/// Files of filler with `text` once: one file for each place around the end of the first block.
 void expectAcrossBlocks(std::size_t block, const std::string& filler, const std::string& text,
                         const ContentMatcher& matcher, bool expected) {
     const test::TemporaryTree tree;
@@ -56,7 +56,7 @@ TEST(ContentMatcher, FindsAcrossBlocks) {
     expectAcrossBlocks(64 * kibi, "\xFF", "Žluťoučký", ContentMatcher("žluťoučký", false), true);
     expectAcrossBlocks(64 * kibi, "\u0301", "Žlu\u0301", ContentMatcher("žlú", false), false);
     expectAcrossBlocks(64 * kibi, "\u0301", "Žlu", ContentMatcher("žl", false), true);
-    // Marks are not torn off at the end of a block.
+    // The end of a block does not part a letter from its marks.
     expectAcrossBlocks(64 * kibi, "й", "и\u0306", ContentMatcher("и", false), false);
     expectAcrossBlocks(64 * kibi, "й", "и", ContentMatcher("и", false), true);
     const test::TemporaryTree tree;

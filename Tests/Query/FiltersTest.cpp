@@ -43,7 +43,7 @@ constexpr double open = std::numeric_limits<double>::max();
 constexpr double hour = 3600;
 constexpr double day = 24 * hour;
 
-/// Runs a test with a time zone and a locale of its own; by default one whose own calendar is not Gregorian.
+/// Sets a time zone and a locale for a test. The calendar of the default locale is not the Gregorian one.
 class DateFilterTest : public testing::Test {
 public:
     DateFilterTest() {
@@ -151,7 +151,7 @@ TEST_F(DateFilterTest, CountsLocalDaysByTheTimeZone) {
         EXPECT_EQ(parsed(value), filter) << zone;
     }
     useZone("CET-1");
-    // Half past eleven in the evening there is still the day before in UTC.
+    // At half past eleven in the evening of that zone, UTC is still on the day before.
     EXPECT_EQ(parsed("today", 1710283800 + hour), (DateFilter{1710284400, 1710284400 + day}));
 }
 

@@ -16,7 +16,7 @@
 namespace dovra {
 namespace {
 
-/// Names as relevance to the query orders them, whatever their order in the index.
+/// The names in the order of relevance to the query. Their order in the index does not matter.
 void expectRelevanceOrder(std::string_view query, const std::vector<std::string>& best) {
     std::vector<std::size_t> shuffled(best.size());
     std::iota(shuffled.begin(), shuffled.end(), 0);
@@ -51,7 +51,7 @@ TEST(RelevanceOrder, FoldsAsTheMatchDoes) {
                                        "my-CAF\u00C9", "xcaf\u00E9", "other"});
     expectRelevanceOrder("gr\u00F6\u00DFe",
                          {"GR\u00D6SSE.md", "Gr\u00F6\u00DFer", "a gr\u00D6sse", "xgr\u00F6\u00DFe"});
-    // No word begins with a dot, and a whole word is taken as it stands.
+    // No word begins with a dot, and a whole word is taken literally.
     expectRelevanceOrder("*.md", {".md", "b.md", "a-.md", "long.md"});
     expectRelevanceOrder("ww:*a", {"*a", "x*a", "bc-a"});
 }
@@ -69,7 +69,7 @@ TEST(FrecencyLift, KnowsEachEntryByItsPath) {
     std::mt19937 random(1);
     for (int round = 0; round < 200; ++round) {
         std::vector<test::IndexItem> items;
-        // Paths that are none must not disturb.
+        // What is no path is ignored.
         Boosts boosts = {{"", 1}, {"/", 2}, {"a", 3}, {"/a/", 5}};
         for (int i = 0; i < 30; ++i) {
             items.emplace_back(randomPath(random) + (random() % 3 == 0 ? "/" : ""));

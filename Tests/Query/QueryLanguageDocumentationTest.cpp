@@ -1,5 +1,5 @@
-// Documentation/QueryLanguage.md must stay true: its table of keys is the code's, and every query in a table
-// "| query | finds |" is run on the made-up tree that the document itself describes.
+// Documentation/QueryLanguage.md must stay true. Its table of keys must be that of the code, and every query
+// in a table "| query | finds |" is run on the example tree that the document describes.
 
 #include <fmt/format.h>
 #include <fstream>

@@ -8,9 +8,9 @@
 namespace dovra {
 namespace {
 
-// What queries find is compared with the slow search; here stands what that does not see.
+// The comparison with the slow search covers what queries find. These tests cover what it cannot see.
 
-/// The leaves of the query in the order in which they are asked when all hold: the texts, or "#" and a kind.
+/// The leaves of the query, in the order of their evaluation when all hold: a text, or "#" and a kind.
 std::string asked(std::string_view query) {
     const CompiledQuery compiled = QueryParser::parse(query);
     std::string leaves;
@@ -36,7 +36,7 @@ TEST(QueryParser, BearsQueriesOfAnyDepthAndLength) {
     EXPECT_EQ(asked(std::string(million, '<') + "a"), "a ");
     EXPECT_EQ(asked(std::string(million, '!') + "a"), "a ");
     EXPECT_EQ(asked(std::string(million, '>')), "");
-    // Reading and judging must not recurse either.
+    // Parsing and matching must not recurse either.
     for (const std::string_view piece : {"|", "!<a ", "<!a|", "x|<!"}) {
         std::string query;
         while (query.size() < million)
@@ -56,7 +56,7 @@ TEST(QueryParser, BearsQueriesOfAnyDepthAndLength) {
 TEST(QueryParser, AsksForEqualTermsOnce) {
     EXPECT_EQ(asked("a b a a"), "a b ");
     EXPECT_EQ(asked("a|a a"), "a ");
-    // Each test of a nested repetition is passed over once its outcome is known.
+    // A nested repetition does not test a condition again whose outcome is known.
     std::string nested;
     for (int i = 0; i < 10'000; ++i)
         nested += "<a !";

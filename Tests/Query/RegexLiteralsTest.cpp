@@ -53,7 +53,7 @@ TEST(RegexLiterals, NoOtherCharacterMatchesAsciiFromOutside) {
     }
 }
 
-// That no run is wrong, whatever the pattern, is for the fuzz target to say.
+// The fuzz target checks that no run is wrong, whatever the pattern.
 TEST(RegexLiterals, SeesWhereAnAlternationEnds) {
     EXPECT_TRUE(hasTopLevelAlternation("abc|xyz"));
     for (const char* pattern : {"(a|b)c", "[|]a", R"(a\|b)", "[)|(]", "((a)|b)c"})

@@ -124,7 +124,7 @@ TEST(RelevanceWithFrecency, PassesWaysOfMeetingTheTerm) {
         return found(*index, "log", {Key::relevance, ascending});
     };
     EXPECT_THAT(lifted({}), ElementsAre("/log", "/log.c", "/logger", "/a-log", "/blog", "/catalog"));
-    // One open: first among its like.
+    // One open puts a file before its equals.
     EXPECT_THAT(lifted({{"/catalog", 16}}),
                 ElementsAre("/log", "/log.c", "/logger", "/a-log", "/catalog", "/blog"));
     EXPECT_THAT(lifted({{"/catalog", 16}}, false),
@@ -152,8 +152,8 @@ TEST(QueryNeeds, AsksForAttributesOnlyWhenTheyAreUsed) {
     EXPECT_TRUE(usesAttributes("dupe:c", SortSpec::Key::name));
 }
 
-/// Few kinds of names make many equal paths and parts of paths, all of them make every kind of text: among
-/// them the Kelvin sign and the long s, which fold to ASCII letters, and bytes that are no UTF-8.
+/// Few kinds of names, so that many paths and parts of paths are equal. Among them are the Kelvin sign and
+/// the long s, which fold to ASCII letters, and bytes that are not UTF-8.
 std::vector<test::IndexItem> randomItems(std::mt19937& random, const std::string& root, std::size_t count) {
     constexpr std::string_view pieces[] = {
         "k",         "K",        " ",        "-", "a.b", "Ab",       "prefix0", "s", "S",    "\xE2\x84\xAA",
@@ -194,13 +194,13 @@ TEST(Search, ManyTermsMeanWhatFewDo) {
     EXPECT_GT(check.matchedSearches(), 40U);
 }
 
-/// However the candidates of a query are found, and in however many pieces, the answer is the slow one.
+/// Every way to find the candidates, and every number of pieces, gives the answer of the slow search.
 void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches) {
     std::mt19937 random(seed);
     FileIndex index;
     const auto trigram = std::make_shared<TrigramIndex>();
     index.attachTrigramIndex(trigram);
-    // Roots that lie in each other, the inner one first or alone.
+    // Nested roots, the inner one first or alone.
     if (seed % 3 == 0) test::addTree(index, randomItems(random, "/k/a.b", entries / 4), "/k/a.b");
     const std::string root = seed % 2 == 0 ? "/" : "/k";
     test::addTree(index, randomItems(random, root, entries), root);

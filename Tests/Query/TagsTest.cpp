@@ -65,11 +65,11 @@ TEST(TagPropertyList, IsEmptyForOtherShapes) {
               Strings());
 }
 
-// What is made to hurt stands in the corpus of the fuzz target.
+// Hostile documents are in the corpus of the fuzz target.
 
 constexpr const char* tagAttribute = "user.com.apple.metadata:_kMDItemUserTags";
 
-/// A file whose attributes each test sets.
+/// A file whose extended attributes the tests set.
 class Tags : public testing::Test {
 protected:
     void SetUp() override {

@@ -52,7 +52,7 @@ TEST(TextMatcher, TheStemEndsAtTheLastDotThatIsNotFirst) {
 }
 
 TEST(TextMatcher, FindsNeedlesLongerThanTheLargestShift) {
-    // One more byte than a shift of the search can tell.
+    // One byte more than the largest shift of the search.
     const std::string needle = std::string(65535, 'a') + "b";
     const std::string name = std::string(70000, 'c') + needle;
     EXPECT_TRUE(matches(needle, name));

@@ -80,7 +80,7 @@ TEST_F(SavedSearchStoreTest, WhatCannotBeReadWhollyIsKeptBeside) {
     std::filesystem::permissions(tree_.path(), std::filesystem::perms(0777));
     const test::OrdinaryUser ordinary;
     if (!ordinary.isOrdinary()) GTEST_SKIP() << "rights cannot be given up here";
-    // A file, or its name is that of a folder or of a file that may not be read.
+    // The text of the file; or its name leads to a folder, or to a file that may not be read.
     const std::string bad[] = {"",
                                R"([{"name":"a","query":"1"})",
                                R"([{"name":"a","query":"1"},7])",

@@ -66,19 +66,23 @@ protected:
     std::string do_grouping() const override { return "\3"; }
 };
 
+std::locale withGroups(const std::locale& locale) {
+    const bool hasGroups = !std::use_facet<std::numpunct<char>>(locale).grouping().empty();
+    return hasGroups ? locale : std::locale(locale, new Commas);
+}
+
 }  // namespace
 
 std::locale userLocale() {
     try {
-        return std::locale("");
+        return withGroups(std::locale(""));
     } catch (const std::runtime_error&) {
-        return std::locale::classic();
+        return withGroups(std::locale::classic());
     }
 }
 
 std::string groupedNumber(std::int64_t number, const std::locale& locale) {
-    const bool groups = !std::use_facet<std::numpunct<char>>(locale).grouping().empty();
-    return fmt::format(groups ? locale : std::locale(locale, new Commas), "{:L}", number);
+    return fmt::format(withGroups(locale), "{:L}", number);
 }
 
 std::string grouped(std::int64_t number) {

@@ -14,6 +14,7 @@ namespace dovra {
 std::string byteCountText(std::uint64_t bytes);
 
 /// The locale named by the environment; the plain one when none is named or the named one is not installed.
+/// It groups digits by commas in threes where the named one has no rule.
 std::locale userLocale();
 
 /// The number with its digits grouped by the rule of the locale; by commas in threes when it has none.

@@ -1,4 +1,4 @@
-// The tool server, driven by the protocol's own client library: what it accepts from a server is what clients do.
+// The tool server, driven by the protocol's own client library, which is as strict as real clients are.
 
 import assert from "node:assert/strict";
 import { mkdirSync, mkdtempSync, realpathSync, rmSync, truncateSync, writeFileSync } from "node:fs";

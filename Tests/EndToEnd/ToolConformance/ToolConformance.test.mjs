@@ -1,5 +1,5 @@
-// All scenarios of the protocol's own conformance package. Most of them call tools, prompts or resources that a
-// server is to have for the package's sake; of those this one must refuse each by its name.
+// All scenarios of the protocol's own conformance package. Most of them call tools, prompts or resources that the
+// package asks of a server made for it. This server must refuse each of those by name.
 
 import assert from "node:assert/strict";
 import { spawn } from "node:child_process";
@@ -18,7 +18,7 @@ const command = process.env.DOVRA_PROGRAM;
 assert.ok(command, "DOVRA_PROGRAM is not set");
 
 const applicable = ["server-initialize", "ping", "tools-list", "server-sse-multiple-streams"];
-// What only the bridge between HTTP and the server could be blamed for.
+// Checks that concern only the bridge between HTTP and the server.
 const concernHTTP = ["server-sse-polling", "dns-rebinding-protection"];
 const refusal =
     /Unknown tool: test_|Tool 'json_schema_2020_12_tool' not found|Method not found: (resources|prompts|logging|completion)\//;

@@ -125,6 +125,11 @@ describe("the web pages", () => {
         assert.equal(await field(page).inputValue(), "");
         await page.goForward();
         await listed(page, ["report-2019.txt"]);
+        await page.goto("/?search=file:%20old");
+        const entries = await page.evaluate(() => history.length);
+        await page.keyboard.press("Enter");
+        await page.waitForLoadState("networkidle");
+        assert.equal(await page.evaluate(() => history.length), entries, "the address says the same in another way");
     });
 
     test("sorts and pages", async () => {
@@ -141,10 +146,21 @@ describe("the web pages", () => {
         await page.keyboard.press("Control+A");
         await page.keyboard.type("file-24");
         await page.waitForURL(/search=file-24&sort=size/);
+        await page.goto("/?search=file-");
+        await page.evaluate(() => scrollTo(0, 900));
+        await page.locator("td.path a").nth(40).click();
+        await page.waitForURL(/\/du/);
+        await page.goBack();
+        await page.waitForFunction(() => scrollY === 900);
     });
 
     test("obeys keys", async () => {
-        const page = await open("/?search=reports|old+folder:");
+        const page = await open("/?search=report");
+        await field(page).fill("report folder:");
+        await page.keyboard.press("ArrowDown");
+        await listed(page, ["reports"]);
+        assert.equal(await focused(page), "reports", "the first row of the answer that came later");
+        await page.goto("/?search=reports|old+folder:");
         await page.keyboard.press("ArrowDown");
         assert.equal(await focused(page), "old");
         await page.keyboard.press("ArrowDown");
@@ -157,6 +173,10 @@ describe("the web pages", () => {
         await page.keyboard.press("ArrowDown");
         await page.keyboard.press("ArrowUp");
         assert.equal(await focused(page), "field");
+        await page.keyboard.press("Escape");
+        await page.getByText("Find anything on your computer").waitFor();
+        await page.goBack();
+        await listed(page, ["old", "reports"]);
         await page.keyboard.press("ArrowDown");
         await page.keyboard.press("Enter");
         await page.waitForURL(/\/du\?path=.*old$/);

@@ -89,6 +89,8 @@ TEST_F(Site, SearchesAsTheParametersSay) {
          })
         EXPECT_EQ(found(parameters), expected) << parameters;
     EXPECT_EQ(found("within=" + tree_.path("b/")), "reporting reports.txt");
+    EXPECT_THAT(get("/?search=report&offset=9&count=2").body,
+                AllOf(HasSubstr("none of 4"), HasSubstr("search=report&amp;offset=2&amp;count=2")));
     EXPECT_EQ(at(json("/"), "totalResults"), 6) << "everything";
 }
 
@@ -124,6 +126,23 @@ TEST_F(Site, FormsOfJson) {
     EXPECT_THAT(get("/?search=a").body, HasSubstr("No results"));
 }
 
+TEST_F(Site, KnownResultsAreThoseOfTheIndexAsItIs) {
+    tree_.write("a1");
+    scan();
+    std::stop_source stopped;
+    stopped.request_stop();
+    (void)handler_->handle({"GET", "/", parseQueryString("search=file:+a&json=1")}, stopped.get_token());
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(found("search=file:+a"), "a1");
+    tree_.write("a2");
+    index_.reset();
+    crawl(index_, {root()}, {});
+    EXPECT_EQ(found("search=file:+a"), "a1 a2");
+    EXPECT_EQ(found("search=file:+a&ascending=0"), "a2 a1");
+    EXPECT_EQ(found("search=file:+a&offset=1"), "a2");
+    EXPECT_EQ(found("search=file:+a&within=2"), "a2");
+}
+
 TEST_F(Site, EqualFilesComeInSetsOverPages) {
     for (const char* name : {"a", "b", "c"})
         tree_.write(name, "equal");
@@ -139,8 +158,10 @@ TEST_F(Site, EqualFilesComeInSetsOverPages) {
     EXPECT_EQ(at(page, "sets/*/copies"), (JSONValue::Array{2, 3}));
     EXPECT_THAT(get("/?search=dupe:content").body,
                 HasSubstr("3 copies of 5 bytes each · 10 bytes could be freed"));
+    EXPECT_THAT(get("/?search=dupe:content").body, Not(HasSubstr("sort="))) << "their order is fixed";
     for (const char* slow : {"/?dupes=1", "/?search=content:x", "/?search=!a|dupe:content"})
         EXPECT_TRUE(handler_->isSlow({"GET", "/", parseQueryString(std::string(slow).substr(2))})) << slow;
+    EXPECT_TRUE(handler_->isSlow({"GET", "/", {{"search", std::string(5000, 'a')}}}));
     EXPECT_FALSE(handler_->isSlow({"GET", "/", parseQueryString("search=content")}));
 }
 
@@ -168,6 +189,7 @@ TEST_F(Site, FaultsAreToldInTheFormThatWasAskedFor) {
         EXPECT_EQ(get(asJson(target)).body,
                   JSONValue(JSONObject{{"error", message}}).serializedString() + "\n");
     }
+    EXPECT_THAT(get("/?search=a&offset=x").body, Not(HasSubstr("No results"))) << "nothing was searched";
     const HttpResponse unknown = get("/du?path=/%3Cb%3E");
     EXPECT_EQ(unknown.status, 404);
     EXPECT_THAT(unknown.body, HasSubstr("&quot;/&lt;b&gt;&quot; is no folder in the index"));

@@ -28,8 +28,8 @@ using ::testing::StartsWith;
 constexpr std::string_view plainRequest = "GET /x HTTP/1.1\r\n\r\n";
 constexpr std::string_view slowRequest = "GET /slow HTTP/1.1\r\n\r\n";
 
-/// A server on a port of its own, that says what it was asked. What is asked for "/slow" waits for `release`
-/// or until it is stopped.
+/// A server on a port of its own, that says what it was asked. What is asked for "/slow" or "/long" waits for
+/// `release` or until it is stopped.
 class RunningServer {
 public:
     explicit RunningServer(HttpServer::Limits limits = {.threads = 4})
@@ -72,7 +72,8 @@ public:
 private:
     HttpResponse handle(const HttpRequest& request, const std::stop_token& stop) {
         ++running;
-        if (request.path == "/slow") waitUntil([&] { return release || stop.stop_requested(); });
+        if (request.path == "/slow" || request.path == "/long")
+            waitUntil([&] { return release || stop.stop_requested(); });
         stopped += stop.stop_requested() ? 1 : 0;
         ++handled;
         --running;
@@ -205,12 +206,21 @@ TEST(HttpServer, BoundsSlowWorkAndStopsItForClientsThatLeave) {
     clients.back().finish();
     EXPECT_TRUE(waitUntil([&] { return server.running == 0; }));
     EXPECT_EQ(server.stopped, 2);
+    EXPECT_EQ(clients.back().receive(), "") << "what was stopped is no whole answer";
 
     // Who has only said all gets what is there at once.
     const HttpClient brief(server.port(), plainRequest);
     brief.finish();
     EXPECT_THAT(brief.receive(), EndsWith("GET /x"));
     EXPECT_EQ(server.stopped, 2);
+}
+
+TEST(HttpServer, StopsWhatTakesTooLongForWhoHasSaidAll) {
+    RunningServer server({.closingTime = 100ms, .threads = 4});
+    const HttpClient client(server.port(), "GET /long HTTP/1.1\r\n\r\n");
+    ASSERT_TRUE(waitUntil([&] { return server.running == 1; }));
+    client.finish();
+    EXPECT_TRUE(waitUntil([&] { return server.stopped == 1; }));
 }
 
 TEST(HttpServer, RefreshesOnceForAllThatWait) {

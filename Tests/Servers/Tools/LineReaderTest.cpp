@@ -9,7 +9,7 @@
 namespace dovra {
 namespace {
 
-/// What becomes of the text when it comes in pieces of that size; lines that are too long as "!".
+/// The lines of a text that comes in pieces of that size. A line that is too long shows as "!".
 std::vector<std::string> linesOf(std::string_view text, std::size_t pieceBytes, std::size_t mostBytes) {
     LineReader reader(
         [&](std::span<char> destination) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Servers/Tools/MCPServer.hpp"
+#include "Servers/Tools/RequestQueue.hpp"
 #include "Support/ToolCaller.hpp"
 
 namespace dovra {
@@ -96,7 +97,7 @@ TEST_F(MCPServer, RefusesWhatIsTooLongAndPutsSomethingShortInPlaceOfAReplyThatWo
          {R"({"id":1,"method":")", R"({"method":"tools/call","params":{"name":"index_stats"},"id":")"})
         EXPECT_THAT(reply(beginning + large + "\"}"), HasSubstr(R"("id":null,"error":{"code":-32600)"));
 
-    // Twenty names of 255 bytes that are written with six bytes each, in a result that is quoted once more.
+    // Twenty names of 255 bytes. Each byte is written with six, in a result that is quoted once more.
     const std::string name(250, '\x01');
     for (int i = 0; i < 960; ++i)
         tree_.write(fmt::format("{}/{}/{}/{}{}", i % 8, name, name, name, i));
@@ -119,8 +120,8 @@ TEST_F(MCPServer, CallsAFaultOfItsOwnAnInternalError) {
               R"("isError":true}})");
 }
 
-/// One whose first scan ends only after it has been waited for so many times. It finds out with a flush that
-/// it lacks a file, and may have to be waited for again.
+/// A service whose first scan ends after so many waits. A flush shows it that a file is missing; then it may
+/// have to be waited for again.
 class SlowIndex final : public IndexService {
 public:
     explicit SlowIndex(int waits, int waitsAfterFlush = 0)
@@ -157,9 +158,17 @@ private:
     std::string root_ = tree_.path();
 };
 
-/// A session that is given these bytes.
+TEST(RequestQueue, ForgetsTheBytesOfWhatIsDropped) {
+    RequestQueue queue;
+    queue.push({}, 1);
+    queue.push({.value = {}, .isReply = true}, 2);
+    queue.cancel([](const Message& message) { return message.isReply; });
+    EXPECT_EQ(queue.state().bytes, 1U);
+}
+
+/// A session with these bytes as its input.
 struct Session {
-    /// What it writes; each time the reader is looked for, `readerStays` may answer that it has left.
+    /// The output of the session. `readerStays` answers each question whether the output is still read.
     std::vector<std::string> lines(IndexService& service, const std::function<bool()>& readerStays) {
         std::vector<std::string> written;
         const auto read = [this](std::span<char> destination) {
@@ -215,7 +224,7 @@ TEST(MCPServerLoop, AReportDoesNotWaitForTheFirstScanAndACallThatIsCancelledGets
     EXPECT_FALSE(service.hasFlushed()) << "which it would have after its first scan";
 }
 
-/// What a client of that version is told when it lists the tools and calls one.
+/// The answers to a client of that version that lists the tools and calls one.
 std::vector<JSONValue> toldTo(const test::ToolCaller& caller, const std::string& version) {
     MCPRequestHandler handler = caller.handler();
     std::vector<JSONValue> told;

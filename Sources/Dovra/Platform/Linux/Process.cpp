@@ -1,5 +1,6 @@
 #include "Platform/Process.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <fstream>
@@ -24,9 +25,10 @@ std::string currentThreadName() {
 }
 
 void lowerCurrentThreadPriority() {
-    // On Linux the priority belongs to the thread. The system refuses only a rise.
+    // On Linux the priority belongs to the thread. The system refuses a rise, but not to root.
     constexpr int givesWay = 10;
-    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), givesWay);
+    const auto thread = static_cast<id_t>(::gettid());
+    (void)::setpriority(PRIO_PROCESS, thread, std::max(givesWay, ::getpriority(PRIO_PROCESS, thread)));
 }
 
 void makeCurrentThreadIdle() {

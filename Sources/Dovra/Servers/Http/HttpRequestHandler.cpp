@@ -39,7 +39,7 @@ HttpResponse response(Status status, std::string contentType, std::string body) 
 }
 
 HttpResponse htmlResponse(Status status, std::string_view page, const JSONObject& view) {
-    return response(status, "text/html; charset=utf-8", renderPage(page, view));
+    return response(status, "text/html; charset=utf-8", renderTemplate(page, view));
 }
 
 HttpResponse jsonResponse(JSONObject document) {
@@ -103,13 +103,18 @@ HttpRequestHandler::HttpRequestHandler(const IndexService& service, Options opti
     : service_(service), options_(std::move(options)), usage_(service.index()) {}
 
 bool HttpRequestHandler::isSlow(const HttpRequest& request) const {
-    return request.path == "/" && readsFiles(SearchParameters::read(request.query));
+    // Reading a long query takes long itself, and nobody types one.
+    constexpr std::size_t mostQuickBytes = 4096;
+    if (request.path != "/") return false;
+    return ParameterReader(request.query).text("search").size() > mostQuickBytes ||
+           readsFiles(SearchParameters::read(request.query));
 }
 
 PageContext HttpRequestHandler::makeContext(const std::stop_token& stop) const {
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     return {.index = service_.index(),
             .usage = usage_,
+            .recent = recent_,
             .state = {.isIndexing = !service_.status().isReady,
                       .items = service_.index().itemCount(),
                       .root = service_.root()},

@@ -7,6 +7,7 @@
 #include "Analysis/FolderUsage.hpp"
 #include "Servers/Http/HttpMessage.hpp"
 #include "Servers/Http/PageContext.hpp"
+#include "Servers/Http/RecentSearches.hpp"
 #include "Services/IndexService.hpp"
 #include "Stores/SavedSearchStore.hpp"
 
@@ -25,8 +26,8 @@ public:
     /// `service` outlives this object.
     HttpRequestHandler(const IndexService& service, Options options);
 
-    /// Whether the request may take long, because it reads files (`content:`, duplicates). The server bounds
-    /// how many of these run at once.
+    /// Whether the request may take long, because it reads files (`content:`, duplicates) or its query is
+    /// very long. The server bounds how many of these run at once.
     bool isSlow(const HttpRequest& request) const;
 
     /// Answers from the index as it is. Ends early when `stop` is requested because the client is gone; the
@@ -44,6 +45,7 @@ private:
     const IndexService& service_;
     Options options_;
     FolderUsage usage_;
+    mutable RecentSearches recent_;
 };
 
 }  // namespace dovra

@@ -176,10 +176,12 @@ private:
             deadline = waitingSince + time;
         }
 
-        /// Slow work is stopped when its client has gone. A client that has only closed its sending side
-        /// looks the same; it still gets answers to quick requests.
-        void stopIfInVain() const {
-            if (isSlow && hasNoMoreToSay) stop.request_stop();
+        /// Slow work is stopped when its client has gone, other work when it then takes long. A client that
+        /// has only closed its sending side looks the same; it still gets quick answers.
+        void stopIfInVain() {
+            if (!hasNoMoreToSay) return;
+            if (isSlow) abandon();
+            if (deadline == never) deadline = Clock::now() + listener.limits_.closingTime;
         }
 
         Listener& listener;

@@ -46,7 +46,8 @@ public:
     struct Limits {
         std::chrono::milliseconds headTime = std::chrono::seconds(10);   ///< for the whole head
         std::chrono::milliseconds stallTime = std::chrono::seconds(30);  ///< in which a client takes no bytes
-        std::chrono::milliseconds closingTime = std::chrono::seconds(2);  ///< for a client to close behind us
+        std::chrono::milliseconds closingTime =
+            std::chrono::seconds(2);  ///< when one side has closed, for the other
         std::chrono::milliseconds endTime =
             std::chrono::seconds(10);  ///< for running answers, once told to stop
         std::size_t connections = 256;

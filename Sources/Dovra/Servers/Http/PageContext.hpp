@@ -6,6 +6,7 @@
 
 #include "Analysis/FolderUsage.hpp"
 #include "Index/FileIndex.hpp"
+#include "Servers/Http/RecentSearches.hpp"
 
 namespace dovra {
 
@@ -20,6 +21,7 @@ struct IndexState {
 struct PageContext {
     const FileIndex& index;
     const FolderUsage& usage;
+    RecentSearches& recent;
     IndexState state;
     double now = 0;  ///< seconds since 1970
     bool allowsDownload = false;

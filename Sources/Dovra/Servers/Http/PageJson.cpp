@@ -53,13 +53,17 @@ void addState(Members& members, const IndexState& index) {
 
 JSONObject searchJSON(const SearchPage& page) {
     JSONValue::Array rows;
+    rows.reserve(page.rows.size());
     for (std::size_t i = 0; i < page.rows.size(); ++i)
         rows.push_back(rowJSON(page, i));
-    Members members = {{"totalResults", page.total},
-                       {"offset", page.shown.offset},
-                       {"results", std::move(rows)},
-                       {"sorted", page.isSorted},
-                       {"abandoned", page.abandoned}};
+    Members members = {
+        {"totalResults", page.total},
+        {"offset", page.shown.offset},
+    };
+    // What a list of members holds is copied, so the rows come alone.
+    members.push_back({"results", std::move(rows)});
+    members.push_back({"sorted", page.isSorted});
+    members.push_back({"abandoned", page.abandoned});
     addState(members, page.index);
     members.push_back({"milliseconds", page.milliseconds});
     if (page.duplicates) {

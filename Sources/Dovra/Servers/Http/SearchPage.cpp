@@ -6,12 +6,15 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <iterator>
+#include <memory>
+#include <string_view>
 #include <utility>
 
 #include "Base/PathText.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/NameMarks.hpp"
 #include "Query/SearchEngine.hpp"
+#include "Servers/Http/RelativeTime.hpp"
 
 namespace dovra {
 
@@ -37,19 +40,13 @@ CompiledQuery compiledQuery(const SearchParameters& parameters) {
     return parameters.within.empty() ? query : narrowedToPath(std::move(query), parameters.within, true);
 }
 
-void takeRows(SearchPage& page, std::vector<FileRow> files) {
-    for (FileRow& file : files)
-        page.rows.push_back({.file = std::move(file)});
-}
-
-void searchRows(const PageContext& context, const CompiledQuery& query, SearchPage& page) {
-    const SearchParameters& shown = page.shown;
-    SearchResult result =
-        searchPage(context.index, query, shown.sort, {.offset = shown.offset, .count = shown.count});
+/// Shows the rows that a search found, in the requested order if they were not too many.
+void showResult(const SearchResult& result, SearchPage& page) {
     page.total = result.total;
-    page.isSorted = result.total <= FileIndex::sortCap && !query.prefersRelevance();
+    page.isSorted = result.total <= FileIndex::sortCap;
     page.abandoned = result.abandoned;
-    takeRows(page, std::move(result.rows));
+    for (const FileRow& file : result.rows)
+        page.rows.push_back({.file = file});
 }
 
 /// The part of the group that stands on the page; `before` counts the rows of the groups before it.
@@ -66,12 +63,44 @@ void searchDuplicates(const PageContext& context, const CompiledQuery& query, Se
     for (const DuplicateGroup& group : groups) {
         std::vector<FileRow> files = rowsOnPage(group, page.total, page.shown);
         if (!files.empty()) page.sets.push_back({page.rows.size(), group.rows.size(), group.sizeBytes});
-        takeRows(page, std::move(files));
+        for (FileRow& file : files)
+            page.rows.push_back({.file = std::move(file)});
         page.total += std::ssize(group.rows);
     }
     page.isSorted = false;
     page.abandoned = query.tree.abandonedMatches();
     page.duplicates = {.sets = groups.size(), .reclaimableBytes = DuplicateFinder::reclaimableBytes(groups)};
+}
+
+/// Whether the index alone decides what is found, and in which order: neither files nor the user's visits.
+bool dependsOnIndexOnly(const CompiledQuery& query, const SearchParameters& shown) {
+    return !query.prefersRelevance() && shown.sort.key != SortSpec::Key::relevance &&
+           !query.tree.readsFiles();
+}
+
+void searchAnew(const PageContext& context, const std::string& key, SearchPage& page) {
+    const SearchParameters& shown = page.shown;
+    const std::uint64_t generation = context.index.generation();
+    CompiledQuery query = compiledQuery(shown);
+    query.stop = context.stop;
+    if (query.wantsContentDuplicates) return searchDuplicates(context, query, page);
+    const auto result = std::make_shared<const SearchResult>(
+        searchPage(context.index, query, shown.sort, {.offset = shown.offset, .count = shown.count}));
+    showResult(*result, page);
+    page.isSorted = page.isSorted && !query.prefersRelevance();
+    if (dependsOnIndexOnly(query, shown) && !context.stop.stop_requested())
+        context.recent.keep(key, generation, result);
+}
+
+void findRows(const PageContext& context, SearchPage& page) {
+    // Words like "today" mean another time on another day.
+    const std::string key =
+        page.shown.link() + localTime(context.now).substr(0, std::string_view("2024-01-05").size());
+    if (const auto known = context.recent.find(key, context.index.generation())) {
+        showResult(*known, page);
+    } else {
+        searchAnew(context, key, page);
+    }
 }
 
 void addContents(const FolderUsage& usage, std::vector<SearchRow>& rows) {
@@ -94,10 +123,8 @@ SearchPage makeSearchPage(const PageContext& context, SearchParameters parameter
     SearchPage page{.parameters = std::move(parameters), .index = context.state};
     page.shown = isStart ? recentChanges(context.now) : page.parameters;
     if (page.parameters.fault) return page;
-    CompiledQuery query = compiledQuery(page.shown);
-    query.stop = context.stop;
     const auto start = Clock::now();
-    (query.wantsContentDuplicates ? searchDuplicates : searchRows)(context, query, page);
+    findRows(context, page);
     page.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     if (!page.parameters.wantsJson || page.parameters.wantsSizes) addContents(context.usage, page.rows);
     if (!page.parameters.wantsJson && !isStart) {

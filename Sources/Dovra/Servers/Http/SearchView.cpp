@@ -14,6 +14,7 @@
 #include "Query/QueryKeys.hpp"
 #include "Query/SortColumns.hpp"
 #include "Query/Suggestions.hpp"
+#include "Servers/Http/PageTemplate.hpp"
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 
@@ -55,17 +56,21 @@ JSONValue formRow(std::string_view example, std::string_view meaning) {
     return JSONObject{{"link", searchLink(example)}, {"example", example}, {"meaning", meaning}};
 }
 
-JSONValue::Array queryLanguage() {
-    JSONValue::Array rows;
-    for (const QueryForm& form : queryForms())
-        rows.push_back(formRow(form.example, form.meaning));
-    for (const QueryKeyInfo& key : queryKeys())
-        rows.push_back(formRow(key.example, key.meaning));
-    for (const FileKind& kind : Macros::kinds()) {
-        rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
-                               fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
-    }
-    return rows;
+/// The cheat sheet of the query language, which is the same on all pages.
+const std::string& queryLanguage() {
+    static const std::string sheet = [] {
+        JSONValue::Array rows;
+        for (const QueryForm& form : queryForms())
+            rows.push_back(formRow(form.example, form.meaning));
+        for (const QueryKeyInfo& key : queryKeys())
+            rows.push_back(formRow(key.example, key.meaning));
+        for (const FileKind& kind : Macros::kinds()) {
+            rows.push_back(formRow(fmt::format("{}:", kind.words.front()),
+                                   fmt::format("the extensions {}", fmt::join(kind.extensions, ", "))));
+        }
+        return renderTemplate("sheet", {{"forms", std::move(rows)}});
+    }();
+    return sheet;
 }
 
 JSONValue::Array columnList(const SearchPage& page) {
@@ -78,7 +83,8 @@ JSONValue::Array columnList(const SearchPage& page) {
         next.offset = 0;
         next.count = page.parameters.count;
         next.sort = {.key = column.key, .ascending = isChosen ? !isAscending : column.startsAscending};
-        ViewMembers view = {{"word", column.word}, {"columnTitle", column.title}, {"link", next.link()}};
+        ViewMembers view = {{"word", column.word}, {"columnTitle", column.title}};
+        if (page.isSorted) view.push_back({"link", next.link()});
         if (isChosen) {
             view.push_back({"direction", isAscending ? "ascending" : "descending"});
             view.push_back({"arrow", isAscending ? "↑" : "↓"});
@@ -91,8 +97,10 @@ JSONValue::Array columnList(const SearchPage& page) {
 JSONValue::Array pieceList(const SearchRow& row) {
     JSONValue::Array list;
     for (ShownPiece& piece : shownPieces(row.file.name, row.marks)) {
-        list.push_back(JSONObject{
-            {"piece", std::move(piece.text)}, {"isMarked", piece.isMarked}, {"isEscape", piece.isEscape}});
+        ViewMembers view = {{"piece", std::move(piece.text)}};
+        if (piece.isMarked) view.push_back({"isMarked", true});
+        if (piece.isEscape) view.push_back({"isEscape", true});
+        list.emplace_back(JSONObject(std::move(view)));
     }
     return list;
 }
@@ -127,7 +135,8 @@ std::string nameLink(const PageContext& context, const SearchRow& row) {
     return isOffered ? Link("/download").with("path", path).text() : std::string();
 }
 
-JSONValue rowView(const PageContext& context, const SearchRow& row) {
+/// The row as HTML, because the table's data would be copied for each level that it stands on.
+std::string rowHTML(const PageContext& context, const SearchRow& row) {
     ViewMembers view = {{"kind", row.file.isDir ? "folder" : "file"},
                         {"isFolder", row.file.isDir},
                         {"nameLink", nameLink(context, row)},
@@ -139,7 +148,7 @@ JSONValue rowView(const PageContext& context, const SearchRow& row) {
         view.push_back({"when", relativeTime(row.file.modified, context.now)});
         view.push_back({"exactTime", localTime(row.file.modified)});
     }
-    return JSONObject(std::move(view));
+    return renderTemplate("row", JSONObject(std::move(view)));
 }
 
 std::string setHeading(const DuplicateSet& set) {
@@ -151,13 +160,13 @@ std::string setHeading(const DuplicateSet& set) {
 /// The rows in one part of the table, or in one for each set of duplicates.
 JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
     const auto body = [&](std::string heading, std::size_t first, std::size_t last) {
-        JSONValue::Array rows;
+        std::string rows;
         for (std::size_t i = first; i < last; ++i)
-            rows.push_back(rowView(context, page.rows[i]));
+            rows += rowHTML(context, page.rows[i]);
         return JSONObject{{"heading", std::move(heading)}, {"rows", std::move(rows)}};
     };
-    if (page.sets.empty()) return {body({}, 0, page.rows.size())};
     JSONValue::Array list;
+    if (page.sets.empty()) list.emplace_back(body({}, 0, page.rows.size()));
     for (std::size_t i = 0; i < page.sets.size(); ++i) {
         const std::size_t end = i + 1 < page.sets.size() ? page.sets[i + 1].firstRow : page.rows.size();
         list.emplace_back(body(setHeading(page.sets[i]), page.sets[i].firstRow, end));
@@ -165,12 +174,17 @@ JSONValue::Array bodyList(const PageContext& context, const SearchPage& page) {
     return list;
 }
 
+std::string durationText(double milliseconds) {
+    if (milliseconds < 0.05) return "less than 0.1 ms";
+    return milliseconds < 1000 ? fmt::format("{:.1f} ms", milliseconds)
+                               : fmt::format("{:.1f} s", milliseconds / 1000);
+}
+
 std::string summaryOf(const SearchPage& page) {
-    if (page.parameters.isEmpty()) return "Changed in the last seven days";
     if (page.parameters.fault) return {};
-    const std::string took = page.milliseconds < 1000 ? fmt::format("{:.1f} ms", page.milliseconds)
-                                                      : fmt::format("{:.1f} s", page.milliseconds / 1000);
-    std::string text = fmt::format("{} in {}", counted(page.total, "result"), took);
+    if (page.parameters.isEmpty()) return "Changed in the last seven days";
+    std::string text =
+        fmt::format("{} in {}", counted(page.total, "result"), durationText(page.milliseconds));
     if (page.duplicates) {
         text += fmt::format(" · {} of equal files · {} could be freed",
                             counted(static_cast<std::int64_t>(page.duplicates->sets), "set"),
@@ -200,9 +214,13 @@ Pager pagerOf(const SearchPage& page) {
         return other.link();
     };
     Pager pager;
-    pager.range = fmt::format("{}–{} of {}", grouped(std::min(shown.offset + 1, last)), grouped(last),
-                              grouped(page.total));
-    if (shown.offset > 0) pager.previous = linkTo(std::max<std::int64_t>(shown.offset - shown.count, 0));
+    pager.range = page.rows.empty() ? fmt::format("none of {}", grouped(page.total))
+                                    : fmt::format("{}–{} of {}", grouped(shown.offset + 1), grouped(last),
+                                                  grouped(page.total));
+    if (shown.offset > 0) {
+        const std::int64_t before = std::min(shown.offset, page.total) - shown.count;
+        pager.previous = linkTo(std::max<std::int64_t>(before, 0));
+    }
     if (last < page.total && !page.rows.empty()) pager.next = linkTo(last);
     return pager;
 }
@@ -239,7 +257,7 @@ void addOffers(ViewMembers& view, const SearchPage& page) {
         view.push_back({"bestFirst", other.link()});
     }
     const bool isPlain = other.text.find_first_of(":\"<>|!*?/") == std::string::npos && !other.isRegex;
-    if (page.total == 0 && isPlain && !other.isFuzzy && !other.text.empty() && !other.fault) {
+    if (page.total == 0 && isPlain && !other.isFuzzy && !other.text.empty()) {
         other.isFuzzy = true;
         view.push_back({"fuzzy", other.link()});
     }
@@ -254,16 +272,19 @@ JSONObject searchView(const PageContext& context, const SearchPage& page,
                         {"text", repairUtf8(page.parameters.text)},
                         {"options", optionList(page.parameters)},
                         {"kept", keptList(page.parameters)},
-                        {"forms", queryLanguage()},
-                        {"columns", columnList(page)},
-                        {"bodies", bodyList(context, page)},
+                        {"sheet", queryLanguage()},
                         {"summary", summaryOf(page)},
                         {"notes", noteList(page)}};
-    if (page.parameters.fault) view.push_back({"fault", shownText(*page.parameters.fault)});
+    if (page.parameters.fault) {
+        view.push_back({"fault", shownText(*page.parameters.fault)});
+    } else {
+        view.push_back(
+            {"table", JSONObject{{"columns", columnList(page)}, {"bodies", bodyList(context, page)}}});
+    }
     addState(view, page.index);
     if (page.parameters.isEmpty()) {
         addStart(view, saved);
-    } else {
+    } else if (!page.parameters.fault) {
         addOffers(view, page);
         addPager(view, pagerOf(page));
     }

@@ -140,7 +140,7 @@ Pager pagerOf(const UsagePage& page) {
     const UsageParameters& parameters = page.parameters;
     const std::int64_t last = parameters.offset + std::ssize(page.rows);
     Pager pager;
-    pager.range = fmt::format("{}–{}", grouped(std::min(parameters.offset + 1, last)), grouped(last));
+    if (!page.rows.empty()) pager.range = fmt::format("{}–{}", grouped(parameters.offset + 1), grouped(last));
     if (parameters.offset > 0)
         pager.previous =
             linkToOffset(parameters, std::max<std::int64_t>(parameters.offset - parameters.count, 0));
@@ -163,7 +163,7 @@ void addFolder(ViewMembers& view, const UsagePage& page) {
     other.isRecursive = !other.isRecursive;
     JSONValue::Array boxes = boxList(page);
     ViewMembers whole = {{"size", byteCountText(folder.totalBytes)},
-                         {"files", grouped(folder.fileCount)},
+                         {"files", counted(folder.fileCount, "file")},
                          {"own", page.ownBytes > 0 ? byteCountText(page.ownBytes) : std::string()},
                          {"largestFiles", largestFilesLink(folder.path)},
                          {"otherView", other.link()},
@@ -182,7 +182,6 @@ void addFolder(ViewMembers& view, const UsagePage& page) {
 JSONObject usageView(const UsagePage& page) {
     ViewMembers view = {{"title", "Disk usage — Dovra"}, {"isUsage", true}, {"rows", rowList(page)}};
     addState(view, page.index);
-    if (page.parameters.fault) view.push_back({"fault", *page.parameters.fault});
     if (page.folder) {
         addFolder(view, page);
         addPager(view, pagerOf(page));

@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::size_t binaryTestBytes = 8192;
 constexpr std::size_t readBytes = std::size_t{1024} * 1024;
-/// How much text is searched at once before single lines are.
+/// A block of text is searched as a whole first. Only one with a hit is searched line by line.
 constexpr std::size_t blockBytes = std::size_t{64} * 1024;
 
-/// Appends what follows in the file until `bytes` has that size; false when reading fails.
+/// Reads on in the file until `bytes` has that size or the file ends. False when reading fails.
 bool readUpTo(std::size_t size, const RegularFile& file, const std::stop_token& stop, std::string& bytes) {
     while (bytes.size() < size && !stop.stop_requested()) {
         const std::size_t known = bytes.size();
@@ -28,7 +28,7 @@ bool readUpTo(std::size_t size, const RegularFile& file, const std::stop_token& 
     return true;
 }
 
-/// The start of the file; empty for a binary one; absent when it cannot be read.
+/// The start of the file. Empty for a binary file, absent when reading fails.
 std::optional<std::string> readText(const RegularFile& file, const std::stop_token& stop) {
     std::string bytes;
     if (!readUpTo(binaryTestBytes, file, stop, bytes)) return std::nullopt;
@@ -37,7 +37,7 @@ std::optional<std::string> readText(const RegularFile& file, const std::stop_tok
     return bytes;
 }
 
-/// Takes whole lines off the start of the text: about a block of them, with their line feeds.
+/// Removes about a block of whole lines from the start of the text, and returns them.
 std::string_view takeBlock(std::string_view& text) {
     const std::size_t end = text.find('\n', std::min(blockBytes, text.size()));
     const std::string_view block = text.substr(0, end == std::string_view::npos ? end : end + 1);
@@ -55,7 +55,7 @@ std::string_view takeLine(std::string_view& text) {
 
 std::string cleanLine(std::string_view line) {
     constexpr std::size_t mostCharacters = 240;
-    // The longest bytes that so many characters and one more can have.
+    // In UTF-8, and one character more, by which a longer line shows.
     constexpr std::size_t enoughBytes = 4 * (mostCharacters + 1);
     line = line.substr(0, line.find_last_not_of("\r \t") + 1);
     std::string text = repairUtf8(line.substr(0, enoughBytes));

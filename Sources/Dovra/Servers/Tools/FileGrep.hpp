@@ -18,12 +18,12 @@ struct MatchingLine {
     bool operator==(const MatchingLine&) const = default;
 };
 
-/// How much of a file is searched.
+/// The part of a file that is searched.
 inline constexpr std::size_t mostGrepBytes = std::size_t{32} * 1024 * 1024;
 
-/// The first `mostLines` lines of the file that contain the text; none of a binary file, which is one with a
-/// zero byte in its first 8 KiB. Absent when it is not a regular file (or a link to one) or cannot be read,
-/// and worth nothing once a stop is requested, which it soon follows.
+/// The first `mostLines` lines of the file that contain the text. A file with a zero byte in its first 8 KiB
+/// is binary and has none. Absent when the path leads to no regular file, or when reading fails. Ends soon
+/// after a request to stop; the result is then worthless.
 std::optional<std::vector<MatchingLine>> grepFile(const std::string& path, const TextNeedle& needle,
                                                   std::size_t mostLines, const std::stop_token& stop = {});
 

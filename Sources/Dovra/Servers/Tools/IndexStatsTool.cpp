@@ -28,8 +28,8 @@ constexpr const char* statsOutputSchema = R"({
   "required": ["indexedItems", "root", "ready", "watching", "lastComparison", "server", "version"]
 })";
 
-/// The last time that the whole index was compared with the disk, and in how many folders something had
-/// changed that nothing had told of.
+/// The last comparison of the whole index with the disk: its end, and the number of folders in which it
+/// found a change that no event had told.
 JSONValue comparison(const std::optional<RoundOutcome>& round) {
     if (!round) return {};
     const auto ended = iso8601Text(static_cast<double>(round->endedAt));

@@ -9,7 +9,7 @@
 
 namespace dovra {
 
-/// Cuts a stream of bytes into lines, of which only a limited part is ever kept. Used by one thread.
+/// Cuts a stream of bytes into lines. Of a line that is too long only a part is kept. For one thread.
 class LineReader {
 public:
     /// Fills the start of `destination` and returns how many bytes came, 0 at the end of the stream.
@@ -22,8 +22,7 @@ public:
 
     LineReader(Read read, std::size_t mostBytes);
 
-    /// The next line, the last one also without a line feed; absent at the end. Returns as soon as the line
-    /// is complete.
+    /// The next line, as soon as it is complete; absent at the end. The last line needs no line feed.
     std::optional<Line> next();
 
 private:

@@ -13,12 +13,12 @@ namespace dovra {
 namespace {
 
 constexpr std::string_view protocolVersion = "2024-11-05";
-/// The first versions, which are dates, to know what is sent to their clients alone.
+/// The versions of the protocol that introduced something. Clients of older versions are not sent it.
 constexpr std::string_view annotationsVersion = "2025-03-26";
 constexpr std::string_view progressVersion = annotationsVersion;
 constexpr std::string_view structuredVersion = "2025-06-18";
 
-/// With the computer's name in the place of "{}".
+/// The place "{}" is for the computer's name.
 constexpr const char* instructions =
     "Dovra is a fast, local, read-only file finder for this {}. It indexes filenames and paths (not "
     "contents) "
@@ -29,19 +29,19 @@ constexpr const char* instructions =
 
 const JSONObject noMembers;
 
-/// The member, if it is an object; else one without members.
+/// The member if it is an object, else an empty object.
 const JSONObject& objectMember(const JSONObject& object, std::string_view key) {
     const JSONValue* value = object.find(key);
     return value != nullptr && value->object() != nullptr ? *value->object() : noMembers;
 }
 
-/// The member, if it is a string; else null.
+/// The member if it is a string, else null.
 const std::string* stringMember(const JSONObject& object, std::string_view key) {
     const JSONValue* value = object.find(key);
     return value != nullptr ? value->string() : nullptr;
 }
 
-/// Working on a text takes up to a hundred times its own size.
+/// A tool may need a hundred times the memory of a text that it is given.
 void refuseLongTexts(const JSONObject& arguments) {
     for (const auto& [key, value] : arguments.members()) {
         if (value.string() != nullptr && value.string()->size() > mostArgumentBytes)
@@ -49,7 +49,7 @@ void refuseLongTexts(const JSONObject& arguments) {
     }
 }
 
-/// Whether versions of the protocol are named like that: dates, which are in order as texts.
+/// Whether the text is a date, as versions of the protocol are. Dates in this form compare as texts.
 bool isDate(std::string_view text) {
     constexpr std::string_view form = "dddd-dd-dd";
     return std::ranges::equal(
@@ -58,7 +58,7 @@ bool isDate(std::string_view text) {
 
 const JSONValue nothing;
 
-/// The identifier, null when there is none.
+/// The identifier of the request, or null.
 const JSONValue& idOf(const JSONObject& request) {
     const JSONValue* id = request.find("id");
     return id != nullptr ? *id : nothing;
@@ -168,7 +168,7 @@ decltype(ToolCall::report) MCPRequestHandler::reportTo(const Exchange& exchange,
     return [&notify = exchange.notify, token, next = Clock::time_point(),
             last = std::optional<std::uint64_t>()](std::uint64_t done, std::uint64_t all) mutable {
         constexpr std::chrono::milliseconds betweenNotifications{100};
-        // The protocol wants each to tell of more than the one before.
+        // The protocol requires each notification to tell of more progress than the one before.
         if (all == 0 || (last && done <= *last) || Clock::now() < next) return;
         last = done;
         next = Clock::now() + betweenNotifications;

@@ -12,20 +12,20 @@
 
 namespace dovra {
 
-/// A tool that is called with a longer text fails.
+/// The longest text that a tool takes as an argument.
 inline constexpr std::size_t mostArgumentBytes = 1'000'000;
 
-/// How a request is answered.
+/// What the answer to one request needs of its client.
 struct Exchange {
-    /// Once a stop is requested nobody waits for the reply any more.
+    /// A request to stop means that nobody waits for the reply any more.
     std::stop_token stop;
-    /// Takes what the client is told before the reply, if anybody does.
+    /// Sends the client a notification before the reply; may be empty.
     std::function<void(const JSONValue& notification)> notify;
 };
 
 /// Answers the requests of the Model Context Protocol (JSON-RPC 2.0), one at a time, on the caller's thread.
-/// A fault of the protocol is answered by an error; a tool that fails gives a result that is marked as one.
-/// What only later versions of the protocol know is told to those clients alone that asked for one of them.
+/// A request against the protocol is answered by an error. A tool that fails gives a result that is marked as
+/// an error. What a later version of the protocol added is sent only to clients that asked for that version.
 class MCPRequestHandler {
 public:
     enum class ErrorCode : std::int16_t {
@@ -35,26 +35,23 @@ public:
         invalidParams = -32602,
     };
 
-    /// `prepare`, if given, is called before a tool runs: it brings the index to the state that the tool
-    /// needs.
+    /// Called before a tool runs, to bring the index to the state that the tool needs.
     using Prepare = std::function<void(const Tool&, const std::stop_token&)>;
     explicit MCPRequestHandler(ToolContext context, Prepare prepare = {});
 
-    /// The reply to a request; absent when there is none to give, as to a notification and to a call that was
-    /// stopped.
+    /// The reply to a request; absent for a notification and for a call that was stopped.
     std::optional<JSONValue> handle(const JSONValue& request, const Exchange& exchange = {});
 
-    /// The identifier of the request that a message says nobody waits for any more; null if it does not say
-    /// so.
+    /// The identifier of the request that the message cancels; null if the message cancels none.
     static const JSONValue* cancelledId(const JSONValue& message);
-    /// Whether a message calls a tool under that identifier. No other request takes long enough to be
+    /// Whether the message is the call of a tool with that identifier. Other requests are too quick to be
     /// cancelled.
     static bool isCall(const JSONValue& message, const JSONValue& id);
 
     static JSONValue result(const JSONValue& id, JSONValue value);
     static JSONValue error(const JSONValue& id, ErrorCode code, std::string_view message);
-    /// What a tool returned, or why it did not, as the content of a result; beside the text what it returned
-    /// as an object, if it is one.
+    /// The result of a call: the text that the tool returned, or why it failed. `structured` is the returned
+    /// object, or null.
     static JSONValue toolContent(std::string text, bool isError, JSONValue structured = {});
 
 private:

@@ -39,7 +39,7 @@ JSONValue tooLongContent(std::size_t bytes) {
         isError);
 }
 
-/// The reply, or in its place one that says that it is too long.
+/// The text of the reply. A reply that is too long is replaced by one that says so.
 std::string sendableText(const JSONValue& reply) {
     std::string text = reply.serializedString();
     if (fits(text)) return text;
@@ -48,24 +48,24 @@ std::string sendableText(const JSONValue& reply) {
         text = MCPRequestHandler::result(id, tooLongContent(text.size())).serializedString();
         if (fits(text)) return text;
     }
-    // What the request itself gave to be echoed is too long.
+    // The identifier, which every reply repeats, is too long itself.
     return MCPRequestHandler::error({}, ErrorCode::invalidRequest,
                                     "Invalid Request: its reply would be too long")
         .serializedString();
 }
 
-/// How long a thread that waits for another takes to notice that nobody is left to wait for.
+/// A thread that waits checks so often whether the client is still there.
 constexpr auto glance = 50ms;
 
-/// Waits for the first scan, as long as somebody waits for what the tool has to say.
+/// Waits for the first scan. Throws `ToolError` once a stop is requested.
 void waitForIndex(IndexService& service, const std::stop_token& stop) {
     while (!service.waitUntilReady(glance)) {
         if (stop.stop_requested()) throw ToolError{"Nobody waits for the result any more."};
     }
 }
 
-/// Before a tool runs: it sees every change that was made before it was called. One that only reports does
-/// not wait for the first scan, unless that is about to end.
+/// Lets a tool see every change that was made before its call. A tool that only reports waits for the first
+/// scan no longer than a quarter of a second.
 void prepare(IndexService& service, const Tool& tool, const std::stop_token& stop) {
     constexpr auto shortScan = 250ms;
     if (tool.needsWholeIndex) {
@@ -74,7 +74,7 @@ void prepare(IndexService& service, const Tool& tool, const std::stop_token& sto
         return;
     }
     (void)service.flush(2s);  // What is not in time is not in the answer.
-    // An index that is being built anew would show a part.
+    // The flush may have led to a rebuild, whose index is not whole yet.
     if (tool.needsWholeIndex) waitForIndex(service, stop);
 }
 
@@ -92,7 +92,7 @@ MCPRequestHandler makeHandler(IndexService& service) {
         [&service](const Tool& tool, const std::stop_token& stop) { prepare(service, tool, stop); });
 }
 
-/// One client from its first line to its last. The caller's thread reads, another answers.
+/// The service of one client, from the first line to the last. The caller's thread reads, another answers.
 class Session {
 public:
     Session(IndexService& service, const mcp::Connection& connection)
@@ -113,8 +113,8 @@ public:
     }
 
 private:
-    /// The next bytes as soon as they may be held: always when nothing is being answered, so that one line
-    /// may be as long as it likes. 0 at the end, and when nobody reads replies any more.
+    /// Reads the next bytes, 0 at the end and when nobody reads replies any more. While a request is
+    /// answered, no more than `mostBytesAhead` are kept. In an idle moment a line of any length is read.
     std::size_t read(std::span<char> destination) {
         while (connection_.isRead()) {
             const RequestQueue::State state = queue_.state();
@@ -209,8 +209,8 @@ int MCPCLI::run(Arguments args) {
     if (parsed.fault) return reportMisuse("--mcp", *parsed.fault);
     if (!parsed.others.empty()) return reportMisuse("--mcp", noSuchOption(parsed.others.front()));
     if (const auto fault = faultOf(options)) return reportMisuse("--mcp", *fault);
-    // A client that reads no messages may close standard error; the end of standard output is found when a
-    // reply is written, and then what is to be saved is saved.
+    // A client may close standard error. A closed standard output is noticed when a reply is written, and the
+    // index is saved before the end.
     ignoreClosedPipes();
     const auto services = AppServices::make(serviceOptions(options));
     const TerminationHandler termination([&] { services->close(); });

@@ -12,7 +12,7 @@ namespace dovra {
 /// Whether the full path of anything in the index contains the text.
 bool isInPaths(const FileIndex& index, std::string_view text);
 
-/// The "within" of a call: a folder or any other piece of full paths, taken as it stands. Without one,
+/// The argument "within" of a call: a folder or any other piece of a full path, taken literally. Without it,
 /// everything is in scope.
 class PathScope {
 public:
@@ -23,7 +23,7 @@ public:
     /// A query that finds what the given one finds in scope.
     CompiledQuery narrowed(CompiledQuery query) const;
 
-    /// For a call that found nothing: throws `ToolError` if the scope is a whole path and the index has
+    /// For a call that found nothing. Throws `ToolError` if the scope is a whole path and the index holds
     /// nothing there.
     void refuseUnlessIndexed(const ToolContext& context) const;
 

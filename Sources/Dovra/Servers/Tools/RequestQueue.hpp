@@ -12,14 +12,14 @@
 
 namespace dovra {
 
-/// What a line of the client says.
+/// A line of the client, read.
 struct Message {
     JSONValue value;
-    bool isReply = false;  ///< the line was no message: this is what it is answered with
+    bool isReply = false;  ///< the line was no message, and `value` is its answer
 };
 
-/// The messages that have been read and are not answered yet, in their order. One thread puts them in, one
-/// takes them out and answers them.
+/// The messages that wait for their answers, in their order. One thread adds them, another takes and answers
+/// them.
 class RequestQueue {
 public:
     struct Entry {
@@ -36,22 +36,23 @@ public:
 
     void push(Message message, std::size_t bytes) DOVRA_EXCLUDES(mutex_);
 
-    /// Waits for the next message, which is being answered until the next call of this, and valid until then.
-    /// Null when none is left and none will come.
+    /// Waits for the next message. It counts as being answered, and stays valid, until the next call. Null
+    /// when none is left and none will come.
     const Entry* take() DOVRA_EXCLUDES(mutex_);
 
-    /// Drops the messages that are meant, and asks for a stop where one is being answered.
+    /// Drops the waiting messages that are meant. Requests a stop of the current one if it is meant.
     void cancel(const std::function<bool(const Message&)>& isMeant) DOVRA_EXCLUDES(mutex_);
 
-    /// Nothing more will come.
+    /// No more messages will come.
     void end() DOVRA_EXCLUDES(mutex_);
 
-    /// Nobody waits for answers any more: drops and stops all there is, and ends.
+    /// Nobody waits for answers any more. Drops all waiting messages, requests a stop of the current one, and
+    /// ends the queue.
     void abandon() DOVRA_EXCLUDES(mutex_);
 
     State state() const DOVRA_EXCLUDES(mutex_);
 
-    /// Waits, no longer than that; whether the queue is idle.
+    /// Waits until the queue is idle, no longer than `patience`. Returns whether it is idle.
     bool waitUntilIdle(std::chrono::milliseconds patience) DOVRA_EXCLUDES(mutex_);
 
 private:

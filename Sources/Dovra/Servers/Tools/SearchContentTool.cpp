@@ -48,7 +48,7 @@ constexpr const char* contentOutputSchema = R"({
 
 constexpr std::int64_t mostCandidates = 5000;
 
-/// Which files are searched, as the client gave it; at least one of both.
+/// The client's choice of files. At least one of the two is given.
 struct Scope {
     std::string extensions;
     PathScope within;

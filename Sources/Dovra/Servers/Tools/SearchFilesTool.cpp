@@ -14,7 +14,7 @@ namespace dovra {
 
 namespace {
 
-/// With the computer's name in the place of "{}".
+/// The place "{}" is for the computer's name.
 constexpr const char* searchDescription =
     R"(Search files and folders on this {} by name and path, returning matches ranked by the chosen sort. Fast (sub-second) and local. `query` is written in Dovra's own query language:
 • plain text = case-insensitive substring of the name
@@ -75,7 +75,7 @@ std::string regexTerm(const std::string& query) {
     return fmt::format("regex:\"{}\"", pattern);
 }
 
-/// The query in the query language's own words for the switches that the call sets.
+/// The query, with the switches of the call added in the query language.
 std::string composedQuery(const std::string& query, const ToolArguments& arguments) {
     if (arguments.flag("fuzzy")) return fmt::format("fuzzy:\"{}\"", withoutQuotes(query));
     std::string prefix = arguments.flag("match_case") ? "case: " : "";
@@ -85,7 +85,7 @@ std::string composedQuery(const std::string& query, const ToolArguments& argumen
     return prefix + query;
 }
 
-/// Of all matches those in scope. The total counts all of them, unless files would have to be read for that.
+/// The matches in scope. The total counts all of them, unless files would have to be read to count them.
 SearchResult searchWithin(const ToolContext& context, const CompiledQuery& query, SortSpec sort,
                           std::int64_t limit, const PathScope& scope) {
     SearchResult result = search(context.index, scope.narrowed(query), sort, limit);

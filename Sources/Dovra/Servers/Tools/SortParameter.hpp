@@ -8,7 +8,7 @@
 namespace dovra {
 
 /// The order that a client asks for by a key ("name", "path", "size", "date") and a direction ("asc",
-/// "desc"). By name, ascending, where it says nothing or something else.
+/// "desc"). A key or direction that is missing or unknown means by name or ascending.
 SortSpec sortSpec(std::optional<std::string_view> key, std::optional<std::string_view> order);
 
 }  // namespace dovra

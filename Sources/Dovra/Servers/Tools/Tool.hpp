@@ -13,7 +13,7 @@
 
 namespace dovra {
 
-/// Why a tool gives no result. The message is for the client.
+/// The reason why a tool gives no result, told to the client.
 struct ToolError {
     std::string message;
 };
@@ -35,13 +35,14 @@ struct ToolContext {
 /// One call of a tool.
 struct ToolCall {
     ToolArguments arguments;
-    /// Once a stop is requested nobody waits for the result any more: what is returned is thrown away.
+    /// After a request to stop, nobody waits for the result any more, and it is thrown away.
     std::stop_token stop;
-    /// Tells the client how much of all the work is done. Any thread, one at a time; as often as one likes.
+    /// Tells the client how much of all the work is done. May be called often, and by any thread, but by one
+    /// at a time.
     std::function<void(std::uint64_t done, std::uint64_t all)> report;
 };
 
-/// A tool as clients see it, and what runs it.
+/// A tool: its description for clients, and its function.
 struct Tool {
     /// Returns the result or throws `ToolError`.
     using Run = JSONValue (*)(const ToolContext& context, const ToolCall& call);

@@ -9,13 +9,13 @@
 
 namespace dovra {
 
-/// Reads the arguments of a tool call by the rules that all tools share: whatever has the wrong type counts
-/// as not given. The object outlives this view of it.
+/// Reads the arguments of a tool call by the rules that all tools share. An argument of the wrong type counts
+/// as missing. A view: the object must outlive it.
 class ToolArguments {
 public:
     explicit ToolArguments(const JSONObject& object) : object_(object) {}
 
-    /// A string without the white space at its ends; absent when nothing is left.
+    /// A string without the white space around it; absent when nothing is left.
     std::optional<std::string> text(std::string_view key) const;
 
     /// Whether it is `true`.
@@ -27,18 +27,18 @@ public:
         std::int64_t most;
     };
 
-    /// The nearest number of the range. Fractions are cut off.
+    /// The whole number, or the nearest one in the range. Fractions are cut off.
     std::int64_t number(std::string_view key, Range range) const;
 
 private:
     const JSONObject& object_;
 };
 
-/// A list such as ".SWIFT ; ts,," as the query language takes it: "swift;ts". Empty when it names none.
+/// Turns a list such as ".SWIFT ; ts,," into the query language's form "swift;ts". May be empty.
 std::string normalizeExtensions(std::string_view text);
 
-/// What is meant by a folder or a piece of a path: standardised when it begins with "/" or the user's own
-/// "~", as it is otherwise.
+/// The path or piece of a path that a client means. One that begins with "/" or with the user's own "~" is
+/// standardised; any other is unchanged.
 std::string expandedPath(std::string_view text);
 
 }  // namespace dovra

@@ -44,14 +44,21 @@ function copyForm(other) {
     form.append(...other.querySelectorAll("[type=hidden]"));
 }
 
-/** Shows the page at the address; an answer that another has overtaken is dropped. */
-async function show(address, { alsoForm = false } = {}) {
+/** Shows other results; whoever was in a row stays in the row of that number. */
+function replaceResults(fresh) {
+    const at = focusedRow();
+    results().replaceWith(fresh);
+    if (at >= 0) rowLinks()[at]?.focus();
+}
+
+/** Shows the page at the address, with or without a word about it; an answer that another has overtaken is dropped. */
+async function show(address, { alsoForm = false, isQuiet = false } = {}) {
     running.abort();
     running = new AbortController();
     const { signal } = running;
-    results().setAttribute("aria-busy", "true");
+    if (!isQuiet) results().setAttribute("aria-busy", "true");
     const patience = setTimeout(() => {
-        if (!signal.aborted) results().prepend(note("note", "status", "Files are being read for this. Escape stops it."));
+        if (!signal.aborted && !isQuiet) results().prepend(note("note", "status", "This takes a while. Escape stops it."));
     }, patienceMilliseconds);
     try {
         const answer = await fetch(address, { signal });
@@ -60,9 +67,9 @@ async function show(address, { alsoForm = false } = {}) {
         const page = new DOMParser().parseFromString(text, "text/html");
         const fresh = page.getElementById("results");
         if (fresh && alsoForm) copyForm(page.getElementById("search"));
-        if (fresh) results().replaceWith(fresh);
+        if (fresh) replaceResults(fresh);
         else showFault(text.trim() || answer.statusText);
-        announcement.textContent = document.getElementById("summary")?.textContent ?? "";
+        if (!isQuiet) announcement.textContent = document.getElementById("summary")?.textContent ?? "";
     } catch (error) {
         if (signal.aborted) return;
         showFault("The server does not answer.");
@@ -77,7 +84,9 @@ async function show(address, { alsoForm = false } = {}) {
 function search() {
     clearTimeout(debounce);
     const address = formAddress();
-    if (address !== location.pathname + location.search) {
+    // The server writes some characters in another way.
+    const [asked, shown] = [address, location.href].map((one) => new URL(one, location.origin).searchParams);
+    if (String(asked) !== String(shown)) {
         history[isSettled ? "pushState" : "replaceState"](null, "", address);
         isSettled = false;
     }
@@ -105,7 +114,7 @@ function refreshWhileIndexing() {
         // Nothing moves away from under somebody who is at it.
         const isInUse = results().contains(document.activeElement) || results().matches(":hover");
         if (isInUse) refreshWhileIndexing();
-        else show(location.href);
+        else show(location.href, { isQuiet: true });
     }, refreshMilliseconds);
 }
 
@@ -124,6 +133,8 @@ if (form) {
         settle();
         show(location.href, { alsoForm: true });
     });
+    // Whoever comes back to a page comes back to where they were on it.
+    field.focus({ preventScroll: true });
     field.setSelectionRange(field.value.length, field.value.length);
     refreshWhileIndexing();
 }
@@ -131,11 +142,13 @@ if (form) {
 /** The link of each row by which it is opened. */
 const rowLinks = () => [...document.querySelectorAll("tbody tr")].map((row) => row.querySelector("a")).filter(Boolean);
 
+/** The number of the row that one is in, or -1. */
+const focusedRow = () => rowLinks().findIndex((link) => link.closest("tr").contains(document.activeElement));
+
 /** Moves to the row so many rows further on; above the first one is the field. */
 function move(step) {
     const links = rowLinks();
-    const row = document.activeElement?.closest("tbody tr");
-    const at = row ? links.indexOf(row.querySelector("a")) : -1;
+    const at = focusedRow();
     if (at + step < 0) field?.focus();
     else links[Math.min(at + step, links.length - 1)]?.focus();
 }
@@ -171,6 +184,8 @@ addEventListener("keydown", (event) => {
     const isCharacter = event.key.length === 1;
     if (isTyping && isCharacter) return;
     if (isTyping && event.key === "ArrowUp") return;
+    // The field itself knows what Escape means when there is nothing else to leave.
+    if (isTyping && event.key === "Escape" && !help.open && !results().hasAttribute("aria-busy")) return;
     const act = keys[event.key];
     if (!act) return;
     event.preventDefault();
