@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "Base/PathText.hpp"
+#include "Base/RelativeTime.hpp"
 #include "Query/ContentDuplicates.hpp"
 #include "Query/NameMarks.hpp"
 #include "Query/SearchEngine.hpp"
-#include "Servers/Http/RelativeTime.hpp"
 
 namespace dovra {
 
