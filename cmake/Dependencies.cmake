@@ -32,3 +32,13 @@ find_path(MUSTACHE_INCLUDE_DIR kainjow/mustache.hpp REQUIRED)
 # SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.
 set(OPENSSL_USE_STATIC_LIBS ON)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+# The desktop's windows. Optional, because servers need none of it. The thread sanitizer does not know how the toolkit's
+# threads meet.
+find_package(Qt6 6.4 QUIET COMPONENTS Widgets DBus Svg)
+pkg_check_modules(XCB QUIET IMPORTED_TARGET xcb)
+if(Qt6_FOUND AND XCB_FOUND AND NOT DOVRA_SANITIZE MATCHES "thread")
+    set(DOVRA_WINDOWS ON)
+else()
+    set(DOVRA_WINDOWS OFF)
+    message(STATUS "The desktop's windows are not built (Debian: qt6-base-dev qt6-svg-dev libxcb1-dev)")
+endif()

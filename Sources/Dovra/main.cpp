@@ -11,6 +11,8 @@
 
 #include "Base/Print.hpp"
 #include "CommandLine/CLI.hpp"
+#include "Desktop/Model/DesktopCLI.hpp"
+#include "Desktop/Model/LaunchOptions.hpp"
 #include "Diagnostics/Benchmark.hpp"
 #include "Diagnostics/SelfTest.hpp"
 #include "Platform/Process.hpp"
@@ -50,7 +52,7 @@ int runSelfTest(Arguments arguments) {
     return SelfTest::run(path, seed);
 }
 
-/// A mode of the program. A mode without a runner is listed as not available yet.
+/// A mode of the program.
 struct Mode {
     std::string_view word;
     Runner run;
@@ -63,7 +65,8 @@ struct Mode {
 constexpr std::array modes = {
     Mode{"--selftest", runSelfTest, "[folder] [seed]", "check the index and the search on a folder tree"},
     Mode{"--search", CLI::runSearch, "[options] <query>", "find files and folders", true},
-    Mode{"--snapshot", nullptr, "<file>", "draw the search panel to a picture"},
+    Mode{"--snapshot", DesktopCLI::runSnapshot, "[options] <file>", "draw the search panel to a picture",
+         true},
     Mode{"--http", HttpCLI::run, "[options] [port]", "serve a search page", true},
     Mode{"--mcp", MCPCLI::run, "[options]", "serve tools to AI clients on standard input and output", true},
     Mode{"--bench", runBenchmark, "[folder] [--trigram]", "measure scan, memory and searches"},
@@ -74,15 +77,18 @@ constexpr std::array modes = {
 
 void printUsage(const Mode& mode) {
     const std::string call = fmt::format("{} {}", mode.word, mode.usage);
-    printOutput("  dovra {:<32} {}{}\n", call, mode.purpose,
-                mode.run == nullptr ? " (not available yet)" : "");
+    printOutput("  dovra {:<32} {}\n", call, mode.purpose);
 }
 
 int printHelp() {
-    printOutput("Dovra finds files and folders on this machine.\n\n");
+    LaunchOptions options;
+    printOutput(
+        "Dovra finds files and folders on this machine.\n\n  dovra [options]{:>21} the search panel\n", "");
     for (const Mode& mode : modes)
         printUsage(mode);
-    printOutput("\n  dovra --search --help explains the options and the query language.\n");
+    printOutput(
+        "\n  dovra --search --help explains the options and the query language.\n\nOptions of the panel:\n{}",
+        optionsHelp(launchOptionTable(options)));
     return 0;
 }
 
@@ -91,13 +97,7 @@ int printVersion() {
     return 0;
 }
 
-int reportMissing(std::string_view what) {
-    printError("dovra: {} not available yet; see dovra --help\n", what);
-    return 2;
-}
-
 int runMode(const Mode& mode, Arguments behindWord) {
-    if (mode.run == nullptr) return reportMissing(fmt::format("{} is", mode.word));
     if (behindWord.size() == 1 && behindWord.front() == "--version") return printVersion();
     if (asksForHelp(behindWord) && !mode.explainsItself) {
         printUsage(mode);
@@ -115,7 +115,7 @@ int dispatch(Arguments arguments) {
         const auto word = std::find(arguments.begin(), end, mode.word);
         if (word != end) return runMode(mode, {word + 1, arguments.end()});
     }
-    return reportMissing("the desktop panel is");
+    return DesktopCLI::run(arguments);
 }
 
 /// The status; 1 instead of 0 when a part of the output was lost.

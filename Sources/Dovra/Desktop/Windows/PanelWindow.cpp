@@ -1,0 +1,319 @@
+#include "Desktop/Windows/PanelWindow.hpp"
+
+#include <QAction>
+#include <QApplication>
+#include <QCursor>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+#include <QSizeGrip>
+#include <QVBoxLayout>
+#include <QWindow>
+#include <utility>
+
+#include "Desktop/Model/PanelKeys.hpp"
+#include "Desktop/Model/PanelText.hpp"
+#include "Desktop/Windows/StartPage.hpp"
+#include "Desktop/Windows/Symbols.hpp"
+#include "Desktop/Windows/ToolkitText.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr int cornerRadius = 12;
+
+/// A line between two parts of the panel.
+QWidget* hairline(QWidget* parent) {
+    auto* line = new QWidget(parent);
+    line->setFixedHeight(1);
+    line->setAutoFillBackground(true);
+    line->setBackgroundRole(QPalette::Mid);
+    return line;
+}
+
+QToolButton* symbolButton(std::string_view name, QWidget* parent) {
+    auto* button = new QToolButton(parent);
+    button->setAutoRaise(true);
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setAccessibleName(toolkitText(name));
+    button->setToolTip(toolkitText(name));
+    return button;
+}
+
+}  // namespace
+
+PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<std::string()> coverage,
+                         PreviewPane* preview)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
+      model_(std::move(model)),
+      preview_(preview),
+      glass_(new QLabel(this)),
+      field_(new QLineEdit(this)),
+      clear_(symbolButton(panelText::clearSearch, this)),
+      menu_(symbolButton("Menu", this)),
+      body_(new QStackedWidget(this)),
+      results_(new ResultsView(this)),
+      nothing_(new ElidedLabel(this)),
+      footer_(new PanelFooter(std::move(coverage), this)) {
+    setWindowTitle(QStringLiteral("Dovra"));
+    setAttribute(Qt::WA_TranslucentBackground);
+    setMinimumSize(420, 280);
+    resize(760, 560);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(1, 1, 1, 1);
+    column->setSpacing(0);
+    column->addLayout(makeSearchRow());
+    column->addWidget(hairline(this));
+    body_->addWidget(new StartPage([this](std::string query) { model_->setQuery(std::move(query)); }, this));
+    body_->addWidget(results_);
+    body_->addWidget(makeNothingPage());
+    column->addWidget(body_, 1);
+    column->addWidget(footer_);
+
+    results_->onSelect = [this](EntryId id) { model_->select(id); };
+    results_->onSort = [this](SortSpec order) { model_->setSortOrder(order); };
+    results_->onAction = [this](RowAction action, const FileRow& row) { model_->perform(action, row); };
+    results_->onTyped = [this](const QString& text) {
+        field_->setFocus();
+        field_->insert(text);
+        model_->setQuery(field_->text().toStdString());
+    };
+    addShortcuts();
+    updateSymbols();
+    qApp->installEventFilter(this);
+    model_->addObserver([this, alive = std::weak_ptr(isAlive_)] {
+        if (!alive.expired()) scheduleSync();
+    });
+    sync();
+}
+
+PanelWindow::~PanelWindow() = default;
+
+QLayout* PanelWindow::makeSearchRow() {
+    QFont large = font();
+    large.setPointSizeF(large.pointSizeF() * 1.6);
+    field_->setFont(large);
+    field_->setFrame(false);
+    field_->setPlaceholderText(toolkitText(panelText::placeholder));
+    field_->setAccessibleName(QStringLiteral("Search"));
+    connect(field_, &QLineEdit::textEdited, this,
+            [this](const QString& text) { model_->setQuery(text.toStdString()); });
+    connect(clear_, &QToolButton::clicked, this, [this] {
+        model_->setQuery({});
+        focusSearch();
+    });
+    menu_->setPopupMode(QToolButton::InstantPopup);
+    menu_->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; }"));
+    menu_->hide();
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(18, 12, 14, 12);
+    row->setSpacing(10);
+    row->addWidget(glass_);
+    row->addWidget(field_, 1);
+    row->addWidget(clear_);
+    row->addWidget(menu_);
+    return row;
+}
+
+QWidget* PanelWindow::makeNothingPage() {
+    auto* page = new QWidget(this);
+    QFont large = font();
+    large.setPointSizeF(large.pointSizeF() * 1.25);
+    nothing_->setFont(large);
+    nothing_->setAlignment(Qt::AlignCenter);
+    nothing_->setForegroundRole(QPalette::PlaceholderText);
+    auto* column = new QVBoxLayout(page);
+    column->setContentsMargins(32, 0, 32, 0);
+    column->addWidget(nothing_, 1);
+    return page;
+}
+
+void PanelWindow::addShortcuts() {
+    const auto add = [this](const QList<QKeySequence>& keys, auto&& perform) {
+        auto* action = new QAction(this);
+        action->setShortcuts(keys);
+        connect(action, &QAction::triggered, this, perform);
+        addAction(action);
+    };
+    for (const RowActionItem& item : rowActionItems()) {
+        const QString shortcut = toolkitText(item.shortcut);
+        QString onKeypad = shortcut;
+        onKeypad.replace(QStringLiteral("Return"), QStringLiteral("Enter"));
+        QList<QKeySequence> keys{QKeySequence(shortcut)};
+        if (onKeypad != shortcut) keys += QKeySequence(onKeypad);
+        add(keys, [this, action = item.action] { perform(action); });
+    }
+    for (int column = 0; column < 4; ++column)
+        add({QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + column))},
+            [this, column] { results_->sortBy(column); });
+}
+
+void PanelWindow::perform(RowAction action) {
+    // The key that opens a row also presses a button.
+    auto* button = qobject_cast<QAbstractButton*>(focusWidget());
+    if (action == RowAction::open && button != nullptr) return button->click();
+    if (action == RowAction::open) return model_->openSelection();
+    if (const FileRow* row = model_->state().selectedRow()) model_->perform(action, FileRow(*row));
+}
+
+void PanelWindow::updateSymbols() {
+    const int points = QFontMetrics(field_->font()).height();
+    const QColor faint = palette().color(QPalette::PlaceholderText);
+    const auto drawing = [&](Symbol symbol, const QColor& color) {
+        return symbolPixmap(symbol, color, points, devicePixelRatioF());
+    };
+    glass_->setPixmap(drawing(Symbol::search, palette().highlight().color()));
+    clear_->setIcon(drawing(Symbol::clear, faint));
+    menu_->setIcon(drawing(Symbol::menu, faint));
+    for (QToolButton* button : {clear_, menu_})
+        button->setIconSize({points - 4, points - 4});
+}
+
+void PanelWindow::setMenu(QMenu* menu) {
+    menu_->setMenu(menu);
+    menu_->setVisible(menu != nullptr);
+}
+
+void PanelWindow::scheduleSync() {
+    // Many changes of one answer are drawn once, and after they are made.
+    if (!std::exchange(isBehind_, true))
+        QMetaObject::invokeMethod(
+            this, [this] { sync(); }, Qt::QueuedConnection);
+}
+
+void PanelWindow::sync() {
+    isBehind_ = false;
+    const SearchState& state = model_->state();
+    if (const QString query = toolkitText(state.query); query != field_->text()) field_->setText(query);
+    clear_->setVisible(!state.query.empty());
+    results_->show(state);
+    showBody();
+    footer_->show(state);
+    if (std::exchange(shownFocusToken_, state.focusRequestToken) != state.focusRequestToken) focusSearch();
+    if (std::exchange(shownSelection_, state.selection) != state.selection && preview_ != nullptr &&
+        preview_->isShown())
+        preview_->present(model_->selectedFullPath());
+}
+
+void PanelWindow::showBody() {
+    const SearchState& state = model_->state();
+    const PanelBody body = panelBody(state);
+    if (body == PanelBody::nothing) nothing_->setText(toolkitText(nothingMatches(state.query)));
+    body_->setCurrentIndex(static_cast<int>(body));
+    // An empty table has no use for the keyboard.
+    results_->setFocusPolicy(state.rows.empty() ? Qt::NoFocus : Qt::StrongFocus);
+}
+
+void PanelWindow::focusSearch() {
+    field_->setFocus();
+    field_->selectAll();
+}
+
+void PanelWindow::present() {
+    if (!isVisible()) {
+        QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
+        if (screen == nullptr) screen = QGuiApplication::primaryScreen();
+        const QRect place = screen->availableGeometry();
+        resize(size().boundedTo(place.size()));
+        move(place.center() - rect().center());
+    }
+    show();
+    raise();
+    activateWindow();
+    focusSearch();
+}
+
+bool PanelWindow::decideKey(const QKeyEvent& event) {
+    const bool isPreviewVisible = preview_ != nullptr && preview_->isShown();
+    const KeyPress press{.code = keyCodeOf(event.key(), event.nativeScanCode()),
+                         .command = holdsCommand(static_cast<std::uint32_t>(event.modifiers()))};
+    switch (panelKeyAction(press, {.hasKeys = isVisible() && isActiveWindow(),
+                                   .navigating = model_->state().navigating,
+                                   .isPreviewVisible = isPreviewVisible})) {
+        case KeyAction::pass:
+            return false;
+        case KeyAction::selectNext:
+            model_->moveSelection(+1);
+            break;
+        case KeyAction::selectPrevious:
+            model_->moveSelection(-1);
+            break;
+        case KeyAction::openPreview:
+            if (const auto path = model_->selectedFullPath(); path && preview_ != nullptr)
+                preview_->present(path);
+            break;
+        case KeyAction::closePreview:
+            preview_->dismiss();
+            activateWindow();
+            model_->requestSearchFocus(false);
+            break;
+        case KeyAction::focusSearch:
+            if (isPreviewVisible) preview_->dismiss();
+            activateWindow();
+            model_->requestSearchFocus(true);
+            break;
+    }
+    return true;
+}
+
+bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress) return false;
+    const auto* widget = qobject_cast<QWidget*>(watched);
+    return widget != nullptr && widget->window() == this && decideKey(*static_cast<QKeyEvent*>(event));
+}
+
+/// For keys that the focused control has left over.
+void PanelWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        hide();
+    } else if (event->key() == Qt::Key_PageDown) {
+        model_->moveSelection(results_->visibleRows());
+    } else if (event->key() == Qt::Key_PageUp) {
+        model_->moveSelection(-results_->visibleRows());
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+void PanelWindow::mousePressEvent(QMouseEvent*) {
+    windowHandle()->startSystemMove();
+}
+
+void PanelWindow::paintEvent(QPaintEvent*) {
+    QPainterPath card;
+    card.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    QPainterPath foot;
+    foot.addRect(footer_->geometry().adjusted(-1, 0, 1, 1));
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(card, palette().base());
+    painter.fillPath(card & foot, palette().window());
+    painter.fillRect(0, footer_->y(), width(), 1, palette().mid());
+    painter.strokePath(card, palette().mid().color());
+}
+
+void PanelWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    model_->setShown(true);
+}
+
+void PanelWindow::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    if (preview_ != nullptr) preview_->dismiss();
+    model_->setShown(false);
+}
+
+void PanelWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    hide();
+}
+
+void PanelWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) updateSymbols();
+}
+
+}  // namespace dovra

@@ -1,0 +1,203 @@
+#include "Desktop/Windows/ResultsView.hpp"
+
+#include <QContextMenuEvent>
+#include <QDrag>
+#include <QHeaderView>
+#include <QMenu>
+#include <QPainter>
+#include <QScrollBar>
+#include <algorithm>
+#include <utility>
+
+#include "Desktop/Windows/RowDelegate.hpp"
+#include "Desktop/Windows/Symbols.hpp"
+#include "Desktop/Windows/ToolkitText.hpp"
+#include "Desktop/Windows/WindowTheme.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// The titles, and an arrow at the one that the rows are sorted by.
+class ResultsHeader : public QHeaderView {
+public:
+    explicit ResultsHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
+        setSectionsClickable(true);
+        setHighlightSections(false);
+        setSectionResizeMode(Fixed);
+        setMinimumSectionSize(20);
+    }
+
+    QSize sizeHint() const override { return {0, fontMetrics().height() + 14}; }
+
+protected:
+    void paintSection(QPainter* painter, const QRect& rect, int section) const override {
+        const bool isSorted = section == sortIndicatorSection();
+        QFont font = this->font();
+        font.setWeight(isSorted ? QFont::DemiBold : QFont::Normal);
+        painter->setFont(font);
+        painter->fillRect(rect, palette().base());
+        painter->fillRect(rect.left(), rect.bottom(), rect.width(), 1, palette().mid());
+        painter->setPen(palette().color(isSorted ? QPalette::Text : QPalette::PlaceholderText));
+        QString title = model()->headerData(section, orientation(), Qt::DisplayRole).toString();
+        if (isSorted)
+            title += sortIndicatorOrder() == Qt::AscendingOrder ? QStringLiteral(" ↑") : QStringLiteral(" ↓");
+        const auto alignment =
+            Qt::Alignment(model()->headerData(section, orientation(), Qt::TextAlignmentRole).toInt());
+        painter->drawText(rect.adjusted(RowDelegate::padding, 0, -RowDelegate::padding, 0),
+                          int(QStyle::visualAlignment(layoutDirection(), alignment)), title);
+    }
+};
+
+}  // namespace
+
+ResultsView::ResultsView(QWidget* parent) : QTreeView(parent) {
+    setModel(&model_);
+    setItemDelegate(new RowDelegate(this));
+    setAccessibleName(QStringLiteral("Results"));
+    setFrameShape(NoFrame);
+    setRootIsDecorated(false);
+    setItemsExpandable(false);
+    setExpandsOnDoubleClick(false);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    setMouseTracking(true);
+    setDragEnabled(true);
+    setDragDropMode(DragOnly);
+    setVerticalScrollMode(ScrollPerPixel);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setHeader(new ResultsHeader(this));
+    connect(header(), &QHeaderView::sectionClicked, this, [this](int column) { sortBy(column); });
+    connect(this, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
+        onAction(RowAction::open, FileRow(model_.row(index.row())));
+    });
+}
+
+void ResultsView::show(const SearchState& state) {
+    isShowing_ = true;
+    const int place = verticalScrollBar()->value();
+    const bool isOther = model_.show(state);
+    if (isOther) hovered_ = -1;
+    sortOrder_ = state.sortOrder;
+    const auto column =
+        std::ranges::find(sortColumns, sortOrder_.key, &SortColumn::key) - sortColumns.begin();
+    header()->setSortIndicator(int(column), sortOrder_.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+    const int selected = model_.numberOf(state.selection);
+    if (isOther || currentIndex().row() != selected) {
+        setCurrentIndex(model_.index(selected, 0));
+        // A refresh must not move the rows away from under the pointer.
+        if (isOther && selected > 0 && !state.navigating) {
+            verticalScrollBar()->setValue(place);
+        } else if (selected >= 0) {
+            scrollTo(currentIndex());
+        }
+    }
+    isShowing_ = false;
+}
+
+void ResultsView::sortBy(int column) {
+    const SortColumn& chosen = sortColumns[static_cast<std::size_t>(column)];
+    const bool isAgain = chosen.key == sortOrder_.key;
+    onSort({.key = chosen.key, .ascending = isAgain ? !sortOrder_.ascending : chosen.startsAscending});
+}
+
+int ResultsView::visibleRows() const {
+    return std::max(1, viewport()->height() / std::max(1, sizeHintForRow(0)));
+}
+
+void ResultsView::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
+    QTreeView::currentChanged(current, previous);
+    if (!isShowing_ && current.isValid()) onSelect(model_.row(current.row()).id);
+}
+
+void ResultsView::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                          const QModelIndex& index) const {
+    const bool isSelected = index.row() == currentIndex().row();
+    if (isSelected || index.row() == hovered_) {
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(isSelected ? selectionColor(palette()) : palette().midlight().color());
+        const QRectF card = QRectF(option.rect).adjusted(4, 0.5, -4, -0.5);
+        painter->drawRoundedRect(card, 6, 6);
+        if (isSelected && hasFocus()) {
+            painter->setPen(palette().highlight().color());
+            painter->setBrush(Qt::NoBrush);
+            painter->drawRoundedRect(card.adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
+        }
+        painter->restore();
+    }
+    for (int column = 0; column < model_.columnCount(); ++column) {
+        QStyleOptionViewItem cell = option;
+        cell.state.setFlag(QStyle::State_Selected, isSelected);
+        cell.rect = QRect(header()->sectionViewportPosition(column), option.rect.top(),
+                          header()->sectionSize(column), option.rect.height());
+        itemDelegate()->paint(painter, cell, index.siblingAtColumn(column));
+    }
+}
+
+void ResultsView::setHovered(int row) {
+    if (row == hovered_) return;
+    updateRow(std::exchange(hovered_, row));
+    updateRow(row);
+}
+
+void ResultsView::updateRow(int row) {
+    QRect place = visualRect(model_.index(row, 0));
+    place.setLeft(0);
+    place.setWidth(viewport()->width());
+    viewport()->update(place);
+}
+
+void ResultsView::mouseMoveEvent(QMouseEvent* event) {
+    QTreeView::mouseMoveEvent(event);
+    setHovered(indexAt(event->pos()).row());
+}
+
+void ResultsView::leaveEvent(QEvent* event) {
+    QTreeView::leaveEvent(event);
+    setHovered(-1);
+}
+
+void ResultsView::contextMenuEvent(QContextMenuEvent* event) {
+    const bool isByKey = event->reason() == QContextMenuEvent::Keyboard;
+    const QModelIndex index = isByKey ? currentIndex() : indexAt(event->pos());
+    if (!index.isValid()) return;
+    const QPoint place = isByKey ? viewport()->mapToGlobal(visualRect(index).center()) : event->globalPos();
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (const RowActionItem& item : rowActionItems()) {
+        QAction* action = menu->addAction(menuText(item.title));
+        action->setShortcut(QKeySequence(toolkitText(item.shortcut)));
+        action->setShortcutContext(Qt::WidgetShortcut);  // The panel has the keys; this only shows them.
+        // A copy of the row, because a refresh may bring others while the menu is open.
+        connect(action, &QAction::triggered, this,
+                [this, action = item.action, row = model_.row(index.row())] { onAction(action, row); });
+    }
+    menu->popup(place);
+}
+
+void ResultsView::resizeEvent(QResizeEvent* event) {
+    QTreeView::resizeEvent(event);
+    const QFontMetrics metrics = fontMetrics();
+    const int size = metrics.horizontalAdvance(QStringLiteral("999.99 MB")) + 26;
+    const int date = metrics.horizontalAdvance(QStringLiteral("Date Modified")) + 46;
+    const int left = std::max(100, viewport()->width() - size - date);
+    const int name = left * 54 / 100;
+    const int widths[] = {name, left - name, size, date};
+    for (int column = 0; column < model_.columnCount(); ++column)
+        header()->resizeSection(column, widths[column]);
+}
+
+void ResultsView::startDrag(Qt::DropActions actions) {
+    const QModelIndex index = currentIndex();
+    if (!index.isValid()) return;
+    auto* drag = new QDrag(this);
+    drag->setMimeData(model_.mimeData({index}));
+    const Symbol symbol = symbolOf(model_.row(index.row()));
+    drag->setPixmap(
+        symbolPixmap(symbol, symbolColor(symbol, palette().text().color()), 32, devicePixelRatioF()));
+    drag->exec(actions, Qt::CopyAction);
+}
+
+}  // namespace dovra

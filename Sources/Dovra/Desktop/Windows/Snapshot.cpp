@@ -1,0 +1,78 @@
+#include "Desktop/Windows/Snapshot.hpp"
+
+#include <QApplication>
+#include <QFile>
+#include <QFontDatabase>
+#include <QSaveFile>
+#include <memory>
+
+#include "Base/Print.hpp"
+#include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/MainLoop.hpp"
+#include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/ToolkitText.hpp"
+#include "Desktop/Windows/WindowTheme.hpp"
+
+namespace dovra {
+
+namespace {
+
+int failed(const std::string& path, const QString& reason) {
+    printError("dovra: cannot write {}: {}\n", path, reason.toStdString());
+    return 1;
+}
+
+bool isSettled(const SearchState& state) {
+    return !state.isIndexing && (state.query.empty() || state.answered == state.query);
+}
+
+int save(const QPixmap& picture, QSaveFile& file, const std::string& path) {
+    if (!picture.save(&file, "PNG") || !file.commit()) return failed(path, file.errorString());
+    return 0;
+}
+
+}  // namespace
+
+int drawSnapshot(const SnapshotOptions& options) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_SCALE_FACTOR", QByteArray::number(options.scale));
+    // The offscreen platform complains of all that it lacks.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    int count = 1;
+    char name[] = "dovra";
+    char* arguments[] = {name, nullptr};
+    const QApplication application(count, arguments);
+    if (QFontDatabase::families().isEmpty()) {
+        printError("dovra: no font is installed (Debian: apt install fonts-dejavu-core)\n");
+        return 1;
+    }
+    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication::setPalette(themePalette(options.appearance));
+    QSaveFile file(QFile::decodeName(options.outputPath.c_str()));
+    file.setDirectWriteFallback(true);
+    if (!file.open(QIODevice::WriteOnly)) return failed(options.outputPath, file.errorString());
+
+    const MainLoop loop;
+    AppServices::Options service = serviceOptions(options.index);
+    service.postToMain = [queue = loop.queue()](DispatchQueue::Work work) { queue->async(std::move(work)); };
+    const auto services = AppServices::make(std::move(service));
+    DesktopWorkspace workspace;
+    const auto model = SearchViewModel::make(services, loop.queue(), workspace);
+    PanelWindow panel(
+        model, [] { return std::string(); }, nullptr);
+    panel.resize(options.size.width, options.size.height);
+    panel.setAttribute(Qt::WA_DontShowOnScreen);
+    panel.show();
+    bool isReady = false;
+    services->start([&, queue = loop.queue()] {
+        queue->async([&] {
+            isReady = true;
+            model->setQuery(options.query);
+        });
+    });
+    while (!isReady || !isSettled(model->state()) || panel.isBehind())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return save(panel.grab(), file, options.outputPath);
+}
+
+}  // namespace dovra

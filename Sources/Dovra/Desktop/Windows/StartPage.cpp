@@ -1,0 +1,126 @@
+#include "Desktop/Windows/StartPage.hpp"
+
+#include <QEvent>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "Desktop/Model/PanelText.hpp"
+#include "Desktop/Windows/Symbols.hpp"
+#include "Desktop/Windows/ToolkitText.hpp"
+#include "Desktop/Windows/WindowTheme.hpp"
+
+namespace dovra {
+
+namespace {
+
+constexpr int chipsPerRow = 3;
+
+/// A line of text in the middle, in letters of this size.
+QLabel* centeredLine(std::string_view text, double size, QFont::Weight weight, QPalette::ColorRole role,
+                     QWidget* parent) {
+    auto* label = new QLabel(toolkitText(text), parent);
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * size);
+    font.setWeight(weight);
+    label->setFont(font);
+    label->setForegroundRole(role);
+    label->setAlignment(Qt::AlignCenter);
+    label->setWordWrap(true);
+    return label;
+}
+
+/// The search glass in a disc; it follows the theme.
+class Emblem : public QWidget {
+public:
+    explicit Emblem(QWidget* parent) : QWidget(parent) { setFixedHeight(points); }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const QPixmap drawing =
+            symbolPixmap(Symbol::searchCircle, palette().highlight().color(), points, devicePixelRatioF());
+        QPainter(this).drawPixmap((width() - points) / 2, 0, drawing);
+    }
+
+private:
+    static constexpr int points = 64;
+};
+
+}  // namespace
+
+SuggestionChip::SuggestionChip(const Suggestion& suggestion, QWidget* parent)
+    : QAbstractButton(parent), query_(toolkitText(suggestion.query)), note_(toolkitText(suggestion.note)) {
+    setAccessibleName(QStringLiteral("%1, %2").arg(query_, note_));
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::TabFocus);
+    setAttribute(Qt::WA_Hover);
+}
+
+QFont SuggestionChip::queryFont() const {
+    QFont chosen = font();
+    chosen.setWeight(QFont::DemiBold);
+    return chosen;
+}
+
+QSize SuggestionChip::sizeHint() const {
+    const int width =
+        std::max(QFontMetrics(queryFont()).horizontalAdvance(query_), fontMetrics().horizontalAdvance(note_));
+    return {width + 36, 2 * fontMetrics().height() + 22};
+}
+
+bool SuggestionChip::event(QEvent* event) {
+    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave) update();
+    return QAbstractButton::event(event);
+}
+
+void SuggestionChip::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const bool isActive = underMouse() || hasFocus() || isDown();
+    painter.setPen(isActive ? palette().highlight().color() : palette().mid().color());
+    painter.setBrush(isActive ? palette().midlight() : palette().window());
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 9, 9);
+    const QRect inner = rect().adjusted(10, 9, -10, -9);
+    painter.setPen(palette().color(QPalette::Link));
+    painter.setFont(queryFont());
+    painter.drawText(inner, Qt::AlignHCenter | Qt::AlignTop, query_);
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.setFont(font());
+    painter.drawText(inner, Qt::AlignHCenter | Qt::AlignBottom, note_);
+}
+
+StartPage::StartPage(std::function<void(std::string query)> onPick, QWidget* parent) : QWidget(parent) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(32, 16, 32, 16);
+    column->addStretch(4);
+    column->addWidget(new Emblem(this));
+    column->addSpacing(14);
+    column->addWidget(
+        centeredLine(panelText::startTitle(), 1.7, QFont::DemiBold, QPalette::WindowText, this));
+    column->addSpacing(4);
+    column->addWidget(
+        centeredLine(panelText::startLine, 1.0, QFont::Normal, QPalette::PlaceholderText, this));
+    column->addSpacing(26);
+    auto* chips = new QGridLayout;
+    chips->setSpacing(10);
+    for (int i = 0; i < int(suggestions.size()); ++i) {
+        const Suggestion& suggestion = suggestions[std::size_t(i)];
+        auto* chip = new SuggestionChip(suggestion, this);
+        connect(chip, &QAbstractButton::clicked, this,
+                [onPick, query = std::string(suggestion.query)] { onPick(query); });
+        chips->addWidget(chip, i / chipsPerRow, 1 + i % chipsPerRow);
+    }
+    int widest = 0;
+    for (const auto* chip : findChildren<SuggestionChip*>())
+        widest = std::max(widest, chip->sizeHint().width());
+    for (int i = 1; i <= chipsPerRow; ++i)
+        chips->setColumnMinimumWidth(i, widest);
+    chips->setColumnStretch(0, 1);
+    chips->setColumnStretch(chipsPerRow + 1, 1);
+    column->addLayout(chips);
+    column->addStretch(5);
+}
+
+}  // namespace dovra

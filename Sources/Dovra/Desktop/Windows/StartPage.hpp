@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QWidget>
+#include <functional>
+#include <string>
+
+#include "Query/Suggestions.hpp"
+
+namespace dovra {
+
+/// A query to pick, with a note on what it finds.
+class SuggestionChip : public QAbstractButton {
+public:
+    SuggestionChip(const Suggestion& suggestion, QWidget* parent);
+
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    QFont queryFont() const;
+
+    QString query_;
+    QString note_;
+};
+
+/// What stands below the search field while nothing is asked.
+class StartPage : public QWidget {
+public:
+    StartPage(std::function<void(std::string query)> onPick, QWidget* parent);
+};
+
+}  // namespace dovra
