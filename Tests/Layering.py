@@ -26,7 +26,7 @@ LAYERS = [
 LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
 # Whose headers are not the operating system's, although they end in ".h".
-LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
+LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/", "xcb/")
 
 # The toolkit of the windows, which nothing but the windows may need.
 TOOLKIT = re.compile(r"Qt?[A-Z]")

@@ -3,6 +3,7 @@
 #include <QHBoxLayout>
 #include <QHelpEvent>
 #include <QToolTip>
+#include <utility>
 
 #include "Desktop/Model/PanelText.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -20,7 +21,7 @@ QWidget* keyHintRow(QWidget* parent) {
     for (const KeyHint& hint : keyHints()) {
         auto* cap = new QLabel(toolkitText(hint.keys), hints);
         cap->setStyleSheet(
-            QStringLiteral("border: 1px solid palette(mid); border-bottom-width: 2px; border-radius: 4px;"
+            QStringLiteral("border: 1px solid palette(mid); border-radius: 4px;"
                            "padding: 0px 5px; background: palette(base);"));
         auto* label = new QLabel(toolkitText(hint.label), hints);
         label->setForegroundRole(QPalette::PlaceholderText);
@@ -51,7 +52,7 @@ PanelFooter::PanelFooter(std::function<std::string()> coverage, QWidget* parent)
     row->setSpacing(10);
     for (QLabel* label : {progress_, matches_, fuzzy_, static_cast<QLabel*>(note_)}) {
         label->setTextFormat(Qt::PlainText);
-        label->setForegroundRole(QPalette::PlaceholderText);
+        if (label != fuzzy_) label->setForegroundRole(QPalette::PlaceholderText);
         row->addWidget(label, label == note_ ? 1 : 0);
     }
     progress_->setForegroundRole(QPalette::Link);

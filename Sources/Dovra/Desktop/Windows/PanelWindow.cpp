@@ -15,9 +15,11 @@
 
 #include "Desktop/Model/PanelKeys.hpp"
 #include "Desktop/Model/PanelText.hpp"
+#include "Desktop/Windows/Emblem.hpp"
 #include "Desktop/Windows/StartPage.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
+#include "Desktop/Windows/X11Session.hpp"
 
 namespace dovra {
 
@@ -50,6 +52,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
       model_(std::move(model)),
       preview_(preview),
+      hasRoundCorners_(QGuiApplication::platformName() != u"xcb" || X11Session::isComposited()),
       glass_(new QLabel(this)),
       field_(new QLineEdit(this)),
       clear_(symbolButton(panelText::clearSearch, this)),
@@ -59,8 +62,8 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
       nothing_(new ElidedLabel(this)),
       footer_(new PanelFooter(std::move(coverage), this)) {
     setWindowTitle(QStringLiteral("Dovra"));
-    setAttribute(Qt::WA_TranslucentBackground);
-    setMinimumSize(420, 280);
+    setAttribute(Qt::WA_TranslucentBackground, hasRoundCorners_);
+    setMinimumSize(440, 300);
     resize(760, 560);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, 1);
@@ -126,8 +129,12 @@ QWidget* PanelWindow::makeNothingPage() {
     nothing_->setAlignment(Qt::AlignCenter);
     nothing_->setForegroundRole(QPalette::PlaceholderText);
     auto* column = new QVBoxLayout(page);
-    column->setContentsMargins(32, 0, 32, 0);
-    column->addWidget(nothing_, 1);
+    column->setContentsMargins(32, 16, 32, 16);
+    column->setSpacing(14);
+    column->addStretch(4);
+    column->addWidget(new Emblem(Symbol::search, QPalette::Mid, page));
+    column->addWidget(nothing_);
+    column->addStretch(5);
     return page;
 }
 
@@ -284,7 +291,8 @@ void PanelWindow::mousePressEvent(QMouseEvent*) {
 
 void PanelWindow::paintEvent(QPaintEvent*) {
     QPainterPath card;
-    card.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    const int radius = hasRoundCorners_ ? cornerRadius : 0;
+    card.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
     QPainterPath foot;
     foot.addRect(footer_->geometry().adjusted(-1, 0, 1, 1));
     QPainter painter(this);

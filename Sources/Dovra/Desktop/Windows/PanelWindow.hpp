@@ -61,6 +61,7 @@ private:
 
     const std::shared_ptr<SearchViewModel> model_;
     PreviewPane* preview_;
+    const bool hasRoundCorners_;  ///< windows of some X11 displays cannot be translucent
     QLabel* glass_;
     QLineEdit* field_;
     QToolButton* clear_;

@@ -181,7 +181,8 @@ void ResultsView::resizeEvent(QResizeEvent* event) {
     QTreeView::resizeEvent(event);
     const QFontMetrics metrics = fontMetrics();
     const int size = metrics.horizontalAdvance(QStringLiteral("999.99 MB")) + 26;
-    const int date = metrics.horizontalAdvance(QStringLiteral("Date Modified")) + 46;
+    const bool hasRoomForDate = viewport()->width() > 40 * metrics.averageCharWidth() + 3 * size;
+    const int date = !hasRoomForDate ? 0 : metrics.horizontalAdvance(QStringLiteral("Date Modified")) + 46;
     const int left = std::max(100, viewport()->width() - size - date);
     const int name = left * 54 / 100;
     const int widths[] = {name, left - name, size, date};

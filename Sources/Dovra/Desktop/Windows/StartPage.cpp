@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "Desktop/Model/PanelText.hpp"
-#include "Desktop/Windows/Symbols.hpp"
+#include "Desktop/Windows/Emblem.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
 
@@ -31,22 +31,6 @@ QLabel* centeredLine(std::string_view text, double size, QFont::Weight weight, Q
     label->setWordWrap(true);
     return label;
 }
-
-/// The search glass in a disc; it follows the theme.
-class Emblem : public QWidget {
-public:
-    explicit Emblem(QWidget* parent) : QWidget(parent) { setFixedHeight(points); }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        const QPixmap drawing =
-            symbolPixmap(Symbol::searchCircle, palette().highlight().color(), points, devicePixelRatioF());
-        QPainter(this).drawPixmap((width() - points) / 2, 0, drawing);
-    }
-
-private:
-    static constexpr int points = 64;
-};
 
 }  // namespace
 
@@ -95,7 +79,7 @@ StartPage::StartPage(std::function<void(std::string query)> onPick, QWidget* par
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(32, 16, 32, 16);
     column->addStretch(4);
-    column->addWidget(new Emblem(this));
+    column->addWidget(new Emblem(Symbol::searchCircle, QPalette::Highlight, this));
     column->addSpacing(14);
     column->addWidget(
         centeredLine(panelText::startTitle(), 1.7, QFont::DemiBold, QPalette::WindowText, this));

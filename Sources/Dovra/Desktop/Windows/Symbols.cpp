@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPixmapCache>
 #include <QSvgRenderer>
+#include <algorithm>
 #include <array>
 #include <fmt/format.h>
 #include <string_view>
@@ -74,13 +75,15 @@ constexpr std::array kindRows = {
     KindRow{"exe", Symbol::program, 0xFF6B8F3D},
 };
 
-QByteArray svg(const SymbolRow& row, const QColor& color) {
+QByteArray svg(const SymbolRow& row, const QColor& color, int points) {
+    const double lineWidth =
+        points < 40 ? 1.6 : 1.1;  // Large drawings look clumsy with the lines of small ones.
     const std::string name = color.name().toStdString();
     return QByteArray::fromStdString(fmt::format(
-        R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 24 24"><g stroke="{0}" stroke-width="1.6" )"
+        R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 24 24"><g stroke="{0}" stroke-width="{3}" )"
         R"(stroke-linecap="round" stroke-linejoin="round"><path d="{1}" fill="{0}" fill-opacity="0.16"/>)"
         R"(<path d="{2}" fill="none"/></g></svg>)",
-        name, row.outline, row.lines));
+        name, row.outline, row.lines, lineWidth));
 }
 
 }  // namespace
@@ -94,7 +97,7 @@ QPixmap symbolPixmap(Symbol symbol, const QColor& color, int points, qreal pixel
     pixmap = QPixmap(pixels, pixels);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
-    QSvgRenderer(svg(*row, color)).render(&painter);
+    QSvgRenderer(svg(*row, color, points)).render(&painter);
     painter.end();
     pixmap.setDevicePixelRatio(pixelRatio);
     QPixmapCache::insert(key, pixmap);

@@ -1,0 +1,140 @@
+#include "Desktop/Windows/DesktopApplication.hpp"
+
+#include <QAction>
+#include <QApplication>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "Base/Print.hpp"
+#include "Desktop/Model/AppDelegate.hpp"
+#include "Desktop/Model/GlobalHotKey.hpp"
+#include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/InstanceService.hpp"
+#include "Desktop/Windows/MainLoop.hpp"
+#include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/SaveDialogWindow.hpp"
+#include "Desktop/Windows/StatusItem.hpp"
+#include "Desktop/Windows/Symbols.hpp"
+#include "Desktop/Windows/SystemAppearance.hpp"
+#include "Desktop/Windows/WindowTheme.hpp"
+#include "Desktop/Windows/X11HotKeys.hpp"
+#include "Desktop/Windows/X11Session.hpp"
+#include "Platform/PlatformWords.hpp"
+#include "Platform/TerminationHandler.hpp"
+
+namespace dovra {
+
+namespace {
+
+/// The arguments that the toolkit is given: none of the user's, which are read elsewhere.
+struct ToolkitArguments {
+    int count = 1;
+    char name[6] = "dovra";
+    char* values[2] = {name, nullptr};
+};
+
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariableIsSet("QT_QPA_PLATFORM") ||
+           X11Session::canConnect();
+}
+
+/// The application with its windows.
+class DesktopApplication : public AppWindows {
+public:
+    DesktopApplication(const std::shared_ptr<AppServices>& services, std::shared_ptr<MainQueue> mainQueue,
+                       bool usesTrigram)
+        : model_(SearchViewModel::make(services, std::move(mainQueue), workspace_)),
+          panel_(
+              model_, [services] { return services->status().coverage; }, nullptr),
+          app_(services, model_, *this, usesTrigram),
+          statusItem_(app_, panel_),
+          hotKeys_(std::make_unique<X11HotKeys>()),
+          hotKey_(hotKeys_, AppDelegate::hotKeyCode, AppDelegate::hotKeyModifiers,
+                  [this] { app_.togglePanel(); }) {
+        auto* quitKey = new QAction(&panel_);
+        quitKey->setShortcut(QKeySequence::Quit);
+        QObject::connect(quitKey, &QAction::triggered, &panel_, [this] { quit(); });
+        panel_.addAction(quitKey);
+    }
+
+    AppDelegate& app() { return app_; }
+
+    void reportRefusedHotKey() const {
+        if (hotKey_.state() == GlobalHotKey::State::refused)
+            printError(
+                "dovra: {} cannot be had here; a key of your own can be given the command: dovra --toggle\n",
+                words::hotKey);
+    }
+
+    void showPanel() override { panel_.present(); }
+    void hidePanel() override { panel_.hide(); }
+    bool isPanelVisible() const override { return panel_.isVisible(); }
+    void askForName(const SaveDialog& dialog, std::function<void(const std::string&)> save) override {
+        panel_.present();
+        showSaveDialog(&panel_, dialog, std::move(save));
+    }
+    void quit() override { QApplication::quit(); }
+
+private:
+    DesktopWorkspace workspace_;
+    std::shared_ptr<SearchViewModel> model_;
+    PanelWindow panel_;
+    AppDelegate app_;
+    StatusItem statusItem_;
+    HotKeyRegistry hotKeys_;
+    GlobalHotKey hotKey_;
+};
+
+bool handOver(const LaunchRequest& request) {
+    ToolkitArguments arguments;
+    const QCoreApplication application(arguments.count, arguments.values);
+    return InstanceService::handOver(request);
+}
+
+int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& services, const MainLoop& loop) {
+    ToolkitArguments arguments;
+    const QApplication application(arguments.count, arguments.values);
+    QApplication::setApplicationName(QStringLiteral("dovra"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Dovra"));
+    QGuiApplication::setDesktopFileName(QString::fromLatin1(InstanceService::busName));
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setStyle(QStringLiteral("fusion"));
+    const SystemAppearance appearance(
+        [](Appearance chosen) { QApplication::setPalette(themePalette(chosen)); });
+    QApplication::setWindowIcon(
+        symbolIcon(Symbol::searchCircle, QApplication::palette().highlight().color()));
+    std::optional<DesktopApplication> desktop;
+    InstanceService instance([&](const LaunchRequest& request) { desktop->app().handle(request); });
+    if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;
+    desktop.emplace(services, loop.queue(), options.index.usesTrigram);
+    desktop->app().launch(options.request);
+    desktop->reportRefusedHotKey();
+    const int status = QApplication::exec();
+    desktop->app().terminate();
+    return status;
+}
+
+}  // namespace
+
+int runDesktopApplication(const LaunchOptions& options) {
+    const MainLoop loop;
+    AppServices::Options service = serviceOptions(options.index);
+    service.postToMain = [queue = loop.queue()](DispatchQueue::Work work) { queue->async(std::move(work)); };
+    const auto services = AppServices::make(std::move(service));
+    // Before the toolkit has threads.
+    const TerminationHandler termination([&] { services->close(); });
+    if (handOver(options.request)) {
+        if (options.index.root != "/")
+            printError("dovra: the panel runs already, and keeps its folder; quit it to search another\n");
+        return 0;
+    }
+    if (!hasDisplay()) {
+        printError(
+            "dovra: there is no display to show the panel on; dovra --help lists what works without one\n");
+        return 1;
+    }
+    return run(options, services, loop);
+}
+
+}  // namespace dovra

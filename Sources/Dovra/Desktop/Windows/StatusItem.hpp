@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <functional>
+#include <memory>
+
+#include "Desktop/Model/AppDelegate.hpp"
+#include "Desktop/Windows/PanelWindow.hpp"
+
+namespace dovra {
+
+/// The item in the desktop's status area, with the menu of the application. Without such an area, now or yet,
+/// the menu opens from a button of the panel. Main thread only.
+class StatusItem : public QObject {
+public:
+    /// Both outlive it.
+    StatusItem(AppDelegate& app, PanelWindow& panel);
+
+    QMenu& menu() { return menu_; }
+
+private:
+    void fill();
+    void watchForHost();
+    void setHasHost(bool hasHost);
+
+    AppDelegate& app_;
+    PanelWindow& panel_;
+    QMenu menu_;
+    std::unique_ptr<QSystemTrayIcon> icon_;
+};
+
+}  // namespace dovra
