@@ -10,11 +10,13 @@ build_packages=(
     libpcre2-dev libicu-dev libtbb-dev libfmt-dev libplist-dev libssl-dev nlohmann-json3-dev
     libasio-dev libkainjow-mustache-dev
 )
+# Further packages for the desktop's windows, which other modes and servers do without.
+desktop_packages=(qt6-base-dev qt6-svg-dev qt6-wayland libxcb1-dev xdg-utils fonts-dejavu-core)
 # Further packages for building and running the tests.
 test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
 # Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
 # it.
-optional_packages=(chromium)
+optional_packages=("${desktop_packages[@]}" xvfb openbox xdotool dbus-daemon chromium)
 command -v npm >/dev/null || optional_packages+=(nodejs npm)
 # Programs of ./lint.
 lint_packages=(clang-format clang-tidy-16 shellcheck)
@@ -59,28 +61,36 @@ ensure_packages() {
         || fail "Installing failed: ${missing[*]}"
 }
 
-# configure PRESET TESTS: writes the preset's build files, with tests if TESTS is ON, unless they exist and are newer
-# than the presets. Tests stay configured once they were.
+# Whether the folder's build files leave out the windows, although the toolkit is there by now.
+lacks_windows() {
+    [[ $1 != */tsan ]] && ! grep -qs 'dovra_desktop\.so' "$1/build.ninja" \
+        && command -v dpkg-query >/dev/null && [[ -z $(missing_packages qt6-base-dev qt6-svg-dev libxcb1-dev) ]]
+}
+
+# configure PRESET TESTS: writes the preset's build files, with tests if TESTS is ON, unless they exist, are newer than
+# the presets and leave nothing out. Tests stay configured once they were.
 configure() {
     local folder=build/$1 tests=$2 launcher=()
     ! grep -qs '^DOVRA_TESTS:BOOL=ON' "$folder/CMakeCache.txt" || tests=ON
     [[ CMakePresets.json -nt $folder/build.ninja ]] \
         || ! grep -qs "^DOVRA_TESTS:BOOL=$tests" "$folder/CMakeCache.txt" \
+        || lacks_windows "$folder" \
         || return 0
     ! command -v ccache >/dev/null || launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     cmake --preset "$1" -DDOVRA_TESTS="$tests" "${launcher[@]}" </dev/null
 }
 
-# build PRESET [TARGET]: brings the target up to date, or everything with the tests. Prints nothing if nothing has
+# build PRESET [TARGET...]: brings the targets up to date, or everything with the tests. Prints nothing if nothing has
 # changed. Two builds of one preset would write the same files, so the second waits for the first.
 build() (
     preset=$1
-    target=${2-all}
+    shift
+    (($#)) || set -- all
     cd -- "$project_folder" && mkdir -p build && exec {lock}>"build/$preset.lock" && flock "$lock" || exit
-    [[ $target == all ]] && tests=ON || tests=OFF
+    [[ $1 == all ]] && tests=ON || tests=OFF
     configure "$preset" "$tests" || exit
     # The filter drops the two lines that ninja prints even without work.
     set -o pipefail
-    cmake --build --preset "$preset" --target "$target" </dev/null 2>&1 \
+    cmake --build --preset "$preset" --target "$@" </dev/null 2>&1 \
         | { grep --line-buffered --invert-match -e 'Re-checking globbed directories' -e '^ninja: no work' || true; }
 )

@@ -9,7 +9,7 @@ from harness import Outcome, ProgramTest, Stream
 MODES = {
     "--selftest": [],
     "--search": ["--in", "--limit", "--sort", "--desc", "--print0"],
-    "--snapshot": [],
+    "--snapshot": ["usage", "--in", "--query", "--size", "--scale"],
     "--http": ["usage", "--in", "-i", "--trigram", "--host", "--allow-download", "--token"],
     "--mcp": ["--in", "-i", "--trigram"],
     "--bench": [],
@@ -17,8 +17,6 @@ MODES = {
     "--du": ["usage", "--in", "--limit"],
     "--saved": ["--add", "-r", "--limit", "--"],
 }
-# Those that this version answers with an error.
-UNAVAILABLE = ["--snapshot"]
 
 
 class ModeDispatchTest(ProgramTest):
@@ -42,11 +40,11 @@ class ModeDispatchTest(ProgramTest):
             outcome = self.run_line(line)
             self.assertEqual((outcome.status, b"result(s)" in outcome.err), (0, False), line)
             self.assertNotEqual(outcome.out, b"", line)
-        for line in ["--snapshot", "--snapshot x", "x --snapshot --in ROOT", "--http --snapshot"]:
-            self.assert_refused(self.run_line(line), 2, "--snapshot is")
+        for line in ["--snapshot", "x --snapshot --in ROOT", "--http --snapshot"]:
+            self.assert_refused(self.run_line(line), 2, "file", "dovra --snapshot --help")
         # Only a whole argument is a mode word, and help and version count only when they come first.
-        for line in ["", "x", "--searching", "--SEARCH", "--d", "-search", "x --help"]:
-            self.assert_refused(self.run_line(line), 2, "desktop")
+        for line in ["x", "--searching", "--SEARCH", "--d", "-search", "x --help"]:
+            self.assert_refused(self.run_line(line), 2, "dovra --help")
 
     def test_wrong_usage_is_named_in_one_line_and_nothing_is_done(self) -> None:
         self.assertEqual(self.run_line("--saved --add name x").status, 0)
@@ -71,6 +69,9 @@ class ModeDispatchTest(ProgramTest):
             "--mcp extra": "extra",
             "--mcp --root /": "--root",
             "--mcp --in / -i": "-i",
+            "--snapshot x y": "y",
+            "--snapshot x --size big": "big",
+            "--snapshot x --scale 9": "9",
             "--http --port": "--port",
             "--http 65536": "65536",
             "--http 80 81": "81",
@@ -79,7 +80,7 @@ class ModeDispatchTest(ProgramTest):
             self.assert_refused(self.run_line(line), 2, f'"{word}"', f"dovra {line.split()[0]} --help")
 
     def test_lost_output_is_reported_and_that_nobody_reads_is_not(self) -> None:
-        helps = [f"{mode} --help" for mode in MODES if mode not in UNAVAILABLE]
+        helps = [f"{mode} --help" for mode in MODES]
         for line in ["--help", "--version", *helps, "--saved", "--selftest ROOT"]:
             self.assert_refused(self.run_line(line, out=Stream.FULL_DISK), 1, "standard output", "No space left")
             self.assert_refused(self.run_line(line, script='exec "$0" "$@" >&-'), 1, "standard output")
@@ -105,7 +106,7 @@ class ModeDispatchTest(ProgramTest):
             self.assertEqual((outcome.status, bytes(self.root) in outcome.out), (0, True), line)
 
     def test_help_and_version(self) -> None:
-        tells = {f"{mode} --help": words for mode, words in MODES.items() if mode not in UNAVAILABLE}
+        tells = {f"{mode} --help": words for mode, words in MODES.items()}
         tells |= {"--help": [*MODES], "--help --search": [*MODES]}
         for line, words in tells.items():
             outcome = self.run_line(line)

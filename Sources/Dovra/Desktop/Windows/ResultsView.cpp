@@ -22,7 +22,6 @@ namespace {
 class ResultsHeader : public QHeaderView {
 public:
     explicit ResultsHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {
-        setSectionsClickable(true);
         setHighlightSections(false);
         setSectionResizeMode(Fixed);
         setMinimumSectionSize(20);
@@ -67,6 +66,7 @@ ResultsView::ResultsView(QWidget* parent) : QTreeView(parent) {
     setVerticalScrollMode(ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHeader(new ResultsHeader(this));
+    header()->setSectionsClickable(true);  // The view has just taken that away.
     connect(header(), &QHeaderView::sectionClicked, this, [this](int column) { sortBy(column); });
     connect(this, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
         onAction(RowAction::open, FileRow(model_.row(index.row())));

@@ -1,9 +1,9 @@
 #include "Desktop/Windows/Snapshot.hpp"
 
 #include <QApplication>
+#include <QBuffer>
 #include <QFile>
 #include <QFontDatabase>
-#include <QSaveFile>
 #include <memory>
 
 #include "Base/Print.hpp"
@@ -26,8 +26,12 @@ bool isSettled(const SearchState& state) {
     return !state.isIndexing && (state.query.empty() || state.answered == state.query);
 }
 
-int save(const QPixmap& picture, QSaveFile& file, const std::string& path) {
-    if (!picture.save(&file, "PNG") || !file.commit()) return failed(path, file.errorString());
+int save(const QPixmap& picture, QFile& file, const std::string& path) {
+    // Encoded in memory: the encoder would report a failed write by itself.
+    QBuffer encoded;
+    picture.save(&encoded, "PNG");
+    if (file.write(encoded.data()) != encoded.size() || !file.flush())
+        return failed(path, file.errorString());
     return 0;
 }
 
@@ -48,8 +52,8 @@ int drawSnapshot(const SnapshotOptions& options) {
     }
     QApplication::setStyle(QStringLiteral("fusion"));
     QApplication::setPalette(themePalette(options.appearance));
-    QSaveFile file(QFile::decodeName(options.outputPath.c_str()));
-    file.setDirectWriteFallback(true);
+    // Written in place: the path may be a device.
+    QFile file(QFile::decodeName(options.outputPath.c_str()));
     if (!file.open(QIODevice::WriteOnly)) return failed(options.outputPath, file.errorString());
 
     const MainLoop loop;

@@ -89,16 +89,15 @@ StartPage::StartPage(std::function<void(std::string query)> onPick, QWidget* par
     column->addSpacing(26);
     auto* chips = new QGridLayout;
     chips->setSpacing(10);
+    int widest = 0;
     for (int i = 0; i < int(suggestions.size()); ++i) {
         const Suggestion& suggestion = suggestions[std::size_t(i)];
         auto* chip = new SuggestionChip(suggestion, this);
         connect(chip, &QAbstractButton::clicked, this,
                 [onPick, query = std::string(suggestion.query)] { onPick(query); });
+        widest = std::max(widest, chip->sizeHint().width());
         chips->addWidget(chip, i / chipsPerRow, 1 + i % chipsPerRow);
     }
-    int widest = 0;
-    for (const auto* chip : findChildren<SuggestionChip*>())
-        widest = std::max(widest, chip->sizeHint().width());
     for (int i = 1; i <= chipsPerRow; ++i)
         chips->setColumnMinimumWidth(i, widest);
     chips->setColumnStretch(0, 1);

@@ -24,7 +24,7 @@ struct SymbolRow {
     std::string_view lines;
 };
 
-constexpr std::string_view page =
+constexpr std::string_view sheet =
     "M6 2.8h8l4.2 4.2v13a1.2 1.2 0 0 1-1.2 1.2H6A1.2 1.2 0 0 1 4.8 20V4A1.2 1.2 0 0 1 6 2.8z";
 constexpr std::string_view disc = "M12 2.8a9.2 9.2 0 1 1 0 18.4a9.2 9.2 0 1 1 0-18.4z";
 
@@ -37,9 +37,9 @@ constexpr std::array drawings = {
               "M2.8 7V6A1.6 1.6 0 0 1 4.4 4.4h4.4l2.2 2.4h8.6A1.6 1.6 0 0 1 21.2 8.4v9.4a1.6 1.6 0 0 1-1.6 "
               "1.6H4.4a1.6 1.6 0 0 1-1.6-1.6z",
               "M2.8 10.2h18.4"},
-    SymbolRow{Symbol::link, page, "M8.2 16.5v-2.2a2.3 2.3 0 0 1 2.3-2.3h4M12.3 9.6l2.5 2.4l-2.5 2.4"},
-    SymbolRow{Symbol::file, page, "M13.6 3v4.4H18"},
-    SymbolRow{Symbol::document, page, "M13.6 3v4.4H18M8 11.4h7M8 14.4h7M8 17.4h4.4"},
+    SymbolRow{Symbol::link, sheet, "M8.2 16.5v-2.2a2.3 2.3 0 0 1 2.3-2.3h4M12.3 9.6l2.5 2.4l-2.5 2.4"},
+    SymbolRow{Symbol::file, sheet, "M13.6 3v4.4H18"},
+    SymbolRow{Symbol::document, sheet, "M13.6 3v4.4H18M8 11.4h7M8 14.4h7M8 17.4h4.4"},
     SymbolRow{Symbol::image,
               "M4.6 4h14.8A1.6 1.6 0 0 1 21 5.6v12.8a1.6 1.6 0 0 1-1.6 1.6H4.6A1.6 1.6 0 0 1 3 "
               "18.4V5.6A1.6 1.6 0 0 1 4.6 4z",

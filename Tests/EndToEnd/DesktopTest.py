@@ -1,0 +1,139 @@
+#!/usr/bin/env python3
+"""Pictures of the panel, and the panel itself on a display and a session bus of its own."""
+
+import os
+import shutil
+import stat
+import struct
+import subprocess
+import time
+import unittest
+from collections.abc import Callable, Mapping
+from pathlib import Path
+from urllib.parse import unquote_to_bytes
+
+from harness import PROGRAM, ProgramTest
+
+HAS_WINDOWS = Path(PROGRAM).with_name("dovra_desktop.so").exists()
+DISPLAY_PROGRAMS = ["Xvfb", "openbox", "xdotool", "dbus-daemon"]
+MISSING = [name for name in DISPLAY_PROGRAMS if not shutil.which(name)]
+# A window manager that has no keys of its own.
+OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
+
+
+@unittest.skipUnless(HAS_WINDOWS, "SKIPPED: the windows were not built")
+class Snapshot(ProgramTest):
+    def draw(self, *arguments: str, **variables: str) -> bytes:
+        picture = self.home / "picture"
+        outcome = self.run_program("--snapshot", "--in", self.root, *arguments, picture, variables=variables)
+        self.assertEqual((outcome.status, outcome.out, outcome.err), (0, b"", b""))
+        return picture.read_bytes()
+
+    def test_pictures_show_the_answer_and_are_the_same_each_time(self) -> None:
+        os.utime(self.write("found", b"x" * 100), (1e9, 1e9))
+        seen: set[bytes] = set()
+        for arguments, size in {(): (760, 560), ("--scale", "2"): (1520, 1120), ("--size", "500x300"): (500, 300)}.items():
+            for query in ["", "found", "fnd", "absent*"]:
+                for appearance in ["light", "dark"]:
+                    how = [*arguments, "--query", query]
+                    picture = self.draw(*how, DOVRA_APPEARANCE=appearance)
+                    self.assertEqual(struct.unpack(">II", picture[16:24]), size)
+                    self.assertNotIn(picture, seen)
+                    seen.add(picture)
+        self.assertIn(self.draw(), seen)
+
+    def test_what_cannot_be_drawn_or_written_is_told(self) -> None:
+        for file, word in {"/dev/full": "No space", "/absent/x": "No such", str(self.root): "directory"}.items():
+            outcome = self.run_program("--snapshot", "--in", self.root, file)
+            self.assertEqual((outcome.status, outcome.out), (1, b""))
+            self.assert_one_line(outcome.err, file, word)
+        outcome = self.run_program()
+        self.assertEqual((outcome.status, outcome.out), (1, b""))
+        self.assert_one_line(outcome.err, "no display")
+
+
+@unittest.skipUnless(HAS_WINDOWS and not MISSING, f"SKIPPED: without {' '.join(MISSING) or 'the windows'}")
+class Session(ProgramTest):
+    def setUp(self) -> None:
+        super().setUp()
+        runtime = self.home / "runtime"
+        runtime.mkdir(mode=0o700)
+        self.opened = self.home / "opened"
+        opener = self.home / "xdg-open"
+        opener.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >>"{self.opened}"\n')
+        opener.chmod(opener.stat().st_mode | stat.S_IXUSR)
+        self.variables = {"PATH": f"{self.home}:{os.defpath}", "XDG_RUNTIME_DIR": str(runtime)}
+        self.variables["DISPLAY"] = ":" + self.first_line("Xvfb", "-displayfd", "1", "-screen", "0", "1280x900x24")
+        self.variables["DBUS_SESSION_BUS_ADDRESS"] = self.first_line("dbus-daemon", "--session", "--print-address")
+        config = self.home / "openbox.xml"
+        config.write_text(OPENBOX)
+        self.start("openbox", "--config-file", str(config))
+
+    def _environment(self, variables: Mapping[str, str]) -> dict[str, str]:
+        return super()._environment({**self.variables, **variables})
+
+    def start(self, *command: str) -> subprocess.Popen[bytes]:
+        environment = super()._environment(self.variables)
+        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=environment)
+        self.addCleanup(process.__exit__, None, None, None)
+        self.addCleanup(process.kill)
+        return process
+
+    def first_line(self, *command: str) -> str:
+        process = self.start(*command)
+        assert process.stdout
+        return process.stdout.readline().decode().strip()
+
+    def xdotool(self, *arguments: str) -> str:
+        done = subprocess.run(["xdotool", *arguments], capture_output=True, env=self._environment({}), timeout=60)
+        return done.stdout.decode().strip()
+
+    def wait_until(self, condition: Callable[[], bool]) -> None:
+        deadline = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.02)
+
+    def wait_for_panel(self, visible: bool = True) -> None:
+        """Waits until the panel has the keyboard, or is gone."""
+        if visible:
+            self.wait_until(lambda: self.xdotool("getactivewindow", "getwindowname") == "Dovra")
+        else:
+            self.wait_until(lambda: not self.xdotool("search", "--onlyvisible", "--name", "^Dovra$"))
+
+    def wait_for_opened(self, *names: bytes) -> None:
+        """Waits until these files, and no others, have been opened."""
+        urls = [b"file://" + os.fsencode(self.root) + b"/" + name for name in names]
+        taken = lambda: [*map(unquote_to_bytes, self.opened.read_bytes().split())] if self.opened.exists() else []
+        self.wait_until(lambda: len(taken()) >= len(names))
+        self.assertEqual(taken(), urls)
+
+    def test_a_user_calls_the_panel_finds_and_opens(self) -> None:
+        first, second = b"found \xff & <b>", b"other"
+        for name in [first, second]:
+            self.write(name)
+        panel = self.start_program("--in", self.root)
+        self.wait_for_panel()
+        self.xdotool("type", "foun")
+        self.xdotool("key", "Return")
+        self.wait_for_opened(first)
+        self.xdotool("key", "Escape")
+        self.wait_for_panel(visible=False)
+        for visible in [True, False, True]:
+            self.xdotool("key", "alt+space")
+            self.wait_for_panel(visible)
+        # Further starts reach the first one, also from where no display is.
+        for arguments in [["--toggle"], ["--query", "other"]]:
+            outcome = self.run_program(*arguments, variables={"DISPLAY": ""})
+            self.assertEqual((outcome.status, outcome.out, outcome.err), (0, b"", b""))
+            self.wait_for_panel(visible=arguments != ["--toggle"])
+        self.xdotool("key", "Return")
+        self.wait_for_opened(first, second)
+        self.xdotool("key", "ctrl+q")
+        self.assertEqual(panel.wait(60), 0)
+        kept = {path.name for path in (self.home / ".local/share/Dovra").iterdir()}
+        self.assertTrue(any("frecency" in name for name in kept) and any("index" in name for name in kept), kept)
+
+
+if __name__ == "__main__":
+    unittest.main()
