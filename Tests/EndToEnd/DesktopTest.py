@@ -21,7 +21,7 @@ MISSING = [name for name in DISPLAY_PROGRAMS if not shutil.which(name)]
 OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
 
 
-@unittest.skipUnless(HAS_WINDOWS, "SKIPPED: the windows were not built")
+@unittest.skipUnless(HAS_WINDOWS, "no windows")
 class Snapshot(ProgramTest):
     def draw(self, *arguments: str, **variables: str) -> bytes:
         picture = self.home / "picture"
@@ -52,7 +52,7 @@ class Snapshot(ProgramTest):
         self.assert_one_line(outcome.err, "no display")
 
 
-@unittest.skipUnless(HAS_WINDOWS and not MISSING, f"SKIPPED: without {' '.join(MISSING) or 'the windows'}")
+@unittest.skipUnless(HAS_WINDOWS and not MISSING, "no windows or no display")
 class Session(ProgramTest):
     def setUp(self) -> None:
         super().setUp()
@@ -136,4 +136,6 @@ class Session(ProgramTest):
 
 
 if __name__ == "__main__":
+    if missing := MISSING if HAS_WINDOWS else ["the windows (Qt 6)", *MISSING]:
+        print("SKIPPED: tests of the desktop without", *missing)
     unittest.main()

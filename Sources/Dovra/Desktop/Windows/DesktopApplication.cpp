@@ -61,10 +61,9 @@ public:
     AppDelegate& app() { return app_; }
 
     void reportRefusedHotKey() const {
-        if (hotKey_.state() == GlobalHotKey::State::refused)
-            printError(
-                "dovra: {} cannot be had here; a key of your own can be given the command: dovra --toggle\n",
-                words::hotKey);
+        if (hotKey_.state() != GlobalHotKey::State::refused) return;
+        printError("dovra: {} cannot be had here; give a key of your own the command: dovra --toggle\n",
+                   words::hotKey);
     }
 
     void showPanel() override { panel_.present(); }

@@ -27,14 +27,31 @@ StatusItem::StatusItem(AppDelegate& app, PanelWindow& panel) : app_(app), panel_
 }
 
 void StatusItem::fill() {
-    const auto perform = [this](const MenuItem& item) { app_.perform(item); };
-    fillMenu(menu_, statusMenu(app_.menuState()), perform);
-    for (QAction* action : menu_.actions()) {
-        QMenu* saved = action->menu();
+    auto items = statusMenu(app_.menuState());
+    // The desktop may still show the former items: only changed ones are replaced.
+    if (items == items_) return;
+    items_ = std::move(items);
+    fillMenu(menu_, items_, [this](const MenuItem& item) { perform(item); });
+    const QList<QAction*> actions = menu_.actions();
+    for (std::size_t i = 0; i < items_.size(); ++i) {
+        QMenu* saved = actions[qsizetype(i)]->menu();
         if (saved == nullptr) continue;
-        connect(saved, &QMenu::aboutToShow, this,
-                [this, saved, perform] { fillMenu(*saved, savedSearchesMenu(app_.menuState()), perform); });
+        connect(saved, &QMenu::aboutToShow, this, [this, saved, i] { fillSaved(*saved, items_[i].submenu); });
     }
+}
+
+void StatusItem::fillSaved(QMenu& menu, std::vector<MenuItem>& shown) {
+    auto items = savedSearchesMenu(app_.menuState());
+    if (items == shown) return;
+    shown = std::move(items);
+    fillMenu(menu, shown, [this](const MenuItem& item) { perform(item); });
+}
+
+void StatusItem::perform(const MenuItem& item) {
+    app_.perform(MenuItem(item));
+    // For desktops that do not tell when they open a menu; later, because this one is still in use.
+    QMetaObject::invokeMethod(
+        this, [this] { fill(); }, Qt::QueuedConnection);
 }
 
 void StatusItem::watchForHost() {

@@ -2,8 +2,8 @@
 
 #include <QMenu>
 #include <QSystemTrayIcon>
-#include <functional>
 #include <memory>
+#include <vector>
 
 #include "Desktop/Model/AppDelegate.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
@@ -17,16 +17,17 @@ public:
     /// Both outlive it.
     StatusItem(AppDelegate& app, PanelWindow& panel);
 
-    QMenu& menu() { return menu_; }
-
 private:
     void fill();
+    void fillSaved(QMenu& menu, std::vector<MenuItem>& shown);
+    void perform(const MenuItem& item);
     void watchForHost();
     void setHasHost(bool hasHost);
 
     AppDelegate& app_;
     PanelWindow& panel_;
     QMenu menu_;
+    std::vector<MenuItem> items_;  ///< in the menu
     std::unique_ptr<QSystemTrayIcon> icon_;
 };
 

@@ -17,10 +17,8 @@ public:
     /// `apply` is called at once with what the toolkit knows, and whenever the portal tells more.
     explicit SystemAppearance(std::function<void(Appearance)> apply);
 
-private Q_SLOTS:
-    void take(const QString& group, const QString& key, const QDBusVariant& value);
-
 private:
+    Q_SLOT void take(const QString& group, const QString& key, const QDBusVariant& value);
     void applyChoice(const QVariant& value);
 
     std::function<void(Appearance)> apply_;
