@@ -79,9 +79,10 @@ void ResultsView::show(const SearchState& state) {
     const bool isOther = model_.show(state);
     if (isOther) hovered_ = -1;
     sortOrder_ = state.sortOrder;
-    const auto column =
-        std::ranges::find(sortColumns, sortOrder_.key, &SortColumn::key) - sortColumns.begin();
-    header()->setSortIndicator(int(column), sortOrder_.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+    // Rows of the fuzzy retry come by their score.
+    const auto column = std::ranges::find(sortColumns, sortOrder_.key, &SortColumn::key) - sortColumns.begin();
+    header()->setSortIndicator(state.usedFuzzyFallback ? -1 : int(column),
+                               sortOrder_.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
     const int selected = model_.numberOf(state.selection);
     if (isOther || currentIndex().row() != selected) {
         setCurrentIndex(model_.index(selected, 0));
