@@ -80,7 +80,8 @@ void ResultsView::show(const SearchState& state) {
     if (isOther) hovered_ = -1;
     sortOrder_ = state.sortOrder;
     // Rows of the fuzzy retry come by their score.
-    const auto column = std::ranges::find(sortColumns, sortOrder_.key, &SortColumn::key) - sortColumns.begin();
+    const auto column =
+        std::ranges::find(sortColumns, sortOrder_.key, &SortColumn::key) - sortColumns.begin();
     header()->setSortIndicator(state.usedFuzzyFallback ? -1 : int(column),
                                sortOrder_.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
     const int selected = model_.numberOf(state.selection);
@@ -96,7 +97,7 @@ void ResultsView::show(const SearchState& state) {
     isShowing_ = false;
 }
 
-void ResultsView::sortBy(int column) {
+void ResultsView::sortBy(int column) const {
     const SortColumn& chosen = sortColumns[static_cast<std::size_t>(column)];
     const bool isAgain = chosen.key == sortOrder_.key;
     onSort({.key = chosen.key, .ascending = isAgain ? !sortOrder_.ascending : chosen.startsAscending});

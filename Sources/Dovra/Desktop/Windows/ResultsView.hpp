@@ -22,7 +22,7 @@ public:
     void show(const SearchState& state);
 
     /// Sorts by a column: in its usual direction, or in the other one when it has that already.
-    void sortBy(int column);
+    void sortBy(int column) const;
 
     int visibleRows() const;
 

@@ -35,7 +35,7 @@ QLabel* centeredLine(std::string_view text, double size, QFont::Weight weight, Q
 }  // namespace
 
 SuggestionChip::SuggestionChip(const Suggestion& suggestion, QWidget* parent)
-    : QAbstractButton(parent), query_(toolkitText(suggestion.query)), note_(toolkitText(suggestion.note)) {
+    : QPushButton(parent), query_(toolkitText(suggestion.query)), note_(toolkitText(suggestion.note)) {
     setAccessibleName(QStringLiteral("%1, %2").arg(query_, note_));
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::TabFocus);
@@ -56,7 +56,7 @@ QSize SuggestionChip::sizeHint() const {
 
 bool SuggestionChip::event(QEvent* event) {
     if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave) update();
-    return QAbstractButton::event(event);
+    return QPushButton::event(event);
 }
 
 void SuggestionChip::paintEvent(QPaintEvent*) {
@@ -75,7 +75,8 @@ void SuggestionChip::paintEvent(QPaintEvent*) {
     painter.drawText(inner, Qt::AlignHCenter | Qt::AlignBottom, note_);
 }
 
-StartPage::StartPage(std::function<void(std::string query)> onPick, QWidget* parent) : QWidget(parent) {
+StartPage::StartPage(const std::function<void(std::string query)>& onPick, QWidget* parent)
+    : QWidget(parent) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(32, 16, 32, 16);
     column->addStretch(4);
@@ -93,7 +94,7 @@ StartPage::StartPage(std::function<void(std::string query)> onPick, QWidget* par
     for (int i = 0; i < int(suggestions.size()); ++i) {
         const Suggestion& suggestion = suggestions[std::size_t(i)];
         auto* chip = new SuggestionChip(suggestion, this);
-        connect(chip, &QAbstractButton::clicked, this,
+        connect(chip, &QPushButton::clicked, this,
                 [onPick, query = std::string(suggestion.query)] { onPick(query); });
         widest = std::max(widest, chip->sizeHint().width());
         chips->addWidget(chip, i / chipsPerRow, 1 + i % chipsPerRow);

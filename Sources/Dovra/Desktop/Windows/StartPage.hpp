@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QAbstractButton>
+#include <QPushButton>
 #include <QWidget>
 #include <functional>
 #include <string>
@@ -10,7 +10,7 @@
 namespace dovra {
 
 /// A query to pick, with a note on what it finds.
-class SuggestionChip : public QAbstractButton {
+class SuggestionChip : public QPushButton {
 public:
     SuggestionChip(const Suggestion& suggestion, QWidget* parent);
 
@@ -30,7 +30,7 @@ private:
 /// What stands below the search field while nothing is asked.
 class StartPage : public QWidget {
 public:
-    StartPage(std::function<void(std::string query)> onPick, QWidget* parent);
+    StartPage(const std::function<void(std::string query)>& onPick, QWidget* parent);
 };
 
 }  // namespace dovra

@@ -69,11 +69,13 @@ std::vector<std::uint8_t> X11HotKeys::placesOf(std::uint32_t keySymbol) const {
 bool X11HotKeys::grab(Grab& grab) const {
     grab.places = placesOf(grab.key.keySymbol);
     std::vector<xcb_void_cookie_t> requests;
-    for (const std::uint8_t place : grab.places)
-        for (const std::uint16_t locks : lockMasks)
-            requests.push_back(xcb_grab_key_checked(connection_, 1, root_,
-                                                    std::uint16_t(grab.key.modifierMask | locks), place,
+    for (const std::uint8_t place : grab.places) {
+        for (const std::uint16_t locks : lockMasks) {
+            const auto modifiers = std::uint16_t(grab.key.modifierMask | locks);
+            requests.push_back(xcb_grab_key_checked(connection_, 1, root_, modifiers, place,
                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        }
+    }
     bool isGranted = !requests.empty();
     for (const xcb_void_cookie_t request : requests)
         if (owned(xcb_request_check(connection_, request))) isGranted = false;
