@@ -32,7 +32,8 @@ class Snapshot(ProgramTest):
     def test_pictures_show_the_answer_and_are_the_same_each_time(self) -> None:
         os.utime(self.write("found", b"x" * 100), (1e9, 1e9))
         seen: set[bytes] = set()
-        for arguments, size in {(): (760, 560), ("--scale", "2"): (1520, 1120), ("--size", "500x300"): (500, 300)}.items():
+        sizes = {(): (760, 560), ("--scale", "2"): (1520, 1120), ("--size", "500x300"): (500, 300)}
+        for arguments, size in sizes.items():
             for query in ["", "found", "fnd", "absent*"]:
                 for appearance in ["light", "dark"]:
                     how = [*arguments, "--query", query]
@@ -129,6 +130,13 @@ class Session(ProgramTest):
             self.wait_for_panel(visible=arguments != ["--toggle"])
         self.xdotool("key", "Return")
         self.wait_for_opened(first, second)
+        # Without a bus one runs beside it, and tells that the key is taken.
+        self.variables["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/absent"
+        with self.start_program("--in", self.root) as alone:
+            assert alone.stderr
+            self.assertTrue(any(b"Alt+Space" in line for line in alone.stderr))
+            alone.kill()
+        self.wait_for_panel()
         self.xdotool("key", "ctrl+q")
         self.assertEqual(panel.wait(60), 0)
         kept = {path.name for path in (self.home / ".local/share/Dovra").iterdir()}
