@@ -68,7 +68,8 @@ class Session(ProgramTest):
         self.variables["DBUS_SESSION_BUS_ADDRESS"] = self.first_line("dbus-daemon", "--session", "--print-address")
         config = self.home / "openbox.xml"
         config.write_text(OPENBOX)
-        self.start("openbox", "--config-file", str(config))
+        # A window that is older than its manager would not be given the keyboard.
+        self.assertEqual(self.first_line("openbox", "--config-file", str(config), "--startup", "echo ready"), "ready")
 
     def _environment(self, variables: Mapping[str, str]) -> dict[str, str]:
         return super()._environment({**self.variables, **variables})
