@@ -96,7 +96,8 @@ TEST_F(DiskComparisonRound, KnowsThePathsOfFoldersThatCameLater) {
     EXPECT_THAT(round(Stage::stamps), IsEmpty());
     tree.write("a/n/new");
     tree.write("b/n/new");
-    EXPECT_THAT(round(Stage::stamps), testing::ElementsAreArray(later));
+    // When a second has passed meanwhile, the times of the new folders have changed, too.
+    EXPECT_THAT(round(Stage::stamps), testing::IsSupersetOf(later));
 }
 
 TEST_F(DiskComparisonRound, TellsWhatIsTooDeepAsASubtree) {

@@ -140,7 +140,7 @@ TEST_F(Site, KnownResultsAreThoseOfTheIndexAsItIs) {
     EXPECT_EQ(found("search=file:+a"), "a1 a2");
     EXPECT_EQ(found("search=file:+a&ascending=0"), "a2 a1");
     EXPECT_EQ(found("search=file:+a&offset=1"), "a2");
-    EXPECT_EQ(found("search=file:+a&within=2"), "a2");
+    EXPECT_EQ(found("search=file:+a&within=/a2"), "a2");
 }
 
 TEST_F(Site, EqualFilesComeInSetsOverPages) {
