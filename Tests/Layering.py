@@ -15,18 +15,19 @@ from pathlib import Path
 LAYERS = [
     ["Base"],
     ["Platform"],
+    ["Preview"],
     ["Index"],
     ["Stores"],
     ["Analysis"],
     ["Query"],
     ["Services"],
-    ["CommandLine", "Servers", "Desktop", "Diagnostics"],
+    ["CommandLine", "Servers", "Desktop", "Diagnostics", "PreviewDecoder"],
     ["main.cpp"],
 ]
 LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
 # Whose headers are not the operating system's, although they end in ".h".
-LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
+LIBRARIES = ("MediaInfo/", "emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 

@@ -32,3 +32,15 @@ find_path(MUSTACHE_INCLUDE_DIR kainjow/mustache.hpp REQUIRED)
 # SHA-256: uses the processor's instructions for it. Linked in: loading it would cost every start a millisecond.
 set(OPENSSL_USE_STATIC_LIBS ON)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+# Previews: decoders of images, pages and drawings, and facts about media. Optional, because servers need none of it.
+# MediaInfo's file for pkg-config names folders of a package that it does not need.
+find_package(Qt6 QUIET COMPONENTS Gui Pdf Svg)
+find_library(MEDIAINFO_LIBRARY mediainfo)
+find_path(MEDIAINFO_INCLUDE_DIR MediaInfo/MediaInfo.h)
+if(Qt6_FOUND AND MEDIAINFO_LIBRARY AND MEDIAINFO_INCLUDE_DIR)
+    set(DOVRA_PREVIEW_DECODER ON)
+else()
+    set(DOVRA_PREVIEW_DECODER OFF)
+    message(STATUS "Qt 6 or MediaInfo not found: the preview's decoder is not built "
+        "(Debian: qt6-base-dev qt6-pdf-dev qt6-svg-dev libmediainfo-dev)")
+endif()

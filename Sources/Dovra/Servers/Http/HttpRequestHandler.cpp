@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Base/PathText.hpp"
+#include "Base/UrlText.hpp"
 #include "Base/Utf8.hpp"
 #include "Servers/Http/EmbeddedFile.hpp"
 #include "Servers/Http/HttpError.hpp"
@@ -13,7 +14,6 @@
 #include "Servers/Http/PageTemplate.hpp"
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
 
 namespace dovra {
 

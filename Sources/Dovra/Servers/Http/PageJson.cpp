@@ -5,8 +5,8 @@
 
 #include "Base/Format.hpp"
 #include "Base/PathText.hpp"
+#include "Base/UrlText.hpp"
 #include "Base/Utf8.hpp"
-#include "Servers/Http/UrlText.hpp"
 
 namespace dovra {
 

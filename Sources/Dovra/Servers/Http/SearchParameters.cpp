@@ -4,11 +4,11 @@
 #include <array>
 #include <fmt/format.h>
 
+#include "Base/UrlText.hpp"
 #include "Index/FileIndex.hpp"
 #include "Query/RegularExpression.hpp"
 #include "Servers/Http/HttpRequestHead.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
 
 namespace dovra {
 

@@ -5,6 +5,7 @@
 
 #include "Base/Format.hpp"
 #include "Base/PathText.hpp"
+#include "Base/UrlText.hpp"
 #include "Base/Utf8.hpp"
 #include "Platform/PlatformWords.hpp"
 #include "Query/FileKind.hpp"
@@ -12,7 +13,6 @@
 #include "Servers/Http/PageViews.hpp"
 #include "Servers/Http/RelativeTime.hpp"
 #include "Servers/Http/ShownText.hpp"
-#include "Servers/Http/UrlText.hpp"
 #include "Servers/Http/ViewMembers.hpp"
 
 namespace dovra {

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "Base/PathText.hpp"
+#include "Base/UrlText.hpp"
 #include "Platform/Paths.hpp"
 #include "Servers/Http/ParameterReader.hpp"
-#include "Servers/Http/UrlText.hpp"
 
 namespace dovra {
 

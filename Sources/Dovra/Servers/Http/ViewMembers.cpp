@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include "Base/Format.hpp"
+#include "Base/UrlText.hpp"
 #include "Servers/Http/ShownText.hpp"
-#include "Servers/Http/UrlText.hpp"
 
 namespace dovra {
 

@@ -5,8 +5,9 @@
 
 namespace dovra {
 
-/// Any bytes as a part of a URL: all but unreserved characters and "/" become "%" and two hexadecimal digits.
-std::string percentEncoded(std::string_view bytes);
+/// Any bytes as a part of a URL: all but unreserved characters, "/" and those of `alsoKept` become "%" and
+/// two hexadecimal digits.
+std::string percentEncoded(std::string_view bytes, std::string_view alsoKept = {});
 
 /// A path and parameters as a reference within this server: "/du?path=/home&count=5". Without parameters the
 /// path alone.

@@ -1,0 +1,144 @@
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Preview/PreviewLoader.hpp"
+#include "Preview/TextHead.hpp"
+#include "Support/TemporaryTree.hpp"
+
+namespace dovra {
+namespace {
+
+/// Loads previews with a shell script for a decoder, or with the real one.
+class PreviewLoading : public testing::Test {
+protected:
+    Preview load(const std::string& path, const std::string& script = "exit 1") const {
+        const std::string decoder = tree_.write("decoder", "#!/bin/sh\n" + script + "\n");
+        std::filesystem::permissions(decoder, std::filesystem::perms::owner_all);
+        return loadWith(decoder, path);
+    }
+    Preview loadWith(const std::string& decoder, const std::string& path) const {
+        const auto start = std::chrono::steady_clock::now();
+        Preview preview = PreviewLoader(decoder, ThumbnailCache(tree_.path("thumbnails"))).load(path, 16, {});
+        // Twice the promise, for a busy machine.
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1)) << path;
+        return preview;
+    }
+
+    const test::TemporaryTree tree_;
+    const std::string binary_ = tree_.write("binary", std::string(100, '\0'));
+};
+
+TEST_F(PreviewLoading, WhateverTheDecoderDoesCostsNoMoreThanThePicture) {
+    const std::string fact = R"(echo '{"width":0,"height":0,"facts":[["Kind","JPEG"]]}'; )";
+    const std::string picture =
+        R"(echo '{"width":2,"height":1,"facts":[["Kind","PNG"]]}'; printf 12345678; )";
+    const struct {
+        std::string script;
+        std::string pixels;
+        std::string kind;
+        std::string reason;
+    } cases[] = {
+        {picture, "12345678", "PNG", ""},
+        {fact + picture + "sleep 1000", "12345678", "PNG", ""},
+        {fact + "sleep 1000", "", "JPEG", "drawing it takes too long"},
+        {fact + "kill -SEGV $$", "", "JPEG", "the decoder crashed on it (signal 11)"},
+        {fact, "", "JPEG", ""},
+        {"printf 'library noise\nit is\\033[31m broken\n' >&2; exit 1", "", "", R"(it is\x1B[31m broken)"},
+        {"exit 1", "", "", "it cannot be decoded"},
+        {"echo surprise", "", "", "the decoder gave no sense"},
+        {R"(echo '{"width":17,"height":1,"facts":[]}')", "", "", "the decoder gave no sense"},
+        {"yes", "", "", "the decoder gave no sense"},
+        {fact + "head -c 100000 /dev/zero", "", "", "the decoder gave no sense"},
+        {R"(echo '{"width":16,"height":1,"facts":[["Kind","PNG"]]}'; printf short)", "", "",
+         "it cannot be decoded"},
+    };
+    for (const auto& [script, pixels, kind, reason] : cases) {
+        const Preview preview = load(binary_, script);
+        EXPECT_EQ(preview.picture ? preview.picture->pixels : "", pixels) << script;
+        EXPECT_EQ(preview.facts.empty() ? "" : preview.facts[0].value, kind) << script;
+        EXPECT_EQ(preview.reason, reason) << script;
+    }
+    EXPECT_EQ(loadWith("/missing", binary_).reason, "cannot start /missing: No such file or directory");
+}
+
+TEST_F(PreviewLoading, ReadsTheHeadOfTextItself) {
+    const std::string longText = "x" + std::string(textHeadBytes, '\n') + "y";
+    std::string wide = "x";
+    for (std::size_t i = 0; i < textHeadBytes; ++i)
+        wide += "é";
+    const std::array<std::pair<std::string, std::string>, 6> texts = {{
+        {"", ""},
+        {"caf\xE9\n", "caf\xEF\xBF\xBD\n"},
+        {"half \xC3", "half \xEF\xBF\xBD"},
+        {longText, longText.substr(0, textHeadBytes)},
+        {wide, wide.substr(0, textHeadBytes - 1)},
+        {"\x1b[1mlog\x1b[0m\a\n" + std::string(60, ' '), "\x1b[1mlog\x1b[0m\a\n" + std::string(60, ' ')},
+    }};
+    for (const auto& [bytes, shown] : texts)
+        EXPECT_EQ(load(tree_.write("text", bytes)).text, shown);
+
+    const std::string tenGigabytes = tree_.write("large", longText);
+    std::filesystem::resize_file(tenGigabytes, std::uintmax_t{10} << 30);
+    EXPECT_EQ(load(tenGigabytes).text, longText.substr(0, textHeadBytes));
+
+    for (const std::string& bytes : {std::string("a\0b", 3), std::string("\x01\x02words")})
+        EXPECT_EQ(load(tree_.write("data", bytes)).text, std::nullopt);
+    // What is drawn when that is possible.
+    const std::string drawing = "<?xml version='1.0'?><svg/>";
+    EXPECT_EQ(load(tree_.write("drawing", drawing), "echo it is broken >&2; exit 1").text, drawing);
+    EXPECT_FALSE(
+        load(tree_.write("page", "%PDF-1.4 %"), "echo '{\"width\":1,\"height\":1,\"facts\":[]}'; printf 1234")
+            .text);
+}
+
+TEST_F(PreviewLoading, OpensRegularFilesOnly) {
+    ASSERT_EQ(::mkfifo(tree_.path("pipe").c_str(), 0600), 0);
+    for (const std::string& path :
+         {tree_.path("pipe"), tree_.path(), tree_.path("gone"), std::string("/dev/zero")})
+        EXPECT_EQ(load(path).reason, "it cannot be read") << path;
+}
+
+TEST_F(PreviewLoading, TakesTheThumbnailOfTheUnchangedFileWhenThereIsNoPicture) {
+    ASSERT_TRUE(ThumbnailCache("/cache").placesOf("/home/jens/photos/me.png")[3] ==
+                "/cache/normal/c6ee772d9e49320e97ec29a7eb5b1697.png");
+    const std::string file = tree_.write("a;b (1)[é]", std::string(10, '\0'));
+    const auto places = ThumbnailCache(tree_.path("thumbnails")).placesOf(file);
+    std::filesystem::create_directories(std::filesystem::path(places[1]).parent_path());
+    std::filesystem::rename(tree_.write("thumbnail", "1234"), places[1]);
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    // As the real one does, it takes a thumbnail of that time only, and knows nothing but facts of the file.
+    const std::string header = R"('{"width":%d,"height":%d,"facts":[["Kind","Film"]]}\n')";
+    const auto script = [&](time_t made) {
+        return "[ -z \"$2\" ] && printf " + header + " 0 0 && exit; [ \"$2\" = " + std::to_string(made) +
+               " ] && printf " + header + " 1 1 && cat";
+    };
+    const Preview preview = load(file, script(status.st_mtime));
+    ASSERT_TRUE(preview.picture);
+    EXPECT_EQ(preview.picture->pixels, "1234");
+    EXPECT_EQ(preview.facts, (std::vector<PreviewFact>{{"Kind", "Film"}}));
+    EXPECT_FALSE(load(file, script(status.st_mtime - 1)).picture);
+}
+
+#ifdef DOVRA_PREVIEW_DECODER
+TEST_F(PreviewLoading, TheRealDecoderDrawsFromTheFileItIsGiven) {
+    std::string image = "P6 32 16 255\n";
+    for (int i = 0; i < 32 * 16; ++i)
+        image += {'\xFF', '\x80', '\0'};
+    const Preview preview = loadWith(DOVRA_PREVIEW_DECODER, tree_.write("no-extension", image));
+    ASSERT_TRUE(preview.picture) << preview.reason;
+    EXPECT_EQ(std::tuple(preview.picture->width, preview.picture->height), std::tuple(16, 8));
+    EXPECT_EQ(preview.picture->pixels.substr(0, 4), std::string("\0\x80\xFF\xFF", 4));
+    EXPECT_EQ(loadWith(DOVRA_PREVIEW_DECODER, binary_).reason, "its kind is not known");
+}
+#else
+TEST(PreviewDecoder, WasBuilt) {
+    GTEST_SKIP() << "without Qt 6 or MediaInfo, or for a sanitizer, there is no decoder";
+}
+#endif
+
+}  // namespace
+}  // namespace dovra
