@@ -65,7 +65,7 @@ TEST_F(PreviewLoading, WhateverTheDecoderDoesCostsNoMoreThanThePicture) {
 }
 
 TEST_F(PreviewLoading, ReadsTheHeadOfTextItself) {
-    const std::string longText = "x" + std::string(textHeadBytes, '\n') + "y";
+    const std::string longText(textHeadBytes + 1, 'x');
     std::string wide = "x";
     for (std::size_t i = 0; i < textHeadBytes; ++i)
         wide += "é";

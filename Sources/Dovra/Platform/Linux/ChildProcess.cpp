@@ -8,7 +8,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/eventfd.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -141,7 +141,7 @@ ChildResult runChild(const ChildCommand& command, const std::stop_token& stop) {
     errors.closeWriter();
 
     const std::stop_callback wake(stop, [&] { (void)::eventfd_write(stopEvent.number(), 1); });
-    const Descriptor process(::pidfd_open(child, 0));
+    const Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
     const int error = errno;
     if (process) result.end = follow(process, stopEvent, command.deadline, output, errors);
     const int status = reap(child);
