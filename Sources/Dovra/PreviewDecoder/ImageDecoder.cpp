@@ -52,9 +52,11 @@ bool decodeImage(DecodedFile& file) {
 }
 
 void decodeThumbnail(DecodedFile& file, const QString& modified) {
-    QImageReader reader(&file.device(), "png");
-    if (reader.text("Thumb::MTime") != modified) throw DecodingError("the thumbnail is not of this file");
-    decodeImage(file);
+    // Before the image is read, the library splits names at their first colon.
+    const QImage image = QImageReader(&file.device(), "png").read();
+    if (image.isNull() || image.text("Thumb::MTime") != modified)
+        throw DecodingError("the thumbnail is not of this file");
+    file.say(image);
 }
 
 }  // namespace dovra
