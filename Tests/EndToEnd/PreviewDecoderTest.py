@@ -4,6 +4,7 @@
 from __future__ import annotations
 
 import base64
+import gzip
 import io
 import json
 import os
@@ -123,6 +124,7 @@ class PreviewDecoderTest(ProgramTest):
             (turned_jpeg(), upright, (8, 16), [(RED, 3, 3), (BLUE, 3, 12)]),
             (JPEG[:-12], {"Kind": "JPEG", "Dimensions": "16 × 8"}, (16, 8), []),
             (pdf(3), page, (32, 64), [(WHITE, 0, 0), (RED, 16, 48)]),
+            (gzip.compress(drawing), {"Kind": "SVG", "Dimensions": "10 × 20"}, (32, 64), []),
             # A drawing sees no other files.
             (drawing, {"Kind": "SVG", "Dimensions": "10 × 20"}, (32, 64), [(RED, 16, 32)]),
         ]:
@@ -155,6 +157,7 @@ class PreviewDecoderTest(ProgramTest):
         huge = {"Kind": "PNG", "Dimensions": "100000 × 100000"}
         for content, reason, facts in [
             (b"", "its kind is not known", []),
+            (gzip.compress(b"words"), "its kind is not known", []),
             (bytes(range(256)) * 100, "its kind is not known", []),
             (b"%PDF-1.7 and nothing else", "it is a broken document", []),
             (b"<svg><rect", "it is a broken drawing", []),

@@ -107,7 +107,7 @@ Preview PreviewLoader::load(const std::string& path, int pixels, const std::stop
     const auto head = file ? readHead(*file) : std::nullopt;
     if (!head) return {.reason = "it cannot be read"};
     auto text = textOfHead(*head);
-    if (text && !isDrawnText(*head)) return {.text = std::move(text)};
+    if (text && !isDrawing(*head)) return {.text = std::move(text)};
 
     const Decoding decode(decoder_, pixels, stop);
     Preview preview = decode(*file, start + patience);

@@ -30,19 +30,19 @@ std::string_view withoutCutCharacter(std::string_view bytes) {
 std::optional<std::string> textOfHead(std::string_view head) {
     constexpr std::size_t textForOneControl = 32;
     const auto controls = static_cast<std::size_t>(std::ranges::count_if(head, isForeignControl));
-    if (head.find('\0') != std::string_view::npos || controls * textForOneControl > head.size())
+    if (head.find('\0') != std::string_view::npos || controls * textForOneControl > head.size() ||
+        head.starts_with("%PDF-"))
         return std::nullopt;
     return repairUtf8(head.size() < textHeadBytes ? head : withoutCutCharacter(head));
 }
 
-bool isDrawnText(std::string_view head) {
-    // The header of a page description may stand behind other bytes, that of a drawing behind comments.
+bool isDrawing(std::string_view head) {
+    // Comments and a byte order mark may stand in front.
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     constexpr std::size_t furthest = 4096;
+    if (head.starts_with(byteOrderMark)) head.remove_prefix(byteOrderMark.size());
     const std::string_view start = head.substr(0, furthest);
-    const bool isMarkup =
-        trimmedWhiteSpace(start.starts_with("\xEF\xBB\xBF") ? start.substr(3) : start).starts_with('<');
-    return start.substr(0, 1024).find("%PDF-") != std::string_view::npos ||
-           (isMarkup && start.find("<svg") != std::string_view::npos);
+    return trimmedWhiteSpace(start).starts_with('<') && start.find("<svg") != std::string_view::npos;
 }
 
 }  // namespace dovra

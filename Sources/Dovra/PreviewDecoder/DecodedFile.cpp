@@ -1,5 +1,7 @@
 #include "PreviewDecoder/DecodedFile.hpp"
 
+#include <QColorSpace>
+
 #include "Platform/StandardStreams.hpp"
 
 namespace dovra {
@@ -21,6 +23,7 @@ void DecodedFile::add(const char* label, const QString& value) {
 void DecodedFile::say(QImage picture) const {
     if (const QSize size = shrunk(picture.size()); size != picture.size())
         picture = picture.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (picture.colorSpace().isValid()) picture.convertToColorSpace(QColorSpace::SRgb);
     picture.convertTo(QImage::Format_ARGB32_Premultiplied);
     // A line of this format has no bytes behind its pixels.
     const std::string_view pixels(reinterpret_cast<const char*>(picture.constBits()),

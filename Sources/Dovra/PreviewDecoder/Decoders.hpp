@@ -16,7 +16,7 @@ bool decodeDocument(DecodedFile& file);
 /// Drawings of lines and areas, which may name no other files.
 bool decodeDrawing(DecodedFile& file);
 
-/// Sound and video: facts, and the picture on the cover.
+/// Sound, video, and pictures of formats that only their makers draw: facts, and the picture on the cover.
 bool decodeMedia(DecodedFile& file);
 
 /// A thumbnail of the desktop's cache. A DecodingError unless it was made of a file that was changed last at

@@ -1,28 +1,22 @@
-#include <QGuiApplication>
 #include <QPainter>
 #include <QSvgRenderer>
-#include <array>
 
 #include "PreviewDecoder/Decoders.hpp"
 
 namespace dovra {
 
-namespace {
-
-bool isDrawing(const QByteArray& start) {
-    constexpr const char* compressed = "\x1F\x8B";
-    return start.startsWith(compressed) || start.contains("<svg");
-}
-
-}  // namespace
-
 bool decodeDrawing(DecodedFile& file) {
     constexpr qint64 furthestElement = 4096;
     constexpr qint64 mostBytes = 32 << 20;
-    if (!isDrawing(file.device().peek(furthestElement))) return false;
+    constexpr qint64 mostCompressedBytes = 1 << 20;
+    const QByteArray start = file.device().peek(furthestElement);
+    // What is compressed may be anything.
+    const bool isCompressed = start.startsWith("\x1F\x8B") && file.device().size() <= mostCompressedBytes;
+    if (!isCompressed && !start.contains("<svg")) return false;
     QSvgRenderer renderer;
-    if (file.device().size() > mostBytes || !renderer.load(file.device().read(mostBytes)))
-        throw DecodingError("it is a broken drawing");
+    const bool isDrawing = file.device().size() <= mostBytes && renderer.load(file.device().read(mostBytes));
+    if (!isDrawing && isCompressed) return false;
+    if (!isDrawing) throw DecodingError("it is a broken drawing");
     const QSize size = renderer.defaultSize();
     file.add("Kind", "SVG");
     file.add("Dimensions", QString("%1 × %2").arg(size.width()).arg(size.height()));

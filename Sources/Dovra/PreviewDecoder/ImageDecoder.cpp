@@ -31,7 +31,8 @@ bool decodeImage(DecodedFile& file) {
     const QByteArray start = file.device().peek(mostStartBytes);
     QImageReader reader(&file.device());
     reader.setDecideFormatFromContent(true);
-    if (!reader.canRead()) return false;
+    // One plugin reads drawings, and takes for one whatever is compressed.
+    if (!reader.canRead() || reader.format().startsWith("svg")) return false;
     reader.setAutoTransform(true);
     const QSize size = reader.size();
     const bool isOnItsSide = reader.transformation() & QImageIOHandler::TransformationRotate90;

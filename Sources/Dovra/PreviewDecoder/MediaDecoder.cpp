@@ -65,9 +65,9 @@ void addFacts(DecodedFile& file, MediaInfo& media) {
          {std::pair("Title", L"Title"), std::pair("Artist", L"Performer"), std::pair("Album", L"Album")})
         file.add(label, valueOf(media, Stream_General, name));
     file.add("Duration", durationText(valueOf(media, Stream_General, L"Duration")));
-    const QString width = valueOf(media, Stream_Video, L"Width");
-    const QString height = valueOf(media, Stream_Video, L"Height");
-    if (!width.isEmpty()) file.add("Dimensions", width + " × " + height);
+    for (const stream_t stream : {Stream_Video, Stream_Image})
+        if (const QString width = valueOf(media, stream, L"Width"); !width.isEmpty())
+            file.add("Dimensions", width + " × " + valueOf(media, stream, L"Height"));
     file.add("Video", joined(media, Stream_Video, {L"Format", L"FrameRate/String"}));
     file.add("Audio", joined(media, Stream_Audio, {L"Format", L"Channel(s)/String", L"SamplingRate/String"}));
 }
@@ -79,7 +79,8 @@ bool decodeMedia(DecodedFile& file) {
     MediaInfo media;
     media.Option(L"Cover_Data", L"base64");
     read(media, file.device());
-    if (media.Count_Get(Stream_Audio) + media.Count_Get(Stream_Video) == 0) return false;
+    if (media.Count_Get(Stream_Audio) + media.Count_Get(Stream_Video) + media.Count_Get(Stream_Image) == 0)
+        return false;
     addFacts(file, media);
     file.sayFacts();
     const QByteArray cover = valueOf(media, Stream_General, L"Cover_Data").section(" / ", 0, 0).toLatin1();

@@ -5,6 +5,7 @@
 #include <QLibraryInfo>
 #include <QStringList>
 #include <exception>
+#include <new>
 
 #include "Base/Print.hpp"
 #include "Platform/Paths.hpp"
@@ -83,6 +84,9 @@ int main(int count, char** words) {
     const QGuiApplication application(count, words);
     try {
         return run(QGuiApplication::arguments());
+    } catch (const std::bad_alloc&) {
+        printError("it needs too much memory\n");
+        return 1;
     } catch (const std::exception& error) {
         printError("{}\n", error.what());
         return 1;
