@@ -68,7 +68,7 @@ void writeFiles(const QString& folder) {
     const std::string at = folder.toStdString();
     std::ofstream(at + "/10 GB.txt") << std::string(100'000, 'x');
     std::filesystem::resize_file(at + "/10 GB.txt", std::uintmax_t{10} << 30);
-    std::ofstream(at + "/10 GB of zeros");
+    std::ofstream(at + "/10 GB of zeros") << '\0';
     std::filesystem::resize_file(at + "/10 GB of zeros", std::uintmax_t{10} << 30);
     std::ofstream(at + "/broken.pdf") << "%PDF-1.7 " << std::string(1'000'000, '<');
 }

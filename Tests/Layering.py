@@ -15,8 +15,7 @@ from pathlib import Path
 LAYERS = [
     ["Base"],
     ["Platform"],
-    ["Preview"],
-    ["Index"],
+    ["Index", "Preview"],
     ["Stores"],
     ["Analysis"],
     ["Query"],

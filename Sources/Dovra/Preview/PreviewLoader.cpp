@@ -16,6 +16,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using End = ChildResult::End;
 
+/// Comes on top, because the thumbnail is asked for when decoding took all its time.
+constexpr std::chrono::milliseconds patienceForThumbnail{80};
+
 std::optional<std::string> readHead(const RegularFile& file) {
     std::string head(textHeadBytes, '\0');
     std::size_t known = 0;
@@ -98,8 +101,9 @@ std::optional<PreviewPicture> thumbnail(const RegularFile& file, const std::vect
 
 }  // namespace
 
-PreviewLoader::PreviewLoader(std::string decoder, ThumbnailCache thumbnails)
-    : decoder_(std::move(decoder)), thumbnails_(std::move(thumbnails)) {}
+PreviewLoader::PreviewLoader(std::string decoder, ThumbnailCache thumbnails,
+                             std::chrono::milliseconds patience)
+    : decoder_(std::move(decoder)), thumbnails_(std::move(thumbnails)), patience_(patience) {}
 
 Preview PreviewLoader::load(const std::string& path, int pixels, const std::stop_token& stop) const {
     const auto start = Clock::now();
@@ -110,10 +114,10 @@ Preview PreviewLoader::load(const std::string& path, int pixels, const std::stop
     if (text && !isDrawing(*head)) return {.text = std::move(text)};
 
     const Decoding decode(decoder_, pixels, stop);
-    Preview preview = decode(*file, start + patience);
+    Preview preview = decode(*file, start + patience_);
     if (!preview.picture && !stop.stop_requested())
         preview.picture =
-            thumbnail(*file, thumbnails_.placesOf(path), decode, start + patience + morePatience);
+            thumbnail(*file, thumbnails_.placesOf(path), decode, start + patience_ + patienceForThumbnail);
     if (preview.picture) preview.reason.clear();
     // A drawing that is broken is shown as what it is written in.
     if (!preview.picture) preview.text = std::move(text);

@@ -23,21 +23,20 @@ struct Preview {
 /// broken or hostile file may hang or crash: that costs no more than the picture.
 class PreviewLoader {
 public:
-    /// `decoder` is the path of the program.
-    PreviewLoader(std::string decoder, ThumbnailCache thumbnails);
+    /// `decoder` is the path of the program, and `patience` the time that it has for a file.
+    PreviewLoader(std::string decoder, ThumbnailCache thumbnails,
+                  std::chrono::milliseconds patience = std::chrono::milliseconds(400));
 
-    /// The preview of the file at that absolute path, with a picture of at most `pixels` on each side. Takes
-    /// half a second at most, and little longer than a request to stop, after which the result is of no use.
-    /// Only reading from a stuck disk takes longer, so this is called on a background queue. Any thread may.
+    /// The preview of the file at that absolute path, with a picture of at most `pixels` on each side. With
+    /// the usual patience it takes half a second at most, and little longer than a request to stop, after
+    /// which the result is of no use. Only reading from a stuck disk takes longer, so this is called on a
+    /// background queue. Any thread may.
     Preview load(const std::string& path, int pixels, const std::stop_token& stop) const;
-
-    /// The time for decoding a file. Its thumbnail, when that is needed, has `morePatience` on top.
-    static constexpr std::chrono::milliseconds patience{400};
-    static constexpr std::chrono::milliseconds morePatience{80};
 
 private:
     std::string decoder_;
     ThumbnailCache thumbnails_;
+    std::chrono::milliseconds patience_;
 };
 
 }  // namespace dovra

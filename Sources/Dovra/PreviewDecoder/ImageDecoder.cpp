@@ -47,7 +47,7 @@ bool decodeImage(DecodedFile& file) {
     quick.isNull() ? file.sayFacts() : file.say(turned(quick, reader.transformation()));
 
     const QImage image = reader.read();
-    if (image.isNull()) throw DecodingError(reader.errorString().toStdString());
+    if (image.isNull()) throw DecodingError("it is broken, or too large to draw");
     file.say(image);
     return true;
 }

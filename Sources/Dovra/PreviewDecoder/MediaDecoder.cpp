@@ -40,7 +40,7 @@ void read(MediaInfo& media, QIODevice& device) {
 
 /// "3:25", or "1:02:03" from an hour on; empty without a duration.
 QString durationText(const QString& milliseconds) {
-    const auto seconds = static_cast<qint64>(milliseconds.toDouble() / 1000 + 0.5);
+    const auto seconds = qRound64(milliseconds.toDouble() / 1000);
     if (seconds <= 0) return {};
     const QChar zero('0');
     const QString end = QString(":%1").arg(seconds % 60, 2, 10, zero);
@@ -65,9 +65,11 @@ void addFacts(DecodedFile& file, MediaInfo& media) {
          {std::pair("Title", L"Title"), std::pair("Artist", L"Performer"), std::pair("Album", L"Album")})
         file.add(label, valueOf(media, Stream_General, name));
     file.add("Duration", durationText(valueOf(media, Stream_General, L"Duration")));
-    for (const stream_t stream : {Stream_Video, Stream_Image})
-        if (const QString width = valueOf(media, stream, L"Width"); !width.isEmpty())
-            file.add("Dimensions", width + " × " + valueOf(media, stream, L"Height"));
+    // Beside sound or video, an image is the cover.
+    const bool isImage = media.Count_Get(Stream_Audio) + media.Count_Get(Stream_Video) == 0;
+    const stream_t stream = isImage ? Stream_Image : Stream_Video;
+    if (const QString width = valueOf(media, stream, L"Width"); !width.isEmpty())
+        file.add("Dimensions", width + " × " + valueOf(media, stream, L"Height"));
     file.add("Video", joined(media, Stream_Video, {L"Format", L"FrameRate/String"}));
     file.add("Audio", joined(media, Stream_Audio, {L"Format", L"Channel(s)/String", L"SamplingRate/String"}));
 }
