@@ -33,12 +33,7 @@ TEST_F(PreviewLoading, WhateverTheDecoderDoesCostsNoMoreThanThePicture) {
     const std::string fact = R"(echo '{"width":0,"height":0,"facts":[["Kind","JPEG"]]}'; )";
     const std::string picture =
         R"(echo '{"width":2,"height":1,"facts":[["Kind","PNG"]]}'; printf 12345678; )";
-    const struct {
-        std::string script;
-        std::string pixels;
-        std::string kind;
-        std::string reason;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {picture, "12345678", "PNG", ""},
         {fact + picture + "sleep 1000", "12345678", "PNG", ""},
         {fact + "sleep 1000", "", "JPEG", "drawing it takes too long"},
