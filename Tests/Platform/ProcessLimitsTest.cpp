@@ -44,8 +44,8 @@ TEST(ProcessLimits, HoldForAllThatFollows) {
         if (errno != EMFILE) return 7;
         // Its child ends when the time for computing is over.
         if (test::inAChild([] {
-                for (volatile int count = 0;;)
-                    count = count + 1;
+                for (const volatile bool goesOn = true; goesOn;) {
+                }
                 return 0;
             }) != -1)
             return 8;
