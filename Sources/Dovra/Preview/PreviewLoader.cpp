@@ -1,5 +1,6 @@
 #include "Preview/PreviewLoader.hpp"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <span>
 #include <system_error>
@@ -113,7 +114,7 @@ Preview PreviewLoader::load(const std::string& path, int pixels, const std::stop
     auto text = textOfHead(*head);
     if (text && !isDrawing(*head)) return {.text = std::move(text)};
 
-    const Decoding decode(decoder_, pixels, stop);
+    const Decoding decode(decoder_, std::clamp(pixels, 1, mostPreviewPixels), stop);
     Preview preview = decode(*file, start + patience_);
     if (!preview.picture && !stop.stop_requested())
         preview.picture =

@@ -27,10 +27,10 @@ public:
     PreviewLoader(std::string decoder, ThumbnailCache thumbnails,
                   std::chrono::milliseconds patience = std::chrono::milliseconds(400));
 
-    /// The preview of the file at that absolute path, with a picture of at most `pixels` on each side. With
-    /// the usual patience it takes half a second at most, and little longer than a request to stop, after
-    /// which the result is of no use. Only reading from a stuck disk takes longer, so this is called on a
-    /// background queue. Any thread may.
+    /// The preview of the file at that absolute path, with a picture of at most `pixels` on each side (and at
+    /// most `mostPreviewPixels`). With the usual patience it takes half a second at most, and little longer
+    /// than a request to stop, after which the result is of no use. Only reading from a stuck disk takes
+    /// longer, so this is called on a background queue. Any thread may.
     Preview load(const std::string& path, int pixels, const std::stop_token& stop) const;
 
 private:

@@ -1,8 +1,8 @@
 #include <MediaInfo/MediaInfo.h>
 #include <QImage>
 #include <QStringList>
-#include <QTime>
-#include <algorithm>
+#include <cstdint>
+#include <utility>
 
 #include "PreviewDecoder/Decoders.hpp"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <fcntl.h>
 #include <linux/audit.h>
@@ -67,11 +68,22 @@ constexpr std::uint32_t architecture = AUDIT_ARCH_AARCH64;
 #endif
 
 /// Makes the system calls fail that reach beyond the process, and ends the process on a call in the numbering
-/// of another architecture.
+/// of another architecture. Without signals to itself, `abort` still ends it, by an instruction that faults.
 bool forbidCalls() {
-    constexpr std::array forbidden = {SYS_socket, SYS_execve,           SYS_execveat,
-                                      SYS_ptrace, SYS_process_vm_readv, SYS_process_vm_writev,
-                                      SYS_kill,   SYS_pidfd_getfd,      SYS_io_uring_setup};
+    constexpr std::array forbidden = {SYS_socket,
+                                      SYS_execve,
+                                      SYS_execveat,
+                                      SYS_ptrace,
+                                      SYS_process_vm_readv,
+                                      SYS_process_vm_writev,
+                                      SYS_pidfd_getfd,
+                                      SYS_io_uring_setup,
+                                      SYS_kill,
+                                      SYS_tkill,
+                                      SYS_tgkill,
+                                      SYS_rt_sigqueueinfo,
+                                      SYS_rt_tgsigqueueinfo,
+                                      SYS_pidfd_send_signal};
     constexpr std::uint32_t otherNumbering = 0x40000000;
     const auto load = [](std::uint32_t offset) {
         return sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset);
