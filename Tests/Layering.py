@@ -15,20 +15,21 @@ from pathlib import Path
 LAYERS = [
     ["Base"],
     ["Platform"],
-    ["Index"],
+    ["Index", "Preview"],
     ["Stores"],
     ["Analysis"],
     ["Query"],
     ["Services"],
-    ["CommandLine", "Servers", "Desktop", "Diagnostics"],
+    ["CommandLine", "Servers", "Desktop", "Diagnostics", "PreviewDecoder"],
     ["main.cpp"],
 ]
 LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
 # Whose headers are not the operating system's, although they end in ".h".
-LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/", "xcb/")
+LIBRARIES = (
+    "MediaInfo/", "emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/", "xcb/")
 
-# The toolkit of the windows, which nothing but the windows may need.
+# The toolkit of the windows and of the preview's decoder, which nothing else may need.
 TOOLKIT = re.compile(r"Qt?[A-Z]")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
@@ -46,10 +47,10 @@ def fault_of_quoted(part: str, included: str) -> str | None:
     return None
 
 
-def fault_of_angled(in_linux: bool, in_windows: bool, included: str) -> str | None:
+def fault_of_angled(in_linux: bool, has_toolkit: bool, included: str) -> str | None:
     """The fault of including a header of the system or of a library."""
-    if TOOLKIT.match(included) and not in_windows:
-        return "the toolkit is for the windows in Desktop only"
+    if TOOLKIT.match(included) and not has_toolkit:
+        return "the toolkit is for the windows in Desktop and for PreviewDecoder only"
     if included.split("/")[0] in LAYER_OF:
         return "headers of Dovra are included in quotes"
     is_system = included == "csignal" or (included.endswith(".h") and not included.startswith(LIBRARIES))
@@ -65,9 +66,9 @@ def faults(root: Path) -> Iterator[str]:
             continue
         in_linux = place.parts[:2] == ("Platform", "Linux")
         in_model = place.parts[:2] == ("Desktop", "Model")
-        in_windows = part == "Desktop" and not in_model
+        has_toolkit = part == "PreviewDecoder" or (part == "Desktop" and not in_model)
         for quoted, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
-            fault = fault_of_quoted(part, quoted) if quoted else fault_of_angled(in_linux, in_windows, angled)
+            fault = fault_of_quoted(part, quoted) if quoted else fault_of_angled(in_linux, has_toolkit, angled)
             if in_model and quoted.startswith("Desktop/") and not quoted.startswith("Desktop/Model/"):
                 fault = "Desktop/Model knows no windows"
             if fault:

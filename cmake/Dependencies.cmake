@@ -42,3 +42,15 @@ else()
     set(DOVRA_WINDOWS OFF)
     message(STATUS "The desktop's windows are not built (Debian: qt6-base-dev qt6-svg-dev libxcb1-dev)")
 endif()
+# Previews: decoders of images, pages and drawings, and facts about media. Optional, because servers need none of it.
+# MediaInfo's file for pkg-config names folders of a package that it does not need.
+find_package(Qt6 QUIET COMPONENTS Gui Pdf Svg)
+find_library(MEDIAINFO_LIBRARY mediainfo)
+find_path(MEDIAINFO_INCLUDE_DIR MediaInfo/MediaInfo.h)
+if(Qt6_FOUND AND MEDIAINFO_LIBRARY AND MEDIAINFO_INCLUDE_DIR)
+    set(DOVRA_PREVIEW_DECODER ON)
+else()
+    set(DOVRA_PREVIEW_DECODER OFF)
+    message(STATUS "Qt 6 or MediaInfo not found: the preview's decoder is not built "
+        "(Debian: qt6-base-dev qt6-pdf-dev qt6-svg-dev libmediainfo-dev)")
+endif()

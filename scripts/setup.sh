@@ -11,7 +11,9 @@ build_packages=(
     libasio-dev libkainjow-mustache-dev
 )
 # Further packages for the desktop's windows, which other modes and servers do without.
-desktop_packages=(qt6-base-dev qt6-svg-dev qt6-wayland libxcb1-dev xdg-utils fonts-dejavu-core)
+desktop_packages=(
+    qt6-base-dev qt6-svg-dev qt6-pdf-dev libmediainfo-dev qt6-wayland libxcb1-dev xdg-utils fonts-dejavu-core
+)
 # Further packages for building and running the tests.
 test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
 # Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include

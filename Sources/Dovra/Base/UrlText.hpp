@@ -5,8 +5,9 @@
 
 namespace dovra {
 
-/// Any bytes as a part of a URL: all but unreserved characters and "/" become "%" and two hexadecimal digits.
-std::string percentEncoded(std::string_view bytes);
+/// Any bytes as a part of a URL: all but unreserved characters, "/" and those of `alsoKept` become "%" and
+/// two hexadecimal digits.
+std::string percentEncoded(std::string_view bytes, std::string_view alsoKept = {});
 
 /// The "file:" URL of an absolute path, whatever bytes it has.
 inline std::string fileUrl(std::string_view path) {

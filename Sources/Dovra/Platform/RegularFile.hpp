@@ -34,9 +34,14 @@ public:
 
     /// The length in bytes at the time of opening.
     std::uint64_t size() const { return size_; }
+    /// The time of the last change of the contents before opening, in whole seconds since 1970.
+    std::int64_t modified() const { return modified_; }
     /// Device and inode number together identify the file among all its names.
     std::uint64_t device() const { return device_; }
     std::uint64_t inode() const { return inode_; }
+
+    /// For handing the file to another process, which can seek in it.
+    const Descriptor& descriptor() const { return descriptor_; }
 
 private:
     explicit RegularFile(Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
@@ -45,6 +50,7 @@ private:
 
     Descriptor descriptor_;
     std::uint64_t size_ = 0;
+    std::int64_t modified_ = 0;
     std::uint64_t device_ = 0;
     std::uint64_t inode_ = 0;
 };

@@ -47,6 +47,7 @@ std::optional<RegularFile> RegularFile::checked(Descriptor descriptor) {
     struct stat status {};
     if (::fstat(file.descriptor_.number(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     file.size_ = static_cast<std::uint64_t>(status.st_size);
+    file.modified_ = status.st_mtim.tv_sec;
     file.device_ = status.st_dev;
     file.inode_ = status.st_ino;
     return file;
