@@ -32,12 +32,10 @@ GlobalHotKey::GlobalHotKey(HotKeyRegistry& registry, std::uint32_t keyCode, std:
     registry.registry_.emplace(id_, this);
     registry.service_->registerHotKey(id_, keyCode, modifiers, [&registry, id = id_](bool isRegistered) {
         const auto found = registry.registry_.find(id);
-        if (found == registry.registry_.end()) return;
-        GlobalHotKey& hotKey = *found->second;
-        hotKey.state_ = isRegistered ? State::registered : State::refused;
-        if (isRegistered) return;
+        if (isRegistered || found == registry.registry_.end()) return;
+        const auto tell = found->second->refused_;
         registry.registry_.erase(found);
-        if (hotKey.refused_) hotKey.refused_();
+        if (tell) tell();
     });
 }
 
