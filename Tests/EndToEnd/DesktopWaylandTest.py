@@ -9,7 +9,8 @@ from desktopSession import DesktopSession, missing, next_line
 
 PYTHON = "/usr/bin/python3"  # with the packages of the system
 PORTAL = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fakePortal.py")
-HAS_GI = os.path.exists(PYTHON) and not subprocess.call([PYTHON, "-c", "from gi.repository import Gio"], stderr=-3)
+GI = [PYTHON, "-c", "from gi.repository import Gio"]
+HAS_GI = os.path.exists(PYTHON) and subprocess.run(GI, capture_output=True).returncode == 0
 MISSING = [*missing("Xvfb", "weston", "xdotool", "dbus-daemon"), *([] if HAS_GI else ["python3-gi"])]
 
 
@@ -23,7 +24,7 @@ class Wayland(DesktopSession):
     def start_compositor(self) -> subprocess.Popen[bytes]:
         """Starts a compositor in a window of the display, whose keys and pointer it has."""
         config = self.home / "weston.ini"
-        config.write_text("[core]\nidle-time=0\n[shell]\npanel-position=none\nanimation=none\nlocking=false\n")
+        config.write_text("[core]\nidle-time=0\n[input-method]\npath=\n[shell]\npanel-position=none\nanimation=none\nlocking=false\n")
         compositor = self.start("weston", "--backend=x11-backend.so", "--socket=wayland", f"--config={config}")
         self.wait_until((self.home / "runtime/wayland").exists)
         self.xdotool("mousemove", "600", "300")
@@ -72,8 +73,7 @@ class Wayland(DesktopSession):
         panel = self.start_program("--in", self.root, "--query", "found")
         self.wait_until(lambda: bool(self.xdotool("search", "--onlyvisible", "--name", "^Dovra$")))
         self.xdotool("mousemove", "600", "300")
-        while not self.opened.exists():
-            self.xdotool("key", "Return")
+        self.wait_until(lambda: not self.xdotool("key", "Return") and self.opened.exists())
         self.assert_ends_with_the_display(panel, self.server)
 
     def test_a_key_that_cannot_be_had_is_told(self) -> None:

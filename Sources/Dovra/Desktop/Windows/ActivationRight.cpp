@@ -1,32 +1,30 @@
 #include "Desktop/Windows/ActivationRight.hpp"
 
+#include <QGuiApplication>
+
 namespace dovra {
 
 namespace {
 
-/// The toolkit looks for the right in the environment, at each activation.
-struct ActivationKey {
-    const char* name;
-    const char* variable;
-};
-
-constexpr ActivationKey activationKeys[] = {{"activation-token", "XDG_ACTIVATION_TOKEN"},
-                                            {"desktop-startup-id", "DESKTOP_STARTUP_ID"}};
+const auto tokenName = QStringLiteral("activation-token");
+constexpr const char* tokenVariable = "XDG_ACTIVATION_TOKEN";
 
 }  // namespace
 
 QVariantMap ActivationRight::ofThisStart() {
-    QVariantMap right;
-    for (const auto& [name, variable] : activationKeys)
-        if (qEnvironmentVariableIsSet(variable))
-            right.insert(QString::fromLatin1(name), qEnvironmentVariable(variable));
-    return right;
+    const QString token = qEnvironmentVariable(tokenVariable);
+    return token.isEmpty() ? QVariantMap() : QVariantMap{{tokenName, token}};
 }
 
-void ActivationRight::take(const QVariantMap& right) {
-    for (const auto& [name, variable] : activationKeys)
-        if (const QString value = right.value(QString::fromLatin1(name)).toString(); !value.isEmpty())
-            qputenv(variable, value.toUtf8());
+void ActivationRight::takeFrom(const QVariantMap& right) {
+    take(right.value(tokenName).toString());
+}
+
+void ActivationRight::take(const QString& token) {
+    // The toolkit looks there at each activation, and takes it away. Nobody else would: programs that are
+    // started later must not find a token of long ago.
+    if (!token.isEmpty() && QGuiApplication::platformName().startsWith(u"wayland"))
+        qputenv(tokenVariable, token.toUtf8());
 }
 
 }  // namespace dovra

@@ -47,7 +47,10 @@ void PortalRequest::Canceling::operator()(PortalRequest* request) const {
 
 PortalRequest::Pointer PortalRequest::send(QDBusMessage call, QVariantMap options, Done done) {
     Pointer request(new PortalRequest(std::move(done)));
-    request->start(std::move(call), std::move(options));
+    const QString token = nextToken();
+    options.insert(QStringLiteral("handle_token"), token);
+    call << options;
+    request->start(call, requestPath(token));
     return request;
 }
 
@@ -57,16 +60,12 @@ bool PortalRequest::listenAt(const QString& path) {
         QStringLiteral("Response"), this, SLOT(takeResponse(uint, QVariantMap)));
 }
 
-void PortalRequest::start(QDBusMessage call, QVariantMap options) {
-    const QString token = nextToken();
-    const QString path = requestPath(token);
+void PortalRequest::start(const QDBusMessage& call, const QString& path) {
     if (!listenAt(path)) {
         QMetaObject::invokeMethod(
             this, [this] { finish(std::nullopt); }, Qt::QueuedConnection);
         return;
     }
-    options.insert(QStringLiteral("handle_token"), token);
-    call << options;
     auto* pending = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
     connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending, path] {
         const QDBusPendingReply<QDBusObjectPath> reply = *pending;

@@ -41,7 +41,7 @@ private:
     explicit PortalRequest(Done done) : done_(std::move(done)) {}
 
     bool listenAt(const QString& path);
-    void start(QDBusMessage call, QVariantMap options);
+    void start(const QDBusMessage& call, const QString& path);
     void finish(const std::optional<QVariantMap>& results);
     Q_SLOT void takeResponse(uint response, const QVariantMap& results);
 

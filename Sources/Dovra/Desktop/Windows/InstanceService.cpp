@@ -80,7 +80,7 @@ bool InstanceService::handleMessage(const QDBusMessage& message, const QDBusConn
     const auto request = requestOf(message);
     if (!request) return false;
     connection.send(message.createReply());
-    ActivationRight::take(qdbus_cast<QVariantMap>(message.arguments().last()));
+    ActivationRight::takeFrom(qdbus_cast<QVariantMap>(message.arguments().last()));
     handle_(*request);
     return true;
 }

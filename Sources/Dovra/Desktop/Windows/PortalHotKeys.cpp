@@ -35,7 +35,7 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, PortalShortcut& s
 
 namespace {
 
-constexpr const char* shortcuts = "org.freedesktop.portal.GlobalShortcuts";
+constexpr const char* shortcutsInterface = "org.freedesktop.portal.GlobalShortcuts";
 
 /// The same at each start, because the desktop remembers the user's choice under it.
 QString shortcutName(std::uint32_t id) {
@@ -58,8 +58,8 @@ PortalHotKeys::PortalHotKeys(QString description) : description_(std::move(descr
     auto bus = QDBusConnection::sessionBus();
     const auto portal = QString::fromLatin1(DesktopPortal::busName);
     hearsPresses_ =
-        bus.connect(portal, QString(), QString::fromLatin1(shortcuts), QStringLiteral("Activated"), this,
-                    SLOT(takePress(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+        bus.connect(portal, QString(), QString::fromLatin1(shortcutsInterface), QStringLiteral("Activated"),
+                    this, SLOT(takePress(QDBusObjectPath, QString, qulonglong, QVariantMap)));
     auto* watcher = new QDBusServiceWatcher(portal, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
     connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString&, const QString& former, const QString& owner) {
@@ -83,10 +83,11 @@ void PortalHotKeys::registerHotKey(std::uint32_t id, std::uint32_t keyCode, std:
 void PortalHotKeys::unregisterHotKey(std::uint32_t id) {
     const auto found = bindings_.find(id);
     if (found == bindings_.end()) return;
-    if (const QString& session = found->second.session; !session.isEmpty())
+    if (!found->second.session.isEmpty()) {
         QDBusConnection::sessionBus().send(QDBusMessage::createMethodCall(
-            QString::fromLatin1(DesktopPortal::busName), session,
+            QString::fromLatin1(DesktopPortal::busName), found->second.session,
             QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")));
+    }
     bindings_.erase(found);
 }
 
@@ -111,7 +112,7 @@ void PortalHotKeys::greetPortal() {
 void PortalHotKeys::openSession(std::uint32_t id) {
     const QVariantMap options{{QStringLiteral("session_handle_token"), QStringLiteral("dovra%1").arg(id)}};
     bindings_.at(id).request = PortalRequest::send(
-        DesktopPortal::call(shortcuts, "CreateSession"), options, [this, id](const auto& results) {
+        DesktopPortal::call(shortcutsInterface, "CreateSession"), options, [this, id](const auto& results) {
             const QVariant session = results ? results->value(QStringLiteral("session_handle")) : QVariant();
             // A text in today's portals, against their own description.
             QString& path = bindings_.at(id).session;
@@ -128,7 +129,7 @@ void PortalHotKeys::bind(std::uint32_t id) {
     const PortalShortcut shortcut{name,
                                   {{QStringLiteral("description"), description_},
                                    {QStringLiteral("preferred_trigger"), binding.trigger}}};
-    auto call = DesktopPortal::call(shortcuts, "BindShortcuts");
+    auto call = DesktopPortal::call(shortcutsInterface, "BindShortcuts");
     call << QVariant::fromValue(QDBusObjectPath(binding.session))
          << QVariant::fromValue(QList<PortalShortcut>{shortcut}) << QString();
     binding.request = PortalRequest::send(call, {}, [this, id, name](const auto& results) {
@@ -150,8 +151,7 @@ void PortalHotKeys::takePress(const QDBusObjectPath& session, const QString& sho
         return entry.second.session == session.path() && shortcutName(entry.first) == shortcut;
     });
     if (found == bindings_.end()) return;
-    ActivationRight::take(
-        {{QStringLiteral("activation-token"), options.value(QStringLiteral("activation_token"))}});
+    ActivationRight::take(options.value(QStringLiteral("activation_token")).toString());
     pressed_(found->first);
 }
 

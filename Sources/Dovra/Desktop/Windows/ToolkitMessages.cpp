@@ -15,8 +15,8 @@ namespace dovra {
 namespace {
 
 QtMessageHandler formerHandler = nullptr;
-QStringList faults;  ///< why there is no display, as far as told; of the main thread, which looks for it
-std::function<void()> finish;
+QStringList startFaults;  ///< why there is no display, as far as told; of the main thread, which looks for it
+std::function<void()> lastWork;
 std::atomic<bool> isDisplayFound = false;
 
 /// The toolkit ends the process right after these.
@@ -27,12 +27,12 @@ bool tellsOfLostDisplay(const QString& line) {
 [[noreturn]] void endProcess(const QString& reason) {
     if (isDisplayFound) {
         printError("dovra: the display cannot be used any more: {}\n", reason.toStdString());
-        finish();
+        lastWork();
     } else {
         printError(
             "dovra: there is no display to show the panel on ({}); dovra --help lists what works without "
             "one\n",
-            faults.join(QStringLiteral("; ")).toStdString());
+            startFaults.join(QStringLiteral("; ")).toStdString());
     }
     std::_Exit(EXIT_FAILURE);
 }
@@ -46,7 +46,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     }
     if (isDisplayFound) return formerHandler(type, context, text);
     // The reasons come before this one, which is the same each time.
-    if (!line.startsWith(u"Could not load the Qt platform plugin")) faults += line;
+    if (!line.startsWith(u"Could not load the Qt platform plugin")) startFaults += line;
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ ToolkitMessages::~ToolkitMessages() {
 }
 
 void ToolkitMessages::displayIsFound(std::function<void()> finishing) {
-    finish = std::move(finishing);
+    lastWork = std::move(finishing);
     isDisplayFound = true;
 }
 
