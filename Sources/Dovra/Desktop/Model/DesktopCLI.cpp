@@ -12,7 +12,7 @@ namespace {
 
 /// Null after a message when the windows cannot be had.
 const DesktopModule* openWindows() {
-    const auto path = programFolder().value_or("") + "/" + DesktopModule::fileName;
+    const auto path = companionFile(DesktopModule::fileName, DOVRA_MODULE_FOLDER);
     const ModuleExport found = openModule(path, DesktopModule::exportName);
     if (found.address == nullptr)
         printError(
