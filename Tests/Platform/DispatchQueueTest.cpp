@@ -19,8 +19,8 @@ namespace {
 using namespace std::chrono_literals;
 using Quality = QualityOfService;
 
-/// How the disk's scheduler treats the calling thread; 0 unless it was told. The kernel's header of these numbers is not
-/// C++ in all its versions.
+/// How the disk's scheduler treats the calling thread; 0 unless it was told. The kernel's header of these
+/// numbers is not C++ in all its versions.
 long diskClass() {
     constexpr int thread = 1;
     constexpr int classShift = 13;

@@ -4,9 +4,9 @@
 
 namespace dovra {
 
-/// The path of a file that comes with the program. It stands beside the program, as the build leaves it, or else
-/// in `installedFolder`, which is relative to the program's folder: so the whole may be moved. When it stands in
-/// neither, this is the path beside the program.
+/// The path of a file that comes with the program. It stands beside the program, as the build leaves it, or
+/// else in `installedFolder`, which is relative to the program's folder: so the whole may be moved. When it
+/// stands in neither, this is the path beside the program.
 std::string companionFile(const std::string& name, const std::string& installedFolder);
 
 /// Something that a module exports, or why it cannot be had.

@@ -48,7 +48,8 @@ public:
           usesTrigram_(usesTrigram) {}
 
     /// The last steps of a launch, once windows, status item and hot key are there: starts the services,
-    /// takes the query and shows the panel, also when the request is to toggle it. A quiet one alone does not.
+    /// takes the query and shows the panel, also when the request is to toggle it. A quiet one alone does
+    /// not.
     void launch(const LaunchRequest& request);
 
     /// Does what a further start of the program asked for.

@@ -69,7 +69,8 @@ std::optional<LaunchRequest> requestOf(const QDBusMessage& message) {
     if (message.member() != u"ActivateAction" || arguments.size() != 3) return std::nullopt;
     const QString action = arguments[0].toString();
     if (action == QLatin1String(toggleAction)) return LaunchRequest{.toggles = true};
-    if (action == QLatin1String(duplicatesAction)) return LaunchRequest{.query = AppDelegate::duplicatesQuery};
+    if (action == QLatin1String(duplicatesAction))
+        return LaunchRequest{.query = AppDelegate::duplicatesQuery};
     const auto parameters = qdbus_cast<QVariantList>(arguments[1]);
     if (action != QLatin1String(queryAction) || parameters.size() != 1) return std::nullopt;
     return LaunchRequest{.query = parameters[0].toByteArray().toStdString()};
