@@ -38,8 +38,9 @@ class Files(ProgramTest):
             self.assertEqual(file.exists(), HAS_WINDOWS or "share/man" in command[-1])
             if not file.exists() or command[0] in MISSING_VALIDATORS:
                 continue
-            how = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT, "env": {"PATH": os.defpath, "LC_ALL": "C.UTF-8"}}
-            done = subprocess.run([*command[:-1], file], **how)
+            environment = {"PATH": os.defpath, "LC_ALL": "C.UTF-8"}
+            streams = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
+            done = subprocess.run([*command[:-1], file], env=environment, **streams)
             self.assertEqual(done.returncode, 0, done.stdout)
             self.assertNotIn(b"warning", done.stdout)
         manual = (installed / "share/man/man1/dovra.1").read_text().replace("\\-", "-")
