@@ -10,7 +10,7 @@ from pathlib import Path
 from xml.etree import ElementTree
 
 import DesktopTest
-from DesktopTest import HAS_WINDOWS
+from desktopSession import HAS_WINDOWS, missing
 from harness import PROGRAM, ProgramTest
 
 ID = "org.dovra.Dovra"
@@ -20,7 +20,7 @@ VALIDATORS = [
     ["man", "--warnings", "--local-file", "-Tutf8", "share/man/man1/dovra.1"],
 ]
 MISSING_VALIDATORS = [command[0] for command in VALIDATORS if not shutil.which(command[0])]
-MISSING = [*DesktopTest.MISSING, *([] if shutil.which("gdbus") else ["gdbus"])]
+MISSING = [*DesktopTest.MISSING, *missing("gdbus")]
 
 
 def install(prefix: Path, **variables: str) -> None:
@@ -70,7 +70,7 @@ class Files(ProgramTest):
         self.assertEqual((outcome.status, outcome.err.count(b"were not built")), (0, 0) if HAS_WINDOWS else (1, 1))
 
 
-@unittest.skipUnless(HAS_WINDOWS and not MISSING, "no windows, no display or no programs of a desktop")
+@unittest.skipIf(MISSING, "no windows, no display or no programs of a desktop")
 class Activation(DesktopTest.Session):
     def setUp(self) -> None:
         super().setUp()
@@ -133,6 +133,6 @@ class Activation(DesktopTest.Session):
 
 
 if __name__ == "__main__":
-    if missing := [*MISSING_VALIDATORS, *(MISSING if HAS_WINDOWS else ["the windows (Qt 6)"])]:
-        print("SKIPPED: tests of the installation without", *missing)
+    if lacking := list(dict.fromkeys([*MISSING_VALIDATORS, *MISSING])):
+        print("SKIPPED: tests of the installation without", *lacking)
     unittest.main()
