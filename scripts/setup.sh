@@ -18,7 +18,10 @@ desktop_packages=(
 test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
 # Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
 # it.
-optional_packages=("${desktop_packages[@]}" xvfb openbox xdotool weston dbus-daemon python3-gi chromium)
+optional_packages=(
+    "${desktop_packages[@]}" xvfb openbox xdotool weston dbus-daemon python3-gi libglib2.0-bin desktop-file-utils
+    appstream man-db chromium
+)
 command -v npm >/dev/null || optional_packages+=(nodejs npm)
 # Programs of ./lint.
 lint_packages=(clang-format clang-tidy-16 shellcheck)
@@ -63,10 +66,12 @@ ensure_packages() {
         || fail "Installing failed: ${missing[*]}"
 }
 
-# Whether the folder's build files leave out the windows, although the toolkit is there by now.
+# Whether the folder's build files leave out the windows or the previews, although what they need is there by now.
 lacks_windows() {
-    [[ $1 != */tsan ]] && ! grep -qs 'dovra_desktop\.so' "$1/build.ninja" \
-        && command -v dpkg-query >/dev/null && [[ -z $(missing_packages qt6-base-dev qt6-svg-dev libxcb1-dev) ]]
+    local part=dovra-preview
+    [[ $1 != */asan ]] || part='dovra_desktop\.so'
+    [[ $1 != */tsan ]] && ! grep -qs "$part" "$1/build.ninja" && command -v dpkg-query >/dev/null \
+        && [[ -z $(missing_packages qt6-base-dev qt6-svg-dev libxcb1-dev qt6-pdf-dev libmediainfo-dev) ]]
 }
 
 # configure PRESET TESTS: writes the preset's build files, with tests if TESTS is ON, unless they exist, are newer than

@@ -88,6 +88,8 @@ TEST_F(AppDelegateTest, LaunchesAndTakesTheRequestsOfFurtherStartsAndOfTheMenu) 
     EXPECT_TRUE(windows_.isVisible) << "at every launch";
     app_.handle({.toggles = true});
     EXPECT_FALSE(windows_.isVisible);
+    app_.handle({.isQuiet = true});
+    EXPECT_FALSE(windows_.isVisible);
     for (const auto& [request, query] : {std::pair{LaunchRequest{}, "first"},
                                          {LaunchRequest{.toggles = true}, "first"},
                                          {LaunchRequest{.query = "second", .toggles = true}, "second"}}) {

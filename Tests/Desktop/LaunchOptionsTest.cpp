@@ -16,7 +16,8 @@ TEST(LaunchOptions, TakesAQueryWhateverItLooksLikeAndForgivesItsLack) {
               std::nullopt);
     EXPECT_EQ(options.request.query.value() + options.index.root, "--toggle/");
     EXPECT_FALSE(options.request.toggles);
-    for (const Words& wrong : {Words{"--serach"}, {"word"}, {"--in"}, {"--in", ""}})
+    for (const Words& wrong :
+         {Words{"--serach"}, {"word"}, {"--in"}, {"--in", ""}, {"--background", "--toggle"}})
         EXPECT_TRUE(readLaunchOptions(wrong, options).has_value()) << wrong.front();
 }
 

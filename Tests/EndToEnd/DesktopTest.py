@@ -45,8 +45,9 @@ class Snapshot(ProgramTest):
         self.assert_one_line(outcome.err, "no display")
 
 
-@unittest.skipIf(MISSING, "no windows or no display")
 class Session(DesktopSession):
+    """A test with a window manager too."""
+
     def setUp(self) -> None:
         super().setUp()
         config = self.home / "openbox.xml"
@@ -62,6 +63,9 @@ class Session(DesktopSession):
         else:
             self.wait_until(lambda: not self.xdotool("search", "--onlyvisible", "--name", "^Dovra$"))
 
+
+@unittest.skipIf(MISSING, "no windows or no display")
+class Panel(Session):
     def test_a_user_calls_the_panel_finds_and_opens(self) -> None:
         first, second = b"found \xff & <b>", b"other"
         for name in [first, second]:

@@ -40,6 +40,8 @@ class DesktopSession(ProgramTest):
         opener.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >>"{self.opened}"\n')
         opener.chmod(opener.stat().st_mode | stat.S_IXUSR)
         self.variables = {"PATH": f"{self.home}:{os.defpath}", "XDG_RUNTIME_DIR": str(runtime)}
+        # The bus would look for it in the home that the system's list of users names.
+        self.variables["XDG_DATA_HOME"] = str(self.home / ".local/share")
         # Without "-noreset" the server starts anew, and drops its clients, whenever it has had its last one.
         self.server = self.start("Xvfb", "-noreset", "-displayfd", "1", "-screen", "0", "1280x900x24")
         self.variables["DISPLAY"] = ":" + next_line(self.server.stdout)

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 namespace dovra {
 
-/// The folder of the running program. Absent when the system does not tell, or the program was deleted.
-std::optional<std::string> programFolder();
+/// The path of a file that comes with the program. It stands beside the program, as the build leaves it, or
+/// else in `installedFolder`, which is relative to the program's folder: so the whole may be moved. When it
+/// stands in neither, this is the path beside the program.
+std::string companionFile(const std::string& name, const std::string& installedFolder);
 
 /// Something that a module exports, or why it cannot be had.
 struct ModuleExport {

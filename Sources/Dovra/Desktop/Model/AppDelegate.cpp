@@ -9,7 +9,7 @@ namespace dovra {
 void AppDelegate::launch(const LaunchRequest& request) {
     services_->start();
     if (request.query) viewModel_->setQuery(*request.query);
-    showPanel();
+    if (!request.isQuiet) showPanel();
 }
 
 void AppDelegate::handle(const LaunchRequest& request) {
@@ -17,7 +17,7 @@ void AppDelegate::handle(const LaunchRequest& request) {
         showQuery(*request.query);
     } else if (request.toggles) {
         togglePanel();
-    } else {
+    } else if (!request.isQuiet) {
         showPanel();
     }
 }
@@ -48,7 +48,7 @@ void AppDelegate::perform(const MenuItem& item) {
         case MenuAction::showPanel:
             return showPanel();
         case MenuAction::findDuplicates:
-            return showQuery("dupe:content");
+            return showQuery(duplicatesQuery);
         case MenuAction::rebuildIndex:
             return services_->rebuild();
         case MenuAction::toggleTrigram:

@@ -37,6 +37,7 @@ class AppDelegate {
 public:
     static constexpr std::uint32_t hotKeyCode = 49;         ///< the space bar
     static constexpr std::uint32_t hotKeyModifiers = 2048;  ///< the option key
+    static constexpr const char* duplicatesQuery = "dupe:content";
 
     /// `windows` outlives this. `usesTrigram` tells how the services were made.
     AppDelegate(std::shared_ptr<AppServices> services, std::shared_ptr<SearchViewModel> viewModel,
@@ -47,7 +48,8 @@ public:
           usesTrigram_(usesTrigram) {}
 
     /// The last steps of a launch, once windows, status item and hot key are there: starts the services,
-    /// takes the query and shows the panel, also when the request is to toggle it.
+    /// takes the query and shows the panel, also when the request is to toggle it. A quiet one alone does
+    /// not.
     void launch(const LaunchRequest& request);
 
     /// Does what a further start of the program asked for.

@@ -12,13 +12,14 @@ namespace {
 
 /// Null after a message when the windows cannot be had.
 const DesktopModule* openWindows() {
-    const auto path = programFolder().value_or("") + "/" + DesktopModule::fileName;
+    const auto path = companionFile(DesktopModule::fileName, DOVRA_MODULE_FOLDER);
     const ModuleExport found = openModule(path, DesktopModule::exportName);
-    if (found.address == nullptr)
+    if (found.address == nullptr) {
         printError(
             "dovra: the windows cannot be loaded: {} (Debian: apt install libqt6widgets6 libqt6svg6; if they "
             "were not built, ./run builds them). dovra --help lists what works without\n",
             found.failure);
+    }
     return static_cast<const DesktopModule*>(found.address);
 }
 

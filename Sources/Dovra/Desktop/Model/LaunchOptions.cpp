@@ -58,6 +58,10 @@ std::vector<Option> launchOptionTable(LaunchOptions& options) {
                      {},
                      "show the panel of the running program, or hide it: a command for a key of your own",
                      sets(options.request.toggles, true)});
+    table.push_back({{"--background"},
+                     {},
+                     "start without the panel, until its key or a further start calls it",
+                     sets(options.request.isQuiet, true)});
     return table;
 }
 
@@ -66,7 +70,10 @@ std::optional<std::string> readLaunchOptions(Arguments arguments, LaunchOptions&
         arguments = arguments.first(arguments.size() - 1);
     const ParsedArguments parsed = parseOptions(arguments, launchOptionTable(options));
     if (auto fault = faultOf(parsed)) return fault;
-    return parsed.others.empty() ? faultOf(options.index) : uselessWord(parsed.others.front());
+    if (!parsed.others.empty()) return uselessWord(parsed.others.front());
+    if (options.request.isQuiet && (options.request.query || options.request.toggles))
+        return "--background shows no panel, so --query and --toggle do not go with it";
+    return faultOf(options.index);
 }
 
 std::vector<Option> snapshotOptionTable(SnapshotOptions& options) {

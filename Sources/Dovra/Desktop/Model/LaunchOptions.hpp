@@ -16,6 +16,7 @@ namespace dovra {
 struct LaunchRequest {
     std::optional<std::string> query = {};  ///< to be shown with its answer
     bool toggles = false;                   ///< hides a visible panel
+    bool isQuiet = false;                   ///< shows nothing: the program is to run, no more
 };
 
 /// The options of the desktop application.

@@ -9,6 +9,7 @@
 #include "Base/Print.hpp"
 #include "Desktop/Model/AppDelegate.hpp"
 #include "Desktop/Model/GlobalHotKey.hpp"
+#include "Desktop/Windows/ApplicationIcon.hpp"
 #include "Desktop/Windows/DesktopPortal.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
 #include "Desktop/Windows/InstanceService.hpp"
@@ -17,7 +18,6 @@
 #include "Desktop/Windows/PortalHotKeys.hpp"
 #include "Desktop/Windows/SaveDialogWindow.hpp"
 #include "Desktop/Windows/StatusItem.hpp"
-#include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/SystemAppearance.hpp"
 #include "Desktop/Windows/ToolkitMessages.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
@@ -108,8 +108,7 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     QApplication::setStyle(QStringLiteral("fusion"));
     const SystemAppearance appearance(
         [](Appearance chosen) { QApplication::setPalette(themePalette(chosen)); });
-    QApplication::setWindowIcon(
-        symbolIcon(Symbol::searchCircle, QApplication::palette().highlight().color()));
+    QApplication::setWindowIcon(applicationIcon());
     std::optional<DesktopApplication> desktop;
     InstanceService instance([&](const LaunchRequest& request) { desktop->app().handle(request); });
     if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;

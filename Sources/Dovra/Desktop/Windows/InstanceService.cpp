@@ -6,6 +6,7 @@
 #include <QDBusMessage>
 #include <QDBusReply>
 
+#include "Desktop/Model/AppDelegate.hpp"
 #include "Desktop/Windows/ActivationRight.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 
@@ -16,6 +17,7 @@ namespace {
 constexpr const char* interfaceName = "org.freedesktop.Application";
 constexpr const char* queryAction = "query";
 constexpr const char* toggleAction = "toggle";
+constexpr const char* duplicatesAction = "find-duplicates";
 
 QDBusMessage callFor(const LaunchRequest& request) {
     const bool isPlain = !request.query && !request.toggles;
@@ -38,10 +40,15 @@ QDBusMessage callFor(const LaunchRequest& request) {
 std::optional<LaunchRequest> requestOf(const QDBusMessage& message) {
     const QVariantList arguments = message.arguments();
     if (message.member() == u"Activate" && arguments.size() == 1) return LaunchRequest{};
+    // The desktop entry takes no files. A launcher that has some all the same means the program.
+    if (message.member() == u"Open" && arguments.size() == 2) return LaunchRequest{};
     if (message.member() != u"ActivateAction" || arguments.size() != 3) return std::nullopt;
-    if (arguments[0].toString() == QLatin1String(toggleAction)) return LaunchRequest{.toggles = true};
+    const QString action = arguments[0].toString();
+    if (action == QLatin1String(toggleAction)) return LaunchRequest{.toggles = true};
+    if (action == QLatin1String(duplicatesAction))
+        return LaunchRequest{.query = AppDelegate::duplicatesQuery};
     const auto parameters = qdbus_cast<QVariantList>(arguments[1]);
-    if (arguments[0].toString() != QLatin1String(queryAction) || parameters.size() != 1) return std::nullopt;
+    if (action != QLatin1String(queryAction) || parameters.size() != 1) return std::nullopt;
     return LaunchRequest{.query = parameters[0].toByteArray().toStdString()};
 }
 
@@ -53,7 +60,7 @@ bool InstanceService::handOver(const LaunchRequest& request) {
     {
         auto bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
         if (bus.isConnected() && bus.interface()->isServiceRegistered(QString::fromLatin1(busName)))
-            isHandedOver = bus.call(callFor(request)).type() == QDBusMessage::ReplyMessage;
+            isHandedOver = request.isQuiet || bus.call(callFor(request)).type() == QDBusMessage::ReplyMessage;
     }
     QDBusConnection::disconnectFromBus(name);
     return isHandedOver;
@@ -72,6 +79,7 @@ QString InstanceService::introspect(const QString&) const {
   <method name="Activate"><arg type="a{sv}" direction="in"/></method>
   <method name="ActivateAction"><arg type="s" direction="in"/><arg type="av" direction="in"/>
     <arg type="a{sv}" direction="in"/></method>
+  <method name="Open"><arg type="as" direction="in"/><arg type="a{sv}" direction="in"/></method>
 </interface>)");
 }
 

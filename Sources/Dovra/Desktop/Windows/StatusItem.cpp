@@ -6,8 +6,8 @@
 #include <QDBusReply>
 #include <QDBusServiceWatcher>
 
+#include "Desktop/Windows/ApplicationIcon.hpp"
 #include "Desktop/Windows/MenuFilling.hpp"
-#include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/X11Session.hpp"
 
 namespace dovra {
@@ -79,8 +79,7 @@ void StatusItem::setHasHost(bool hasHost) {
         icon_.reset();
     } else if (!icon_) {
         // Not before a host is there: the toolkit remembers for ever that there was none.
-        icon_ = std::make_unique<QSystemTrayIcon>(
-            symbolIcon(Symbol::searchCircle, panel_.palette().highlight().color()));
+        icon_ = std::make_unique<QSystemTrayIcon>(statusIcon());
         icon_->setToolTip(QStringLiteral("Dovra"));
         icon_->setContextMenu(&menu_);
         connect(icon_.get(), &QSystemTrayIcon::activated, this, [this](auto reason) {

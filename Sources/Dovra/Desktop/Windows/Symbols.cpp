@@ -104,13 +104,6 @@ QPixmap symbolPixmap(Symbol symbol, const QColor& color, int points, qreal pixel
     return pixmap;
 }
 
-QIcon symbolIcon(Symbol symbol, const QColor& color) {
-    QIcon icon;
-    for (const int size : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(symbolPixmap(symbol, color, size, 1));
-    return icon;
-}
-
 Symbol symbolOf(const FileRow& row) {
     static const auto kinds = [] {
         std::vector<std::pair<ExtensionList, Symbol>> lists;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QColor>
-#include <QIcon>
 #include <QPixmap>
 #include <cstdint>
 
@@ -29,9 +28,6 @@ enum class Symbol : std::uint8_t {
 /// A drawing in one colour, so many points wide and high, for a screen with so many pixels a point. Kept in
 /// the toolkit's cache.
 QPixmap symbolPixmap(Symbol symbol, const QColor& color, int points, qreal pixelRatio);
-
-/// The drawing in sizes from 16 to 64 points.
-QIcon symbolIcon(Symbol symbol, const QColor& color);
 
 /// The drawing for a row, told by the kind of its name.
 Symbol symbolOf(const FileRow& row);

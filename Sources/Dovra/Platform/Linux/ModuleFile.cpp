@@ -6,9 +6,12 @@
 
 namespace dovra {
 
-std::optional<std::string> programFolder() {
+std::string companionFile(const std::string& name, const std::string& installedFolder) {
     const auto program = realPath("/proc/self/exe");
-    return program ? std::optional(program->substr(0, program->rfind('/'))) : std::nullopt;
+    if (!program) return "/" + name;  // the program was deleted meanwhile
+    const std::string folder = program->substr(0, program->rfind('/') + 1);
+    if (const auto beside = realPath(folder + name)) return *beside;
+    return realPath(folder + installedFolder + "/" + name).value_or(folder + name);
 }
 
 ModuleExport openModule(const std::string& path, const char* name) {

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <fstream>
-#include <linux/ioprio.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -37,7 +36,10 @@ void makeCurrentThreadIdle() {
     // threads that need the allocator, or the folder that it reads, then stand still too.
     constexpr int lowest = 19;
     (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);
-    (void)::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
+    // The kernel's header of these numbers is not C++ in all its versions.
+    constexpr int thread = 1;
+    constexpr int idleClass = 3 << 13;
+    (void)::syscall(SYS_ioprio_set, thread, 0, idleClass);
 }
 
 std::size_t openFileLimit() {
