@@ -13,6 +13,7 @@
 #include "Desktop/Windows/InstanceService.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/PreviewWindow.hpp"
 #include "Desktop/Windows/SaveDialogWindow.hpp"
 #include "Desktop/Windows/StatusItem.hpp"
 #include "Desktop/Windows/Symbols.hpp"
@@ -44,9 +45,10 @@ class DesktopApplication : public AppWindows {
 public:
     DesktopApplication(const std::shared_ptr<AppServices>& services, std::shared_ptr<MainQueue> mainQueue,
                        bool usesTrigram)
-        : model_(SearchViewModel::make(services, std::move(mainQueue), workspace_)),
+        : model_(SearchViewModel::make(services, mainQueue, workspace_)),
+          preview_(PreviewWindow::environment(services, std::move(mainQueue))),
           panel_(
-              model_, [services] { return services->status().coverage; }, nullptr),
+              model_, [services] { return services->status().coverage; }, &preview_),
           app_(services, model_, *this, usesTrigram),
           statusItem_(app_, panel_),
           hotKeys_(std::make_unique<X11HotKeys>()),
@@ -78,6 +80,7 @@ public:
 private:
     DesktopWorkspace workspace_;
     std::shared_ptr<SearchViewModel> model_;
+    PreviewWindow preview_;
     PanelWindow panel_;
     AppDelegate app_;
     StatusItem statusItem_;
