@@ -34,6 +34,9 @@ class Snapshot(ProgramTest):
                     self.assertNotIn(picture, seen)
                     seen.add(picture)
         self.assertIn(self.draw(), seen)
+        previews = [self.draw("--preview", "--query", query) for query in ["found", "absent*", "found"]]
+        self.assertEqual(struct.unpack(">II", previews[0][16:24]), (760 + 12 + 480, 560))
+        self.assertEqual((previews[0], len(set(previews))), (previews[2], 2))
 
     def test_what_cannot_be_drawn_or_written_is_told(self) -> None:
         for file, word in {"/dev/full": "No space", "/absent/x": "No such", str(self.root): "directory"}.items():
@@ -66,6 +69,33 @@ class Session(DesktopSession):
 
 @unittest.skipIf(MISSING, "no windows or no display")
 class Panel(Session):
+    def previewed(self) -> str:
+        """The title of the preview window; empty when there is none."""
+        return self.xdotool("search", "--onlyvisible", "--name", "^Preview of", "getwindowname").split(" — ")[0]
+
+    def test_a_user_previews_rows_without_leaving_the_panel(self) -> None:
+        for name in [b"a one", b"a two"]:
+            self.write(name, b"text")
+        self.start_program("--in", self.root)
+        self.wait_for_panel()
+        self.xdotool("type", "a o")  # A space in a text opens nothing.
+        self.xdotool("key", "BackSpace", "Return")
+        self.wait_for_opened(b"a one")
+        self.xdotool("key", "Down", "space")
+        self.wait_until(lambda: self.previewed() == "Preview of a two")
+        self.wait_for_panel()
+        self.xdotool("key", "Up")
+        self.wait_until(lambda: self.previewed() == "Preview of a one")
+        # With the keyboard it has the same keys.
+        self.xdotool("search", "--onlyvisible", "--name", "^Preview of", "windowactivate", "--sync", "key", "Down")
+        self.wait_until(lambda: self.previewed() == "Preview of a two")
+        for key, preview in [("Escape", ""), ("ctrl+y", "Preview of a two"), ("space", "")]:
+            self.xdotool("key", key)
+            self.wait_until(lambda: self.previewed() == preview)
+            self.wait_for_panel()
+        self.xdotool("key", "Escape")
+        self.wait_for_panel(visible=False)
+
     def test_a_user_calls_the_panel_finds_and_opens(self) -> None:
         first, second = b"found \xff & <b>", b"other"
         for name in [first, second]:

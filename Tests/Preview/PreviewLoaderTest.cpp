@@ -5,6 +5,7 @@
 #include "Platform/RegularFile.hpp"
 #include "Preview/PreviewLoader.hpp"
 #include "Preview/TextHead.hpp"
+#include "Support/Privileges.hpp"
 #include "Support/TemporaryTree.hpp"
 
 namespace dovra {
@@ -51,8 +52,21 @@ TEST_F(PreviewLoading, WhateverTheDecoderDoesCostsNoMoreThanThePicture) {
         EXPECT_EQ(preview.facts.empty() ? "" : preview.facts[0].value, kind) << script;
         EXPECT_EQ(preview.reason, reason) << script;
     }
-    EXPECT_EQ(load("/dev/zero").reason, "it cannot be read");
     EXPECT_EQ(loadWith("/missing", binary_).reason, "cannot start /missing: No such file or directory");
+}
+
+TEST_F(PreviewLoading, SaysWhyAFileCannotBeRead) {
+    std::filesystem::create_symlink("nowhere", tree_.path("link"));
+    const std::string closed = tree_.write("closed", "secret");
+    std::filesystem::permissions(closed, {});
+    const auto reasonOf = [&](const std::string& path) { return loadWith("/missing", path).reason; };
+    EXPECT_EQ(reasonOf("/dev/zero"), "it is a device, a pipe or a socket");
+    EXPECT_EQ(reasonOf(tree_.path("gone")), "it is not there any more");
+    EXPECT_EQ(reasonOf(tree_.path("link")), "the link leads nowhere");
+    EXPECT_EQ(reasonOf(tree_.path()), "it is a folder");
+    const test::OrdinaryUser user;
+    if (!user.isOrdinary()) GTEST_SKIP() << "cannot give up the rights of root";
+    EXPECT_EQ(reasonOf(closed), "you may not read it");
 }
 
 TEST_F(PreviewLoading, ReadsTheHeadOfTextItself) {

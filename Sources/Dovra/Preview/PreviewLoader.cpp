@@ -1,6 +1,7 @@
 #include "Preview/PreviewLoader.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
 #include <span>
 #include <system_error>
@@ -31,6 +32,27 @@ std::optional<std::string> readHead(const RegularFile& file) {
     }
     head.resize(known);
     return head;
+}
+
+/// Why nothing could be opened at this path, in the words for a user.
+std::string reasonNotOpened(const std::string& path) {
+    using Type = std::filesystem::file_type;
+    std::error_code error;
+    const Type itself = std::filesystem::symlink_status(path, error).type();
+    if (itself == Type::not_found) return "it is not there any more";
+    switch (std::filesystem::status(path, error).type()) {
+        case Type::not_found:
+            return "the link leads nowhere";
+        case Type::directory:
+            return "it is a folder";
+        case Type::regular:
+            return "you may not read it";
+        case Type::none:
+        case Type::unknown:
+            return error == std::errc::permission_denied ? "you may not read it" : "it cannot be read";
+        default:
+            return "it is a device, a pipe or a socket";
+    }
 }
 
 /// What the decoder says for itself: the last line of its errors.
@@ -109,7 +131,8 @@ PreviewLoader::PreviewLoader(std::string decoder, ThumbnailCache thumbnails,
 Preview PreviewLoader::load(const std::string& path, int pixels, const std::stop_token& stop) const {
     const auto start = Clock::now();
     const auto file = RegularFile::open(path);
-    const auto head = file ? readHead(*file) : std::nullopt;
+    if (!file) return {.reason = reasonNotOpened(path)};
+    const auto head = readHead(*file);
     if (!head) return {.reason = "it cannot be read"};
     auto text = textOfHead(*head);
     if (text && !isDrawing(*head)) return {.text = std::move(text)};

@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "Base/PathText.hpp"
 #include "Desktop/FakeWorkspace.hpp"
 #include "Desktop/Model/PanelText.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
-#include "Desktop/Windows/WindowTheme.hpp"
 #include "Support/IndexBuilder.hpp"
 
 namespace dovra {
@@ -26,31 +26,14 @@ namespace {
 
 using testing::ElementsAre;
 
-/// The toolkit, for all tests of the program, without a display.
-class Toolkit : public testing::Environment {
-public:
-    void SetUp() override {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        application_ = std::make_unique<QApplication>(count_, values_);
-        QApplication::setStyle(QStringLiteral("fusion"));
-        QApplication::setPalette(themePalette(Appearance::light));
-    }
-    void TearDown() override { application_.reset(); }
-
-private:
-    int count_ = 1;
-    char name_[6] = "dovra";
-    char* values_[2] = {name_, nullptr};
-    std::unique_ptr<QApplication> application_;
-};
-
-const auto* const toolkit = testing::AddGlobalTestEnvironment(new Toolkit);
-
 class FakePreview : public PreviewPane {
 public:
     bool isShown() const override { return !shown.empty(); }
-    void present(const std::optional<std::string>& path) override { shown = path.value_or("nothing"); }
+    void present(const FileRow* row, const QWidget&) override {
+        shown = row == nullptr ? "nothing" : joinPath(row->path, row->name);
+    }
     void dismiss() override { shown.clear(); }
+    bool scrollPages(int) override { return false; }
 
     std::string shown;
 };

@@ -82,6 +82,10 @@ std::vector<Option> snapshotOptionTable(SnapshotOptions& options) {
                          options.query = value;
                          return true;
                      }});
+    table.push_back({{"--preview"},
+                     {},
+                     "draw the preview of the first row beside the panel",
+                     sets(options.hasPreview, true)});
     table.push_back(
         {{"--size"}, "size", "of the panel in points (default: 760x560)", reads(options.size, parseSize)});
     table.push_back({{"--scale"},

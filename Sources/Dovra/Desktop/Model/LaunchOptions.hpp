@@ -43,6 +43,7 @@ struct PanelSize {
 struct SnapshotOptions {
     ServiceOptions index;
     std::string query;
+    bool hasPreview = false;  ///< of the first row
     PanelSize size;
     double scale = 1;  ///< pixels a point
     Appearance appearance = Appearance::light;

@@ -16,6 +16,7 @@
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
 #include "Desktop/Windows/PortalHotKeys.hpp"
+#include "Desktop/Windows/PreviewWindow.hpp"
 #include "Desktop/Windows/SaveDialogWindow.hpp"
 #include "Desktop/Windows/StatusItem.hpp"
 #include "Desktop/Windows/SystemAppearance.hpp"
@@ -53,9 +54,10 @@ class DesktopApplication : public AppWindows {
 public:
     DesktopApplication(const std::shared_ptr<AppServices>& services, std::shared_ptr<MainQueue> mainQueue,
                        bool usesTrigram)
-        : model_(SearchViewModel::make(services, std::move(mainQueue), workspace_)),
+        : model_(SearchViewModel::make(services, mainQueue, workspace_)),
+          preview_(PreviewWindow::environment(services, std::move(mainQueue))),
           panel_(
-              model_, [services] { return services->status().coverage; }, nullptr),
+              model_, [services] { return services->status().coverage; }, &preview_),
           app_(services, model_, *this, usesTrigram),
           statusItem_(app_, panel_),
           hotKeys_(hotKeyService()),
@@ -82,6 +84,7 @@ public:
 private:
     DesktopWorkspace workspace_;
     std::shared_ptr<SearchViewModel> model_;
+    PreviewWindow preview_;
     PanelWindow panel_;
     AppDelegate app_;
     StatusItem statusItem_;

@@ -5,71 +5,41 @@
 #include <QCursor>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QPainter>
-#include <QPainterPath>
 #include <QScreen>
-#include <QSizeGrip>
 #include <QVBoxLayout>
-#include <QWindow>
 #include <utility>
 
 #include "Desktop/Model/PanelKeys.hpp"
 #include "Desktop/Model/PanelText.hpp"
 #include "Desktop/Windows/Emblem.hpp"
+#include "Desktop/Windows/RowGestures.hpp"
 #include "Desktop/Windows/StartPage.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
-#include "Desktop/Windows/X11Session.hpp"
 
 namespace dovra {
 
-namespace {
-
-constexpr int cornerRadius = 12;
-
-/// A line between two parts of the panel.
-QWidget* hairline(QWidget* parent) {
-    auto* line = new QWidget(parent);
-    line->setFixedHeight(1);
-    line->setAutoFillBackground(true);
-    line->setBackgroundRole(QPalette::Mid);
-    return line;
-}
-
-QToolButton* symbolButton(std::string_view name, QWidget* parent) {
-    auto* button = new QToolButton(parent);
-    button->setAutoRaise(true);
-    button->setFocusPolicy(Qt::TabFocus);
-    button->setAccessibleName(toolkitText(name));
-    button->setToolTip(toolkitText(name));
-    return button;
-}
-
-}  // namespace
-
 PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<std::string()> coverage,
                          PreviewPane* preview)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
-      model_(std::move(model)),
+    : model_(std::move(model)),
       preview_(preview),
-      hasRoundCorners_(QGuiApplication::platformName() != u"xcb" || X11Session::isComposited()),
       glass_(new QLabel(this)),
       field_(new QLineEdit(this)),
-      clear_(symbolButton(panelText::clearSearch, this)),
-      menu_(symbolButton("Menu", this)),
+      clear_(makeSymbolButton(panelText::clearSearch)),
+      menu_(makeSymbolButton("Menu")),
       body_(new QStackedWidget(this)),
       results_(new ResultsView(this)),
       nothing_(new ElidedLabel(this)),
       footer_(new PanelFooter(std::move(coverage), this)) {
     setWindowTitle(QStringLiteral("Dovra"));
-    setAttribute(Qt::WA_TranslucentBackground, hasRoundCorners_);
+    setFoot(footer_);
     setMinimumSize(440, 300);
     resize(760, 560);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, 1);
     column->setSpacing(0);
     column->addLayout(makeSearchRow());
-    column->addWidget(hairline(this));
+    column->addWidget(makeHairline());
     body_->addWidget(new StartPage([this](std::string query) { model_->setQuery(std::move(query)); }, this));
     body_->addWidget(results_);
     body_->addWidget(makeNothingPage());
@@ -84,6 +54,14 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
         field_->insert(text);
         model_->setQuery(field_->text().toStdString());
     };
+    if (preview_ != nullptr) {
+        preview_->onKey = [this](KeyAction action) { react(action); };
+        preview_->onAction = results_->onAction;
+        preview_->onTyped = [this](const QString& text) {
+            activateWindow();
+            results_->onTyped(text);
+        };
+    }
     addShortcuts();
     updateSymbols();
     qApp->installEventFilter(this);
@@ -139,23 +117,13 @@ QWidget* PanelWindow::makeNothingPage() {
 }
 
 void PanelWindow::addShortcuts() {
-    const auto add = [this](const QList<QKeySequence>& keys, auto&& perform) {
+    addRowKeys(this, [this](RowAction action) { perform(action); });
+    for (int column = 0; column < 4; ++column) {
         auto* action = new QAction(this);
-        action->setShortcuts(keys);
-        connect(action, &QAction::triggered, this, perform);
+        action->setShortcut(QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + column)));
+        connect(action, &QAction::triggered, this, [this, column] { results_->sortBy(column); });
         addAction(action);
-    };
-    for (const RowActionItem& item : rowActionItems()) {
-        const QString shortcut = toolkitText(item.shortcut);
-        QString onKeypad = shortcut;
-        onKeypad.replace(QStringLiteral("Return"), QStringLiteral("Enter"));
-        QList<QKeySequence> keys{QKeySequence(shortcut)};
-        if (onKeypad != shortcut) keys += QKeySequence(onKeypad);
-        add(keys, [this, action = item.action] { perform(action); });
     }
-    for (int column = 0; column < 4; ++column)
-        add({QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + column))},
-            [this, column] { results_->sortBy(column); });
 }
 
 void PanelWindow::perform(RowAction action) {
@@ -200,9 +168,10 @@ void PanelWindow::sync() {
     showBody();
     footer_->show(state);
     if (std::exchange(shownFocusToken_, state.focusRequestToken) != state.focusRequestToken) focusSearch();
-    if (std::exchange(shownSelection_, state.selection) != state.selection && preview_ != nullptr &&
-        preview_->isShown())
-        preview_->present(model_->selectedFullPath());
+    auto path = model_->selectedFullPath();
+    const bool isOther = path != shownPath_;
+    shownPath_ = std::move(path);
+    if (isOther && preview_ != nullptr && preview_->isShown()) preview_->present(state.selectedRow(), *this);
 }
 
 void PanelWindow::showBody() {
@@ -237,11 +206,17 @@ bool PanelWindow::decideKey(const QKeyEvent& event) {
     const bool isPreviewVisible = preview_ != nullptr && preview_->isShown();
     const KeyPress press{.code = keyCodeOf(event.key(), event.nativeScanCode()),
                          .command = holdsCommand(static_cast<std::uint32_t>(event.modifiers()))};
-    switch (panelKeyAction(press, {.hasKeys = isVisible() && isActiveWindow(),
-                                   .navigating = model_->state().navigating,
-                                   .isPreviewVisible = isPreviewVisible})) {
+    const KeyAction action = panelKeyAction(press, {.hasKeys = isVisible() && isActiveWindow(),
+                                                    .navigating = model_->state().navigating,
+                                                    .isPreviewVisible = isPreviewVisible});
+    react(action);
+    return action != KeyAction::pass;
+}
+
+void PanelWindow::react(KeyAction action) {
+    switch (action) {
         case KeyAction::pass:
-            return false;
+            break;
         case KeyAction::selectNext:
             model_->moveSelection(+1);
             break;
@@ -249,8 +224,8 @@ bool PanelWindow::decideKey(const QKeyEvent& event) {
             model_->moveSelection(-1);
             break;
         case KeyAction::openPreview:
-            if (const auto path = model_->selectedFullPath(); path && preview_ != nullptr)
-                preview_->present(path);
+            if (const FileRow* row = model_->state().selectedRow(); row != nullptr && preview_ != nullptr)
+                preview_->present(row, *this);
             break;
         case KeyAction::closePreview:
             preview_->dismiss();
@@ -258,12 +233,11 @@ bool PanelWindow::decideKey(const QKeyEvent& event) {
             model_->requestSearchFocus(false);
             break;
         case KeyAction::focusSearch:
-            if (isPreviewVisible) preview_->dismiss();
+            if (preview_ != nullptr) preview_->dismiss();
             activateWindow();
             model_->requestSearchFocus(true);
             break;
     }
-    return true;
 }
 
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
@@ -274,42 +248,23 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
 
 /// For keys that the focused control has left over.
 void PanelWindow::keyPressEvent(QKeyEvent* event) {
+    const int pages = event->key() == Qt::Key_PageDown ? 1 : event->key() == Qt::Key_PageUp ? -1 : 0;
     if (event->key() == Qt::Key_Escape) {
         hide();
-    } else if (event->key() == Qt::Key_PageDown) {
-        model_->moveSelection(results_->visibleRows());
-    } else if (event->key() == Qt::Key_PageUp) {
-        model_->moveSelection(-results_->visibleRows());
-    } else {
-        QWidget::keyPressEvent(event);
+    } else if (pages == 0) {
+        WindowCard::keyPressEvent(event);
+    } else if (preview_ == nullptr || !preview_->isShown() || !preview_->scrollPages(pages)) {
+        model_->moveSelection(pages * results_->visibleRows());
     }
 }
 
-void PanelWindow::mousePressEvent(QMouseEvent*) {
-    windowHandle()->startSystemMove();
-}
-
-void PanelWindow::paintEvent(QPaintEvent*) {
-    QPainterPath card;
-    const int radius = hasRoundCorners_ ? cornerRadius : 0;
-    card.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
-    QPainterPath foot;
-    foot.addRect(footer_->geometry().adjusted(-1, 0, 1, 1));
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(card, palette().base());
-    painter.fillPath(card & foot, palette().window());
-    painter.fillRect(0, footer_->y(), width(), 1, palette().mid());
-    painter.strokePath(card, palette().mid().color());
-}
-
 void PanelWindow::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
+    WindowCard::showEvent(event);
     model_->setShown(true);
 }
 
 void PanelWindow::hideEvent(QHideEvent* event) {
-    QWidget::hideEvent(event);
+    WindowCard::hideEvent(event);
     if (preview_ != nullptr) preview_->dismiss();
     model_->setShown(false);
 }
@@ -320,7 +275,7 @@ void PanelWindow::closeEvent(QCloseEvent* event) {
 }
 
 void PanelWindow::changeEvent(QEvent* event) {
-    QWidget::changeEvent(event);
+    WindowCard::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) updateSymbols();
 }
 

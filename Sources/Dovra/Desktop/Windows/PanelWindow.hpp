@@ -4,7 +4,6 @@
 #include <QMenu>
 #include <QStackedWidget>
 #include <QToolButton>
-#include <QWidget>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,12 +13,13 @@
 #include "Desktop/Windows/PanelFooter.hpp"
 #include "Desktop/Windows/PreviewPane.hpp"
 #include "Desktop/Windows/ResultsView.hpp"
+#include "Desktop/Windows/WindowCard.hpp"
 
 namespace dovra {
 
 /// The search panel: shows the state of a view model, and hands it what the user does. It is made once, and
 /// hidden and shown.
-class PanelWindow : public QWidget {
+class PanelWindow : public WindowCard {
 public:
     /// `coverage` tells how changes are watched. `preview` may be null, and outlives the panel otherwise.
     PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<std::string()> coverage,
@@ -36,11 +36,12 @@ public:
     /// Whether the state has changes that are not on screen yet.
     bool isBehind() const { return isBehind_; }
 
+    /// Null when there is none.
+    const FileRow* selectedRow() const { return model_->state().selectedRow(); }
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
@@ -57,11 +58,11 @@ private:
     void focusSearch();
     /// Does what the model decides about a key. Returns whether it is consumed.
     bool decideKey(const QKeyEvent& event);
+    void react(KeyAction action);
     void perform(RowAction action);
 
     const std::shared_ptr<SearchViewModel> model_;
     PreviewPane* preview_;
-    const bool hasRoundCorners_;  ///< windows of some X11 displays cannot be translucent
     QLabel* glass_;
     QLineEdit* field_;
     QToolButton* clear_;
@@ -71,7 +72,7 @@ private:
     ElidedLabel* nothing_;
     PanelFooter* footer_;
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);  ///< for the model's observer
-    std::optional<EntryId> shownSelection_;
+    std::optional<std::string> shownPath_;                          ///< of the selected row
     std::int64_t shownFocusToken_ = 0;
     bool isBehind_ = false;
 };

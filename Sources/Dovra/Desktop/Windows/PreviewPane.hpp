@@ -1,7 +1,11 @@
 #pragma once
 
-#include <optional>
-#include <string>
+#include <QWidget>
+#include <functional>
+
+#include "Desktop/Model/PanelKeys.hpp"
+#include "Desktop/Model/RowAction.hpp"
+#include "Index/FileRow.hpp"
 
 namespace dovra {
 
@@ -12,9 +16,18 @@ public:
 
     virtual bool isShown() const = 0;
 
-    /// Shows the file with this full path; without one, that nothing is selected.
-    virtual void present(const std::optional<std::string>& path) = 0;
+    /// Shows the row's file; without a row, that nothing is selected. The window appears beside that of the
+    /// rows and leaves it the keyboard.
+    virtual void present(const FileRow* row, const QWidget& rows) = 0;
     virtual void dismiss() = 0;
+
+    /// Scrolls so many pages down. Returns whether there is more than the window shows at once.
+    virtual bool scrollPages(int pages) = 0;
+
+    /// What the user asks for in this window.
+    std::function<void(KeyAction)> onKey;
+    std::function<void(RowAction, const FileRow&)> onAction;
+    std::function<void(const QString&)> onTyped;
 };
 
 }  // namespace dovra

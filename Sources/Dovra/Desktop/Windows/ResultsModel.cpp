@@ -1,10 +1,10 @@
 #include "Desktop/Windows/ResultsModel.hpp"
 
 #include <QDateTime>
-#include <QMimeData>
 #include <algorithm>
 
 #include "Base/PathText.hpp"
+#include "Desktop/Windows/RowGestures.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 
 namespace dovra {
@@ -116,12 +116,10 @@ QStringList ResultsModel::mimeTypes() const {
 }
 
 QMimeData* ResultsModel::mimeData(const QModelIndexList& indexes) const {
-    QList<QUrl> urls;
+    std::vector<FileRow> rows;
     for (const QModelIndex& index : indexes)
-        if (index.column() == 0) urls += fileUrl(joinPath(row(index.row()).path, row(index.row()).name));
-    auto* data = new QMimeData;
-    data->setUrls(urls);
-    return data;
+        if (index.column() == 0) rows.push_back(row(index.row()));
+    return filesData(rows);
 }
 
 }  // namespace dovra

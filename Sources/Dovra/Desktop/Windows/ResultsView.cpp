@@ -1,17 +1,14 @@
 #include "Desktop/Windows/ResultsView.hpp"
 
 #include <QContextMenuEvent>
-#include <QDrag>
 #include <QHeaderView>
-#include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
 #include <algorithm>
 #include <utility>
 
 #include "Desktop/Windows/RowDelegate.hpp"
-#include "Desktop/Windows/Symbols.hpp"
-#include "Desktop/Windows/ToolkitText.hpp"
+#include "Desktop/Windows/RowGestures.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
 
 namespace dovra {
@@ -166,17 +163,7 @@ void ResultsView::contextMenuEvent(QContextMenuEvent* event) {
     const QModelIndex index = isByKey ? currentIndex() : indexAt(event->pos());
     if (!index.isValid()) return;
     const QPoint place = isByKey ? viewport()->mapToGlobal(visualRect(index).center()) : event->globalPos();
-    auto* menu = new QMenu(this);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    for (const RowActionItem& item : rowActionItems()) {
-        QAction* action = menu->addAction(menuText(item.title));
-        action->setShortcut(QKeySequence(toolkitText(item.shortcut)));
-        action->setShortcutContext(Qt::WidgetShortcut);  // The panel has the keys; this only shows them.
-        // A copy of the row, because a refresh may bring others while the menu is open.
-        connect(action, &QAction::triggered, this,
-                [this, action = item.action, row = model_.row(index.row())] { onAction(action, row); });
-    }
-    menu->popup(place);
+    showRowMenu(this, place, model_.row(index.row()), onAction);
 }
 
 void ResultsView::resizeEvent(QResizeEvent* event) {
@@ -192,15 +179,8 @@ void ResultsView::resizeEvent(QResizeEvent* event) {
         header()->resizeSection(column, widths[column]);
 }
 
-void ResultsView::startDrag(Qt::DropActions actions) {
-    const QModelIndex index = currentIndex();
-    if (!index.isValid()) return;
-    auto* drag = new QDrag(this);
-    drag->setMimeData(model_.mimeData({index}));
-    const Symbol symbol = symbolOf(model_.row(index.row()));
-    drag->setPixmap(
-        symbolPixmap(symbol, symbolColor(symbol, palette().text().color()), 32, devicePixelRatioF()));
-    drag->exec(actions, Qt::CopyAction);
+void ResultsView::startDrag(Qt::DropActions) {
+    if (currentIndex().isValid()) dragRow(this, FileRow(model_.row(currentIndex().row())));
 }
 
 }  // namespace dovra

@@ -4,12 +4,14 @@
 #include <QBuffer>
 #include <QFile>
 #include <QFontDatabase>
+#include <QPainter>
 #include <memory>
 
 #include "Base/Print.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/PreviewWindow.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
 
@@ -33,6 +35,29 @@ int save(const QPixmap& picture, QFile& file, const std::string& path) {
     if (file.write(encoded.data()) != encoded.size() || !file.flush())
         return failed(path, file.errorString());
     return 0;
+}
+
+/// The preview of the panel's selected row.
+QPixmap draw(PreviewWindow& preview, const PanelWindow& panel) {
+    preview.setAttribute(Qt::WA_DontShowOnScreen);
+    preview.present(panel.selectedRow(), panel);
+    // The screen that there is not has no room beside the panel.
+    preview.resize(480, panel.height());
+    while (preview.isWaiting())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return preview.grab();
+}
+
+QPixmap besideEachOther(const QPixmap& left, const QPixmap& right) {
+    const qreal ratio = left.devicePixelRatio();
+    const int gap = qRound(12 * ratio);
+    QPixmap both(left.width() + gap + right.width(), left.height());
+    both.fill(Qt::transparent);
+    both.setDevicePixelRatio(ratio);
+    QPainter painter(&both);
+    painter.drawPixmap(QPointF(), left);
+    painter.drawPixmap(QPointF((left.width() + gap) / ratio, 0), right);
+    return both;
 }
 
 }  // namespace
@@ -62,8 +87,9 @@ int drawSnapshot(const SnapshotOptions& options) {
     const auto services = AppServices::make(std::move(service));
     DesktopWorkspace workspace;
     const auto model = SearchViewModel::make(services, loop.queue(), workspace);
+    PreviewWindow preview(PreviewWindow::environment(services, loop.queue()));
     PanelWindow panel(
-        model, [] { return std::string(); }, nullptr);
+        model, [] { return std::string(); }, &preview);
     panel.resize(options.size.width, options.size.height);
     panel.setAttribute(Qt::WA_DontShowOnScreen);
     panel.show();
@@ -76,7 +102,9 @@ int drawSnapshot(const SnapshotOptions& options) {
     });
     while (!isReady || !isSettled(model->state()) || panel.isBehind())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return save(panel.grab(), file, options.outputPath);
+    QPixmap picture = panel.grab();
+    if (options.hasPreview) picture = besideEachOther(picture, draw(preview, panel));
+    return save(picture, file, options.outputPath);
 }
 
 }  // namespace dovra
