@@ -7,6 +7,7 @@
 #include "Base/PathText.hpp"
 #include "Desktop/Model/PreviewLines.hpp"
 #include "Platform/ModuleFile.hpp"
+#include "Platform/Paths.hpp"
 #include "Preview/TextHead.hpp"
 
 namespace dovra {
