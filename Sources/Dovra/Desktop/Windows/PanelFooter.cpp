@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Desktop/Model/PanelText.hpp"
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 
 namespace dovra {
@@ -25,10 +26,11 @@ QWidget* keyHintRow(QWidget* parent) {
                            "padding: 0px 5px; background: palette(base);"));
         auto* label = new QLabel(toolkitText(hint.label), hints);
         label->setForegroundRole(QPalette::PlaceholderText);
+        if (row->count() > 0) row->addSpacing(6);
         row->addWidget(cap);
         row->addWidget(label);
-        row->addSpacing(6);
     }
+    hints->setMinimumWidth(1);  // They are hidden rather than keep the panel wide.
     return hints;
 }
 
@@ -48,7 +50,7 @@ PanelFooter::PanelFooter(std::function<std::string()> coverage, QWidget* parent)
       note_(new ElidedLabel(this)),
       hints_(keyHintRow(this)) {
     auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(16, 8, 10, 8);
+    row->setContentsMargins(panelMetrics::edge - 1, 8, panelMetrics::edge - 1, 8);
     row->setSpacing(10);
     for (QLabel* label : {progress_, matches_, fuzzy_, static_cast<QLabel*>(note_)}) {
         label->setTextFormat(Qt::PlainText);

@@ -16,6 +16,7 @@
 #include "Desktop/Model/PanelKeys.hpp"
 #include "Desktop/Model/PanelText.hpp"
 #include "Desktop/Windows/Emblem.hpp"
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/StartPage.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -40,6 +41,11 @@ QToolButton* symbolButton(std::string_view name, QWidget* parent) {
     auto* button = new QToolButton(parent);
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
+    button->setStyleSheet(
+        QStringLiteral("QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 2px; }"
+                       "QToolButton:hover { background: palette(midlight); }"
+                       "QToolButton:focus, QToolButton:pressed { border-color: palette(highlight); }"
+                       "QToolButton::menu-indicator { image: none; }"));
     button->setAccessibleName(toolkitText(name));
     button->setToolTip(toolkitText(name));
     return button;
@@ -63,8 +69,6 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
       footer_(new PanelFooter(std::move(coverage), this)) {
     setWindowTitle(QStringLiteral("Dovra"));
     setAttribute(Qt::WA_TranslucentBackground, hasRoundCorners_);
-    setMinimumSize(440, 300);
-    resize(760, 560);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, 1);
     column->setSpacing(0);
@@ -75,6 +79,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
     body_->addWidget(makeNothingPage());
     column->addWidget(body_, 1);
     column->addWidget(footer_);
+    resize(760, 560);
 
     results_->onSelect = [this](EntryId id) { model_->select(id); };
     results_->onSort = [this](SortSpec order) { model_->setSortOrder(order); };
@@ -96,9 +101,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
 PanelWindow::~PanelWindow() = default;
 
 QLayout* PanelWindow::makeSearchRow() {
-    QFont large = font();
-    large.setPointSizeF(large.pointSizeF() * 1.6);
-    field_->setFont(large);
+    field_->setFont(panelMetrics::searchFont(font()));
     field_->setFrame(false);
     field_->setPlaceholderText(toolkitText(panelText::placeholder));
     field_->setAccessibleName(QStringLiteral("Search"));
@@ -109,11 +112,10 @@ QLayout* PanelWindow::makeSearchRow() {
         focusSearch();
     });
     menu_->setPopupMode(QToolButton::InstantPopup);
-    menu_->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; }"));
     menu_->hide();
     auto* row = new QHBoxLayout;
-    row->setContentsMargins(18, 12, 14, 12);
-    row->setSpacing(10);
+    row->setContentsMargins(panelMetrics::edge, 12, panelMetrics::edge - 4, 12);
+    row->setSpacing(panelMetrics::gap);
     row->addWidget(glass_);
     row->addWidget(field_, 1);
     row->addWidget(clear_);
@@ -167,7 +169,7 @@ void PanelWindow::perform(RowAction action) {
 }
 
 void PanelWindow::updateSymbols() {
-    const int points = QFontMetrics(field_->font()).height();
+    const int points = panelMetrics::searchSymbolSize(font());
     const QColor faint = palette().color(QPalette::PlaceholderText);
     const auto drawing = [&](Symbol symbol, const QColor& color) {
         return symbolPixmap(symbol, color, points, devicePixelRatioF());
@@ -224,6 +226,7 @@ void PanelWindow::present() {
         QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
         if (screen == nullptr) screen = QGuiApplication::primaryScreen();
         const QRect place = screen->availableGeometry();
+        layout()->activate();  // Large letters make it larger.
         resize(size().boundedTo(place.size()));
         move(place.center() - rect().center());
     }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/RowDelegate.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -43,8 +44,29 @@ protected:
             title += sortIndicatorOrder() == Qt::AscendingOrder ? QStringLiteral(" ↑") : QStringLiteral(" ↓");
         const auto alignment =
             Qt::Alignment(model()->headerData(section, orientation(), Qt::TextAlignmentRole).toInt());
-        painter->drawText(rect.adjusted(RowDelegate::padding, 0, -RowDelegate::padding, 0),
-                          int(QStyle::visualAlignment(layoutDirection(), alignment)), title);
+        const int left = section == 0 ? panelMetrics::textEdge(font) : RowDelegate::padding;
+        const QRect place =
+            QStyle::visualRect(layoutDirection(), rect, rect.adjusted(left, 0, -RowDelegate::padding, 0));
+        painter->drawText(place, int(QStyle::visualAlignment(layoutDirection(), alignment)), title);
+    }
+};
+
+/// A narrow bar without arrows. It keeps its place even when there is nothing to scroll, so that the columns
+/// stay where they are from answer to answer.
+class ResultsScrollBar : public QScrollBar {
+public:
+    explicit ResultsScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {
+        setStyleSheet(
+            QStringLiteral("QScrollBar { background: transparent; border: none; width: 12px; margin: 0; }"
+                           "QScrollBar::handle { background: palette(dark); border-radius: 3px; margin: 3px;"
+                           " min-height: 28px; }"
+                           "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                           "QScrollBar::add-page, QScrollBar::sub-page { background: none; }"));
+    }
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        if (minimum() < maximum()) QScrollBar::paintEvent(event);
     }
 };
 
@@ -65,6 +87,8 @@ ResultsView::ResultsView(QWidget* parent) : QTreeView(parent) {
     setDragDropMode(DragOnly);
     setVerticalScrollMode(ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBar(new ResultsScrollBar(this));
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setHeader(new ResultsHeader(this));
     header()->setSectionsClickable(true);  // The view has just taken that away.
     connect(header(), &QHeaderView::sectionClicked, this, [this](int column) { sortBy(column); });
