@@ -96,6 +96,8 @@ void RowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     if (index.column() > 0) {
         painter->setFont(option.font);
         painter->setPen(option.palette.color(QPalette::PlaceholderText));
+        // Paths, sizes and dates read from left to right wherever they stand.
+        painter->setLayoutDirection(Qt::LeftToRight);
         const QString text = index.data().toString();
         const auto alignment = Qt::Alignment(index.data(Qt::TextAlignmentRole).toInt());
         painter->drawText(cell, int(QStyle::visualAlignment(option.direction, alignment)),

@@ -109,4 +109,10 @@ StartPage::StartPage(const std::function<void(std::string query)>& onPick, QWidg
     column->addStretch(4);
 }
 
+QSize StartPage::minimumSizeHint() const {
+    // The layout itself does not count the lines that its texts have at this width.
+    const int width = layout()->minimumSize().width();
+    return {width, layout()->minimumHeightForWidth(width)};
+}
+
 }  // namespace dovra

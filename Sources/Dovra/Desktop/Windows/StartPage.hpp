@@ -32,6 +32,8 @@ private:
 class StartPage : public QWidget {
 public:
     StartPage(const std::function<void(std::string query)>& onPick, QWidget* parent);
+
+    QSize minimumSizeHint() const override;
 };
 
 }  // namespace dovra
