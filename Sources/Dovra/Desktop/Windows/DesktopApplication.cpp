@@ -10,6 +10,7 @@
 #include "Desktop/Model/AppDelegate.hpp"
 #include "Desktop/Model/GlobalHotKey.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/FontCheck.hpp"
 #include "Desktop/Windows/InstanceService.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
@@ -94,6 +95,7 @@ bool handOver(const LaunchRequest& request) {
 int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& services, const MainLoop& loop) {
     ToolkitArguments arguments;
     const QApplication application(arguments.count, arguments.values);
+    if (!checkFonts()) return 1;
     QApplication::setApplicationName(QStringLiteral("dovra"));
     QApplication::setApplicationDisplayName(QStringLiteral("Dovra"));
     QGuiApplication::setDesktopFileName(QString::fromLatin1(InstanceService::busName));

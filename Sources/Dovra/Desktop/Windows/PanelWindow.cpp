@@ -1,5 +1,6 @@
 #include "Desktop/Windows/PanelWindow.hpp"
 
+#include <QAccessibleWidget>
 #include <QAction>
 #include <QApplication>
 #include <QCursor>
@@ -51,6 +52,12 @@ QToolButton* symbolButton(std::string_view name, QWidget* parent) {
     return button;
 }
 
+/// Assistive programs are told that it is a window: for a widget of no kind they hear of a part of one.
+QAccessibleInterface* accessibleWindow(const QString&, QObject* object) {
+    auto* panel = dynamic_cast<PanelWindow*>(object);
+    return panel == nullptr ? nullptr : new QAccessibleWidget(panel, QAccessible::Window);
+}
+
 }  // namespace
 
 PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<std::string()> coverage,
@@ -67,6 +74,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
       results_(new ResultsView(this)),
       nothing_(new ElidedLabel(this)),
       footer_(new PanelFooter(std::move(coverage), this)) {
+    QAccessible::installFactory(accessibleWindow);
     setWindowTitle(QStringLiteral("Dovra"));
     setAttribute(Qt::WA_TranslucentBackground, hasRoundCorners_);
     auto* column = new QVBoxLayout(this);

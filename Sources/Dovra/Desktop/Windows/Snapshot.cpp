@@ -3,11 +3,11 @@
 #include <QApplication>
 #include <QBuffer>
 #include <QFile>
-#include <QFontDatabase>
 #include <memory>
 
 #include "Base/Print.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/FontCheck.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -46,10 +46,7 @@ int drawSnapshot(const SnapshotOptions& options) {
     char name[] = "dovra";
     char* arguments[] = {name, nullptr};
     const QApplication application(count, arguments);
-    if (QFontDatabase::families().isEmpty()) {
-        printError("dovra: no font is installed (Debian: apt install fonts-dejavu-core)\n");
-        return 1;
-    }
+    if (!checkFonts()) return 1;
     QApplication::setStyle(QStringLiteral("fusion"));
     QApplication::setPalette(themePalette(options.appearance));
     // Written in place: the path may be a device.

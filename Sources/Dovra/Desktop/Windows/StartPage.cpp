@@ -67,6 +67,7 @@ void SuggestionChip::paintEvent(QPaintEvent*) {
     painter.setBrush(isActive ? palette().midlight() : palette().window());
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 9, 9);
     const QRect inner = rect().adjusted(10, 9, -10, -9);
+    painter.setLayoutDirection(Qt::LeftToRight);  // Queries are read so wherever they stand.
     painter.setPen(palette().color(QPalette::Link));
     painter.setFont(queryFont());
     painter.drawText(inner, Qt::AlignHCenter | Qt::AlignTop, query_);
