@@ -2,21 +2,13 @@
 """Pictures of the panel, and the panel itself on a display and a session bus of its own."""
 
 import os
-import shutil
-import stat
 import struct
-import subprocess
-import time
 import unittest
-from collections.abc import Callable, Mapping
-from pathlib import Path
-from urllib.parse import unquote_to_bytes
 
-from harness import PROGRAM, ProgramTest
+from desktopSession import HAS_WINDOWS, DesktopSession, missing, next_line
+from harness import ProgramTest
 
-HAS_WINDOWS = Path(PROGRAM).with_name("dovra_desktop.so").exists()
-DISPLAY_PROGRAMS = ["Xvfb", "openbox", "xdotool", "dbus-daemon"]
-MISSING = [name for name in DISPLAY_PROGRAMS if not shutil.which(name)]
+MISSING = missing("Xvfb", "openbox", "xdotool", "dbus-daemon")
 # A window manager that has no keys of its own.
 OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
 
@@ -53,48 +45,15 @@ class Snapshot(ProgramTest):
         self.assert_one_line(outcome.err, "no display")
 
 
-@unittest.skipUnless(HAS_WINDOWS and not MISSING, "no windows or no display")
-class Session(ProgramTest):
+@unittest.skipIf(MISSING, "no windows or no display")
+class Session(DesktopSession):
     def setUp(self) -> None:
         super().setUp()
-        runtime = self.home / "runtime"
-        runtime.mkdir(mode=0o700)
-        self.opened = self.home / "opened"
-        opener = self.home / "xdg-open"
-        opener.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >>"{self.opened}"\n')
-        opener.chmod(opener.stat().st_mode | stat.S_IXUSR)
-        self.variables = {"PATH": f"{self.home}:{os.defpath}", "XDG_RUNTIME_DIR": str(runtime)}
-        self.variables["DISPLAY"] = ":" + self.first_line("Xvfb", "-displayfd", "1", "-screen", "0", "1280x900x24")
-        self.variables["DBUS_SESSION_BUS_ADDRESS"] = self.first_line("dbus-daemon", "--session", "--print-address")
         config = self.home / "openbox.xml"
         config.write_text(OPENBOX)
         # A window that is older than its manager would not be given the keyboard.
-        self.assertEqual(self.first_line("openbox", "--config-file", str(config), "--startup", "echo ready"), "ready")
-
-    def _environment(self, variables: Mapping[str, str]) -> dict[str, str]:
-        return super()._environment({**self.variables, **variables})
-
-    def start(self, *command: str) -> subprocess.Popen[bytes]:
-        environment = super()._environment(self.variables)
-        process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=environment)
-        self.addCleanup(process.__exit__, None, None, None)
-        self.addCleanup(process.kill)
-        return process
-
-    def first_line(self, *command: str) -> str:
-        process = self.start(*command)
-        assert process.stdout
-        return process.stdout.readline().decode().strip()
-
-    def xdotool(self, *arguments: str) -> str:
-        done = subprocess.run(["xdotool", *arguments], capture_output=True, env=self._environment({}), timeout=60)
-        return done.stdout.decode().strip()
-
-    def wait_until(self, condition: Callable[[], bool]) -> None:
-        deadline = time.monotonic() + 60
-        while not condition():
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.02)
+        openbox = self.start("openbox", "--config-file", str(config), "--startup", "echo ready")
+        self.assertEqual(next_line(openbox.stdout), "ready")
 
     def wait_for_panel(self, visible: bool = True) -> None:
         """Waits until the panel has the keyboard, or is gone."""
@@ -102,13 +61,6 @@ class Session(ProgramTest):
             self.wait_until(lambda: self.xdotool("getactivewindow", "getwindowname") == "Dovra")
         else:
             self.wait_until(lambda: not self.xdotool("search", "--onlyvisible", "--name", "^Dovra$"))
-
-    def wait_for_opened(self, *names: bytes) -> None:
-        """Waits until these files, and no others, have been opened."""
-        urls = [b"file://" + os.fsencode(self.root) + b"/" + name for name in names]
-        taken = lambda: [*map(unquote_to_bytes, self.opened.read_bytes().split())] if self.opened.exists() else []
-        self.wait_until(lambda: len(taken()) >= len(names))
-        self.assertEqual(taken(), urls)
 
     def test_a_user_calls_the_panel_finds_and_opens(self) -> None:
         first, second = b"found \xff & <b>", b"other"
@@ -140,11 +92,10 @@ class Session(ProgramTest):
         self.wait_for_panel()
         self.xdotool("key", "ctrl+q")
         self.assertEqual(panel.wait(60), 0)
-        kept = {path.name for path in (self.home / ".local/share/Dovra").iterdir()}
-        self.assertTrue(any("frecency" in name for name in kept) and any("index" in name for name in kept), kept)
+        self.assertLessEqual({"frecency", "index"}, self.saved_files())
 
 
 if __name__ == "__main__":
-    if missing := MISSING if HAS_WINDOWS else ["the windows (Qt 6)", *MISSING]:
-        print("SKIPPED: tests of the desktop without", *missing)
+    if MISSING:
+        print("SKIPPED: tests of the desktop without", *MISSING)
     unittest.main()

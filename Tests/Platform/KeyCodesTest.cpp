@@ -13,8 +13,8 @@ TEST(KeyCodes, GoBySymbolAndByPlaceOnlyInAnotherScript) {
     EXPECT_EQ(keyCodeOf(cyrillicDe, 46), KeyCode::l);
     EXPECT_EQ(keyCodeOf(cyrillicDe, 0), std::nullopt);
     EXPECT_EQ(keyCodeOf(left, 46), std::nullopt);
-    EXPECT_EQ(systemHotKey(49, 2048), (SystemHotKey{' ', 8, "space"}));
-    EXPECT_EQ(systemHotKey(16, 256 | 512 | 4096), (SystemHotKey{'y', 4 | 1 | 64, "y"}));
+    EXPECT_EQ(systemHotKey(49, 2048), (SystemHotKey{' ', 8, "ALT+space"}));
+    EXPECT_EQ(systemHotKey(16, 256 | 512 | 4096), (SystemHotKey{'y', 4 | 1 | 64, "SHIFT+CTRL+LOGO+y"}));
     EXPECT_EQ(systemHotKey(1000, 0), std::nullopt);
     EXPECT_EQ(systemHotKey(49, 1), std::nullopt);
 }

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <string_view>
+#include <string>
 
 namespace dovra {
 
@@ -37,7 +37,7 @@ bool holdsCommand(std::uint32_t toolkitModifiers);
 struct SystemHotKey {
     std::uint32_t keySymbol = 0;     ///< of X11
     std::uint16_t modifierMask = 0;  ///< of X11, with Alt as its first numbered modifier
-    std::string_view keyName;        ///< in triggers of the desktop portal, such as "space"
+    std::string trigger = {};        ///< as desktops write it, such as "ALT+space"
 
     bool operator==(const SystemHotKey&) const = default;
 };

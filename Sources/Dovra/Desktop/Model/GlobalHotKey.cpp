@@ -21,17 +21,21 @@ void HotKeyRegistry::handlePress(std::uint32_t id) const {
 }
 
 GlobalHotKey::GlobalHotKey(HotKeyRegistry& registry, std::uint32_t keyCode, std::uint32_t modifiers,
-                           std::function<void()> callback)
-    : registry_(registry), callback_(std::move(callback)), id_(registry.nextId_) {
+                           std::function<void()> callback, std::function<void()> refused)
+    : registry_(registry),
+      callback_(std::move(callback)),
+      refused_(std::move(refused)),
+      id_(registry.nextId_) {
     if (id_ == std::numeric_limits<std::uint32_t>::max()) fatalError("no hot key can have a further number");
     ++registry.nextId_;
     registry.installHandlerIfNeeded();
     registry.registry_.emplace(id_, this);
     registry.service_->registerHotKey(id_, keyCode, modifiers, [&registry, id = id_](bool isRegistered) {
         const auto found = registry.registry_.find(id);
-        if (found == registry.registry_.end()) return;
-        found->second->state_ = isRegistered ? State::registered : State::refused;
-        if (!isRegistered) registry.registry_.erase(found);
+        if (isRegistered || found == registry.registry_.end()) return;
+        const auto tell = found->second->refused_;
+        registry.registry_.erase(found);
+        if (tell) tell();
     });
 }
 

@@ -51,24 +51,22 @@ private:
 /// thread only.
 class GlobalHotKey {
 public:
-    enum class State : std::uint8_t { asked, registered, refused };
-
+    /// `refused` is called once if the key cannot be had, during the construction or later.
     GlobalHotKey(HotKeyRegistry& registry, std::uint32_t keyCode, std::uint32_t modifiers,
-                 std::function<void()> callback);
+                 std::function<void()> callback, std::function<void()> refused = {});
     ~GlobalHotKey();
     GlobalHotKey(const GlobalHotKey&) = delete;
     GlobalHotKey& operator=(const GlobalHotKey&) = delete;
 
     std::uint32_t id() const { return id_; }  ///< unique among the registry's hot keys
-    State state() const { return state_; }
 
 private:
     friend class HotKeyRegistry;
 
     HotKeyRegistry& registry_;
     std::function<void()> callback_;
+    std::function<void()> refused_;
     std::uint32_t id_;
-    State state_ = State::asked;
 };
 
 }  // namespace dovra

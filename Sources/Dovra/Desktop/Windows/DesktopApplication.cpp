@@ -9,18 +9,20 @@
 #include "Base/Print.hpp"
 #include "Desktop/Model/AppDelegate.hpp"
 #include "Desktop/Model/GlobalHotKey.hpp"
+#include "Desktop/Windows/DesktopPortal.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
 #include "Desktop/Windows/FontCheck.hpp"
 #include "Desktop/Windows/InstanceService.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/PortalHotKeys.hpp"
 #include "Desktop/Windows/SaveDialogWindow.hpp"
 #include "Desktop/Windows/StatusItem.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/SystemAppearance.hpp"
+#include "Desktop/Windows/ToolkitMessages.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
 #include "Desktop/Windows/X11HotKeys.hpp"
-#include "Desktop/Windows/X11Session.hpp"
 #include "Platform/PlatformWords.hpp"
 #include "Platform/TerminationHandler.hpp"
 
@@ -35,9 +37,16 @@ struct ToolkitArguments {
     char* values[2] = {name, nullptr};
 };
 
-bool hasDisplay() {
-    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariableIsSet("QT_QPA_PLATFORM") ||
-           X11Session::canConnect();
+/// X11 tells of keys itself. Below Wayland it knows only those that are pressed over its own windows.
+std::unique_ptr<HotKeyService> hotKeyService() {
+    if (QGuiApplication::platformName() == u"xcb" && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return std::make_unique<X11HotKeys>();
+    return std::make_unique<PortalHotKeys>(QStringLiteral("Show or hide the search panel"));
+}
+
+void reportRefusedHotKey() {
+    printError("dovra: {} cannot be had here; give a key of your own the command: dovra --toggle\n",
+               words::hotKey);
 }
 
 /// The application with its windows.
@@ -50,9 +59,10 @@ public:
               model_, [services] { return services->status().coverage; }, nullptr),
           app_(services, model_, *this, usesTrigram),
           statusItem_(app_, panel_),
-          hotKeys_(std::make_unique<X11HotKeys>()),
-          hotKey_(hotKeys_, AppDelegate::hotKeyCode, AppDelegate::hotKeyModifiers,
-                  [this] { app_.togglePanel(); }) {
+          hotKeys_(hotKeyService()),
+          hotKey_(
+              hotKeys_, AppDelegate::hotKeyCode, AppDelegate::hotKeyModifiers, [this] { app_.togglePanel(); },
+              reportRefusedHotKey) {
         auto* quitKey = new QAction(&panel_);
         quitKey->setShortcut(QKeySequence::Quit);
         QObject::connect(quitKey, &QAction::triggered, &panel_, [this] { quit(); });
@@ -60,12 +70,6 @@ public:
     }
 
     AppDelegate& app() { return app_; }
-
-    void reportRefusedHotKey() const {
-        if (hotKey_.state() != GlobalHotKey::State::refused) return;
-        printError("dovra: {} cannot be had here; give a key of your own the command: dovra --toggle\n",
-                   words::hotKey);
-    }
 
     void showPanel() override { panel_.present(); }
     void hidePanel() override { panel_.hide(); }
@@ -94,11 +98,14 @@ bool handOver(const LaunchRequest& request) {
 
 int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& services, const MainLoop& loop) {
     ToolkitArguments arguments;
+    const ToolkitMessages messages;
     const QApplication application(arguments.count, arguments.values);
+    ToolkitMessages::displayIsFound([&] { services->close(); });
     if (!checkFonts()) return 1;
     QApplication::setApplicationName(QStringLiteral("dovra"));
     QApplication::setApplicationDisplayName(QStringLiteral("Dovra"));
     QGuiApplication::setDesktopFileName(QString::fromLatin1(InstanceService::busName));
+    DesktopPortal::introduce();
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setStyle(QStringLiteral("fusion"));
     const SystemAppearance appearance(
@@ -110,7 +117,6 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;
     desktop.emplace(services, loop.queue(), options.index.usesTrigram);
     desktop->app().launch(options.request);
-    desktop->reportRefusedHotKey();
     const int status = QApplication::exec();
     desktop->app().terminate();
     return status;
@@ -129,11 +135,6 @@ int runDesktopApplication(const LaunchOptions& options) {
         if (options.index.root != "/")
             printError("dovra: the panel runs already, and keeps its folder; quit it to search another\n");
         return 0;
-    }
-    if (!hasDisplay()) {
-        printError(
-            "dovra: there is no display to show the panel on; dovra --help lists what works without one\n");
-        return 1;
     }
     return run(options, services, loop);
 }

@@ -6,6 +6,7 @@
 #include <QDBusMessage>
 #include <QDBusReply>
 
+#include "Desktop/Windows/ActivationRight.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 
 namespace dovra {
@@ -15,31 +16,6 @@ namespace {
 constexpr const char* interfaceName = "org.freedesktop.Application";
 constexpr const char* queryAction = "query";
 constexpr const char* toggleAction = "toggle";
-
-/// What lets a window come to the front: the right that the desktop gave to this start.
-struct ActivationKey {
-    const char* name;
-    const char* variable;
-};
-
-constexpr ActivationKey activationKeys[] = {{"activation-token", "XDG_ACTIVATION_TOKEN"},
-                                            {"desktop-startup-id", "DESKTOP_STARTUP_ID"}};
-
-QVariantMap platformData() {
-    QVariantMap data;
-    for (const auto& [name, variable] : activationKeys)
-        if (qEnvironmentVariableIsSet(variable))
-            data.insert(QString::fromLatin1(name), qEnvironmentVariable(variable));
-    return data;
-}
-
-/// The toolkit looks for the right in the environment.
-void takePlatformData(const QVariant& argument) {
-    const auto data = qdbus_cast<QVariantMap>(argument);
-    for (const auto& [name, variable] : activationKeys)
-        if (const QString value = data.value(QString::fromLatin1(name)).toString(); !value.isEmpty())
-            qputenv(variable, value.toUtf8());
-}
 
 QDBusMessage callFor(const LaunchRequest& request) {
     const bool isPlain = !request.query && !request.toggles;
@@ -54,7 +30,7 @@ QDBusMessage callFor(const LaunchRequest& request) {
         call << QString::fromLatin1(request.query ? queryAction : toggleAction);
         call << QVariant(parameters);
     }
-    call << platformData();
+    call << ActivationRight::ofThisStart();
     return call;
 }
 
@@ -104,7 +80,7 @@ bool InstanceService::handleMessage(const QDBusMessage& message, const QDBusConn
     const auto request = requestOf(message);
     if (!request) return false;
     connection.send(message.createReply());
-    takePlatformData(message.arguments().last());
+    ActivationRight::take(qdbus_cast<QVariantMap>(message.arguments().last()));
     handle_(*request);
     return true;
 }

@@ -1,20 +1,19 @@
 #include "Desktop/Windows/SystemAppearance.hpp"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QGuiApplication>
 #include <QPalette>
 #include <utility>
 
+#include "Desktop/Windows/DesktopPortal.hpp"
+
 namespace dovra {
 
 namespace {
 
-const auto portal = QStringLiteral("org.freedesktop.portal.Desktop");
-const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const auto settings = QStringLiteral("org.freedesktop.portal.Settings");
+constexpr const char* settings = "org.freedesktop.portal.Settings";
 const auto appearanceGroup = QStringLiteral("org.freedesktop.appearance");
 const auto colorScheme = QStringLiteral("color-scheme");
 
@@ -25,9 +24,9 @@ SystemAppearance::SystemAppearance(std::function<void(Appearance)> apply) : appl
     apply_(isDark ? Appearance::dark : Appearance::light);
     auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) return;
-    bus.connect(portal, portalPath, settings, QStringLiteral("SettingChanged"), this,
-                SLOT(take(QString, QString, QDBusVariant)));
-    auto call = QDBusMessage::createMethodCall(portal, portalPath, settings, QStringLiteral("Read"));
+    bus.connect(QString::fromLatin1(DesktopPortal::busName), QString(), QString::fromLatin1(settings),
+                QStringLiteral("SettingChanged"), this, SLOT(take(QString, QString, QDBusVariant)));
+    auto call = DesktopPortal::call(settings, "Read");
     call << appearanceGroup << colorScheme;
     auto* pending = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
     connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending] {

@@ -29,13 +29,6 @@ bool hasOwner(std::string_view selection) {
 
 }  // namespace
 
-bool X11Session::canConnect() {
-    xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-    const bool isConnected = xcb_connection_has_error(connection) == 0;
-    xcb_disconnect(connection);
-    return isConnected;
-}
-
 bool X11Session::hasTrayHost() {
     return hasOwner("_NET_SYSTEM_TRAY_S0");
 }

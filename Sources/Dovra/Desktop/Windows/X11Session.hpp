@@ -4,10 +4,6 @@ namespace dovra {
 
 /// What the X11 display tells; everything is false, and cheap to ask, on other window systems.
 struct X11Session {
-    /// Whether the display named by the environment can be reached, before the toolkit is started, which ends
-    /// the process when it cannot.
-    static bool canConnect();
-
     /// Whether a status area of the older kind is there.
     static bool hasTrayHost();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace dovra {
 
@@ -34,13 +35,14 @@ constexpr bool isOfAnotherScript(int toolkitKey) {
 struct ModifierRow {
     std::uint32_t bit;
     std::uint16_t mask;
+    std::string_view name;
 };
 
 constexpr std::array modifierRows = {
-    ModifierRow{HotKeyModifier::shift, 1},
-    ModifierRow{HotKeyModifier::command, 4},
-    ModifierRow{HotKeyModifier::option, 8},
-    ModifierRow{HotKeyModifier::control, 64},
+    ModifierRow{HotKeyModifier::shift, 1, "SHIFT+"},
+    ModifierRow{HotKeyModifier::command, 4, "CTRL+"},
+    ModifierRow{HotKeyModifier::option, 8, "ALT+"},
+    ModifierRow{HotKeyModifier::control, 64, "LOGO+"},
 };
 
 }  // namespace
@@ -60,11 +62,14 @@ bool holdsCommand(std::uint32_t toolkitModifiers) {
 std::optional<SystemHotKey> systemHotKey(std::uint32_t keyCode, std::uint32_t modifiers) {
     const auto key = std::ranges::find(keys, static_cast<KeyCode>(keyCode), &KeyRow::code);
     if (key == keys.end()) return std::nullopt;
-    SystemHotKey hotKey{.keySymbol = key->keySymbol, .keyName = key->name};
-    for (const auto& [bit, mask] : modifierRows) {
-        if ((modifiers & bit) != 0) hotKey.modifierMask |= mask;
+    SystemHotKey hotKey{.keySymbol = key->keySymbol};
+    for (const auto& [bit, mask, name] : modifierRows) {
+        if ((modifiers & bit) == 0) continue;
+        hotKey.modifierMask |= mask;
+        hotKey.trigger += name;
         modifiers &= ~bit;
     }
+    hotKey.trigger += key->name;
     return modifiers == 0 ? std::optional(hotKey) : std::nullopt;
 }
 
