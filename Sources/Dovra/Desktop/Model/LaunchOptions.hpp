@@ -43,7 +43,8 @@ struct SnapshotOptions {
     ServiceOptions index;
     std::string query;
     PanelSize size;
-    double scale = 1;  ///< pixels a point
+    double scale = 1;      ///< pixels a point
+    bool isEarly = false;  ///< with the first rows, while the index is still made
     Appearance appearance = Appearance::light;
     std::string outputPath;
 };

@@ -22,7 +22,8 @@ int failed(const std::string& path, const QString& reason) {
     return 1;
 }
 
-bool isSettled(const SearchState& state) {
+bool isSettled(const SearchState& state, bool isEarly) {
+    if (isEarly && state.isIndexing) return !state.rows.empty();
     return !state.isIndexing && (state.query.empty() || state.answered == state.query);
 }
 
@@ -64,14 +65,15 @@ int drawSnapshot(const SnapshotOptions& options) {
     panel.resize(options.size.width, options.size.height);
     panel.setAttribute(Qt::WA_DontShowOnScreen);
     panel.show();
-    bool isReady = false;
+    bool isReady = options.isEarly;
+    if (isReady) model->setQuery(options.query);
     services->start([&, queue = loop.queue()] {
         queue->async([&] {
             isReady = true;
             model->setQuery(options.query);
         });
     });
-    while (!isReady || !isSettled(model->state()) || panel.isBehind())
+    while (!isReady || !isSettled(model->state(), options.isEarly) || panel.isBehind())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return save(panel.grab(), file, options.outputPath);
 }
