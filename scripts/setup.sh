@@ -18,7 +18,7 @@ desktop_packages=(
 test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs xfsprogs btrfs-progs)
 # Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
 # it.
-optional_packages=("${desktop_packages[@]}" xvfb openbox xdotool dbus-daemon chromium)
+optional_packages=("${desktop_packages[@]}" xvfb openbox xdotool dbus-daemon at-spi2-core gir1.2-atspi-2.0 python3-gi chromium)
 command -v npm >/dev/null || optional_packages+=(nodejs npm)
 # Programs of ./lint.
 lint_packages=(clang-format clang-tidy-16 shellcheck)

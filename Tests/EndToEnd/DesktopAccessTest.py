@@ -102,7 +102,7 @@ class Reader(Access):
         buttons = ["push button|ext:pdf, by type", "push button|Menu"]
         self.wait_until(lambda: has("frame|Dovra", "text|Search", *buttons))
         self.xdotool("type", "one")
-        first, second = "one & <b>", "one\\n\ufffd"
+        first, second = "one\\n\ufffd", "one & <b>"
         table = ["tree|Results", "table column header|Size", "push button|Clear search", "label|3 matches"]
         rows = [f"table cell|{first}|selected", f"table cell|{second}", "table cell|2 KB|selected"]
         self.wait_until(lambda: has(*table, *rows))
