@@ -38,9 +38,17 @@ class Snapshot(ProgramTest):
             outcome = self.run_program("--snapshot", "--in", self.root, file)
             self.assertEqual((outcome.status, outcome.out), (1, b""))
             self.assert_one_line(outcome.err, file, word)
-        outcome = self.run_program()
-        self.assertEqual((outcome.status, outcome.out), (1, b""))
-        self.assert_one_line(outcome.err, "no display")
+        config = self.home / "fonts.conf"
+        config.write_text("<fontconfig/>")
+        fontless = {"QT_QPA_PLATFORM": "offscreen", "FONTCONFIG_FILE": str(config)}
+        for word, arguments, variables in [
+            ("no font", ["--snapshot", "--in", self.root, self.home / "picture"], fontless),
+            ("no font", ["--in", self.root], fontless),
+            ("no display", [], {}),
+        ]:
+            outcome = self.run_program(*arguments, variables=variables)
+            self.assertEqual((outcome.status, outcome.out), (1, b""))
+            self.assert_one_line(outcome.err, word)
 
 
 @unittest.skipIf(MISSING, "no windows or no display")

@@ -163,6 +163,9 @@ void PanelWindow::addShortcuts() {
         if (onKeypad != shortcut) keys += QKeySequence(onKeypad);
         add(keys, [this, action = item.action] { perform(action); });
     }
+    // Also while the field has the keyboard.
+    add({QKeySequence(Qt::Key_Menu), QKeySequence(int(Qt::SHIFT) | Qt::Key_F10)},
+        [this] { results_->showActions(); });
     for (int column = 0; column < 4; ++column)
         add({QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + column))},
             [this, column] { results_->sortBy(column); });

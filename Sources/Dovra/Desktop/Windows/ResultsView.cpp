@@ -186,10 +186,11 @@ void ResultsView::leaveEvent(QEvent* event) {
 }
 
 void ResultsView::contextMenuEvent(QContextMenuEvent* event) {
-    const bool isByKey = event->reason() == QContextMenuEvent::Keyboard;
-    const QModelIndex index = isByKey ? currentIndex() : indexAt(event->pos());
+    showActions(indexAt(event->pos()), event->globalPos());
+}
+
+void ResultsView::showActions(const QModelIndex& index, const QPoint& place) {
     if (!index.isValid()) return;
-    const QPoint place = isByKey ? viewport()->mapToGlobal(visualRect(index).center()) : event->globalPos();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     for (const RowActionItem& item : rowActionItems()) {
