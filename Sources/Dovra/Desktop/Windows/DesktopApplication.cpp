@@ -117,6 +117,9 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;
     desktop.emplace(services, loop.queue(), options.index.usesTrigram);
     desktop->app().launch(options.request);
+    if (!services->savedSearches().hasFile())
+        printError(
+            "dovra: there is no folder to keep the index and saved searches in; they last until it quits\n");
     const int status = QApplication::exec();
     desktop->app().terminate();
     return status;

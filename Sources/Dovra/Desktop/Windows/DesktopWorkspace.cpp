@@ -7,6 +7,7 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QProcess>
+#include <unistd.h>
 #include <utility>
 
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -36,7 +37,8 @@ void DesktopWorkspace::open(const std::string& path, Failed failed) {
                          opener->deleteLater();
                      });
     QObject::connect(opener, &QProcess::finished, opener, [opener, path, failed](int status) {
-        if (status != 0) failed("No application opens “" + path + "”");
+        const bool isThere = ::access(path.c_str(), F_OK) == 0;
+        if (status != 0) failed((isThere ? "No application opens “" : "There is no longer “") + path + "”");
         opener->deleteLater();
     });
     opener->start(QStringLiteral("xdg-open"), {QString::fromLatin1(fileUrl(path).toEncoded())});

@@ -71,6 +71,7 @@ void PanelFooter::show(const SearchState& state) {
     showText(*fuzzy_, texts.fuzzy);
     note_->setText(toolkitText(texts.note));
     note_->setToolTip(withoutMarkup(texts.note));
+    showHints();
 }
 
 bool PanelFooter::event(QEvent* event) {
@@ -80,8 +81,12 @@ bool PanelFooter::event(QEvent* event) {
 }
 
 void PanelFooter::resizeEvent(QResizeEvent*) {
-    // What is found comes before how to go on.
-    hints_->setVisible(width() > hints_->sizeHint().width() + 200);
+    showHints();
+}
+
+void PanelFooter::showHints() {
+    // What is found, and what went wrong, come before how to go on.
+    hints_->setVisible(note_->text().isEmpty() && width() > hints_->sizeHint().width() + 200);
 }
 
 }  // namespace dovra

@@ -3,6 +3,7 @@
 #include <QAccessibleWidget>
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QCursor>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -164,8 +165,7 @@ void PanelWindow::addShortcuts() {
         add(keys, [this, action = item.action] { perform(action); });
     }
     // Also while the field has the keyboard.
-    add({QKeySequence(Qt::Key_Menu), QKeySequence(int(Qt::SHIFT) | Qt::Key_F10)},
-        [this] { results_->showActions(); });
+    add({QKeySequence(int(Qt::SHIFT) | Qt::Key_F10)}, [this] { results_->showActions(); });
     for (int column = 0; column < 4; ++column)
         add({QKeySequence(int(Qt::CTRL) | (Qt::Key_1 + column))},
             [this, column] { results_->sortBy(column); });
@@ -281,9 +281,14 @@ bool PanelWindow::decideKey(const QKeyEvent& event) {
 }
 
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() != QEvent::KeyPress) return false;
     const auto* widget = qobject_cast<QWidget*>(watched);
-    return widget != nullptr && widget->window() == this && decideKey(*static_cast<QKeyEvent*>(event));
+    if (widget == nullptr || widget->window() != this) return false;
+    if (event->type() == QEvent::KeyPress) return decideKey(*static_cast<QKeyEvent*>(event));
+    // The menu key is for the selected row, also while the field has the keyboard.
+    const bool isMenuKey = event->type() == QEvent::ContextMenu &&
+                           static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Keyboard;
+    if (isMenuKey) results_->showActions();
+    return isMenuKey;
 }
 
 /// For keys that the focused control has left over.
