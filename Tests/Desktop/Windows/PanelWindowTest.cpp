@@ -226,6 +226,7 @@ TEST_F(PanelWindowTest, HasRoomForItsTextsInLettersOfEachSizeAndInBothDirections
                 comes([&] { return model_->state().answered.value_or("") == query && !panel.isBehind(); }));
             for (const QSize size : {panel.size(), panel.minimumSizeHint()}) {
                 panel.resize(size);
+                QApplication::sendPostedEvents();
                 panel.grab();
                 EXPECT_THAT(clippedControls(panel), ElementsAre()) << points << query;
             }
