@@ -62,6 +62,7 @@ PanelFooter::PanelFooter(std::function<std::string()> coverage, QWidget* parent)
         QStringLiteral("border-radius: 7px; padding: 0px 7px; background: palette(highlight);"
                        "color: palette(highlighted-text);"));
     row->addWidget(hints_);
+    setMinimumHeight(sizeHint().height());  // also without the hints
 }
 
 void PanelFooter::show(const SearchState& state) {
