@@ -7,7 +7,8 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QProcess>
-#include <unistd.h>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -37,7 +38,8 @@ void DesktopWorkspace::open(const std::string& path, Failed failed) {
                          opener->deleteLater();
                      });
     QObject::connect(opener, &QProcess::finished, opener, [opener, path, failed](int status) {
-        const bool isThere = ::access(path.c_str(), F_OK) == 0;
+        std::error_code error;
+        const bool isThere = std::filesystem::exists(path, error);
         if (status != 0) failed((isThere ? "No application opens “" : "There is no longer “") + path + "”");
         opener->deleteLater();
     });
