@@ -19,7 +19,7 @@ test_packages=(libgtest-dev libgmock-dev tzdata locales attr python3 e2fsprogs x
 # Some tests are skipped without these. Debian's Node comes without its package manager, other packages of Node include
 # it.
 optional_packages=(
-    "${desktop_packages[@]}" xvfb openbox xdotool weston dbus-daemon python3-gi libglib2.0-bin desktop-file-utils
+    "${desktop_packages[@]}" xvfb openbox xdotool weston dbus-daemon python3-gi at-spi2-core gir1.2-atspi-2.0 libglib2.0-bin desktop-file-utils
     appstream man-db chromium
 )
 command -v npm >/dev/null || optional_packages+=(nodejs npm)

@@ -5,12 +5,10 @@ import os
 import struct
 import unittest
 
-from desktopSession import HAS_WINDOWS, DesktopSession, missing, next_line
+from desktopSession import HAS_WINDOWS, DesktopSession, missing
 from harness import ProgramTest
 
 MISSING = missing("Xvfb", "openbox", "xdotool", "dbus-daemon")
-# A window manager that has no keys of its own.
-OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
 
 
 @unittest.skipUnless(HAS_WINDOWS, "no windows")
@@ -43,9 +41,17 @@ class Snapshot(ProgramTest):
             outcome = self.run_program("--snapshot", "--in", self.root, file)
             self.assertEqual((outcome.status, outcome.out), (1, b""))
             self.assert_one_line(outcome.err, file, word)
-        outcome = self.run_program()
-        self.assertEqual((outcome.status, outcome.out), (1, b""))
-        self.assert_one_line(outcome.err, "no display")
+        config = self.home / "fonts.conf"
+        config.write_text("<fontconfig/>")
+        fontless = {"QT_QPA_PLATFORM": "offscreen", "FONTCONFIG_FILE": str(config)}
+        for word, arguments, variables in [
+            ("no font", ["--snapshot", "--in", self.root, self.home / "picture"], fontless),
+            ("no font", ["--in", self.root], fontless),
+            ("no display", [], {}),
+        ]:
+            outcome = self.run_program(*arguments, variables=variables)
+            self.assertEqual((outcome.status, outcome.out), (1, b""))
+            self.assert_one_line(outcome.err, word)
 
 
 class Session(DesktopSession):
@@ -53,11 +59,7 @@ class Session(DesktopSession):
 
     def setUp(self) -> None:
         super().setUp()
-        config = self.home / "openbox.xml"
-        config.write_text(OPENBOX)
-        # A window that is older than its manager would not be given the keyboard.
-        openbox = self.start("openbox", "--config-file", str(config), "--startup", "echo ready")
-        self.assertEqual(next_line(openbox.stdout), "ready")
+        self.start_window_manager()
 
     def wait_for_panel(self, visible: bool = True) -> None:
         """Waits until the panel has the keyboard, or is gone."""

@@ -15,6 +15,8 @@ from urllib.parse import unquote_to_bytes
 
 from harness import PROGRAM, ProgramTest
 
+# A window manager that has no keys of its own.
+OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
 HAS_WINDOWS = Path(PROGRAM).with_name("dovra_desktop.so").exists()
 
 
@@ -58,6 +60,13 @@ class DesktopSession(ProgramTest):
         self.addCleanup(process.__exit__, None, None, None)
         self.addCleanup(process.kill)
         return process
+
+    def start_window_manager(self) -> None:
+        config = self.home / "openbox.xml"
+        config.write_text(OPENBOX)
+        # A window that is older than its manager would not be given the keyboard.
+        openbox = self.start("openbox", "--config-file", str(config), "--startup", "echo ready")
+        self.assertEqual(next_line(openbox.stdout), "ready")
 
     def xdotool(self, *arguments: str) -> str:
         done = subprocess.run(["xdotool", *arguments], capture_output=True, env=self._environment({}), timeout=60)

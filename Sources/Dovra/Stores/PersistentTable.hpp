@@ -115,6 +115,18 @@ public:
         }
     }
 
+    /// Takes over what other processes have saved. A file that is missing or cannot be read changes nothing.
+    void refresh() DOVRA_EXCLUDES(mutex_, saveMutex_) {
+        if (!file_) return;
+        const MutexGuard saving(saveMutex_);
+        const FileContents present = file_->read();
+        auto decoded = present.bytes ? Table::decode(*present.bytes) : std::nullopt;
+        if (!decoded) return;
+        const MutexGuard guard(mutex_);
+        table_ = std::move(decoded->table);
+        table_.apply(unsaved_);
+    }
+
     /// Saves the changes, if there are any. On failure the table stays, and the next save tries again.
     std::optional<FileError> flush() DOVRA_EXCLUDES(mutex_, saveMutex_) {
         if (!file_) return std::nullopt;

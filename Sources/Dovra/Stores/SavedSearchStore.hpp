@@ -105,6 +105,9 @@ public:
     /// In the order in which they were first saved.
     std::vector<Item> items() const;
 
+    /// Takes over what other processes have saved.
+    void refresh() { table_->refresh(); }
+
     /// Saves all unsaved changes now. Returns the error of a failure.
     std::optional<FileError> flush() { return table_->flush(); }
 

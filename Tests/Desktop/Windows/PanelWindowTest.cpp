@@ -110,6 +110,15 @@ TEST_F(PanelWindowTest, FindsSelectsPreviewsAndOpensByKeysAlone) {
     press(Qt::Key_PageDown);
     EXPECT_TRUE(comes([&] { return results_->currentIndex().row() == int(names.size()) - 1; }));
     const std::string path = *model_->selectedFullPath();
+    QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, {}, {});
+    const auto closesMenu = [] {
+        QWidget* menu = QApplication::activePopupWidget();
+        return menu != nullptr && menu->close();
+    };
+    press(Qt::Key_F10, Qt::ShiftModifier);
+    EXPECT_TRUE(closesMenu());
+    QApplication::sendEvent(field_, &menuKey);
+    EXPECT_TRUE(closesMenu());
     press(Qt::Key_Enter);
     press(Qt::Key_Return, Qt::ControlModifier);
     EXPECT_THAT(workspace_.requests, ElementsAre("open " + path, "reveal " + path));
@@ -165,6 +174,49 @@ TEST_F(PanelWindowTest, TakesClicksOnHeadersChipsRowsAndButtons) {
     EXPECT_THAT(workspace_.requests, ElementsAre("open " + *model_->selectedFullPath()));
     QTest::keyClick(results_, Qt::Key_Z);
     EXPECT_EQ(model_->state().query, "az") << "letters go into the field, wherever the keyboard is";
+}
+
+/// The labels and buttons that are smaller than their texts, or partly outside.
+std::vector<std::string> clippedControls(const QWidget& panel) {
+    std::vector<std::string> clipped;
+    for (const auto* control : panel.findChildren<QWidget*>()) {
+        const bool hasText = qobject_cast<const QLabel*>(control) != nullptr ||
+                             qobject_cast<const QAbstractButton*>(control) != nullptr;
+        const QSize least = control->minimumSizeHint();
+        const bool isWhole = control->size().expandedTo(least) == control->size() &&
+                             panel.rect().contains({control->mapTo(&panel, QPoint()), control->size()});
+        if (hasText && control->isVisible() && !isWhole)
+            clipped.push_back(control->accessibleName().toStdString());
+    }
+    return clipped;
+}
+
+TEST_F(PanelWindowTest, HasRoomForItsTextsInLettersOfEachSizeAndInBothDirections) {
+    const QFont usual = QApplication::font();
+    for (const auto& [points, direction] : {std::pair(8, Qt::LeftToRight), std::pair(24, Qt::RightToLeft)}) {
+        QFont font = usual;
+        font.setPointSize(points);
+        QApplication::setFont(font);
+        QApplication::setLayoutDirection(direction);
+        PanelWindow panel(
+            model_, [] { return std::string(); }, nullptr);
+        QMenu menu;
+        panel.setMenu(&menu);
+        for (const char* query : {"", "a", "absent*"}) {
+            model_->setQuery(query);
+            panel.present();
+            ASSERT_TRUE(
+                comes([&] { return model_->state().answered.value_or("") == query && !panel.isBehind(); }));
+            for (const QSize size : {panel.size(), panel.minimumSizeHint()}) {
+                panel.resize(size);
+                QApplication::sendPostedEvents();
+                panel.grab();
+                EXPECT_THAT(clippedControls(panel), ElementsAre()) << points << query;
+            }
+        }
+    }
+    QApplication::setFont(usual);
+    QApplication::setLayoutDirection(Qt::LeftToRight);
 }
 
 }  // namespace

@@ -92,6 +92,10 @@ std::vector<Option> snapshotOptionTable(SnapshotOptions& options) {
                      "number",
                      "of pixels a point, 0.5 to 4 (default: 1)",
                      reads(options.scale, parseScale)});
+    table.push_back({{"--early"},
+                     {},
+                     "draw the first rows that come, while the files are still being indexed",
+                     sets(options.isEarly, true)});
     return table;
 }
 

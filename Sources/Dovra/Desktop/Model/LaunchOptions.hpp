@@ -45,7 +45,8 @@ struct SnapshotOptions {
     std::string query;
     bool hasPreview = false;  ///< of the first row
     PanelSize size;
-    double scale = 1;  ///< pixels a point
+    double scale = 1;      ///< pixels a point
+    bool isEarly = false;  ///< with the first rows, while the index is still made
     Appearance appearance = Appearance::light;
     std::string outputPath;
 };

@@ -13,7 +13,7 @@ namespace dovra {
 /// turn the direction around.
 struct RowText {
     std::vector<ShownPiece> name;  ///< with the parts that met the query marked
-    std::string path;              ///< of the folder
+    std::string path;              ///< of the folder, with "~" for the user's home
     std::string size = {};         ///< empty for a folder, which has none of its own
     std::string exactSize = {};
     std::string date = {};       ///< as people say it
@@ -29,7 +29,10 @@ public:
     RowText of(const FileRow& row, double now) const;
 
 private:
+    std::string withoutHome(const std::string& path) const;
+
     std::vector<QueryNode> terms_;
+    std::string home_;
 };
 
 }  // namespace dovra

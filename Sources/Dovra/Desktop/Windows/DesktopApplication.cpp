@@ -12,6 +12,7 @@
 #include "Desktop/Windows/ApplicationIcon.hpp"
 #include "Desktop/Windows/DesktopPortal.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/FontCheck.hpp"
 #include "Desktop/Windows/InstanceService.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
@@ -103,6 +104,7 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     const ToolkitMessages messages;
     const QApplication application(arguments.count, arguments.values);
     ToolkitMessages::displayIsFound([&] { services->close(); });
+    if (!checkFonts()) return 1;
     QApplication::setApplicationName(QStringLiteral("dovra"));
     QApplication::setApplicationDisplayName(QStringLiteral("Dovra"));
     QGuiApplication::setDesktopFileName(QString::fromLatin1(InstanceService::busName));
@@ -117,6 +119,9 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;
     desktop.emplace(services, loop.queue(), options.index.usesTrigram);
     desktop->app().launch(options.request);
+    if (!services->savedSearches().hasFile())
+        printError(
+            "dovra: there is no folder to keep the index and saved searches in; they last until it quits\n");
     const int status = QApplication::exec();
     desktop->app().terminate();
     return status;

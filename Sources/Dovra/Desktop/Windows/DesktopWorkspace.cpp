@@ -7,6 +7,8 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QProcess>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "Desktop/Windows/ToolkitText.hpp"
@@ -36,7 +38,9 @@ void DesktopWorkspace::open(const std::string& path, Failed failed) {
                          opener->deleteLater();
                      });
     QObject::connect(opener, &QProcess::finished, opener, [opener, path, failed](int status) {
-        if (status != 0) failed("No application opens “" + path + "”");
+        std::error_code error;
+        const bool isThere = std::filesystem::exists(path, error);
+        if (status != 0) failed((isThere ? "No application opens “" : "There is no longer “") + path + "”");
         opener->deleteLater();
     });
     opener->start(QStringLiteral("xdg-open"), {QString::fromLatin1(fileUrl(path).toEncoded())});

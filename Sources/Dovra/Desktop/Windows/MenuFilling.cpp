@@ -6,16 +6,17 @@ namespace dovra {
 
 namespace {
 
-void addItem(QMenu& menu, const MenuItem& item, const std::function<void(const MenuItem&)>& perform) {
+void addItem(QMenu& menu, const MenuItem& item, MenuTextWriter write,
+             const std::function<void(const MenuItem&)>& perform) {
     if (item.title.empty()) {
         menu.addSeparator();
         return;
     }
     if (!item.submenu.empty()) {
-        fillMenu(*menu.addMenu(menuText(item.title)), item.submenu, perform);
+        fillMenu(*menu.addMenu(write(item.title)), item.submenu, write, perform);
         return;
     }
-    QAction* action = menu.addAction(menuText(item.title));
+    QAction* action = menu.addAction(write(item.title));
     action->setEnabled(item.isEnabled);
     action->setToolTip(withoutMarkup(item.toolTip));
     action->setCheckable(item.isChecked.has_value());
@@ -29,14 +30,14 @@ void addItem(QMenu& menu, const MenuItem& item, const std::function<void(const M
 
 }  // namespace
 
-void fillMenu(QMenu& menu, const std::vector<MenuItem>& items,
+void fillMenu(QMenu& menu, const std::vector<MenuItem>& items, MenuTextWriter write,
               const std::function<void(const MenuItem&)>& perform) {
     menu.clear();
     for (QMenu* former : menu.findChildren<QMenu*>(Qt::FindDirectChildrenOnly))
         former->deleteLater();
     menu.setToolTipsVisible(true);
     for (const MenuItem& item : items)
-        addItem(menu, item, perform);
+        addItem(menu, item, write, perform);
 }
 
 }  // namespace dovra

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Desktop/Model/PanelText.hpp"
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
 
 namespace dovra {
@@ -25,10 +26,11 @@ QWidget* keyHintRow(QWidget* parent) {
                            "padding: 0px 5px; background: palette(base);"));
         auto* label = new QLabel(toolkitText(hint.label), hints);
         label->setForegroundRole(QPalette::PlaceholderText);
+        if (row->count() > 0) row->addSpacing(6);
         row->addWidget(cap);
         row->addWidget(label);
-        row->addSpacing(6);
     }
+    hints->setMinimumWidth(1);  // They are hidden rather than keep the panel wide.
     return hints;
 }
 
@@ -48,7 +50,7 @@ PanelFooter::PanelFooter(std::function<std::string()> coverage, QWidget* parent)
       note_(new ElidedLabel(this)),
       hints_(keyHintRow(this)) {
     auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(16, 8, 10, 8);
+    row->setContentsMargins(panelMetrics::edge - 1, 8, panelMetrics::edge - 1, 8);
     row->setSpacing(10);
     for (QLabel* label : {progress_, matches_, fuzzy_, static_cast<QLabel*>(note_)}) {
         label->setTextFormat(Qt::PlainText);
@@ -60,6 +62,7 @@ PanelFooter::PanelFooter(std::function<std::string()> coverage, QWidget* parent)
         QStringLiteral("border-radius: 7px; padding: 0px 7px; background: palette(highlight);"
                        "color: palette(highlighted-text);"));
     row->addWidget(hints_);
+    setMinimumHeight(sizeHint().height());  // also without the hints
 }
 
 void PanelFooter::show(const SearchState& state) {
@@ -69,6 +72,7 @@ void PanelFooter::show(const SearchState& state) {
     showText(*fuzzy_, texts.fuzzy);
     note_->setText(toolkitText(texts.note));
     note_->setToolTip(withoutMarkup(texts.note));
+    showHints();
 }
 
 bool PanelFooter::event(QEvent* event) {
@@ -78,8 +82,12 @@ bool PanelFooter::event(QEvent* event) {
 }
 
 void PanelFooter::resizeEvent(QResizeEvent*) {
-    // What is found comes before how to go on.
-    hints_->setVisible(width() > hints_->sizeHint().width() + 200);
+    showHints();
+}
+
+void PanelFooter::showHints() {
+    // What is found, and what went wrong, come before how to go on.
+    hints_->setVisible(note_->text().isEmpty() && width() > hints_->sizeHint().width() + 200);
 }
 
 }  // namespace dovra

@@ -23,6 +23,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void showHints();
+
     std::function<std::string()> coverage_;
     QLabel* progress_;
     QLabel* matches_;

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QCursor>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -12,6 +13,7 @@
 #include "Desktop/Model/PanelKeys.hpp"
 #include "Desktop/Model/PanelText.hpp"
 #include "Desktop/Windows/Emblem.hpp"
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/RowGestures.hpp"
 #include "Desktop/Windows/StartPage.hpp"
 #include "Desktop/Windows/Symbols.hpp"
@@ -33,8 +35,6 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
       footer_(new PanelFooter(std::move(coverage), this)) {
     setWindowTitle(QStringLiteral("Dovra"));
     setFoot(footer_);
-    setMinimumSize(440, 300);
-    resize(760, 560);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, 1);
     column->setSpacing(0);
@@ -45,6 +45,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
     body_->addWidget(makeNothingPage());
     column->addWidget(body_, 1);
     column->addWidget(footer_);
+    resize(760, 560);
 
     results_->onSelect = [this](EntryId id) { model_->select(id); };
     results_->onSort = [this](SortSpec order) { model_->setSortOrder(order); };
@@ -74,9 +75,7 @@ PanelWindow::PanelWindow(std::shared_ptr<SearchViewModel> model, std::function<s
 PanelWindow::~PanelWindow() = default;
 
 QLayout* PanelWindow::makeSearchRow() {
-    QFont large = font();
-    large.setPointSizeF(large.pointSizeF() * 1.6);
-    field_->setFont(large);
+    field_->setFont(panelMetrics::searchFont(font()));
     field_->setFrame(false);
     field_->setPlaceholderText(toolkitText(panelText::placeholder));
     field_->setAccessibleName(QStringLiteral("Search"));
@@ -87,11 +86,10 @@ QLayout* PanelWindow::makeSearchRow() {
         focusSearch();
     });
     menu_->setPopupMode(QToolButton::InstantPopup);
-    menu_->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; }"));
     menu_->hide();
     auto* row = new QHBoxLayout;
-    row->setContentsMargins(18, 12, 14, 12);
-    row->setSpacing(10);
+    row->setContentsMargins(panelMetrics::edge, 12, panelMetrics::edge - 4, 12);
+    row->setSpacing(panelMetrics::gap);
     row->addWidget(glass_);
     row->addWidget(field_, 1);
     row->addWidget(clear_);
@@ -124,6 +122,11 @@ void PanelWindow::addShortcuts() {
         connect(action, &QAction::triggered, this, [this, column] { results_->sortBy(column); });
         addAction(action);
     }
+    // Also while the field has the keyboard.
+    auto* showActions = new QAction(this);
+    showActions->setShortcut(QKeySequence(int(Qt::SHIFT) | Qt::Key_F10));
+    connect(showActions, &QAction::triggered, this, [this] { results_->showActions(); });
+    addAction(showActions);
 }
 
 void PanelWindow::perform(RowAction action) {
@@ -135,7 +138,7 @@ void PanelWindow::perform(RowAction action) {
 }
 
 void PanelWindow::updateSymbols() {
-    const int points = QFontMetrics(field_->font()).height();
+    const int points = panelMetrics::searchSymbolSize(font());
     const QColor faint = palette().color(QPalette::PlaceholderText);
     const auto drawing = [&](Symbol symbol, const QColor& color) {
         return symbolPixmap(symbol, color, points, devicePixelRatioF());
@@ -193,6 +196,7 @@ void PanelWindow::present() {
         QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
         if (screen == nullptr) screen = QGuiApplication::primaryScreen();
         const QRect place = screen->availableGeometry();
+        layout()->activate();  // Large letters make it larger.
         resize(size().boundedTo(place.size()));
         move(place.center() - rect().center());
     }
@@ -241,9 +245,14 @@ void PanelWindow::react(KeyAction action) {
 }
 
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() != QEvent::KeyPress) return false;
     const auto* widget = qobject_cast<QWidget*>(watched);
-    return widget != nullptr && widget->window() == this && decideKey(*static_cast<QKeyEvent*>(event));
+    if (widget == nullptr || widget->window() != this) return false;
+    if (event->type() == QEvent::KeyPress) return decideKey(*static_cast<QKeyEvent*>(event));
+    // The menu key is for the selected row, also while the field has the keyboard.
+    const bool isMenuKey = event->type() == QEvent::ContextMenu &&
+                           static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Keyboard;
+    if (isMenuKey) results_->showActions();
+    return isMenuKey;
 }
 
 /// For keys that the focused control has left over.

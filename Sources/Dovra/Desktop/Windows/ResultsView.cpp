@@ -3,12 +3,13 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QPainter>
-#include <QScrollBar>
 #include <algorithm>
 #include <utility>
 
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/RowDelegate.hpp"
 #include "Desktop/Windows/RowGestures.hpp"
+#include "Desktop/Windows/SlimScrollBar.hpp"
 #include "Desktop/Windows/WindowTheme.hpp"
 
 namespace dovra {
@@ -40,8 +41,10 @@ protected:
             title += sortIndicatorOrder() == Qt::AscendingOrder ? QStringLiteral(" ↑") : QStringLiteral(" ↓");
         const auto alignment =
             Qt::Alignment(model()->headerData(section, orientation(), Qt::TextAlignmentRole).toInt());
-        painter->drawText(rect.adjusted(RowDelegate::padding, 0, -RowDelegate::padding, 0),
-                          int(QStyle::visualAlignment(layoutDirection(), alignment)), title);
+        const int left = section == 0 ? panelMetrics::textEdge(font) : RowDelegate::padding;
+        const QRect place =
+            QStyle::visualRect(layoutDirection(), rect, rect.adjusted(left, 0, -RowDelegate::padding, 0));
+        painter->drawText(place, int(QStyle::visualAlignment(layoutDirection(), alignment)), title);
     }
 };
 
@@ -62,6 +65,9 @@ ResultsView::ResultsView(QWidget* parent) : QTreeView(parent) {
     setDragDropMode(DragOnly);
     setVerticalScrollMode(ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBar(new SlimScrollBar(this));
+    // Always in its place, so that the columns stay where they are from answer to answer.
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setHeader(new ResultsHeader(this));
     header()->setSectionsClickable(true);  // The view has just taken that away.
     connect(header(), &QHeaderView::sectionClicked, this, [this](int column) { sortBy(column); });
@@ -159,10 +165,11 @@ void ResultsView::leaveEvent(QEvent* event) {
 }
 
 void ResultsView::contextMenuEvent(QContextMenuEvent* event) {
-    const bool isByKey = event->reason() == QContextMenuEvent::Keyboard;
-    const QModelIndex index = isByKey ? currentIndex() : indexAt(event->pos());
+    showActions(indexAt(event->pos()), event->globalPos());
+}
+
+void ResultsView::showActions(const QModelIndex& index, const QPoint& place) {
     if (!index.isValid()) return;
-    const QPoint place = isByKey ? viewport()->mapToGlobal(visualRect(index).center()) : event->globalPos();
     showRowMenu(this, place, model_.row(index.row()), onAction);
 }
 

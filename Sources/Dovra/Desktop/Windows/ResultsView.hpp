@@ -26,6 +26,11 @@ public:
 
     int visibleRows() const;
 
+    /// What can be done with the selected row.
+    void showActions() {
+        showActions(currentIndex(), viewport()->mapToGlobal(visualRect(currentIndex()).center()));
+    }
+
 protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
@@ -38,6 +43,7 @@ protected:
     void startDrag(Qt::DropActions actions) override;
 
 private:
+    void showActions(const QModelIndex& index, const QPoint& place);
     void setHovered(int row);
     void updateRow(int row);
 

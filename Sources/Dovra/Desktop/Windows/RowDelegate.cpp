@@ -4,10 +4,10 @@
 #include <QTextLayout>
 #include <algorithm>
 
+#include "Desktop/Windows/PanelMetrics.hpp"
 #include "Desktop/Windows/ResultsModel.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
-#include "Desktop/Windows/WindowTheme.hpp"
 
 namespace dovra {
 
@@ -19,14 +19,13 @@ struct StyledName {
     QList<QTextLayout::FormatRange> formats = {};
 };
 
-StyledName styledName(const std::vector<ShownPiece>& pieces, const QPalette& palette, bool isSelected) {
-    const QColor mark = markColor(palette, isSelected);
+StyledName styledName(const std::vector<ShownPiece>& pieces, const QPalette& palette) {
     StyledName name;
     for (const ShownPiece& piece : pieces) {
         const QString text = toolkitText(piece.text);
         QTextCharFormat format;
         if (piece.isMarked) {
-            format.setForeground(mark);
+            format.setForeground(palette.link());
             format.setFontWeight(QFont::Bold);
         } else if (piece.isEscape) {
             format.setForeground(palette.placeholderText());
@@ -50,12 +49,15 @@ qreal layOut(QTextLayout& layout, const QFont& font, const StyledName& name) {
 
 /// The name without its middle, so that it is `count` characters long: beginnings and ends tell files apart.
 StyledName withoutMiddle(const StyledName& name, qsizetype count) {
-    const qsizetype head = (count + 1) / 2;
-    const qsizetype cut = name.text.size() - count;
-    StyledName shorter{.text = name.text.left(head) + u'…' + name.text.right(count - head)};
+    qsizetype head = (count + 1) / 2;
+    qsizetype tail = name.text.size() - (count - head);
+    // Two units may be one character.
+    if (head > 0 && name.text[head - 1].isHighSurrogate()) --head;
+    if (tail < name.text.size() && name.text[tail].isLowSurrogate()) ++tail;
+    StyledName shorter{.text = name.text.left(head) + u'…' + name.text.mid(tail)};
     // Where a place in the whole name has come to stand.
     const auto moved = [&](qsizetype place) {
-        return int(place <= head ? place : std::max(head + 1, place - cut + 1));
+        return int(place <= head ? place : std::max(head, place - tail + head) + 1);
     };
     for (const auto& [start, length, format] : name.formats)
         shorter.formats.append({moved(start), moved(start + length) - moved(start), format});
@@ -90,11 +92,12 @@ void paintName(QPainter& painter, const QRect& cell, const QStyleOptionViewItem&
 void RowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                         const QModelIndex& index) const {
     const auto& model = static_cast<const ResultsModel&>(*index.model());
-    const bool isSelected = option.state.testFlag(QStyle::State_Selected);
     QRect cell = option.rect.adjusted(padding, 0, -padding, 0);
     if (index.column() > 0) {
         painter->setFont(option.font);
-        painter->setPen(secondaryColor(option.palette, isSelected));
+        painter->setPen(option.palette.color(QPalette::PlaceholderText));
+        // Paths, sizes and dates read from left to right wherever they stand.
+        painter->setLayoutDirection(Qt::LeftToRight);
         const QString text = index.data().toString();
         const auto alignment = Qt::Alignment(index.data(Qt::TextAlignmentRole).toInt());
         painter->drawText(cell, int(QStyle::visualAlignment(option.direction, alignment)),
@@ -105,13 +108,15 @@ void RowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const Symbol symbol = symbolOf(model.row(index.row()));
     const QColor color = symbolColor(symbol, option.palette.color(QPalette::PlaceholderText));
     const QPixmap icon = symbolPixmap(symbol, color, iconSize, painter->device()->devicePixelRatioF());
-    QRect place(cell.left(), cell.center().y() - iconSize / 2, iconSize, iconSize);
-    place = QStyle::visualRect(option.direction, cell, place);
+    // Below the drawing and the text of the search field.
+    const int indent = (panelMetrics::searchSymbolSize(option.font) - iconSize) / 2;
+    QRect place(option.rect.left() + panelMetrics::edge + indent, cell.center().y() - iconSize / 2, iconSize,
+                iconSize);
+    place = QStyle::visualRect(option.direction, option.rect, place);
     painter->drawPixmap(place.topLeft(), icon);
-    const int indent = iconSize + 9;
-    const bool isMirrored = option.direction == Qt::RightToLeft;
-    cell.adjust(isMirrored ? 0 : indent, 0, isMirrored ? -indent : 0, 0);
-    paintName(*painter, cell, option, styledName(model.text(index.row()).name, option.palette, isSelected));
+    cell.setLeft(option.rect.left() + panelMetrics::textEdge(option.font));
+    cell = QStyle::visualRect(option.direction, option.rect, cell);
+    paintName(*painter, cell, option, styledName(model.text(index.row()).name, option.palette));
 }
 
 QSize RowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {

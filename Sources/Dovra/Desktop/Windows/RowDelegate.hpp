@@ -7,7 +7,7 @@ namespace dovra {
 /// Draws the cells of a `ResultsModel`; the backgrounds of rows belong to the view.
 class RowDelegate : public QStyledItemDelegate {
 public:
-    /// Left and right of each cell.
+    /// Left and right of each cell, apart from the names' left.
     static constexpr int padding = 10;
 
     using QStyledItemDelegate::QStyledItemDelegate;

@@ -11,7 +11,7 @@ public:
     explicit SlimScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {
         setStyleSheet(
             QStringLiteral("QScrollBar { background: transparent; border: none; width: 12px; margin: 0; }"
-                           "QScrollBar::handle { background: palette(mid); border-radius: 3px; margin: 3px;"
+                           "QScrollBar::handle { background: palette(dark); border-radius: 3px; margin: 3px;"
                            "min-height: 24px; }"
                            "QScrollBar::handle:hover { background: palette(placeholder-text); }"
                            "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"

@@ -3,12 +3,12 @@
 #include <QApplication>
 #include <QBuffer>
 #include <QFile>
-#include <QFontDatabase>
 #include <QPainter>
 #include <memory>
 
 #include "Base/Print.hpp"
 #include "Desktop/Windows/DesktopWorkspace.hpp"
+#include "Desktop/Windows/FontCheck.hpp"
 #include "Desktop/Windows/MainLoop.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
 #include "Desktop/Windows/PreviewWindow.hpp"
@@ -24,7 +24,8 @@ int failed(const std::string& path, const QString& reason) {
     return 1;
 }
 
-bool isSettled(const SearchState& state) {
+bool isSettled(const SearchState& state, bool isEarly) {
+    if (isEarly && state.isIndexing) return !state.rows.empty();
     return !state.isIndexing && (state.query.empty() || state.answered == state.query);
 }
 
@@ -71,10 +72,7 @@ int drawSnapshot(const SnapshotOptions& options) {
     char name[] = "dovra";
     char* arguments[] = {name, nullptr};
     const QApplication application(count, arguments);
-    if (QFontDatabase::families().isEmpty()) {
-        printError("dovra: no font is installed (Debian: apt install fonts-dejavu-core)\n");
-        return 1;
-    }
+    if (!checkFonts()) return 1;
     QApplication::setStyle(QStringLiteral("fusion"));
     QApplication::setPalette(themePalette(options.appearance));
     // Written in place: the path may be a device.
@@ -93,14 +91,15 @@ int drawSnapshot(const SnapshotOptions& options) {
     panel.resize(options.size.width, options.size.height);
     panel.setAttribute(Qt::WA_DontShowOnScreen);
     panel.show();
-    bool isReady = false;
+    bool isReady = options.isEarly;
+    if (isReady) model->setQuery(options.query);
     services->start([&, queue = loop.queue()] {
         queue->async([&] {
             isReady = true;
             model->setQuery(options.query);
         });
     });
-    while (!isReady || !isSettled(model->state()) || panel.isBehind())
+    while (!isReady || !isSettled(model->state(), options.isEarly) || panel.isBehind())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QPixmap picture = panel.grab();
     if (options.hasPreview) picture = besideEachOther(picture, draw(preview, panel));

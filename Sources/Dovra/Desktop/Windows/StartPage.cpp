@@ -67,6 +67,7 @@ void SuggestionChip::paintEvent(QPaintEvent*) {
     painter.setBrush(isActive ? palette().midlight() : palette().window());
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 9, 9);
     const QRect inner = rect().adjusted(10, 9, -10, -9);
+    painter.setLayoutDirection(Qt::LeftToRight);  // Queries are read so wherever they stand.
     painter.setPen(palette().color(QPalette::Link));
     painter.setFont(queryFont());
     painter.drawText(inner, Qt::AlignHCenter | Qt::AlignTop, query_);
@@ -78,16 +79,18 @@ void SuggestionChip::paintEvent(QPaintEvent*) {
 StartPage::StartPage(const std::function<void(std::string query)>& onPick, QWidget* parent)
     : QWidget(parent) {
     auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(32, 16, 32, 16);
-    column->addStretch(4);
+    column->setContentsMargins(18, 10, 18, 10);
+    column->setSpacing(0);
+    column->addStretch(3);
     column->addWidget(new Emblem(Symbol::searchCircle, QPalette::Highlight, this));
-    column->addSpacing(14);
+    column->addSpacing(12);
     column->addWidget(
         centeredLine(panelText::startTitle(), 1.7, QFont::DemiBold, QPalette::WindowText, this));
-    column->addSpacing(4);
+    column->addSpacing(6);
     column->addWidget(
         centeredLine(panelText::startLine, 1.0, QFont::Normal, QPalette::PlaceholderText, this));
-    column->addSpacing(26);
+    column->addSpacing(8);
+    column->addStretch(1);
     auto* chips = new QGridLayout;
     chips->setSpacing(10);
     int widest = 0;
@@ -104,7 +107,13 @@ StartPage::StartPage(const std::function<void(std::string query)>& onPick, QWidg
     chips->setColumnStretch(0, 1);
     chips->setColumnStretch(chipsPerRow + 1, 1);
     column->addLayout(chips);
-    column->addStretch(5);
+    column->addStretch(4);
+}
+
+QSize StartPage::minimumSizeHint() const {
+    // The layout itself does not count the lines that its texts have at this width.
+    const int width = layout()->minimumSize().width();
+    return {width, layout()->minimumHeightForWidth(width)};
 }
 
 }  // namespace dovra

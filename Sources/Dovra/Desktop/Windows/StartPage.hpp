@@ -15,6 +15,7 @@ public:
     SuggestionChip(const Suggestion& suggestion, QWidget* parent);
 
     QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -31,6 +32,8 @@ private:
 class StartPage : public QWidget {
 public:
     StartPage(const std::function<void(std::string query)>& onPick, QWidget* parent);
+
+    QSize minimumSizeHint() const override;
 };
 
 }  // namespace dovra

@@ -7,7 +7,6 @@
 #include <QDBusServiceWatcher>
 
 #include "Desktop/Windows/ApplicationIcon.hpp"
-#include "Desktop/Windows/MenuFilling.hpp"
 #include "Desktop/Windows/X11Session.hpp"
 
 namespace dovra {
@@ -19,10 +18,9 @@ const auto hostName = QStringLiteral("org.kde.StatusNotifierWatcher");
 }  // namespace
 
 StatusItem::StatusItem(AppDelegate& app, PanelWindow& panel) : app_(app), panel_(panel) {
-    fill();
     // Made anew at each opening: searches are saved meanwhile, also by other processes.
     connect(&menu_, &QMenu::aboutToShow, this, [this] { fill(); });
-    setHasHost(X11Session::hasTrayHost());
+    setHost(false);
     watchForHost();
 }
 
@@ -31,7 +29,7 @@ void StatusItem::fill() {
     // The desktop may still show the former items: only changed ones are replaced.
     if (items == items_) return;
     items_ = std::move(items);
-    fillMenu(menu_, items_, [this](const MenuItem& item) { perform(item); });
+    fillMenu(menu_, items_, write_, [this](const MenuItem& item) { perform(item); });
     const QList<QAction*> actions = menu_.actions();
     for (std::size_t i = 0; i < items_.size(); ++i) {
         QMenu* saved = actions[qsizetype(i)]->menu();
@@ -44,7 +42,7 @@ void StatusItem::fillSaved(QMenu& menu, std::vector<MenuItem>& shown) {
     auto items = savedSearchesMenu(app_.menuState());
     if (items == shown) return;
     shown = std::move(items);
-    fillMenu(menu, shown, [this](const MenuItem& item) { perform(item); });
+    fillMenu(menu, shown, write_, [this](const MenuItem& item) { perform(item); });
 }
 
 void StatusItem::perform(const MenuItem& item) {
@@ -59,21 +57,23 @@ void StatusItem::watchForHost() {
     if (!bus.isConnected()) return;
     auto* watcher = new QDBusServiceWatcher(hostName, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
     connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString&, const QString&, const QString& owner) {
-                setHasHost(!owner.isEmpty() || X11Session::hasTrayHost());
-            });
+            [this](const QString&, const QString&, const QString& owner) { setHost(!owner.isEmpty()); });
     auto call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"));
     call << hostName;
     auto* pending = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
     connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending] {
-        if (QDBusReply<bool>(*pending).value()) setHasHost(true);
+        if (QDBusReply<bool>(*pending).value()) setHost(true);
         pending->deleteLater();
     });
 }
 
-void StatusItem::setHasHost(bool hasHost) {
+void StatusItem::setHost(bool isOnBus) {
+    const bool hasHost = isOnBus || X11Session::hasTrayHost();
+    write_ = isOnBus ? statusMenuText : menuText;
+    items_.clear();
+    fill();
     panel_.setMenu(hasHost ? nullptr : &menu_);
     if (!hasHost) {
         icon_.reset();

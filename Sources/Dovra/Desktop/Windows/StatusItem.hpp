@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "Desktop/Model/AppDelegate.hpp"
+#include "Desktop/Windows/MenuFilling.hpp"
 #include "Desktop/Windows/PanelWindow.hpp"
+#include "Desktop/Windows/ToolkitText.hpp"
 
 namespace dovra {
 
@@ -22,11 +24,13 @@ private:
     void fillSaved(QMenu& menu, std::vector<MenuItem>& shown);
     void perform(const MenuItem& item);
     void watchForHost();
-    void setHasHost(bool hasHost);
+    /// A status area on the session's bus draws the menu itself.
+    void setHost(bool isOnBus);
 
     AppDelegate& app_;
     PanelWindow& panel_;
     QMenu menu_;
+    MenuTextWriter write_ = menuText;
     std::vector<MenuItem> items_;  ///< in the menu
     std::unique_ptr<QSystemTrayIcon> icon_;
 };

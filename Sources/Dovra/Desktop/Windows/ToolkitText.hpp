@@ -26,6 +26,14 @@ inline QString menuText(std::string_view utf8) {
     return toolkitText(utf8).replace(u'&', QStringLiteral("&&"));
 }
 
+/// A text for a menu that the status area draws. Of the toolkit's marks only the first "&" is made the status
+/// area's own, "_", and no "_" of the text is doubled.
+inline QString statusMenuText(std::string_view utf8) {
+    QString text = toolkitText(utf8).replace(u'_', QStringLiteral("__"));
+    if (const qsizetype mark = text.indexOf(u'&'); mark >= 0) text.insert(mark, u'&');
+    return text;
+}
+
 /// The path's bytes as they are, whatever encoding they have.
 inline QUrl fileUrl(std::string_view path) {
     return QUrl::fromEncoded("file://" + toolkitBytes(path).toPercentEncoding("/"));

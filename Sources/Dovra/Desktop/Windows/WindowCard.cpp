@@ -1,5 +1,6 @@
 #include "Desktop/Windows/WindowCard.hpp"
 
+#include <QAccessibleWidget>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
@@ -15,11 +16,18 @@ namespace {
 
 constexpr int cornerRadius = 12;
 
+/// Assistive programs are told that it is a window: for a widget of no kind they hear of a part of one.
+QAccessibleInterface* accessibleWindow(const QString&, QObject* object) {
+    auto* card = dynamic_cast<WindowCard*>(object);
+    return card == nullptr ? nullptr : new QAccessibleWidget(card, QAccessible::Window);
+}
+
 }  // namespace
 
 WindowCard::WindowCard(QWidget* parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
       hasRoundCorners_(QGuiApplication::platformName() != u"xcb" || X11Session::isComposited()) {
+    QAccessible::installFactory(accessibleWindow);
     setAttribute(Qt::WA_TranslucentBackground, hasRoundCorners_);
 }
 
@@ -35,6 +43,11 @@ QToolButton* WindowCard::makeSymbolButton(std::string_view name) {
     auto* button = new QToolButton(this);
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
+    button->setStyleSheet(
+        QStringLiteral("QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 2px; }"
+                       "QToolButton:hover { background: palette(midlight); }"
+                       "QToolButton:focus, QToolButton:pressed { border-color: palette(highlight); }"
+                       "QToolButton::menu-indicator { image: none; }"));
     button->setAccessibleName(toolkitText(name));
     button->setToolTip(toolkitText(name));
     return button;

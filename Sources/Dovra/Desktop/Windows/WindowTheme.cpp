@@ -5,7 +5,7 @@ namespace dovra {
 namespace {
 
 constexpr DynamicHue ink{{0x2A, 0x22, 0x1C}, {0xEE, 0xE7, 0xDB}};
-constexpr DynamicHue faintInk{{0x75, 0x6A, 0x5C}, {0xA3, 0x98, 0x88}};
+constexpr DynamicHue faintInk{{0x67, 0x5D, 0x50}, {0xA3, 0x98, 0x88}};
 constexpr DynamicHue onAccent{{0xFF, 0xFF, 0xFF}, {0xFF, 0xFF, 0xFF}};
 
 bool isDark(const QPalette& palette) {
@@ -24,16 +24,6 @@ QColor selectionColor(const QPalette& palette) {
     return mixed(palette.base().color(), palette.highlight().color(), isDark(palette) ? 0.26 : 0.13);
 }
 
-QColor markColor(const QPalette& palette, bool isSelected) {
-    // The accent alone is too dark to be read on a dark ground.
-    const double share = isDark(palette) ? (isSelected ? 0.45 : 0.25) : 0;
-    return mixed(palette.highlight().color(), palette.text().color(), share);
-}
-
-QColor secondaryColor(const QPalette& palette, bool isSelected) {
-    return mixed(palette.placeholderText().color(), palette.text().color(), isSelected ? 0.35 : 0);
-}
-
 QPalette themePalette(Appearance appearance) {
     const auto color = [appearance](const DynamicHue& hue) {
         const DovraHue& chosen = hue.under(appearance);
@@ -45,7 +35,10 @@ QPalette themePalette(Appearance appearance) {
     palette.setColor(QPalette::Mid, color(theme::hairline));
     palette.setColor(QPalette::Midlight, color(theme::hover));
     palette.setColor(QPalette::Highlight, color(theme::accent));
-    palette.setColor(QPalette::Link, color(theme::accent));
+    // The accent alone is too dark to be read on a dark ground.
+    palette.setColor(QPalette::Link,
+                     mixed(color(theme::accent), color(ink), appearance == Appearance::dark ? 0.4 : 0));
+    palette.setColor(QPalette::Dark, mixed(color(faintInk), color(theme::page), 0.3));
     palette.setColor(QPalette::HighlightedText, color(onAccent));
     for (const auto role :
          {QPalette::Text, QPalette::WindowText, QPalette::ButtonText, QPalette::ToolTipText})
