@@ -26,7 +26,7 @@ LAYERS = [
 LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
 # Whose headers are not the operating system's, although they end in ".h".
-LIBRARIES = ("emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
+LIBRARIES = ("emmintrin.h", "immintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 

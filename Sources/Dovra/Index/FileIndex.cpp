@@ -56,7 +56,7 @@ void FileIndex::replaceContents(IndexContents contents) {
 
 std::int64_t FileIndex::itemCount() const {
     const ReadGuard guard(rwlock);
-    return static_cast<std::int64_t>(contents_.entries.size()) - contents_.tombstones;
+    return static_cast<std::int64_t>(contents_.entries.size()) - contents_.tombstoneCount;
 }
 
 std::string FileIndex::fullPathLocked(const FileEntry& entry) const {
@@ -86,7 +86,8 @@ std::size_t FileIndex::memoryBytes() const {
     const ReadGuard guard(rwlock);
     return contents_.directories.memoryBytes() + contents_.entries.capacityBytes() +
            contents_.entriesByDir.memoryBytes() + contents_.names.memoryBytes() +
-           contents_.signatures.capacityBytes() + contents_.stamps.capacityBytes();
+           contents_.signatures.capacityBytes() + contents_.stamps.capacityBytes() +
+           contents_.tombstones.memoryBytes();
 }
 
 void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
@@ -176,7 +177,8 @@ void FileIndex::tombstoneLocked(EntryId id) {
     FileEntry& entry = contents_.entries[static_cast<std::size_t>(id)];
     if (entry.isTombstone()) return;
     entry.flags |= FileEntry::tombstone;
-    ++contents_.tombstones;
+    contents_.tombstones.insertGrowing(id);
+    ++contents_.tombstoneCount;
 }
 
 void FileIndex::tombstoneSubtreeLocked(std::string_view path) {

@@ -15,6 +15,7 @@
 #include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
 #include "Index/EntryLists.hpp"
+#include "Index/EntrySet.hpp"
 #include "Index/FileEntry.hpp"
 #include "Index/FolderTable.hpp"
 #include "Index/NamePool.hpp"
@@ -32,7 +33,8 @@ struct IndexContents {
     NamePool names;
     PodVector<NameSignature> signatures;
     PodVector<FolderStamp> stamps;  ///< by folder; the last ones may be missing
-    std::int64_t tombstones = 0;
+    EntrySet tombstones;  ///< the entries with that flag, so that searches need not read entries for it
+    std::int64_t tombstoneCount = 0;
     /// The entries refreshed last, by a hash of folder and name; unused places are 0.
     std::array<EntryId, 1024> refreshed = {};
     std::shared_ptr<TrigramIndex> trigram;  ///< of all the names; null where none is wanted
@@ -154,7 +156,8 @@ public:
         const auto position = static_cast<std::size_t>(folder);
         return position < contents_.stamps.size() ? contents_.stamps[position] : FolderStamp{};
     }
-    std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.tombstones; }
+    const EntrySet& tombstonesLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.tombstones; }
+    std::int64_t tombstoneCountLocked() const DOVRA_UNCHECKED_LOCKING { return contents_.tombstoneCount; }
 
     std::string_view nameLocked(const FileEntry& entry) const DOVRA_UNCHECKED_LOCKING {
         return contents_.names.slice(entry.nameOffset, entry.nameLen);

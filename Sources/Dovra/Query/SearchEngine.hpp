@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchResult.hpp"
 
