@@ -15,6 +15,13 @@ struct EntryRange {
     EntryId last;
 };
 
+/// The values of the range's entries, out of those of all.
+template <typename T>
+std::span<const T> within(std::span<const T> values, EntryRange range) {
+    return values.subspan(static_cast<std::size_t>(range.first),
+                          static_cast<std::size_t>(range.last - range.first));
+}
+
 /// A set of entries, with one bit for each identifier. Ten million entries take 1.25 MB, so matches are
 /// collected, counted and put in order without a list. Different threads may write different words at once.
 class EntrySet {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Base/Overloaded.hpp"
+#include "Query/NameProbe.hpp"
 #include "Query/NameScan.hpp"
 #include "Query/PathLiteral.hpp"
 #include "Query/RegexLiterals.hpp"
@@ -68,9 +69,8 @@ public:
 
     void scan(EntryRange range, EntrySet& candidates) const override {
         const std::span<const NameSignature> signatures = index_.signaturesLocked();
-        for (EntryId id = range.first; id < range.last; ++id) {
-            if ((signatures[static_cast<std::size_t>(id)] & required_) == required_) candidates.insert(id);
-        }
+        for (EntryId first = range.first; first < range.last; first += EntrySet::entriesPerWord)
+            candidates.insertBits(first, probeSignatures(within(signatures, {first, range.last}), required_));
     }
 
 private:

@@ -1,5 +1,6 @@
 #include "Query/NameProbe.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 
@@ -128,6 +129,28 @@ void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<cons
         probes.size() == 2 ? probeWords<2>(bytes, wordCount, probes, masks)
                            : probeWords<3>(bytes, wordCount, probes, masks);
     }
+}
+
+std::uint64_t probeSignatures(std::span<const NameSignature> signatures, NameSignature required) {
+    const std::size_t count = std::min<std::size_t>(signatures.size(), 64);
+    std::uint64_t found = 0;
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i wanted = _mm_set1_epi32(static_cast<int>(required));
+    const auto four = [&](std::size_t at) {
+        const auto* values = static_cast<const __m128i*>(static_cast<const void*>(signatures.data() + at));
+        return _mm_cmpeq_epi32(_mm_and_si128(_mm_loadu_si128(values), wanted), wanted);
+    };
+    for (; i + 16 <= count; i += 16) {
+        const __m128i low = _mm_packs_epi32(four(i), four(i + 4));
+        const __m128i high = _mm_packs_epi32(four(i + 8), four(i + 12));
+        const int bits = _mm_movemask_epi8(_mm_packs_epi16(low, high));
+        found |= static_cast<std::uint64_t>(bits) << i;
+    }
+#endif
+    for (; i < count; ++i)
+        found |= static_cast<std::uint64_t>((signatures[i] & required) == required) << i;
+    return found;
 }
 
 void gatherBits(const std::uint64_t* places, std::size_t count, std::uint64_t* words) {
