@@ -183,16 +183,6 @@ EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
     return matches;
 }
 
-QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort) {
-    bool usesAttributes = query.wantsContentDuplicates || sort.key == SortSpec::Key::size ||
-                          sort.key == SortSpec::Key::modified;
-    for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
-        usesAttributes = usesAttributes || std::holds_alternative<SizeFilter>(query.tree[node]) ||
-                         std::holds_alternative<DateNode>(query.tree[node]);
-    }
-    return {.detail = usesAttributes ? ListingDetail::attributes : ListingDetail::namesAndTypes};
-}
-
 std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree) {
     const TrigramIndex* trigram = index.trigramLocked();
     if (trigram == nullptr) return std::nullopt;

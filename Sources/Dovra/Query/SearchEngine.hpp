@@ -34,14 +34,6 @@ struct SearchCounts {
 SearchCounts searchPaths(const FileIndex& index, const CompiledQuery& query, SortSpec sort,
                          std::int64_t limit, const std::function<void(std::string_view path)>& visit);
 
-/// The demands of a query on the index that answers it.
-struct QueryNeeds {
-    ListingDetail detail = ListingDetail::namesAndTypes;
-};
-
-/// The demands of a query, so that a scan for this query alone reads no more.
-QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort);
-
 /// The live entries that match the query's terms; only empty folders if the query asks for these. The caller
 /// filters duplicates. The index's read lock is held.
 EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query);
