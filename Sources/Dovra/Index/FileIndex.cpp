@@ -5,6 +5,7 @@
 
 #include "Base/PathText.hpp"
 #include "Base/Print.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 
@@ -88,6 +89,16 @@ std::size_t FileIndex::memoryBytes() const {
            contents_.entriesByDir.memoryBytes() + contents_.names.memoryBytes() +
            contents_.signatures.capacityBytes() + contents_.stamps.capacityBytes() +
            contents_.tombstones.memoryBytes();
+}
+
+void FileIndex::gatherIntoLargePages() const {
+    const ReadGuard guard(rwlock);
+    const auto gather = [](const void* start, std::size_t bytes) {
+        dovra::gatherIntoLargePages(start, bytes);
+    };
+    contents_.names.forEachArray(gather);
+    gather(contents_.signatures.data(), contents_.signatures.span().size_bytes());
+    gather(contents_.entries.data(), contents_.entries.span().size_bytes());
 }
 
 void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {

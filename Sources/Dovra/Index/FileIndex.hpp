@@ -123,6 +123,10 @@ public:
     /// Bytes of memory that the index holds, the trigram index apart.
     std::size_t memoryBytes() const DOVRA_EXCLUDES(rwlock);
 
+    /// Moves the arrays that searches read into large pages, for an index that lives on. Searches go on
+    /// meanwhile; changes wait, 50 ms for a million entries.
+    void gatherIntoLargePages() const DOVRA_EXCLUDES(rwlock);
+
     /// Switches the trigram index on (with a new, empty one) or off (with null). Entries appended from then
     /// on are posted to it; those already there are not.
     void attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) DOVRA_EXCLUDES(rwlock);

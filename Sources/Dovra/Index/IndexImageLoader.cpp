@@ -200,7 +200,8 @@ private:
     bool readEntries() {
         FileEntry* entries = contents_.entries.extend(header_.entryCount);
         preferLargePages(entries, entrySectionBytes());
-        contents_.signatures.extend(header_.entryCount);
+        NameSignature* signatures = contents_.signatures.extend(header_.entryCount);
+        preferLargePages(signatures, contents_.signatures.span().size_bytes());
         folderEntries_.resizeZeroed(header_.folderCount);
         const bool piecesAreSound =
             allPieces(header_.entryCount, entriesPerPiece,

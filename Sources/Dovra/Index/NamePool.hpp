@@ -97,6 +97,14 @@ public:
 
     std::size_t memoryBytes() const;
 
+    /// Calls `visit` with the start and the size in bytes of each array that a search reads.
+    template <typename Visit>
+    void forEachArray(const Visit& visit) const {
+        visit(bytes_.data(), bytes_.size());
+        visit(ends_.data(), ends_.size() * sizeof(std::uint64_t));
+        visit(namesBeforeBlock_.data(), namesBeforeBlock_.size() * sizeof(std::uint32_t));
+    }
+
 private:
     static constexpr std::size_t bytesPerBlock = 512;
 
