@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <memory>
+#include <numeric>
 #include <string>
 
 #include "Base/Concurrency.hpp"
@@ -177,16 +178,17 @@ FileIndex* lived() {
     return index;
 }
 
-/// Reads the names once, a word at a time: the least that a search for a name can take.
+/// Reads the names once, as fast as the memory gives them: the least that a search for a name can take.
 std::uint64_t sumOfWords(const std::uint8_t* bytes, std::size_t count) {
-    std::uint64_t sums[4] = {};
-    for (std::size_t at = 0; at + 32 <= count; at += 32) {
-        std::uint64_t words[4];
+    std::uint64_t sums[8] = {};
+    for (std::size_t at = 0; at + 64 <= count; at += 64) {
+        __builtin_prefetch(bytes + at + 2048);
+        std::uint64_t words[8];
         std::memcpy(words, bytes + at, sizeof words);
-        for (std::size_t i = 0; i < 4; ++i)
+        for (std::size_t i = 0; i < 8; ++i)
             sums[i] += words[i];
     }
-    return sums[0] + sums[1] + sums[2] + sums[3];
+    return std::accumulate(std::begin(sums), std::end(sums), std::uint64_t{0});
 }
 
 void registerRead(const Subject& subject, Mode mode) {
