@@ -3,10 +3,13 @@
 // when there are many: no change of the made-up names can quietly change the measured case.
 
 #include <benchmark/benchmark.h>
+#include <cstring>
 #include <fmt/format.h>
 #include <memory>
+#include <numeric>
 #include <string>
 
+#include "Base/Concurrency.hpp"
 #include "Query/MatchOrder.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchEngine.hpp"
@@ -50,6 +53,7 @@ const QueryCase nameQueries[] = {
     {"or", "zephyr|socket|matrix"},
     {"or/thousands", thousandsOfTerms, few},
     {"not", "zephyr !js", few},
+    {"everything", ""},
     {"one_letter", "e"},
     {"extension", "ext:epub"},
     {"size", "size:>1gb"},
@@ -136,13 +140,80 @@ void inMilliseconds(benchmark::internal::Benchmark* registered) {
     registered->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
-void registerQueries(std::size_t entries, Mode mode) {
+/// An index to search.
+struct Subject {
+    std::string name;
+    FileIndex* (*index)();
+};
+
+/// As a scan leaves it, some minutes later: in large pages.
+template <std::size_t entries>
+FileIndex* scanned() {
+    static FileIndex* const index = [] {
+        syntheticIndex(entries).gatherIntoLargePages();
+        return &syntheticIndex(entries);
+    }();
+    return index;
+}
+
+/// After months: a twentieth of the entries deleted, and as many added since.
+template <std::size_t entries>
+FileIndex* lived() {
+    static FileIndex* const index = [] {
+        static FileIndex aged;
+        walkSyntheticTree(entries, [&](const WalkedFolder& folder) { return storeFolder(aged, folder); });
+        {
+            const WriteGuard guard(aged.rwlock);
+            for (EntryId id = 7; static_cast<std::size_t>(id) < entries; id += 20)
+                aged.tombstoneLocked(id);
+        }
+        aged.gatherIntoLargePages();
+        walkSyntheticTree(entries / 20, [&](const WalkedFolder& folder) {
+            return storeFolder(aged, {.parent = folder.parent,
+                                      .name = folder.parent ? folder.name : "/added",
+                                      .listing = folder.listing});
+        });
+        return &aged;
+    }();
+    return index;
+}
+
+/// Reads the names once, as fast as the memory gives them: the least that a search for a name can take.
+std::uint64_t sumOfWords(const std::uint8_t* bytes, std::size_t count) {
+    std::uint64_t sums[8] = {};
+    for (std::size_t at = 0; at + 64 <= count; at += 64) {
+        __builtin_prefetch(bytes + at + 2048);
+        std::uint64_t words[8];
+        std::memcpy(words, bytes + at, sizeof words);
+        for (std::size_t i = 0; i < 8; ++i)
+            sums[i] += words[i];
+    }
+    return std::accumulate(std::begin(sums), std::end(sums), std::uint64_t{0});
+}
+
+void registerRead(const Subject& subject, Mode mode) {
+    const std::string name = fmt::format("read_names/{}/{}", subject.name, modeName(mode));
+    inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        const FileIndex& index = *subject.index();
+        const ReadGuard guard(index.rwlock);
+        const NamePool& names = index.namePoolLocked();
+        constexpr std::size_t pieceBytes = std::size_t{1} << 20;
+        const std::size_t each = mode == Mode::serial ? names.size() : pieceBytes;
+        for (auto _ : state)
+            performInPieces(names.size(), each, [&](std::size_t first, std::size_t last) {
+                benchmark::DoNotOptimize(sumOfWords(names.bytes() + first, last - first));
+            });
+        reportSizes(state, index.entriesLocked().size(), 0);
+    }));
+}
+
+void registerQueries(const Subject& subject, Mode mode) {
     for (const QueryCase& query : nameQueries) {
-        const std::string name = fmt::format("{}/{}M/{}", query.name, entries / million, modeName(mode));
+        const std::string name = fmt::format("{}/{}/{}", query.name, subject.name, modeName(mode));
         inMilliseconds(benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-            FileIndex& index = syntheticIndex(entries);
+            FileIndex& index = *subject.index();
             const ForcedMode forced(index, mode);
-            runQuery(state, index, entries, query);
+            runQuery(state, index, static_cast<std::size_t>(index.itemCount()), query);
         }));
     }
 }
@@ -205,11 +276,16 @@ void registerSortedSearches() {
 
 int main(int argc, char** argv) {
     using namespace dovra::benchmarks;
-    for (const std::size_t entries : {million, 10 * million}) {
-        for (const Mode mode : {Mode::serial, Mode::parallel})
-            registerQueries(entries, mode);
-        registerSorts(entries);
+    const Subject subjects[] = {
+        {"1M", scanned<million>}, {"10M", scanned<10 * million>}, {"lived_10M", lived<10 * million>}};
+    for (const Subject& subject : subjects) {
+        for (const Mode mode : {Mode::serial, Mode::parallel}) {
+            registerRead(subject, mode);
+            registerQueries(subject, mode);
+        }
     }
+    for (const std::size_t entries : {million, 10 * million})
+        registerSorts(entries);
     registerTrigramQueries();
     registerSortedSearches();
     benchmark::Initialize(&argc, argv);

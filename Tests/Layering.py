@@ -27,7 +27,8 @@ LAYER_OF = {name: number for number, row in enumerate(LAYERS) for name in row}
 
 # Whose headers are not the operating system's, although they end in ".h".
 LIBRARIES = (
-    "MediaInfo/", "emmintrin.h", "fmt/", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/", "xcb/")
+    "MediaInfo/", "emmintrin.h", "fmt/", "immintrin.h", "oneapi/", "openssl/", "pcre2.h", "plist/", "unicode/",
+    "xcb/")
 
 # The toolkit of the windows and of the preview's decoder, which nothing else may need.
 TOOLKIT = re.compile(r"Qt?[A-Z]")

@@ -12,6 +12,7 @@
 #include "Diagnostics/QueryGenerator.hpp"
 #include "Diagnostics/SearchCheck.hpp"
 #include "Index/FolderMerge.hpp"
+#include "Query/QueryNeeds.hpp"
 #include "Query/SearchEngine.hpp"
 #include "Support/FixedBoost.hpp"
 #include "Support/IndexBuilder.hpp"
@@ -194,6 +195,37 @@ TEST(Search, ManyTermsMeanWhatFewDo) {
     EXPECT_GT(check.matchedSearches(), 40U);
 }
 
+std::vector<EntryId> foundIds(const FileIndex& index, const GeneratedSearch& search) {
+    std::vector<EntryId> ids;
+    for (const FileRow& row : dovra::search(index, search.query, search.sort, search.limit).rows)
+        ids.push_back(row.id);
+    return ids;
+}
+
+/// The answer stays the same when the attributes that a scan would not have asked are others.
+void expectNeededAttributesSuffice(FileIndex& index, const GeneratedSearch& search) {
+    const CompiledQuery query = QueryParser::parse(search.query);
+    const QueryNeeds needs = queryNeeds(query, search.sort);
+    if (!needs.needsAttributes) return;
+    const auto expected = foundIds(index, search);
+    std::vector<std::pair<EntryId, RawDirent>> changed;
+    for (EntryId id = 0; const FileEntry& entry : index.entriesLocked()) {
+        if (!needs.needsAttributes(index.nameLocked(entry), entry.isFolder()))
+            changed.push_back(
+                {id, {.name = {}, .size = entry.size, .modTime = entry.modTime, .crTime = entry.crTime}});
+        ++id;
+    }
+    const auto setAll = [&](const auto& attributesOf) {
+        const WriteGuard guard(index.rwlock);
+        for (const auto& [id, kept] : changed)
+            index.refreshEntryLocked(id, attributesOf(kept));
+    };
+    setAll(
+        [](const RawDirent&) { return RawDirent{.name = {}, .size = 300, .modTime = 3e9, .crTime = 3e9}; });
+    EXPECT_EQ(foundIds(index, search), expected) << search.query;
+    setAll([](const RawDirent& kept) { return kept; });
+}
+
 /// Every way to find the candidates, and every number of pieces, gives the answer of the slow search.
 void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches) {
     std::mt19937 random(seed);
@@ -218,6 +250,7 @@ void expectSlowAnswers(unsigned seed, std::size_t entries, std::size_t searches)
     for (std::size_t i = 0; i < searches; ++i) {
         const GeneratedSearch search = queries.next();
         ASSERT_THAT(check.differences(search), IsEmpty()) << search.query << ", seed " << seed;
+        expectNeededAttributesSuffice(index, search);
     }
     EXPECT_GT(check.matchedSearches(), searches / 4);
 }

@@ -51,10 +51,9 @@ void performOnNewThreads(std::size_t iterations, const Body& body) {
 /// exception of one iteration is rethrown here.
 template <typename Body>
 void concurrentPerform(std::size_t iterations, const Body& body) {
-    if (iterations == 1) {
-        body(std::size_t{0});
-        return;
-    }
+    // Neither is worth the start of a pool.
+    if (iterations == 0) return;
+    if (iterations == 1) return body(std::size_t{0});
 #ifdef DOVRA_THREAD_SANITIZER
     performOnNewThreads(iterations, body);
 #else

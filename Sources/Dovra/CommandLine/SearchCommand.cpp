@@ -12,6 +12,7 @@
 #include "Platform/Paths.hpp"
 #include "Platform/StandardStreams.hpp"
 #include "Query/QueryKeys.hpp"
+#include "Query/QueryNeeds.hpp"
 #include "Query/SearchEngine.hpp"
 
 namespace dovra {
@@ -88,7 +89,8 @@ int printSearch(std::string_view text, const SearchOptions& options) {
     const QueryNeeds needs = queryNeeds(query, options.sort);
     FileIndex index;
     if (options.usesTrigram) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
-    if (!scanFolder(index, options.root, {.detail = needs.detail})) return 1;
+    if (!scanFolder(index, options.root, {.detail = needs.detail, .needsAttributes = needs.needsAttributes}))
+        return 1;
     PathOutput output(options.terminator);
     const SearchCounts found = searchPaths(index, query, options.sort, options.limit,
                                            [&](std::string_view path) { output.writePath(path); });

@@ -162,9 +162,14 @@ private:
     }
 
     void checkTombstones() {
-        const auto count = std::ranges::count_if(entries_, &FileEntry::isTombstone);
-        violations_.require(count == index_.tombstoneCountLocked(), "tombstone count", "{} instead of {}",
-                            index_.tombstoneCountLocked(), count);
+        EntrySet flagged;
+        for (std::size_t id = 0; id < entries_.size(); ++id) {
+            if (entryAt(id).isTombstone()) flagged.insertGrowing(static_cast<EntryId>(id));
+        }
+        violations_.require(flagged.count() == index_.tombstoneCountLocked(), "tombstone count",
+                            "{} instead of {}", index_.tombstoneCountLocked(), flagged.count());
+        violations_.require(flagged == index_.tombstonesLocked(), "tombstones",
+                            "others than the flagged entries");
     }
 
     /// Every live entry stands once, in the list of its own folder, and the lists ascend.

@@ -16,6 +16,7 @@ constexpr std::size_t entriesPerReport = 5000;
 WalkOptions walkOptions(const CrawlOptions& options) {
     WalkOptions walk;
     walk.detail = options.detail;
+    walk.needsAttributes = options.needsAttributes;
     walk.threads = options.threads == 0 ? activeProcessorCount() : options.threads;
     walk.stop = options.stop;
     walk.entersChild = [](std::string_view fullPath) { return !FileIndex::skipDirs.contains(fullPath); };

@@ -15,6 +15,7 @@ struct CrawlOptions {
     /// Stay on the devices of the startup volume.
     bool restrictToStartupVolume = false;
     ListingDetail detail = ListingDetail::attributes;
+    AttributeChoice needsAttributes = {};
     /// Threads that list folders, the caller's included; 0 means one for each processor.
     std::size_t threads = 0;
     /// A request to stop ends the scan at once; the index keeps the folders stored until then.

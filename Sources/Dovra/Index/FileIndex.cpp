@@ -5,6 +5,7 @@
 
 #include "Base/PathText.hpp"
 #include "Base/Print.hpp"
+#include "Platform/Process.hpp"
 
 namespace dovra {
 
@@ -56,7 +57,7 @@ void FileIndex::replaceContents(IndexContents contents) {
 
 std::int64_t FileIndex::itemCount() const {
     const ReadGuard guard(rwlock);
-    return static_cast<std::int64_t>(contents_.entries.size()) - contents_.tombstones;
+    return static_cast<std::int64_t>(contents_.entries.size()) - contents_.tombstoneCount;
 }
 
 std::string FileIndex::fullPathLocked(const FileEntry& entry) const {
@@ -86,7 +87,18 @@ std::size_t FileIndex::memoryBytes() const {
     const ReadGuard guard(rwlock);
     return contents_.directories.memoryBytes() + contents_.entries.capacityBytes() +
            contents_.entriesByDir.memoryBytes() + contents_.names.memoryBytes() +
-           contents_.signatures.capacityBytes() + contents_.stamps.capacityBytes();
+           contents_.signatures.capacityBytes() + contents_.stamps.capacityBytes() +
+           contents_.tombstones.memoryBytes();
+}
+
+void FileIndex::gatherIntoLargePages() const {
+    const ReadGuard guard(rwlock);
+    const auto gather = [](const void* start, std::size_t bytes) {
+        dovra::gatherIntoLargePages(start, bytes);
+    };
+    contents_.names.forEachArray(gather);
+    gather(contents_.signatures.data(), contents_.signatures.span().size_bytes());
+    gather(contents_.entries.data(), contents_.entries.span().size_bytes());
 }
 
 void FileIndex::attachTrigramIndex(std::shared_ptr<TrigramIndex> trigram) {
@@ -176,7 +188,8 @@ void FileIndex::tombstoneLocked(EntryId id) {
     FileEntry& entry = contents_.entries[static_cast<std::size_t>(id)];
     if (entry.isTombstone()) return;
     entry.flags |= FileEntry::tombstone;
-    ++contents_.tombstones;
+    contents_.tombstones.insertGrowing(id);
+    ++contents_.tombstoneCount;
 }
 
 void FileIndex::tombstoneSubtreeLocked(std::string_view path) {

@@ -200,7 +200,8 @@ private:
     bool readEntries() {
         FileEntry* entries = contents_.entries.extend(header_.entryCount);
         preferLargePages(entries, entrySectionBytes());
-        contents_.signatures.extend(header_.entryCount);
+        NameSignature* signatures = contents_.signatures.extend(header_.entryCount);
+        preferLargePages(signatures, contents_.signatures.span().size_bytes());
         folderEntries_.resizeZeroed(header_.folderCount);
         const bool piecesAreSound =
             allPieces(header_.entryCount, entriesPerPiece,
@@ -262,11 +263,19 @@ private:
                 contents_.names.assign(std::move(pool_), entries);
             } else {
                 contents_.entriesByDir.assignAll(header_.folderCount, entries);
-                contents_.tombstones = std::ranges::count_if(entries, &FileEntry::isTombstone);
+                noteTombstones();
                 isSound = settleFolders();
             }
         });
         return isSound;
+    }
+
+    void noteTombstones() {
+        const auto entries = contents_.entries.span();
+        for (std::size_t id = entries.size(); id-- > 0;) {
+            if (entries[id].isTombstone()) contents_.tombstones.insertGrowing(static_cast<EntryId>(id));
+        }
+        contents_.tombstoneCount = contents_.tombstones.count();
     }
 
     /// False unless each folder but the roots stands as an entry in its parent's list, where its removal or
@@ -286,13 +295,7 @@ private:
     /// False after a request to stop.
     bool buildTrigrams() {
         contents_.trigram = std::make_shared<TrigramIndex>();
-        for (std::size_t id = 0; id < header_.entryCount; ++id) {
-            if (id % entriesPerPiece == 0 && stop_.stop_requested()) return false;
-            const FileEntry& entry = contents_.entries[id];
-            contents_.trigram->add(static_cast<EntryId>(id),
-                                   contents_.names.slice(entry.nameOffset, entry.nameLen));
-        }
-        return true;
+        return contents_.trigram->addAll(contents_.entries.span(), contents_.names, stop_);
     }
 
     /// Never fails: without stamps every folder counts as changed.

@@ -65,13 +65,66 @@ struct Folder {
     std::list<Folder*>::iterator place;             ///< in the frontier, until done
 };
 
+/// Memory of finished folders and listings, for others. One thread would free what another has allocated, and
+/// all would wait for the allocator's lock.
+class Spares {
+public:
+    std::unique_ptr<Folder> takeFolder() {
+        if (folders_.empty()) return std::make_unique<Folder>();
+        return takeLast(folders_);
+    }
+    FolderListing takeListing() { return listings_.empty() ? FolderListing() : takeLast(listings_); }
+
+    void add(std::unique_ptr<Folder> folder) {
+        FolderListing listing = std::move(folder->listing);
+        listing.truncate();
+        if (listing.capacityBytes() <= largestKeptListing) listings_.push_back(std::move(listing));
+        Folder unused;
+        unused.path = std::move(folder->path);
+        unused.path.clear();
+        unused.children = std::move(folder->children);
+        unused.children.clear();
+        *folder = std::move(unused);
+        folders_.push_back(std::move(folder));
+    }
+
+    /// Takes some from the others if there are few, and gives them those beyond a few.
+    void balance(Spares& others) {
+        balance(folders_, others.folders_);
+        balance(listings_, others.listings_);
+    }
+
+private:
+    static constexpr std::size_t fewest = 16;
+    static constexpr std::size_t most = 64;
+    static constexpr std::size_t largestKeptListing = std::size_t{256} << 10;
+
+    template <typename T>
+    static T takeLast(std::vector<T>& all) {
+        T last = std::move(all.back());
+        all.pop_back();
+        return last;
+    }
+
+    template <typename T>
+    static void balance(std::vector<T>& own, std::vector<T>& others) {
+        while (own.size() > most)
+            others.push_back(takeLast(own));
+        while (own.size() < fewest && !others.empty())
+            own.push_back(takeLast(others));
+    }
+
+    std::vector<std::unique_ptr<Folder>> folders_;
+    std::vector<FolderListing> listings_;
+};
+
 /// Lists folders; their order is not its concern. Shared by all threads.
 class Lister {
 public:
     explicit Lister(const WalkOptions& options) : options_(options) {}
 
     /// Fills the folder's listing and children, or leaves it as not listed.
-    void list(Folder& folder) const {
+    void list(Folder& folder, Spares& spares) const {
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
         if (!open) return;
@@ -79,10 +132,11 @@ public:
         const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
         const FolderStamp trusted = clock_.trusted(stamp);
-        const bool isWhole = open->list(options_.detail, folder.listing, options_.stop);
+        const bool isWhole =
+            open->list(options_.detail, folder.listing, options_.stop, options_.needsAttributes);
         folder.stamp = isWhole ? trusted : FolderStamp{};
         folder.isListed = true;
-        addChildren(folder, *std::move(open), device);
+        addChildren(folder, *std::move(open), device, spares);
     }
 
 private:
@@ -93,7 +147,7 @@ private:
                std::ranges::find(options_.allowedDevices, *device) != options_.allowedDevices.end();
     }
 
-    void addChildren(Folder& folder, OpenFolder&& open, DeviceId device) const {
+    void addChildren(Folder& folder, OpenFolder&& open, DeviceId device, Spares& spares) const {
         const bool becomesBase = !folder.base || folder.path.size() >= longPathBytes;
         std::shared_ptr<const Base> base = folder.base;
         if (becomesBase) base = std::make_shared<const Base>(std::move(open), folder.base ? "" : folder.path);
@@ -103,7 +157,7 @@ private:
             if (!entry.isDir || entry.isSymlink) continue;
             std::string path = prefix + std::string(entry.name);
             if (!mayEnter(*base, path)) continue;
-            auto child = std::make_unique<Folder>();
+            auto child = spares.takeFolder();
             child->base = base;
             child->path = std::move(path);
             child->nameOffset = prefix.size();
@@ -139,7 +193,7 @@ public:
             // A listing after a request to stop may be incomplete. Helpers may still use the children, so all
             // folders stay in place until the helpers have ended.
             if (options_.stop.stop_requested()) return;
-            const std::unique_ptr<Folder> folder = std::move(stack_.back());
+            std::unique_ptr<Folder> folder = std::move(stack_.back());
             stack_.pop_back();
             if (!folder->isListed) continue;
             const std::string_view name = std::string_view(folder->path).substr(folder->nameOffset);
@@ -149,6 +203,7 @@ public:
                 child->parent = index;
                 stack_.push_back(std::move(child));
             }
+            spares_.add(std::move(folder));
         }
     }
 
@@ -165,6 +220,7 @@ private:
     }
 
     void help(const std::stop_token& stop) {
+        Spares spares;
         const MutexGuard lock(mutex_);
         Folder* folder = nullptr;
         const auto takesOne = [&]() DOVRA_REQUIRES(mutex_) {
@@ -172,7 +228,7 @@ private:
             return folder != nullptr;
         };
         while (!options_.stop.stop_requested() && changed_.wait(mutex_, stop, takesOne))
-            listUnlocked(*folder);
+            listUnlocked(*folder, spares);
     }
 
     /// Returns when the folder is done, and lists it or others meanwhile.
@@ -182,7 +238,7 @@ private:
             Folder* next = folder.state == Folder::State::pending ? &folder : takeFirstPending();
             if (next != nullptr) {
                 next->state = Folder::State::beingListed;
-                listUnlocked(*next);
+                listUnlocked(*next, spares_);
             } else {
                 changed_.wait(mutex_);
             }
@@ -208,11 +264,13 @@ private:
     }
 
     /// Releases the mutex while it lists.
-    void listUnlocked(Folder& folder) DOVRA_REQUIRES(mutex_) {
+    void listUnlocked(Folder& folder, Spares& spares) DOVRA_REQUIRES(mutex_) {
         std::list<Folder*> children;
+        spares.balance(sharedSpares_);
         {
             const MutexUnlock unlocked(mutex_);
-            lister_.list(folder);
+            folder.listing = spares.takeListing();
+            lister_.list(folder, spares);
             for (const std::unique_ptr<Folder>& child : folder.children)
                 child->place = children.insert(children.begin(), child.get());
         }
@@ -227,10 +285,12 @@ private:
     const WalkOptions& options_;
     const Lister lister_;
     std::vector<std::unique_ptr<Folder>> stack_;  ///< the walk's own, last in first out
+    Spares spares_;                               ///< the walk's own
 
     Mutex mutex_;  ///< also guards `state`, `place` and `children` of folders not done
     ConditionVariable changed_;
     std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
+    Spares sharedSpares_ DOVRA_GUARDED_BY(mutex_);
     std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 

@@ -14,6 +14,7 @@ namespace dovra {
 
 struct WalkOptions {
     ListingDetail detail = ListingDetail::attributes;
+    AttributeChoice needsAttributes = {};
 
     /// The devices that are entered. Empty for every device, except that a file system of the kernel's own is
     /// not entered from outside.

@@ -86,10 +86,24 @@ public:
     /// The position, counted in names, of the name that holds the byte at `offset` (below `size()`).
     EntryId nameAt(std::size_t offset) const;
 
+    /// Asks for the memory that the two operations around this one read for `offset`.
+    void prefetchName(std::size_t offset) const {
+        __builtin_prefetch(ends_.data() + offset / 64);
+        __builtin_prefetch(namesBeforeBlock_.data() + offset / bytesPerBlock);
+    }
+
     /// Whether the `length` bytes (at least 1) at `offset` belong to one name.
     bool isWithinName(std::size_t offset, std::size_t length) const;
 
     std::size_t memoryBytes() const;
+
+    /// Calls `visit` with the start and the size in bytes of each array that a search reads.
+    template <typename Visit>
+    void forEachArray(const Visit& visit) const {
+        visit(bytes_.data(), bytes_.size());
+        visit(ends_.data(), ends_.size() * sizeof(std::uint64_t));
+        visit(namesBeforeBlock_.data(), namesBeforeBlock_.size() * sizeof(std::uint32_t));
+    }
 
 private:
     static constexpr std::size_t bytesPerBlock = 512;

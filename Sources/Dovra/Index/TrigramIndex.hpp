@@ -1,10 +1,12 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <stop_token>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "Base/Locks.hpp"
 #include "Base/PodVector.hpp"
 #include "Index/FileEntry.hpp"
+#include "Index/NamePool.hpp"
 
 namespace dovra {
 
@@ -62,6 +65,11 @@ public:
     /// Posts `id` under every trigram of `name`. Identifiers must come in ascending order.
     void add(EntryId id, std::string_view name) DOVRA_EXCLUDES(lock_);
 
+    /// Posts all entries, whose names stand in `names`, to an empty index, on all processors. Returns false
+    /// after a request to stop, with some of them posted.
+    bool addAll(std::span<const FileEntry> entries, const NamePool& names, const std::stop_token& stop)
+        DOVRA_EXCLUDES(lock_);
+
     /// The entries whose names contain all the given trigrams, ascending. Absent, which means no restriction,
     /// for an empty set.
     std::optional<std::vector<EntryId>> candidates(const TrigramSet& required) const DOVRA_EXCLUDES(lock_);
@@ -76,11 +84,20 @@ public:
     void reset() DOVRA_EXCLUDES(lock_);
 
 private:
+    using Postings = std::unordered_map<Trigram, PodVector<EntryId>>;
+
+    /// Parts that several threads can fill at once.
+    static constexpr std::size_t shardCount = 64;
+    static std::size_t shardOf(Trigram trigram) { return trigram * 0x9E3779B1U >> 26; }
+
+    /// Posts `id` under the name's trigrams in every `step`th part from the part `first` on.
+    void post(EntryId id, std::string_view name, std::size_t first, std::size_t step) DOVRA_UNCHECKED_LOCKING;
+
     /// The entries posted under the trigram, valid until the next change.
     std::span<const EntryId> listLocked(Trigram trigram) const DOVRA_REQUIRES_SHARED(lock_);
 
     mutable RWLock lock_;
-    std::unordered_map<Trigram, PodVector<EntryId>> postings_ DOVRA_GUARDED_BY(lock_);
+    std::array<Postings, shardCount> shards_ DOVRA_GUARDED_BY(lock_);
 };
 
 }  // namespace dovra

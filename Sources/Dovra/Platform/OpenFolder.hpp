@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -48,6 +49,10 @@ enum class ListingDetail : std::uint8_t {
     attributes,
 };
 
+/// Whether a listing with attributes asks those of the entry with this name; of all entries when it is empty.
+/// Sizes and times of the others stay 0. Any thread may call it.
+using AttributeChoice = std::function<bool(std::string_view name, bool isFolder)>;
+
 /// One listed entry. The name is a view into the listing that holds it: raw bytes, never empty, without "/".
 struct RawDirent {
     std::string_view name;
@@ -67,6 +72,13 @@ public:
 
     void add(const RawDirent& entry);
     void clear();
+
+    /// Drops the entries and keeps their memory for others.
+    void truncate() {
+        records_.truncate(0);
+        names_.truncate(0);
+    }
+    std::size_t capacityBytes() const { return records_.capacityBytes() + names_.capacityBytes(); }
 
     /// The approximate memory of the listing.
     std::size_t memoryBytes() const { return records_.size() * sizeof(Record) + names_.size(); }
@@ -117,7 +129,8 @@ public:
     /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
     /// stop, ends the listing with the entries read so far. Returns whether the listing is complete. A folder
     /// that was deleted after it was opened is empty.
-    bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {}) const;
+    bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {},
+              const AttributeChoice& needsAttributes = {}) const;
 
     /// The attributes of the entry with this name in the folder, or of the folder itself, as in a listing but
     /// without the name. On failure the reason; `missing` means no entry of that name.

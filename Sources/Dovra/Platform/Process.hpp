@@ -34,4 +34,8 @@ std::optional<std::size_t> residentMemoryBytes();
 /// system may have none. Memory smaller than a large page is left alone.
 void preferLargePages(void* start, std::size_t bytes);
 
+/// Moves memory that is filled already into large pages, which are read faster: about 0.5 s a gigabyte.
+/// Other threads may use it meanwhile. The system may have none. Memory smaller than one is left alone.
+void gatherIntoLargePages(const void* start, std::size_t bytes);
+
 }  // namespace dovra

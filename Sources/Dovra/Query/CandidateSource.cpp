@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Base/Overloaded.hpp"
+#include "Query/NameProbe.hpp"
 #include "Query/NameScan.hpp"
 #include "Query/PathLiteral.hpp"
 #include "Query/RegexLiterals.hpp"
@@ -68,9 +69,8 @@ public:
 
     void scan(EntryRange range, EntrySet& candidates) const override {
         const std::span<const NameSignature> signatures = index_.signaturesLocked();
-        for (EntryId id = range.first; id < range.last; ++id) {
-            if ((signatures[static_cast<std::size_t>(id)] & required_) == required_) candidates.insert(id);
-        }
+        for (EntryId first = range.first; first < range.last; first += EntrySet::entriesPerWord)
+            candidates.insertBits(first, probeSignatures(within(signatures, {first, range.last}), required_));
     }
 
 private:
@@ -90,6 +90,51 @@ private:
     const FileIndex& index_;
     const Subsequence pattern_;
 };
+
+/// Sizes, times and types stand in the entries, which are read in order, and nothing else with them.
+template <typename Test>
+class AttributeSource : public CandidateSource {
+public:
+    AttributeSource(const FileIndex& index, Test test) : index_(index), test_(std::move(test)) {}
+
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        const FileEntry* entries = index_.entriesLocked().data();
+        for (EntryId first = range.first; first < range.last; first += EntrySet::entriesPerWord) {
+            const EntryId count = std::min(EntrySet::entriesPerWord, range.last - first);
+            std::uint64_t found = 0;
+            for (EntryId i = 0; i < count; ++i) {
+                __builtin_prefetch(entries + first + i + entriesAhead);
+                found |= static_cast<std::uint64_t>(test_(entries[first + i])) << i;
+            }
+            if (found != 0) candidates.insertBits(first, found);
+        }
+    }
+
+private:
+    static constexpr EntryId entriesAhead = 64;
+
+    const FileIndex& index_;
+    const Test test_;
+};
+
+template <typename Test>
+std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, Test test) {
+    return std::make_unique<AttributeSource<Test>>(index, std::move(test));
+}
+
+/// The source of a node about an attribute.
+std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, const QueryNode& node) {
+    if (const auto* size = std::get_if<SizeFilter>(&node))
+        return attributeSource(index, [filter = *size](const FileEntry& entry) {
+            return !entry.isFolder() && filter.matches(entry.size);
+        });
+    const DateNode& date = std::get<DateNode>(node);
+    if (date.field == DateField::modified)
+        return attributeSource(
+            index, [filter = date.filter](const FileEntry& entry) { return filter.matches(entry.modTime); });
+    return attributeSource(
+        index, [filter = date.filter](const FileEntry& entry) { return filter.matches(entry.crTime); });
+}
 
 class UnionSource : public CandidateSource {
 public:
@@ -113,6 +158,7 @@ struct Restriction {
         pathLiteral,
         signature,
         subsequence,
+        attribute,
         anyOf
     };
 
@@ -121,6 +167,7 @@ struct Restriction {
     bool fold = true;
     const NeedleSet* needles = nullptr;
     NameSignature signature = 0;
+    const QueryNode* attribute = nullptr;
     std::vector<Restriction> alternatives;
     /// A guess at how few entries pass; grows with the length of the literal.
     std::size_t selectivity = 0;
@@ -176,6 +223,16 @@ Restriction onNeedles(const NeedleSet& needles) {
     restriction.kind = Restriction::Kind::nameNeedles;
     restriction.needles = &needles;
     restriction.selectivity = selectivityPerByte;
+    return restriction;
+}
+
+/// The least selective of all: entries are larger than names.
+Restriction ofAttribute(const QueryTree& tree, NodeIndex node) {
+    Restriction restriction;
+    restriction.kind = Restriction::Kind::attribute;
+    restriction.attribute = &tree[node];
+    restriction.selectivity = 1;
+    restriction.proves = node;
     return restriction;
 }
 
@@ -240,6 +297,8 @@ Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth) {
             [&](const RegexNode& regex) { return ofRegex(regex); },
             [&](const ExtensionList& extensions) { return ofExtensions(extensions); },
             [&](const FuzzyMatcher& fuzzy) { return ofFuzzy(fuzzy, node); },
+            [&](const SizeFilter&) { return ofAttribute(tree, node); },
+            [&](const DateNode&) { return ofAttribute(tree, node); },
             [&](const AndNode& conjunction) { return ofConjunction(tree, conjunction, depth); },
             [&](const OrNode& disjunction) { return ofDisjunction(tree, disjunction, node, depth); },
             [](const auto&) { return Restriction{}; },
@@ -261,6 +320,8 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
             return std::make_unique<SignatureSource>(index, restriction.signature);
         case Restriction::Kind::subsequence:
             return std::make_unique<SubsequenceSource>(index, restriction.literal, restriction.fold);
+        case Restriction::Kind::attribute:
+            return attributeSource(index, *restriction.attribute);
         case Restriction::Kind::anyOf: {
             std::vector<std::unique_ptr<CandidateSource>> sources;
             sources.reserve(restriction.alternatives.size());

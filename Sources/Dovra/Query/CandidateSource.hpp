@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "Index/FileIndex.hpp"
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 #include "Query/QueryNode.hpp"
 
 namespace dovra {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Base/AsciiFold.hpp"
-#include "Query/ByteVector.hpp"
+#include "Query/NameProbe.hpp"
 
 // The names are one block of bytes, so all of them are searched at once. Vector instructions find the
 // positions where two bytes of the needle stand at their distance. These bytes are the rarest in this pool,
@@ -23,49 +23,6 @@
 namespace dovra {
 
 namespace {
-
-/// A probe spread over a vector.
-struct VectorProbe {
-    explicit VectorProbe(const ScanNeedle::Probe& probe) : distance(probe.distance), byte(probe.byte) {}
-
-    ByteVector::Matches matches(const std::uint8_t* bytes) const { return byte.matches(bytes + distance); }
-
-    std::size_t distance;
-    ByteVector byte;
-};
-
-/// The mask of 64 positions.
-template <std::size_t count>
-std::uint64_t probeWord(const std::uint8_t* bytes, const std::array<VectorProbe, count>& probes) {
-    std::uint64_t word = 0;
-    for (unsigned i = 0; i < 64; i += 16) {
-        ByteVector::Matches all = probes[0].matches(bytes + i);
-        for (std::size_t p = 1; p < count; ++p)
-            all = ByteVector::both(all, probes[p].matches(bytes + i));
-        word |= static_cast<std::uint64_t>(ByteVector::bits(all)) << i;
-    }
-    return word;
-}
-
-template <std::size_t count>
-void probeWords(const std::uint8_t* bytes, std::size_t wordCount,
-                const std::array<VectorProbe, count>& probes, std::uint64_t* masks) {
-    for (std::size_t word = 0; word < wordCount; ++word)
-        masks[word] = probeWord(bytes + word * 64, probes);
-}
-
-/// For each of `wordCount` × 64 positions from `bytes`, whether all probes (two or three) match: bit i % 64
-/// of `masks[i / 64]`. Reads up to the largest probe distance beyond the last position.
-void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<const ScanNeedle::Probe> probes,
-                std::uint64_t* masks) {
-    const VectorProbe first(probes[0]);
-    const VectorProbe second(probes[1]);
-    if (probes.size() == 2) {
-        probeWords<2>(bytes, wordCount, {first, second}, masks);
-    } else {
-        probeWords<3>(bytes, wordCount, {first, second, VectorProbe(probes[2])}, masks);
-    }
-}
 
 /// Positions are probed in blocks before the hits among them are compared. The masks of a block stay in the
 /// first-level cache.
@@ -99,6 +56,10 @@ std::uint64_t below(std::size_t bit) {
     return (std::uint64_t{1} << bit) - 1;
 }
 
+/// Hits whose entries are looked up together. That reads other memory than the names, and each look would
+/// break the stream in which the processor reads ahead.
+constexpr std::size_t hitsTogether = 1024;
+
 /// The scan of one range of positions in the pool.
 class Scan {
 public:
@@ -111,9 +72,14 @@ public:
         for (std::size_t word = begin_ / 64; word < lastWord; word += wordsPerBlock) {
             const std::size_t count = std::min(wordsPerBlock, lastWord - word);
             probeBytes(pool_.bytes() + word * 64, count, needle_.probes(), masks_.data());
-            for (std::size_t i = 0; i < count; ++i)
-                takeWord(word + i, masks_[i] & withinRange(word + i));
+            if (needle_.isCoveredByProbes()) {
+                markNames(word, count);
+            } else {
+                verifyAll(word, count);
+            }
         }
+        settle();
+        if (gathered_ != 0) hits_.insertBits(nextName_ - static_cast<EntryId>(gatheredCount_), gathered_);
     }
 
 private:
@@ -124,37 +90,61 @@ private:
         return mask;
     }
 
-    void takeWord(std::size_t word, std::uint64_t hits) {
-        if (needle_.isCoveredByProbes()) {
-            markNames(word, hits);
-        } else {
-            for (; hits != 0; hits &= hits - 1)
-                verify(word * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
+    void verifyAll(std::size_t firstWord, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (masks_[i] == 0) continue;
+            for (std::uint64_t hits = masks_[i] & withinRange(firstWord + i); hits != 0; hits &= hits - 1)
+                verify((firstWord + i) * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
         }
     }
 
     void verify(std::size_t position) {
         if (position + needle_.size() > end_ || !needle_.standsAt(pool_.bytes() + position)) return;
-        if (pool_.isWithinName(position, needle_.size())) hits_.insert(pool_.nameAt(position));
+        pool_.prefetchName(position);
+        found_[foundCount_++] = position;
+        if (foundCount_ == found_.size()) settle();
     }
 
-    /// Adds the names that end in this word and hold a hit, in this word or in an earlier one.
-    void markNames(std::size_t word, std::uint64_t hits) {
-        const std::uint64_t ends = pool_.nameEnds()[word] & withinRange(word);
+    /// Adds the entries of the positions found so far.
+    void settle() {
+        for (std::size_t i = 0; i < foundCount_; ++i) {
+            if (pool_.isWithinName(found_[i], needle_.size())) hits_.insert(pool_.nameAt(found_[i]));
+        }
+        foundCount_ = 0;
+    }
+
+    /// Adds the names that end in these words and hold a hit, in the same word or in an earlier one.
+    void markNames(std::size_t firstWord, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint64_t within = withinRange(firstWord + i);
+            ends_[i] = pool_.nameEnds()[firstWord + i] & within;
+            masks_[i] = hitEnds(masks_[i] & within, ends_[i], ~ends_[i] & within);
+        }
+        gatherBits(ends_.data(), count, masks_.data());
+        for (std::size_t i = 0; i < count; ++i)
+            addNames(masks_[i], static_cast<unsigned>(std::popcount(ends_[i])));
+    }
+
+    /// The ends of names that hold a hit. `inside` are the positions that are not the last of a name.
+    std::uint64_t hitEnds(std::uint64_t hits, std::uint64_t ends, std::uint64_t inside) {
         if (needle_.size() == 2) hits &= ~ends;  // the second byte would belong to the next name
-        const std::uint64_t inside = ~ends & withinRange(word);
-        const std::uint64_t starts = hits & inside;
         std::uint64_t sum = 0;
-        bool carry = __builtin_add_overflow(starts, inside, &sum);
+        bool carry = __builtin_add_overflow(hits & inside, inside, &sum);
         carry = __builtin_add_overflow(sum, static_cast<std::uint64_t>(carry_), &sum) || carry;
         carry_ = carry;
-        std::uint64_t names = 0;
-        for (std::uint64_t found = (sum | hits) & ends; found != 0; found &= found - 1) {
-            const std::uint64_t endsBefore = ends & ((found & -found) - 1);
-            names |= std::uint64_t{1} << std::popcount(endsBefore);
-        }
-        if (names != 0) hits_.insertBits(nextName_, names);
-        nextName_ += std::popcount(ends);
+        return (sum | hits) & ends;
+    }
+
+    /// Adds those of the next `count` names whose bits are set. Whole words go to the hits.
+    void addNames(std::uint64_t names, unsigned count) {
+        gathered_ |= names << gatheredCount_;
+        nextName_ += static_cast<EntryId>(count);
+        gatheredCount_ += count;
+        if (gatheredCount_ < 64) return;
+        gatheredCount_ -= 64;
+        hits_.insertBits(nextName_ - static_cast<EntryId>(gatheredCount_ + 64), gathered_);
+        const unsigned taken = count - gatheredCount_;
+        gathered_ = taken == 64 ? 0 : names >> taken;
     }
 
     const NamePool& pool_;
@@ -163,8 +153,13 @@ private:
     const std::size_t end_;
     EntrySet& hits_;
     std::array<std::uint64_t, wordsPerBlock> masks_{};
-    EntryId nextName_ = 0;  ///< the name of the next end bit
-    bool carry_ = false;    ///< whether the name that reaches into this word has a hit
+    std::array<std::uint64_t, wordsPerBlock> ends_{};
+    std::array<std::size_t, hitsTogether> found_{};  ///< where the needle stands, in a name or across two
+    std::size_t foundCount_ = 0;
+    EntryId nextName_ = 0;        ///< the name of the next end bit
+    std::uint64_t gathered_ = 0;  ///< bits of the names before it
+    unsigned gatheredCount_ = 0;  ///< below 64
+    bool carry_ = false;          ///< whether the name that reaches into the next word has a hit
 };
 
 struct PoolRange {

@@ -8,7 +8,7 @@
 
 #include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 #include "Query/NameScan.hpp"
 
 namespace dovra {

@@ -10,11 +10,11 @@
 #include "Base/Concurrency.hpp"
 #include "Base/PathText.hpp"
 #include "Base/TextNeedle.hpp"
+#include "Index/EntrySet.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/FolderTable.hpp"
 #include "Query/CandidateSource.hpp"
 #include "Query/ContentDuplicates.hpp"
-#include "Query/EntrySet.hpp"
 #include "Query/MatchOrder.hpp"
 #include "Query/QueryProgram.hpp"
 #include "Query/RegexLiterals.hpp"
@@ -35,18 +35,10 @@ EntryRange allEntries(const FileIndex& index) {
     return {0, static_cast<EntryId>(index.entriesLocked().size())};
 }
 
-void eraseTombstones(const FileIndex& index, EntryRange range, EntrySet& matches) {
-    if (index.tombstoneCountLocked() == 0) return;
-    const auto entries = index.entriesLocked();
-    matches.forEach(range, [&](EntryId id) {
-        if (entries[static_cast<std::size_t>(id)].isTombstone()) matches.erase(id);
-    });
-}
-
 /// Erases the candidates that do not meet the query.
 void testCandidates(const FileIndex& index, const QueryProgram& program, const RegexLimits& limits,
                     EntryRange range, const std::stop_token& stop, EntrySet& candidates) {
-    eraseTombstones(index, range, candidates);
+    candidates.erase(range, index.tombstonesLocked());
     if (program.acceptsAll()) return;
     EntryMatcher matcher(index, program, limits, stop);
     candidates.forEach(range, [&](EntryId id) {
@@ -57,7 +49,7 @@ void testCandidates(const FileIndex& index, const QueryProgram& program, const R
 EntrySet matchAllLocked(const FileIndex& index) {
     EntrySet matches(index.entriesLocked().size());
     matches.insert(allEntries(index));
-    eraseTombstones(index, allEntries(index), matches);
+    matches.erase(allEntries(index), index.tombstonesLocked());
     return matches;
 }
 
@@ -189,16 +181,6 @@ EntrySet matchesLocked(const FileIndex& index, const CompiledQuery& query) {
         });
     }
     return matches;
-}
-
-QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort) {
-    bool usesAttributes = query.wantsContentDuplicates || sort.key == SortSpec::Key::size ||
-                          sort.key == SortSpec::Key::modified;
-    for (NodeIndex node = 0; node <= query.tree.root(); ++node) {
-        usesAttributes = usesAttributes || std::holds_alternative<SizeFilter>(query.tree[node]) ||
-                         std::holds_alternative<DateNode>(query.tree[node]);
-    }
-    return {.detail = usesAttributes ? ListingDetail::attributes : ListingDetail::namesAndTypes};
 }
 
 std::optional<std::vector<EntryId>> trigramCandidatesLocked(const FileIndex& index, const QueryTree& tree) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Index/FileIndex.hpp"
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchResult.hpp"
 
@@ -33,14 +33,6 @@ struct SearchCounts {
 /// read lock is held during visits, except for duplicates by content.
 SearchCounts searchPaths(const FileIndex& index, const CompiledQuery& query, SortSpec sort,
                          std::int64_t limit, const std::function<void(std::string_view path)>& visit);
-
-/// The demands of a query on the index that answers it.
-struct QueryNeeds {
-    ListingDetail detail = ListingDetail::namesAndTypes;
-};
-
-/// The demands of a query, so that a scan for this query alone reads no more.
-QueryNeeds queryNeeds(const CompiledQuery& query, SortSpec sort);
 
 /// The live entries that match the query's terms; only empty folders if the query asks for these. The caller
 /// filters duplicates. The index's read lock is held.

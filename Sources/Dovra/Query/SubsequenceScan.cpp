@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "Query/ByteVector.hpp"
+#include "Query/NameProbe.hpp"
 
 // The signatures, 4 bytes a name, leave a few per cent of the names for a pattern of rare letters and a third
 // for one of common letters. The remaining names lie far apart, and most of the time would be spent waiting
@@ -49,9 +50,10 @@ struct Block {
 
     void gather(std::span<const NameSignature> signatures, NameSignature required, EntryRange range) {
         count = 0;
-        for (EntryId id = range.first; id < range.last; ++id) {
-            ids[count] = id;
-            count += (signatures[static_cast<std::size_t>(id)] & required) == required ? 1 : 0;
+        for (EntryId first = range.first; first < range.last; first += EntrySet::entriesPerWord) {
+            for (std::uint64_t found = probeSignatures(within(signatures, {first, range.last}), required);
+                 found != 0; found &= found - 1)
+                ids[count++] = first + std::countr_zero(found);
         }
     }
 

@@ -7,7 +7,7 @@
 #include "Base/ByteNeedle.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/NamePool.hpp"
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 
 namespace dovra {
 

@@ -370,6 +370,8 @@ LiveIndex::Task LiveIndex::savingTask() {
     nextSave_ = never;
     return {.kind = Task::Kind::saving, .run = [this, device = root_.stamp.device, id = lastEventId_] {
                 const bool hasFailed = cache_.save(index_, device, id, options_.stop).has_value();
+                // What was added since the last time lies in small pages.
+                if (!options_.stop.stop_requested()) index_.gatherIntoLargePages();
                 return [this, hasFailed] { finishSaving(hasFailed); };
             }};
 }

@@ -78,10 +78,13 @@ bool isSelfOrParent(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
-void addEntry(int folder, const dirent64& raw, ListingDetail detail, FolderListing& listing) {
+void addEntry(int folder, const dirent64& raw, ListingDetail detail, const AttributeChoice& needsAttributes,
+              FolderListing& listing) {
     if (isSelfOrParent(raw.d_name)) return;
     RawDirent entry{.name = raw.d_name, .isDir = raw.d_type == DT_DIR, .isSymlink = raw.d_type == DT_LNK};
-    const bool asksDisk = detail == ListingDetail::attributes || raw.d_type == DT_UNKNOWN;
+    const bool needs =
+        detail == ListingDetail::attributes && (!needsAttributes || needsAttributes(entry.name, entry.isDir));
+    const bool asksDisk = needs || raw.d_type == DT_UNKNOWN;
     if (asksDisk && !readAttributes(folder, raw.d_name, entry)) return;
     listing.add(entry);
 }
@@ -175,7 +178,8 @@ std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::s
     return entry;
 }
 
-bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop) const {
+bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop,
+                      const AttributeChoice& needsAttributes) const {
     // Btrfs lists the entries of the moment when the folder was opened or last rewound. The caller may have
     // set a watch or read the stamp since then.
     ::lseek(folder_.number(), 0, SEEK_SET);
@@ -191,7 +195,7 @@ bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::s
         for (ssize_t offset = 0; offset < length;) {
             if (stop.stop_requested()) return false;
             const auto* raw = reinterpret_cast<const dirent64*>(buffer.data() + offset);
-            addEntry(folder_.number(), *raw, detail, listing);
+            addEntry(folder_.number(), *raw, detail, needsAttributes, listing);
             offset += raw->d_reclen;
         }
     }

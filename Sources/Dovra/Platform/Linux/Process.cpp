@@ -63,14 +63,26 @@ std::optional<std::size_t> residentMemoryBytes() {
     return residentPages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-void preferLargePages(void* start, std::size_t bytes) {
-    // Large pages begin at multiples of their size, so the ends of the memory have none in any case.
+namespace {
+
+/// Large pages begin at multiples of their size, so the ends of the memory have none in any case.
+void adviseLargePages(void* start, std::size_t bytes, int advice) {
     constexpr std::uintptr_t pageBytes = std::uintptr_t{2} << 20;
     const auto address = reinterpret_cast<std::uintptr_t>(start);
     const std::uintptr_t skipped = (pageBytes - address % pageBytes) % pageBytes;
     if (bytes < skipped + pageBytes) return;
-    (void)::madvise(static_cast<char*>(start) + skipped, (bytes - skipped) / pageBytes * pageBytes,
-                    MADV_HUGEPAGE);
+    (void)::madvise(static_cast<char*>(start) + skipped, (bytes - skipped) / pageBytes * pageBytes, advice);
+}
+
+}  // namespace
+
+void preferLargePages(void* start, std::size_t bytes) {
+    adviseLargePages(start, bytes, MADV_HUGEPAGE);
+}
+
+void gatherIntoLargePages(const void* start, std::size_t bytes) {
+    constexpr int collapse = 25;  // MADV_COLLAPSE of Linux 6.1, which older headers do not name
+    adviseLargePages(const_cast<void*>(start), bytes, collapse);
 }
 
 }  // namespace dovra

@@ -15,10 +15,18 @@ struct EntryRange {
     EntryId last;
 };
 
+/// The values of the range's entries, out of those of all.
+template <typename T>
+std::span<const T> within(std::span<const T> values, EntryRange range) {
+    return values.subspan(static_cast<std::size_t>(range.first),
+                          static_cast<std::size_t>(range.last - range.first));
+}
+
 /// A set of entries, with one bit for each identifier. Ten million entries take 1.25 MB, so matches are
 /// collected, counted and put in order without a list. Different threads may write different words at once.
 class EntrySet {
 public:
+    EntrySet() = default;
     explicit EntrySet(std::size_t entryCount) : words_((entryCount + 63) / 64) {}
 
     static constexpr EntryId entriesPerWord = 64;
@@ -35,9 +43,22 @@ public:
         const std::uint64_t carried = shift == 0 ? 0 : bits >> (64 - shift);
         if (carried != 0) words_[wordOf(first) + 1] |= carried;
     }
+    /// Adds an entry that may lie beyond the count given at first.
+    void insertGrowing(EntryId id) {
+        if (wordOf(id) >= words_.size()) words_.resize(wordOf(id) + 1);
+        insert(id);
+    }
+
     void erase(EntryRange range);
 
+    /// Erases those of the range that are in `others` too, which may be made for fewer entries. The range
+    /// begins at a multiple of 64.
+    void erase(EntryRange range, const EntrySet& others);
+
     std::int64_t count() const;
+    std::size_t memoryBytes() const { return words_.capacity() * sizeof(std::uint64_t); }
+
+    bool operator==(const EntrySet&) const = default;
 
     /// Calls `visit` with each identifier of the set within the range, ascending. `visit` may erase it.
     template <typename Visit>

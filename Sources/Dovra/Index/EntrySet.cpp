@@ -1,4 +1,4 @@
-#include "Query/EntrySet.hpp"
+#include "Index/EntrySet.hpp"
 
 #include <algorithm>
 
@@ -23,6 +23,12 @@ void EntrySet::erase(EntryRange range) {
     for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
         words_[w] &= ~within(range, w);
     }
+}
+
+void EntrySet::erase(EntryRange range, const EntrySet& others) {
+    const std::size_t words = std::min(others.words_.size(), wordOf(range.last + entriesPerWord - 1));
+    for (std::size_t w = wordOf(range.first); w < words; ++w)
+        words_[w] &= ~others.words_[w];
 }
 
 std::int64_t EntrySet::count() const {
