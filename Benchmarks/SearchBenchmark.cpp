@@ -199,10 +199,11 @@ void registerRead(const Subject& subject, Mode mode) {
         const NamePool& names = index.namePoolLocked();
         constexpr std::size_t pieceBytes = std::size_t{1} << 20;
         const std::size_t each = mode == Mode::serial ? names.size() : pieceBytes;
-        for (auto _ : state)
+        for (auto _ : state) {
             performInPieces(names.size(), each, [&](std::size_t first, std::size_t last) {
                 benchmark::DoNotOptimize(sumOfWords(names.bytes() + first, last - first));
             });
+        }
         reportSizes(state, index.entriesLocked().size(), 0);
     }));
 }

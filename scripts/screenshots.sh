@@ -39,6 +39,27 @@ Projects/ledger/tests/invoice-samples.zip|640K|4 months
 Videos/invoice-walkthrough.mp4|88M|2 months
 FILES
 
+cat >"$HOME/Documents/Quarterly report.md" <<'TEXT'
+# Quarterly report
+
+Sales rose by 12 % against the same quarter of last
+year, mostly in the north. Three of the five new
+shops opened on time; two wait for their permits.
+
+| region | last year | this year |
+|--------|----------:|----------:|
+| north  |     1 240 |     1 611 |
+| south  |       980 |     1 004 |
+| west   |       455 |       462 |
+
+## Next
+
+- hire for the shop at the harbour
+- agree on prices with both suppliers
+- close the books of the old storehouse
+TEXT
+touch -d '2 days ago' "$HOME/Documents/Quarterly report.md"
+
 # draw NAME APPEARANCE OPTION...
 draw() {
     local file=$pictures/$1.png appearance=$2
@@ -52,5 +73,6 @@ draw PanelDark dark --in "$HOME" --query invoice
 draw PanelEmpty light --in "$HOME"
 draw PanelFuzzy dark --in "$HOME" --size 760x320 --query invpdf
 draw PanelNothing dark --in "$HOME" --size 760x320 --query '*.invoice'
+draw PanelPreview light --in "$HOME" --preview --query report
 # A tree that takes a moment.
 draw PanelIndexing light --early --in /usr --size 760x320 --query 'read'

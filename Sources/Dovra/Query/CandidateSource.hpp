@@ -3,8 +3,8 @@
 #include <memory>
 #include <optional>
 
-#include "Index/FileIndex.hpp"
 #include "Index/EntrySet.hpp"
+#include "Index/FileIndex.hpp"
 #include "Query/QueryNode.hpp"
 
 namespace dovra {

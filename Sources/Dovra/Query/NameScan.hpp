@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "Base/ByteNeedle.hpp"
-#include "Index/FileIndex.hpp"
 #include "Index/EntrySet.hpp"
+#include "Index/FileIndex.hpp"
 #include "Query/NeedleSet.hpp"
 
 namespace dovra {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "Base/ByteNeedle.hpp"
-#include "Index/FileIndex.hpp"
 #include "Index/EntrySet.hpp"
+#include "Index/FileIndex.hpp"
 #include "Query/NameScan.hpp"
 
 namespace dovra {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Index/FileIndex.hpp"
 #include "Index/EntrySet.hpp"
+#include "Index/FileIndex.hpp"
 #include "Query/QueryParser.hpp"
 #include "Query/SearchResult.hpp"
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "Base/ByteNeedle.hpp"
+#include "Index/EntrySet.hpp"
 #include "Index/FileIndex.hpp"
 #include "Index/NamePool.hpp"
-#include "Index/EntrySet.hpp"
 
 namespace dovra {
 
