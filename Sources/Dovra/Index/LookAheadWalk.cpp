@@ -1,6 +1,7 @@
 #include "Index/LookAheadWalk.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <list>
 #include <memory>
 #include <ranges>
@@ -21,6 +22,9 @@
 // sequence is the same for any number of threads. If its next folder is not finished, the walk lists it
 // itself or, while a helper lists it, the first free folder of the frontier.
 //
+// A listing that takes much longer than its entries explain has waited for the disk, and left its processor
+// to others. When that happens again and again, the walk takes further helpers: a disk serves many at once.
+//
 // A folder costs two short critical sections. The listings finished ahead of the walk have a bound on their
 // memory, and the folders kept open for their children have one on their number. The walk ends because each
 // folder is taken once and links are not followed.
@@ -39,6 +43,15 @@ constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
 /// Helpers pause too while more than this many folders ahead of the walk are kept open: a process may keep a
 /// thousand files open, often fewer.
 constexpr std::size_t maxOpenAhead = 32;
+
+/// The longest time that a listing takes which does not wait: several times what was measured.
+constexpr std::chrono::microseconds longestAwake(std::size_t entries) {
+    return std::chrono::microseconds(100 + 4 * entries);
+}
+
+/// The walk takes one more helper for each so many waits, up to this multiple of its usual threads.
+constexpr std::size_t waitsPerHelper = 8;
+constexpr std::size_t mostThreads = 4;
 
 /// An open folder from which others are opened by relative paths, so that a link in a folder's former place
 /// is not followed.
@@ -180,9 +193,8 @@ private:
 class Walk {
 public:
     explicit Walk(const WalkOptions& options) : options_(options), lister_(options) {
-        for (std::size_t i = 1; i < options.threads; ++i) {
-            helpers_.emplace_back([this](const std::stop_token& stop) { help(stop); });
-        }
+        for (std::size_t i = 1; i < options.threads; ++i)
+            addHelper();
     }
 
     void run(const std::vector<std::string>& roots,
@@ -219,6 +231,19 @@ private:
         changed_.notify_all();
     }
 
+    void addHelper() {
+        helpers_.emplace_back([this](const std::stop_token& stop) { help(stop); });
+    }
+
+    /// Adds a helper if listings wait for the disk, unless the walk is meant for one thread.
+    void addHelperForWaits() DOVRA_REQUIRES(mutex_) {
+        const std::size_t threads = 1 + helpers_.size();
+        if (waits_ < waitsPerHelper || options_.threads == 1 || threads >= mostThreads * options_.threads)
+            return;
+        waits_ = 0;
+        addHelper();
+    }
+
     void help(const std::stop_token& stop) {
         Spares spares;
         const MutexGuard lock(mutex_);
@@ -235,6 +260,7 @@ private:
     void finish(Folder& folder) {
         const MutexGuard lock(mutex_);
         while (folder.state != Folder::State::done) {
+            addHelperForWaits();
             Folder* next = folder.state == Folder::State::pending ? &folder : takeFirstPending();
             if (next != nullptr) {
                 next->state = Folder::State::beingListed;
@@ -266,16 +292,20 @@ private:
     /// Releases the mutex while it lists.
     void listUnlocked(Folder& folder, Spares& spares) DOVRA_REQUIRES(mutex_) {
         std::list<Folder*> children;
+        bool hasWaited = false;
         spares.balance(sharedSpares_);
         {
             const MutexUnlock unlocked(mutex_);
             folder.listing = spares.takeListing();
+            const auto start = std::chrono::steady_clock::now();
             lister_.list(folder, spares);
+            hasWaited = std::chrono::steady_clock::now() - start > longestAwake(folder.listing.count());
             for (const std::unique_ptr<Folder>& child : folder.children)
                 child->place = children.insert(children.begin(), child.get());
         }
         frontier_.splice(folder.place, children);
         frontier_.erase(folder.place);
+        waits_ += hasWaited ? 1 : 0;
         bytesAhead_ += folder.listing.memoryBytes();
         openAhead_ += folder.isKeptOpen ? 1 : 0;
         folder.state = Folder::State::done;
@@ -291,6 +321,7 @@ private:
     ConditionVariable changed_;
     std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
     Spares sharedSpares_ DOVRA_GUARDED_BY(mutex_);
+    std::size_t waits_ DOVRA_GUARDED_BY(mutex_) = 0;  ///< for the disk, since the last new helper
     std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 
