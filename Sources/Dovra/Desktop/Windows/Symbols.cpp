@@ -107,10 +107,10 @@ QPixmap symbolPixmap(Symbol symbol, const QColor& color, int points, qreal pixel
 Symbol symbolOf(const FileRow& row) {
     static const auto kinds = [] {
         std::vector<std::pair<ExtensionList, Symbol>> lists;
-        for (const FileKind& kind : Macros::kinds())
-            if (const auto found = std::ranges::find(kindRows, kind.words.front(), &KindRow::word);
-                found != kindRows.end())
-                lists.emplace_back(ExtensionList(kind.extensions), found->symbol);
+        for (const FileKind& kind : Macros::kinds()) {
+            const auto found = std::ranges::find(kindRows, kind.words.front(), &KindRow::word);
+            if (found != kindRows.end()) lists.emplace_back(ExtensionList(kind.extensions), found->symbol);
+        }
         return lists;
     }();
     if (row.isSymbolicLink) return Symbol::link;

@@ -15,7 +15,7 @@ bool isDark(const QPalette& palette) {
 }  // namespace
 
 QColor mixed(const QColor& first, const QColor& second, double share) {
-    const auto mix = [share](int a, int b) { return static_cast<int>(a + (b - a) * share + 0.5); };
+    const auto mix = [share](int a, int b) { return qRound(a + (b - a) * share); };
     return {mix(first.red(), second.red()), mix(first.green(), second.green()),
             mix(first.blue(), second.blue())};
 }
