@@ -124,16 +124,17 @@ std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, Test te
 
 /// The source of a node about an attribute.
 std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, const QueryNode& node) {
-    if (const auto* size = std::get_if<SizeFilter>(&node))
+    if (const auto* size = std::get_if<SizeFilter>(&node)) {
         return attributeSource(index, [filter = *size](const FileEntry& entry) {
             return !entry.isFolder() && filter.matches(entry.size);
         });
+    }
     const DateNode& date = std::get<DateNode>(node);
+    const DateFilter& filter = date.filter;
     if (date.field == DateField::modified)
-        return attributeSource(
-            index, [filter = date.filter](const FileEntry& entry) { return filter.matches(entry.modTime); });
-    return attributeSource(
-        index, [filter = date.filter](const FileEntry& entry) { return filter.matches(entry.crTime); });
+        return attributeSource(index,
+                               [filter](const FileEntry& entry) { return filter.matches(entry.modTime); });
+    return attributeSource(index, [filter](const FileEntry& entry) { return filter.matches(entry.crTime); });
 }
 
 class UnionSource : public CandidateSource {

@@ -87,7 +87,7 @@ struct WideProbe {
 template <std::size_t count>
 DOVRA_WIDE void probeWordsWide(const std::uint8_t* bytes, std::size_t wordCount,
                                std::span<const Probe> probes, std::uint64_t* masks) {
-    std::array<WideProbe, count> vectors;
+    std::array<WideProbe, count> vectors{};
     for (std::size_t p = 0; p < count; ++p)
         vectors[p] = {probes[p].distance, _mm512_set1_epi8(static_cast<char>(probes[p].byte.mask)),
                       _mm512_set1_epi8(static_cast<char>(probes[p].byte.value))};

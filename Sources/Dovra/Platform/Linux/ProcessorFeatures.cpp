@@ -1,6 +1,9 @@
 #include "Platform/ProcessorFeatures.hpp"
 
 #if defined(__x86_64__) && __has_include(<sys/platform/x86.h>)
+#if defined(__clang__)
+#define _Bool bool  // NOLINT(bugprone-reserved-identifier): the header is written in C
+#endif
 #include <sys/platform/x86.h>
 #endif
 
