@@ -91,6 +91,7 @@ protected:
         std::make_shared<MainQueue>([this] { ++wakes_; }, [this] { return now_; });
     std::deque<DispatchQueue::Work> searches_;
     std::vector<std::string> opens_;
+    std::stop_source closing_;
     test::FakeWorkspace workspace_;
     std::shared_ptr<FileIndex> index_ =
         test::makeIndex({"/d/", {"/d/a1", 30}, {"/d/a2", 10}, {"/d/a3", 20}, "/d/b", "/d/report"});
@@ -99,7 +100,8 @@ protected:
          .mainQueue = mainQueue_,
          .workspace = workspace_,
          .searchAsync = [this](DispatchQueue::Work work) { searches_.push_back(std::move(work)); },
-         .recordOpen = [this](std::string_view path) { opens_.emplace_back(path); }});
+         .recordOpen = [this](std::string_view path) { opens_.emplace_back(path); },
+         .closing = closing_.get_token()});
     const SearchState& state_ = model_->state();
 };
 
@@ -139,6 +141,13 @@ TEST_F(SearchViewModelTest, ShowsOnlyTheNewestAnswerWhicheverComesFirst) {
     const int wakes = wakes_;
     search();
     EXPECT_EQ(wakes_, wakes) << "nobody waits for that answer";
+    EXPECT_THAT(shown(), IsEmpty());
+}
+
+TEST_F(SearchViewModelTest, SearchesNoMoreWhenTheServicesClose) {
+    startSearch("a");
+    closing_.request_stop();
+    runSearch();
     EXPECT_THAT(shown(), IsEmpty());
 }
 

@@ -114,4 +114,10 @@ void DispatchQueue::sync(const Work& work) {
     done.get_future().wait();
 }
 
+bool DispatchQueue::syncWithin(std::chrono::milliseconds patience) {
+    const auto isDone = std::make_shared<std::promise<void>>();
+    async([isDone] { isDone->set_value(); });
+    return isDone->get_future().wait_for(patience) == std::future_status::ready;
+}
+
 }  // namespace dovra

@@ -37,6 +37,9 @@ public:
     /// wait for ever, and is a fatal error.
     void sync(const Work& work = [] {});
 
+    /// Waits until all earlier work is done. False when that takes longer.
+    bool syncWithin(std::chrono::milliseconds patience);
+
 private:
     struct State;
 

@@ -152,14 +152,19 @@ void AppServices::build(std::function<void(LiveIndex&)> ask) {
     });
 }
 
-void AppServices::close() {
-    stop_.request_stop();
-    // A running save ends soon, and must end before the last one begins.
-    savingQueue_.sync();
-    buildQueue_.sync([this] { live_.end(); });
+void AppServices::saveStores() {
     for (const auto& error : {frecency_->flush(), savedSearches_.flush()}) {
         if (error) options_.report(error->message);
     }
+}
+
+void AppServices::close() {
+    stop_.request_stop();
+    // First what waits for nobody.
+    saveStores();
+    // A running save ends soon, and must end before the last one begins.
+    savingQueue_.sync();
+    buildQueue_.sync([this] { live_.end(); });
 }
 
 bool AppServices::waitUntilReady(std::chrono::milliseconds deadline) {

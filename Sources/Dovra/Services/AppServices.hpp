@@ -63,9 +63,16 @@ public:
     /// Switches the trigram index on or off, and rebuilds. Returns whether it is on now.
     bool toggleTrigram();
 
+    /// Saves the user's stores now, and reports a failure.
+    void saveStores();
+
     /// An orderly end: stops watching and building, and saves the stores, and the index if it changed since
     /// the last save. Returns when that is done. No operation may be called afterwards.
     void close();
+
+    /// Tells of the end. Searches that read files must heed it: they hold the index's lock, so nothing else
+    /// could end.
+    std::stop_token closing() const { return stop_.get_token(); }
 
     bool waitUntilReady(std::chrono::milliseconds deadline) override;
     bool flush(std::chrono::milliseconds deadline) override;

@@ -1,10 +1,17 @@
 #include "Desktop/Model/AppDelegate.hpp"
 
+#include <chrono>
 #include <utility>
 
 #include "Base/Utf8.hpp"
 
 namespace dovra {
+
+namespace {
+
+constexpr std::chrono::seconds patienceAtTheEnd{2};
+
+}  // namespace
 
 void AppDelegate::launch(const LaunchRequest& request) {
     services_->start();
@@ -77,8 +84,9 @@ void AppDelegate::saveCurrentSearch() {
 
 void AppDelegate::terminate() {
     viewModel_->cancelSearch();
-    services_->searchQueue().sync();
-    services_->close();
+    services_->saveStores();
+    // A search that is stuck on a disk holds the index's lock. Then the cache stays as it was.
+    if (services_->searchQueue().syncWithin(patienceAtTheEnd)) services_->close();
 }
 
 }  // namespace dovra

@@ -62,7 +62,7 @@ public:
     MenuState menuState() const;
     void perform(const MenuItem& item);
 
-    /// Gives up searching, and saves the index and the stores. Nothing may be called afterwards.
+    /// Gives up searching, and saves the stores and the index. Nothing may be called afterwards.
     void terminate();
 
 private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <stop_token>
 
 #include "Base/PathText.hpp"
 #include "Base/ShownText.hpp"
@@ -35,6 +36,7 @@ std::shared_ptr<SearchViewModel> SearchViewModel::make(const std::shared_ptr<App
                            DispatchQueue::Work work) { services->searchQueue().async(std::move(work)); },
         .recordOpen = [services =
                            services.get()](std::string_view path) { services->frecency().recordOpen(path); },
+        .closing = services->closing(),
     });
     const std::weak_ptr<SearchViewModel> weak = model;
     services->onProgress = [weak](std::int64_t count, bool stillScanning) {
@@ -96,15 +98,17 @@ void SearchViewModel::runSearchNow() {
         return;
     }
     lastRowRefresh_ = environment_.mainQueue->now();
-    environment_.searchAsync([index = environment_.index, weak = weak_from_this(), mine,
-                              mainQueue = environment_.mainQueue,
-                              question = Question{state_.query, currentSortSpec(), stop_.get_token()}] {
-        auto found = std::make_shared<Answer>(answer(*index, question));
-        if (question.stop.stop_requested()) return;
-        mainQueue->async([weak, mine, found] {
-            if (const auto self = weak.lock()) self->apply(std::move(*found), mine);
+    environment_.searchAsync(
+        [index = environment_.index, weak = weak_from_this(), mine, mainQueue = environment_.mainQueue,
+         closing = environment_.closing, stop = stop_,
+         question = Question{state_.query, currentSortSpec(), stop_.get_token()}]() mutable {
+            const std::stop_callback ends(closing, [&stop] { stop.request_stop(); });
+            auto found = std::make_shared<Answer>(answer(*index, question));
+            if (question.stop.stop_requested()) return;
+            mainQueue->async([weak, mine, found] {
+                if (const auto self = weak.lock()) self->apply(std::move(*found), mine);
+            });
         });
-    });
 }
 
 /// For the queue of searches.

@@ -40,6 +40,7 @@ public:
         Workspace& workspace;                                  ///< outlives the model
         std::function<void(DispatchQueue::Work)> searchAsync;  ///< hands work to the queue for searches
         std::function<void(std::string_view path)> recordOpen;
+        std::stop_token closing = {};  ///< ends a running search too
     };
 
     static std::shared_ptr<SearchViewModel> make(Environment environment) {

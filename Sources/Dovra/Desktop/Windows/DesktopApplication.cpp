@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -67,6 +68,7 @@ public:
               reportRefusedHotKey) {
         auto* quitKey = new QAction(&panel_);
         quitKey->setShortcut(QKeySequence::Quit);
+        quitKey->setShortcutContext(Qt::ApplicationShortcut);
         QObject::connect(quitKey, &QAction::triggered, &panel_, [this] { quit(); });
         panel_.addAction(quitKey);
     }
@@ -80,7 +82,7 @@ public:
         panel_.present();
         showSaveDialog(&panel_, dialog, std::move(save));
     }
-    void quit() override { QApplication::quit(); }
+    void quit() override { QApplication::exit(0); }  // quit() asks the windows, which never close
 
 private:
     DesktopWorkspace workspace_;
@@ -116,7 +118,11 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
     QApplication::setWindowIcon(applicationIcon());
     std::optional<DesktopApplication> desktop;
     InstanceService instance([&](const LaunchRequest& request) { desktop->app().handle(request); });
-    if (!instance.claim()) return InstanceService::handOver(options.request) ? 0 : 1;
+    if (!instance.claim()) {
+        if (InstanceService::handOver(options.request)) return 0;
+        printError("dovra: the session's bus refuses its name, or the running panel does not answer\n");
+        return 1;
+    }
     desktop.emplace(services, loop.queue(), options.index.usesTrigram);
     desktop->app().launch(options.request);
     if (!services->savedSearches().hasFile())
@@ -124,7 +130,8 @@ int run(const LaunchOptions& options, const std::shared_ptr<AppServices>& servic
             "dovra: there is no folder to keep the index and saved searches in; they last until it quits\n");
     const int status = QApplication::exec();
     desktop->app().terminate();
-    return status;
+    // Everything is saved. A search or a preview that is stuck on a disk must not keep the process.
+    std::_Exit(status);
 }
 
 }  // namespace

@@ -38,10 +38,11 @@ void DesktopWorkspace::open(const std::string& path, Failed failed) {
                          opener->deleteLater();
                      });
     QObject::connect(opener, &QProcess::finished, opener, [opener, path, failed](int status) {
+        opener->deleteLater();
+        if (status == 0) return;
         std::error_code error;
         const bool isThere = std::filesystem::exists(path, error);
-        if (status != 0) failed((isThere ? "No application opens “" : "There is no longer “") + path + "”");
-        opener->deleteLater();
+        failed((isThere ? "No application opens “" : "There is no longer “") + path + "”");
     });
     opener->start(QStringLiteral("xdg-open"), {QString::fromLatin1(fileUrl(path).toEncoded())});
 }

@@ -3,6 +3,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "Base/Locks.hpp"
 #include "Platform/MainQueue.hpp"
 
 namespace dovra {
@@ -11,16 +12,23 @@ namespace dovra {
 class MainLoop {
 public:
     MainLoop();
-    ~MainLoop() { timer_->disconnect(); }
+    ~MainLoop();
     MainLoop(const MainLoop&) = delete;
     MainLoop& operator=(const MainLoop&) = delete;
 
     const std::shared_ptr<MainQueue>& queue() const { return queue_; }
 
 private:
+    /// What other threads reach of it, which may outlive it.
+    struct Alarm {
+        Mutex mutex;
+        QTimer* timer DOVRA_GUARDED_BY(mutex);
+    };
+
     void run();
 
-    std::shared_ptr<QTimer> timer_;  ///< for the next work; other threads wake it
+    QTimer timer_;  ///< for the next work
+    std::shared_ptr<Alarm> alarm_ = std::make_shared<Alarm>();
     std::shared_ptr<MainQueue> queue_;
 };
 
