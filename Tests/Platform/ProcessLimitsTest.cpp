@@ -1,9 +1,12 @@
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 
 #include "Platform/Descriptor.hpp"
@@ -23,14 +26,14 @@ TEST(ProcessLimits, HoldForAllThatFollows) {
     const std::string readable = tree.write("in/a");
     const std::string secret = tree.write("secret");
     const Descriptor writable(::open(secret.c_str(), O_WRONLY));
+    const ProcessLimits limits{.memoryBytes = RLIM_INFINITY,
+                               .processorTime = std::chrono::seconds(1),
+                               .openFiles = 16,
+                               .readableFolders = {tree.path("in"), tree.path("missing")}};
     constexpr int unguarded = 100;
     const int fault = test::inAChild([&] {
         (void)std::signal(SIGXFSZ, SIG_IGN);
-        if (confineProcess({.memoryBytes = RLIM_INFINITY,
-                            .processorTime = std::chrono::seconds(1),
-                            .openFiles = 16,
-                            .readableFolders = {tree.path("in"), tree.path("missing")}}))
-            return 1;
+        if (confineProcess(limits)) return 1;
         if (::write(writable.number(), "x", 1) >= 0 || errno != EFBIG) return 2;
         if (::socket(AF_INET, SOCK_STREAM, 0) >= 0 || ::socket(AF_UNIX, SOCK_STREAM, 0) >= 0) return 3;
         if (::kill(::getppid(), 0) == 0 || ::execl("/bin/true", "true", nullptr) == 0) return 4;
@@ -42,16 +45,53 @@ TEST(ProcessLimits, HoldForAllThatFollows) {
         while (opens(readable, O_RDONLY)) {
         }
         if (errno != EMFILE) return 7;
-        // Its child ends when the time for computing is over.
-        if (test::inAChild([] {
-                for (const volatile bool goesOn = true; goesOn;) {
-                }
-                return 0;
-            }) != -1)
-            return 8;
         return isGuarded ? 0 : unguarded;
     });
+    const int end = test::inAChild([&] {
+        if (confineProcess(limits)) return 1;
+        for (const volatile bool goesOn = true; goesOn;) {
+        }
+        return 0;
+    });
+    EXPECT_EQ(end, -1);
     if (fault == unguarded) GTEST_SKIP() << "this kernel guards no folders";
+    EXPECT_EQ(fault, 0);
+}
+
+TEST(ProcessLimits, LeaveNoWayToOtherProcesses) {
+    const std::array<long, 3> ways[] = {
+#ifdef SYS_fork
+        {SYS_fork},
+#endif
+        {SYS_clone, SIGCHLD},
+        {SYS_setsid},
+        {SYS_setpgid},
+        {SYS_unshare},
+        {SYS_shmget, 1},
+        {SYS_msgget, 1},
+        {SYS_semget, 1},
+        {SYS_keyctl},
+        {SYS_pidfd_open, ::getpid()},
+        {SYS_setpriority, PRIO_PROCESS, ::getpid()},
+        {SYS_prlimit64, ::getpid(), RLIMIT_CPU},
+        {SYS_fcntl, STDIN_FILENO, F_SETOWN},
+    };
+    for (const auto& [call, first, second] : ways) {
+        const int fault = test::inAChild([&] {
+            if (confineProcess({RLIM_INFINITY, std::chrono::seconds(60), 16, {}})) return 1;
+            return ::syscall(call, first, second, 0, 0, 0) == -1 && errno == EACCES ? 0 : 2;
+        });
+        EXPECT_EQ(fault, 0) << call;
+    }
+    // Its own limits, descriptors and threads stay.
+    const int fault = test::inAChild([] {
+        if (confineProcess({RLIM_INFINITY, std::chrono::seconds(60), 16, {}})) return 1;
+        struct rlimit limit {};
+        if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_max != 16) return 2;
+        if (::fcntl(STDERR_FILENO, F_GETFD) < 0) return 3;
+        std::jthread([] {}).join();
+        return 0;
+    });
     EXPECT_EQ(fault, 0);
 }
 

@@ -19,7 +19,7 @@ protected:
     Preview load(const std::string& path, const std::string& script = "exit 1") const {
         const std::string decoder = tree_.write("decoder", "#!/bin/sh\n" + script + "\n");
         std::filesystem::permissions(decoder, std::filesystem::perms::owner_all);
-        return loadWith(decoder, path, script.ends_with("sleep 1000") ? 400ms : 60s);
+        return loadWith(decoder, path, script.ends_with("sleep 1000") ? 2s : 60s);
     }
     Preview loadWith(const std::string& decoder, const std::string& path,
                      std::chrono::milliseconds patience = 60s) const {

@@ -17,8 +17,9 @@ struct ProcessLimits {
 };
 
 /// Confines this process to the limits, for the rest of its life. Beyond them it can write to no file, leaves
-/// no core dump, gains no privileges, starts no program, opens no socket, and reaches into no other process.
-/// Descriptors that are open already stay usable. Called before the first thread is started.
+/// no core dump, gains no privileges, opens no socket, and starts threads but no process. It can signal,
+/// trace and reschedule no other process, shares no memory, messages or keys with one, and stays in its
+/// process group. Descriptors that are open already stay usable. Called before the first thread is started.
 ///
 /// Returns a message when the system refuses a limit. A kernel that cannot guard folders (Linux before 5.13)
 /// leaves reading as it is, because the other limits hold all the same.
