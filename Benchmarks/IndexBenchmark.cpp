@@ -180,12 +180,13 @@ void saveCache(benchmark::State& state) {
 }
 
 /// Loads the file, which the system has in memory, into an index that is ready for searches.
-void loadCache(benchmark::State& state) {
+void loadCache(benchmark::State& state, bool withTrigrams) {
     const CacheFolder folder;
     const IndexCache cache(cacheFileName(syntheticRoot));
     saveTo(cache, syntheticIndex(million), state);
     for (auto _ : state) {
         FileIndex index;
+        if (withTrigrams) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
         if (!cache.load(index, anySubject)) state.SkipWithError("the cache was refused");
         state.PauseTiming();
         index.reset();
@@ -201,7 +202,14 @@ BENCHMARK(findByPath)->Name("folders/find_by_path/1M")->UseRealTime();
 BENCHMARK(findChild)->Name("folders/find_child/1M")->UseRealTime();
 BENCHMARK(buildPath)->Name("folders/build_path/1M")->UseRealTime();
 BENCHMARK(saveCache)->Name("cache/save/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(loadCache)->Name("cache/load/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(loadCache, plain, false)
+    ->Name("cache/load/1M")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(loadCache, with_trigrams, true)
+    ->Name("cache/load_with_trigrams/1M")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -83,7 +83,7 @@ std::vector<EntryId> TrigramIndex::intersectSorted(Ids a, Ids b) {
 void TrigramIndex::add(EntryId id, std::string_view name) {
     if (name.size() < trigramLength) return;
     const WriteGuard guard(lock_);
-    post(id, name, 0, 1);
+    post(id, name, 0, shardCount);
 }
 
 bool TrigramIndex::addAll(std::span<const FileEntry> entries, const NamePool& names,
@@ -93,19 +93,21 @@ bool TrigramIndex::addAll(std::span<const FileEntry> entries, const NamePool& na
     // Each thread reads all names and has parts of its own: lists then grow in order and without locks.
     const std::size_t threads = std::min(activeProcessorCount(), shardCount);
     concurrentPerform(threads, [&](std::size_t thread) {
+        const std::size_t first = shardCount * thread / threads;
+        const std::size_t last = shardCount * (thread + 1) / threads;
         for (std::size_t i = 0; i < entries.size(); ++i) {
             if (i % entriesPerCheck == 0 && stop.stop_requested()) return;
-            post(static_cast<EntryId>(i), names.slice(entries[i].nameOffset, entries[i].nameLen), thread,
-                 threads);
+            const std::string_view name = names.slice(entries[i].nameOffset, entries[i].nameLen);
+            post(static_cast<EntryId>(i), name, first, last);
         }
     });
     return !stop.stop_requested();
 }
 
-void TrigramIndex::post(EntryId id, std::string_view name, std::size_t first, std::size_t step) {
+void TrigramIndex::post(EntryId id, std::string_view name, std::size_t first, std::size_t last) {
     forEachTrigram(name, [&](Trigram trigram) DOVRA_UNCHECKED_LOCKING {
         const std::size_t shard = shardOf(trigram);
-        if (shard % step != first) return;
+        if (shard < first || shard >= last) return;
         PodVector<EntryId>& list = shards_[shard][trigram];
         // The name may have the trigram more than once.
         if (list.empty() || list.back() != id) list.push_back(id);

@@ -87,11 +87,13 @@ private:
     using Postings = std::unordered_map<Trigram, PodVector<EntryId>>;
 
     /// Parts that several threads can fill at once.
-    static constexpr std::size_t shardCount = 64;
-    static std::size_t shardOf(Trigram trigram) { return trigram * 0x9E3779B1U >> 26; }
+    static constexpr std::size_t shardCount = 4;
+    /// Trigrams that differ in their last byte stay together, near in memory as they are in names.
+    static std::size_t shardOf(Trigram trigram) { return (trigram >> 8) * 0x9E3779B1U >> 30; }
 
-    /// Posts `id` under the name's trigrams in every `step`th part from the part `first` on.
-    void post(EntryId id, std::string_view name, std::size_t first, std::size_t step) DOVRA_UNCHECKED_LOCKING;
+    /// Posts `id` under those of the name's trigrams whose parts lie from `first` up to but not including
+    /// `last`.
+    void post(EntryId id, std::string_view name, std::size_t first, std::size_t last) DOVRA_UNCHECKED_LOCKING;
 
     /// The entries posted under the trigram, valid until the next change.
     std::span<const EntryId> listLocked(Trigram trigram) const DOVRA_REQUIRES_SHARED(lock_);
