@@ -112,6 +112,12 @@ class Panel(Session):
         for visible in [True, False, True]:
             self.xdotool("key", "alt+space")
             self.wait_for_panel(visible)
+        # It is on every workspace, so the key hides what the user sees.
+        self.xdotool("set_desktop", "1")
+        self.wait_until(lambda: self.xdotool("get_desktop") == "1")
+        for key, visible in [("Escape", False), ("alt+space", True)]:
+            self.xdotool("key", key)
+            self.wait_for_panel(visible)
         # Further starts reach the first one, also from where no display is.
         for arguments in [["--toggle"], ["--query", "other"]]:
             outcome = self.run_program(*arguments, variables={"DISPLAY": ""})
