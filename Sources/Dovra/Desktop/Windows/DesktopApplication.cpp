@@ -67,6 +67,7 @@ public:
               reportRefusedHotKey) {
         auto* quitKey = new QAction(&panel_);
         quitKey->setShortcut(QKeySequence::Quit);
+        quitKey->setShortcutContext(Qt::ApplicationShortcut);
         QObject::connect(quitKey, &QAction::triggered, &panel_, [this] { quit(); });
         panel_.addAction(quitKey);
     }
@@ -80,7 +81,7 @@ public:
         panel_.present();
         showSaveDialog(&panel_, dialog, std::move(save));
     }
-    void quit() override { QApplication::quit(); }
+    void quit() override { QApplication::exit(0); }  // quit() asks the windows, which never close
 
 private:
     DesktopWorkspace workspace_;
