@@ -13,8 +13,8 @@ struct X11Session {
     /// Whether windows may be translucent.
     static bool isComposited();
 
-    /// Lets a window that is not shown yet appear on all workspaces at once. Window managers forget it when the
-    /// window is hidden.
+    /// Lets a window that is not shown yet appear on all workspaces at once. Window managers forget it when
+    /// the window is hidden.
     static void showOnAllWorkspaces(WId window);
 };
 
