@@ -134,6 +134,20 @@ TEST_F(AppDelegateTest, SavesAppliesAndRemovesSearches) {
                 ElementsAre(SavedSearch{fortyCharacters, fortyCharacters + " further"}));
 }
 
+TEST_F(AppDelegateTest, ReadsInTheBackgroundWhatOtherProcessesSave) {
+    SavedSearchStore other(SavedSearchStore::defaultURL());
+    other.save("theirs", "x");
+    ASSERT_FALSE(other.flush());
+    bool isRefreshed = false;
+    EXPECT_THAT(app_.menuState().savedSearches, ElementsAre()) << "a menu waits for no file";
+    app_.refreshMenuState([&] { isRefreshed = true; });
+    EXPECT_TRUE(test::waitUntil([&] {
+        mainQueue_->run();
+        return isRefreshed;
+    }));
+    EXPECT_THAT(app_.menuState().savedSearches, ElementsAre(SavedSearch{"theirs", "x"}));
+}
+
 TEST(StatusMenu, HasItsItemsInOrder) {
     EXPECT_THAT(lines(statusMenu({})),
                 ElementsAre("Show Search  (Alt+Space)", "Find Duplicate Files", "Saved Searches", "-",

@@ -160,7 +160,12 @@ class Tray(Access):
         # Another process saves. "_" marks a letter there, and "__" stands for itself.
         self.assertEqual(self.run_program("--saved", "--add", b"a_b & <b> & c\n\xff", "a").status, 0)
         shown = "a__b _& <b> & c\\n\ufffd"
-        self.assertEqual([*self.saved()], [shown, "-", "Remove Saved Search", "Save Current Search…"])
+        updates: list[Any] = []
+        self.bus.signal_subscribe(None, MENU, "LayoutUpdated", None, None, 0, lambda *call: updates.append(call))
+        self.saved()
+        self.wait_until_done(lambda: updates)
+        items = [shown, "-", "Remove Saved Search", "Save Current Search…"]
+        self.wait_until(lambda: [*self.saved()] == items)
         self.click(self.saved()[shown][0])
         # The query can be saved now.
         self.wait_until(lambda: self.saved()["Save Current Search…"][1].get("enabled", True))

@@ -64,7 +64,7 @@ class Session(DesktopSession):
     def wait_for_panel(self, visible: bool = True) -> None:
         """Waits until the panel has the keyboard, or is gone."""
         if visible:
-            self.wait_until(lambda: self.xdotool("getactivewindow", "getwindowname") == "Dovra")
+            self.wait_until(lambda: self.xdotool("getwindowfocus", "getwindowname") == "Dovra")
         else:
             self.wait_until(lambda: not self.xdotool("search", "--onlyvisible", "--name", "^Dovra$"))
 
@@ -74,6 +74,10 @@ class Panel(Session):
     def previewed(self) -> str:
         """The title of the preview window; empty when there is none."""
         return self.xdotool("search", "--onlyvisible", "--name", "^Preview of", "getwindowname").split(" — ")[0]
+
+    def press_in_preview(self, key: str) -> None:
+        """Presses the key with the keyboard in the preview window."""
+        self.xdotool("search", "--onlyvisible", "--name", "^Preview of", "windowactivate", "--sync", "key", key)
 
     def test_a_user_previews_rows_without_leaving_the_panel(self) -> None:
         for name in [b"a one", b"a two"]:
@@ -89,7 +93,7 @@ class Panel(Session):
         self.xdotool("key", "Up")
         self.wait_until(lambda: self.previewed() == "Preview of a one")
         # With the keyboard it has the same keys.
-        self.xdotool("search", "--onlyvisible", "--name", "^Preview of", "windowactivate", "--sync", "key", "Down")
+        self.press_in_preview("Down")
         self.wait_until(lambda: self.previewed() == "Preview of a two")
         for key, preview in [("Escape", ""), ("ctrl+y", "Preview of a two"), ("space", "")]:
             self.xdotool("key", key)
@@ -97,6 +101,20 @@ class Panel(Session):
             self.wait_for_panel()
         self.xdotool("key", "Escape")
         self.wait_for_panel(visible=False)
+
+    def test_a_user_ends_the_program_while_there_is_a_preview(self) -> None:
+        self.write("found")
+        for press in [lambda key: self.xdotool("key", key), self.press_in_preview]:
+            panel = self.start_program("--in", self.root, "--query", "found")
+            self.wait_for_panel()
+            self.xdotool("key", "Return")
+            self.wait_for_opened(b"found")
+            self.opened.unlink()
+            self.xdotool("key", "ctrl+y")
+            self.wait_until(lambda: self.previewed() != "")
+            self.wait_for_panel()
+            press("ctrl+q")
+            self.assertEqual(panel.wait(60), 0)
 
     def test_a_user_calls_the_panel_finds_and_opens(self) -> None:
         first, second = b"found \xff & <b>", b"other"
@@ -111,6 +129,12 @@ class Panel(Session):
         self.wait_for_panel(visible=False)
         for visible in [True, False, True]:
             self.xdotool("key", "alt+space")
+            self.wait_for_panel(visible)
+        # It is on every workspace, so the key hides what the user sees.
+        self.xdotool("set_desktop", "1")
+        self.wait_until(lambda: self.xdotool("get_desktop") == "1")
+        for key, visible in [("Escape", False), ("alt+space", True)]:
+            self.xdotool("key", key)
             self.wait_for_panel(visible)
         # Further starts reach the first one, also from where no display is.
         for arguments in [["--toggle"], ["--query", "other"]]:

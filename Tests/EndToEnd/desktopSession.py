@@ -15,8 +15,10 @@ from urllib.parse import unquote_to_bytes
 
 from harness import PROGRAM, ProgramTest
 
-# A window manager that has no keys of its own.
-OPENBOX = '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>'
+# A window manager with two workspaces, without keys of its own.
+OPENBOX = """<openbox_config xmlns="http://openbox.org/3.4/rc">
+  <keyboard/><desktops><number>2</number><popupTime>0</popupTime></desktops>
+</openbox_config>"""
 HAS_WINDOWS = Path(PROGRAM).with_name("dovra_desktop.so").exists()
 
 

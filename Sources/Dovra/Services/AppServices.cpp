@@ -135,6 +135,15 @@ bool AppServices::toggleTrigram() {
     return isUsed;
 }
 
+void AppServices::refreshSavedSearches(std::function<void()> refreshed) {
+    refreshQueue_.async([weak = weak_from_this(), refreshed = std::move(refreshed)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        self->savedSearches_.refresh();
+        self->options_.postToMain(refreshed);
+    });
+}
+
 /// The index counts as not ready from this call on, although earlier work on the queue comes first.
 void AppServices::build(std::function<void(LiveIndex&)> ask) {
     {

@@ -44,6 +44,9 @@ public:
 
     FrecencyStore& frecency() { return *frecency_; }
     SavedSearchStore& savedSearches() { return savedSearches_; }
+    /// Takes over the searches that other processes have saved, which may wait for the disk. Returns at once.
+    /// `refreshed` is called on the main queue.
+    void refreshSavedSearches(std::function<void()> refreshed);
     /// For searches of a user interface, off its main thread.
     DispatchQueue& searchQueue() { return searchQueue_; }
 
@@ -99,6 +102,7 @@ private:
     DispatchQueue searchQueue_{"dovra.search", QualityOfService::userInteractive};
     std::shared_ptr<FrecencyStore> frecency_;
     SavedSearchStore savedSearches_;
+    DispatchQueue refreshQueue_{"dovra.refresh", QualityOfService::userInitiated};
     DispatchQueue buildQueue_{"dovra.build", QualityOfService::userInitiated};
     DispatchQueue savingQueue_{"dovra.saving", QualityOfService::userInitiated};
     DispatchQueue readingQueue_{"dovra.reading", QualityOfService::background};

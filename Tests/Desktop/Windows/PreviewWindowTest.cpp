@@ -105,6 +105,44 @@ TEST_F(PreviewWindowTest, ShowsTheNewestSelectionAndDropsLateAnswers) {
     EXPECT_FALSE(preview_.isWaiting() || preview_.isShown());
 }
 
+TEST_F(PreviewWindowTest, LeavesStuckLoadsBehindAndSaysSo) {
+    constexpr const char16_t* said = u"No preview: the disk does not answer";
+    tree_.write("file", "text");
+    const FileRow file = row("file");
+    std::vector<DispatchQueue::Work> stuck;
+    const auto waitInVain = [&] {
+        now_ += PreviewRequests::patience;
+        queue_->run();
+    };
+    for (int i = 0; i < PreviewRequests::mostStuck; ++i) {
+        preview_.dismiss();
+        preview_.present(&file, rows_);
+        waitForPause();
+        EXPECT_EQ(shownText(), u"");
+        ASSERT_EQ(loads_.size(), 1U) << "whatever is stuck";
+        stuck.push_back(std::exchange(loads_, {}).front());
+        if (i > 0) {
+            waitInVain();
+            EXPECT_EQ(shownText(), said);
+            continue;
+        }
+        // The next row waits for the one before, and is not blamed.
+        present(file);
+        EXPECT_EQ(shownText(), u"");
+        waitInVain();
+        runLoads();
+        EXPECT_EQ(shownText(), u"text");
+    }
+    preview_.dismiss();
+    present(file);
+    EXPECT_EQ(shownText(), said) << "at once";
+    stuck.front()();
+    queue_->run();
+    EXPECT_EQ(shownText(), said) << "not what was loaded for another row";
+    present(file);
+    EXPECT_EQ(shownText(), u"text") << "the disk answers again";
+}
+
 TEST_F(PreviewWindowTest, ListsAFolderFromTheIndex) {
     std::vector<test::IndexItem> items;
     for (int i = 0; i < 600; ++i)

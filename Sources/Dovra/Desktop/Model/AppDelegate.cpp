@@ -43,7 +43,6 @@ void AppDelegate::showQuery(std::string query) {
 }
 
 MenuState AppDelegate::menuState() const {
-    services_->savedSearches().refresh();
     return {.usesTrigram = usesTrigram_,
             .savedSearches = services_->savedSearches().items(),
             .query = viewModel_->state().query};

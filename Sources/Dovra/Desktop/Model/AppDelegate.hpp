@@ -58,8 +58,13 @@ public:
     void showPanel() { windows_.showPanel(); }
     void togglePanel();
 
-    /// What the menus depend on at this moment.
+    /// What the menus depend on, as far as this process knows.
     MenuState menuState() const;
+    /// Reads in the background what other processes have saved. `refreshed` is called when the menus' state
+    /// has it.
+    void refreshMenuState(std::function<void()> refreshed) {
+        services_->refreshSavedSearches(std::move(refreshed));
+    }
     void perform(const MenuItem& item);
 
     /// Gives up searching, and saves the stores and the index. Nothing may be called afterwards.

@@ -25,6 +25,7 @@
 #include "Desktop/Windows/SlimScrollBar.hpp"
 #include "Desktop/Windows/Symbols.hpp"
 #include "Desktop/Windows/ToolkitText.hpp"
+#include "Platform/LooseThreads.hpp"
 
 namespace dovra {
 
@@ -62,10 +63,11 @@ std::string summaryOf(const FileRow& row) {
 
 PreviewWindow::Environment PreviewWindow::environment(const std::shared_ptr<AppServices>& services,
                                                       std::shared_ptr<MainQueue> mainQueue) {
-    const auto queue = std::make_shared<DispatchQueue>("dovra.preview", QualityOfService::userInitiated);
+    // Stuck work would take the threads of the queues, and keep the process from its end.
+    const auto threads = std::make_shared<LooseThreads>("dovra.preview");
     return {.index = {services, &services->index()},
             .mainQueue = std::move(mainQueue),
-            .loadAsync = [queue](DispatchQueue::Work work) { queue->async(std::move(work)); },
+            .loadAsync = [threads](DispatchQueue::Work work) { threads->async(std::move(work)); },
             .loader = PreviewLoader(previewDecoderPath(), ThumbnailCache::ofUser())};
 }
 

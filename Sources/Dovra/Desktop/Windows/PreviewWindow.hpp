@@ -26,7 +26,7 @@ public:
     struct Environment {
         std::shared_ptr<const FileIndex> index;
         std::shared_ptr<MainQueue> mainQueue;
-        std::function<void(DispatchQueue::Work)> loadAsync;  ///< hands work to a serial background queue
+        std::function<void(DispatchQueue::Work)> loadAsync;  ///< see `PreviewRequests::make`
         PreviewLoader loader;
     };
 

@@ -5,6 +5,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusReply>
 #include <QDBusServiceWatcher>
+#include <QPointer>
+#include <algorithm>
 
 #include "Desktop/Windows/ApplicationIcon.hpp"
 #include "Desktop/Windows/X11Session.hpp"
@@ -19,8 +21,12 @@ const auto hostName = QStringLiteral("org.kde.StatusNotifierWatcher");
 
 StatusItem::StatusItem(AppDelegate& app, PanelWindow& panel) : app_(app), panel_(panel) {
     // Made anew at each opening: searches are saved meanwhile, also by other processes.
-    connect(&menu_, &QMenu::aboutToShow, this, [this] { fill(); });
+    connect(&menu_, &QMenu::aboutToShow, this, [this] {
+        fill();
+        refresh();
+    });
     setHost(false);
+    refresh();
     watchForHost();
 }
 
@@ -30,19 +36,27 @@ void StatusItem::fill() {
     if (items == items_) return;
     items_ = std::move(items);
     fillMenu(menu_, items_, write_, [this](const MenuItem& item) { perform(item); });
-    const QList<QAction*> actions = menu_.actions();
-    for (std::size_t i = 0; i < items_.size(); ++i) {
-        QMenu* saved = actions[qsizetype(i)]->menu();
-        if (saved == nullptr) continue;
-        connect(saved, &QMenu::aboutToShow, this, [this, saved, i] { fillSaved(*saved, items_[i].submenu); });
-    }
+    const auto saved =
+        std::ranges::find_if(items_, [](const MenuItem& item) { return !item.submenu.empty(); });
+    savedPlace_ = saved - items_.begin();
+    connect(savedMenu(), &QMenu::aboutToShow, this, [this] {
+        fillSaved();
+        refresh();
+    });
 }
 
-void StatusItem::fillSaved(QMenu& menu, std::vector<MenuItem>& shown) {
+void StatusItem::fillSaved() {
     auto items = savedSearchesMenu(app_.menuState());
+    auto& shown = items_[std::size_t(savedPlace_)].submenu;
     if (items == shown) return;
     shown = std::move(items);
-    fillMenu(menu, shown, write_, [this](const MenuItem& item) { perform(item); });
+    fillMenu(*savedMenu(), shown, write_, [this](const MenuItem& item) { perform(item); });
+}
+
+void StatusItem::refresh() {
+    app_.refreshMenuState([self = QPointer(this)] {
+        if (self) self->fillSaved();
+    });
 }
 
 void StatusItem::perform(const MenuItem& item) {

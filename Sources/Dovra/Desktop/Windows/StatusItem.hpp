@@ -2,6 +2,7 @@
 
 #include <QMenu>
 #include <QSystemTrayIcon>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -21,7 +22,11 @@ public:
 
 private:
     void fill();
-    void fillSaved(QMenu& menu, std::vector<MenuItem>& shown);
+    QMenu* savedMenu() const { return menu_.actions()[savedPlace_]->menu(); }
+    void fillSaved();
+    /// Fills the submenu again, also while it is open, once the searches that other processes have saved are
+    /// read.
+    void refresh();
     void perform(const MenuItem& item);
     void watchForHost();
     /// A status area on the session's bus draws the menu itself.
@@ -31,7 +36,8 @@ private:
     PanelWindow& panel_;
     QMenu menu_;
     MenuTextWriter write_ = menuText;
-    std::vector<MenuItem> items_;  ///< in the menu
+    std::vector<MenuItem> items_;    ///< in the menu
+    std::ptrdiff_t savedPlace_ = 0;  ///< among them, of the submenu of saved searches
     std::unique_ptr<QSystemTrayIcon> icon_;
 };
 

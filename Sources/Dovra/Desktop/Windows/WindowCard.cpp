@@ -53,6 +53,12 @@ QToolButton* WindowCard::makeSymbolButton(std::string_view name) {
     return button;
 }
 
+/// Comes before the window is on screen.
+void WindowCard::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    X11Session::showOnAllWorkspaces(winId());
+}
+
 void WindowCard::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton) windowHandle()->startSystemMove();
 }

@@ -6,8 +6,8 @@
 
 namespace dovra {
 
-/// A window without a frame, drawn as a card with round corners where the display can show them. Pressing it
-/// where no control is moves it.
+/// A window without a frame, drawn as a card with round corners where the display can show them. It is on all
+/// workspaces. Pressing it where no control is moves it.
 class WindowCard : public QWidget {
 public:
     explicit WindowCard(QWidget* parent = nullptr);
@@ -16,6 +16,7 @@ protected:
     /// The part at the lower edge, which has the colour of chrome.
     void setFoot(const QWidget* foot) { foot_ = foot; }
 
+    void showEvent(QShowEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
