@@ -210,9 +210,11 @@ bool PanelWindow::decideKey(const QKeyEvent& event) {
     const bool isPreviewVisible = preview_ != nullptr && preview_->isShown();
     const KeyPress press{.code = keyCodeOf(event.key(), event.nativeScanCode()),
                          .command = holdsCommand(static_cast<std::uint32_t>(event.modifiers()))};
-    const KeyAction action = panelKeyAction(press, {.hasKeys = isVisible() && isActiveWindow(),
-                                                    .navigating = model_->state().navigating,
-                                                    .isPreviewVisible = isPreviewVisible});
+    // After a quick hide and show the toolkit counts no window as active, although this one has the keyboard.
+    const bool hasKeys = isVisible() && QGuiApplication::focusWindow() == windowHandle();
+    const KeyAction action = panelKeyAction(
+        press,
+        {.hasKeys = hasKeys, .navigating = model_->state().navigating, .isPreviewVisible = isPreviewVisible});
     react(action);
     return action != KeyAction::pass;
 }
