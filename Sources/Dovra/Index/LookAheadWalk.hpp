@@ -25,8 +25,8 @@ struct WalkOptions {
     std::function<bool(std::string_view fullPath)> entersChild = [](std::string_view) { return true; };
     static constexpr std::size_t maxAskedPathBytes = 512;
 
-    /// Threads that list folders, the caller's included; at least 1. Where listings wait for the disk, two or more
-    /// become up to four times as many.
+    /// Threads that list folders, the caller's included; at least 1. Where listings wait for the disk, two or
+    /// more become up to four times as many.
     std::size_t threads = 1;
 
     /// A request to stop ends the walk at once, after one more system call on each thread.
