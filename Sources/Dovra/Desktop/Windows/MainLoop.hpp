@@ -22,7 +22,7 @@ private:
     /// What other threads reach of it, which may outlive it.
     struct Alarm {
         Mutex mutex;
-        QTimer* timer DOVRA_GUARDED_BY(mutex);
+        QTimer* timer DOVRA_GUARDED_BY(mutex) = nullptr;
     };
 
     void run();
