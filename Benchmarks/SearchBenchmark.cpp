@@ -53,6 +53,8 @@ const QueryCase nameQueries[] = {
     {"or", "zephyr|socket|matrix"},
     {"or/thousands", thousandsOfTerms, few},
     {"not", "zephyr !js", few},
+    {"not/alone", "!js"},
+    {"not/in_paths", "!/."},
     {"everything", ""},
     {"one_letter", "e"},
     {"extension", "ext:epub"},

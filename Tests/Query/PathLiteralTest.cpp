@@ -1,3 +1,4 @@
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -7,6 +8,14 @@
 namespace dovra {
 namespace {
 
+std::int64_t hitCount(const FileIndex& index, std::string_view literal) {
+    const ReadGuard guard(index.rwlock);
+    const auto entries = static_cast<EntryId>(index.entriesLocked().size());
+    EntrySet hits(index.entriesLocked().size());
+    PathLiteral(index, literal, true).scan({0, entries}, hits);
+    return hits.count();
+}
+
 TEST(PathLiteral, CountsSlashes) {
     EXPECT_FALSE(PathLiteral::canSearch(""));
     std::string literal;
@@ -14,11 +23,19 @@ TEST(PathLiteral, CountsSlashes) {
         literal += "/a";
     EXPECT_TRUE(PathLiteral::canSearch(literal));
     EXPECT_FALSE(PathLiteral::canSearch(literal + "/"));
-    const auto deep = test::makeIndex({literal + "/a/a/b"});
-    const ReadGuard guard(deep->rwlock);
-    EntrySet hits(deep->entriesLocked().size());
-    PathLiteral(*deep, literal, true).scan({0, static_cast<EntryId>(deep->entriesLocked().size())}, hits);
-    EXPECT_EQ(hits.count(), 4);
+    EXPECT_EQ(hitCount(*test::makeIndex({literal + "/a/a/b"}), literal), 4);
+}
+
+// The names of many folders are searched together.
+TEST(PathLiteral, FindsEachOfManyFolders) {
+    std::vector<test::IndexItem> files;
+    for (int i = 100; i < 400; ++i)
+        files.emplace_back(fmt::format("/{}x/file", i));
+    const auto index = test::makeIndex(files);
+    for (int i = 100; i < 400; ++i) {
+        EXPECT_EQ(hitCount(*index, fmt::format("{}X", i)), 2) << i;
+        EXPECT_EQ(hitCount(*index, fmt::format("x{}", i)), 0) << i;
+    }
 }
 
 }  // namespace

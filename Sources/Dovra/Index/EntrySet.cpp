@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Base/BitCount.hpp"
+
 namespace dovra {
 
 std::uint64_t EntrySet::within(EntryRange range, std::size_t w) {
@@ -25,6 +27,12 @@ void EntrySet::erase(EntryRange range) {
     }
 }
 
+void EntrySet::flip(EntryRange range) {
+    for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
+        words_[w] ^= within(range, w);
+    }
+}
+
 void EntrySet::erase(EntryRange range, const EntrySet& others) {
     const std::size_t words = std::min(others.words_.size(), wordOf(range.last + entriesPerWord - 1));
     for (std::size_t w = wordOf(range.first); w < words; ++w)
@@ -34,7 +42,7 @@ void EntrySet::erase(EntryRange range, const EntrySet& others) {
 std::int64_t EntrySet::count() const {
     std::int64_t count = 0;
     for (const std::uint64_t word : words_)
-        count += std::popcount(word);
+        count += countBits(word);
     return count;
 }
 

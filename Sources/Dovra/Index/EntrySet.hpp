@@ -51,6 +51,9 @@ public:
 
     void erase(EntryRange range);
 
+    /// Erases those of the range that are in the set, and adds the others.
+    void flip(EntryRange range);
+
     /// Erases those of the range that are in `others` too, which may be made for fewer entries. The range
     /// begins at a multiple of 64.
     void erase(EntryRange range, const EntrySet& others);

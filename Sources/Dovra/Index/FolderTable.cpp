@@ -25,18 +25,6 @@ std::string_view withoutRootSlash(std::string_view path) {
 
 }  // namespace
 
-std::string_view FolderTable::name(DirIndex folder) const {
-    const auto next = static_cast<std::size_t>(folder) + 1;
-    const std::size_t start = folders_[next - 1].nameOffset;
-    const std::size_t end = next < folders_.size() ? folders_[next].nameOffset : names_.size();
-    return {names_.data() + start, end - start};
-}
-
-std::optional<DirIndex> FolderTable::parent(DirIndex folder) const {
-    const DirIndex stored = folders_[static_cast<std::size_t>(folder)].parent;
-    return stored == none ? std::nullopt : std::optional(stored);
-}
-
 std::string FolderTable::path(DirIndex folder) const {
     std::string path(pathBytes(folder), '/');
     for (std::optional<DirIndex> at = folder; at; at = parent(*at)) {

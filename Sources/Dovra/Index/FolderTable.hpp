@@ -43,11 +43,26 @@ public:
     }
 
     /// The stored parent; absent for a folder that keeps its whole path.
-    std::optional<DirIndex> parent(DirIndex folder) const;
+    std::optional<DirIndex> parent(DirIndex folder) const {
+        const DirIndex stored = folders_[static_cast<std::size_t>(folder)].parent;
+        return stored == none ? std::nullopt : std::optional(stored);
+    }
 
     /// The folder's own name, or the whole path of a folder that keeps it. "/" gives "", so that the path of
     /// a child is always parent + "/" + name.
-    std::string_view name(DirIndex folder) const;
+    std::string_view name(DirIndex folder) const {
+        const auto next = static_cast<std::size_t>(folder) + 1;
+        const std::size_t start = folders_[next - 1].nameOffset;
+        const std::size_t end = next < folders_.size() ? folders_[next].nameOffset : names_.size();
+        return {names_.data() + start, end - start};
+    }
+
+    /// The names of the folders from `first` up to but not including `last`, back to back.
+    std::string_view names(DirIndex first, DirIndex last) const {
+        const std::string_view lastName = name(last - 1);
+        const char* start = name(first).data();
+        return {start, static_cast<std::size_t>(lastName.data() + lastName.size() - start)};
+    }
 
     /// The folders that keep their whole path.
     const std::vector<DirIndex>& roots() const { return roots_; }

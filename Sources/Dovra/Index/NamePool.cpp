@@ -1,8 +1,8 @@
 #include "Index/NamePool.hpp"
 
-#include <bit>
 #include <cstring>
 
+#include "Base/BitCount.hpp"
 #include "Base/Print.hpp"
 
 namespace dovra {
@@ -34,7 +34,7 @@ void NamePool::assign(PodVector<std::uint8_t> bytes, std::span<const FileEntry> 
     }
     for (std::size_t word = 0; word < ends_.size(); ++word) {
         if (word % (bytesPerBlock / 64) == 0) namesBeforeBlock_.push_back(names_);
-        names_ += static_cast<std::uint32_t>(std::popcount(ends_[word]));
+        names_ += countBits(ends_[word]);
     }
 }
 
@@ -43,10 +43,10 @@ EntryId NamePool::nameAt(std::size_t offset) const {
     std::uint32_t count = namesBeforeBlock_[block];
     const std::size_t word = offset / 64;
     for (std::size_t i = block * (bytesPerBlock / 64); i < word; ++i) {
-        count += static_cast<std::uint32_t>(std::popcount(ends_[i]));
+        count += countBits(ends_[i]);
     }
     const std::uint64_t before = (std::uint64_t{1} << (offset % 64)) - 1;
-    count += static_cast<std::uint32_t>(std::popcount(ends_[word] & before));
+    count += countBits(ends_[word] & before);
     return static_cast<EntryId>(count);
 }
 

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Base/BitCount.hpp"
 #include "Base/Concurrency.hpp"
 
 namespace dovra {
@@ -52,7 +53,7 @@ std::vector<EntryId> joined(const std::vector<Ids>& lists) {
     }
     std::size_t count = 0;
     for (const std::uint64_t word : present)
-        count += static_cast<std::size_t>(std::popcount(word));
+        count += countBits(word);
     std::vector<EntryId> members;
     members.reserve(count);
     for (std::size_t i = 0; i < present.size(); ++i) {

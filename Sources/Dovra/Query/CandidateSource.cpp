@@ -1,10 +1,10 @@
 #include "Query/CandidateSource.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <string>
 #include <vector>
 
+#include "Base/BitCount.hpp"
 #include "Base/Overloaded.hpp"
 #include "Query/NameProbe.hpp"
 #include "Query/NameScan.hpp"
@@ -111,7 +111,7 @@ public:
     }
 
 private:
-    static constexpr EntryId entriesAhead = 64;
+    static constexpr EntryId entriesAhead = 128;
 
     const FileIndex& index_;
     const Test test_;
@@ -125,8 +125,8 @@ std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, Test te
 /// The source of a node about an attribute.
 std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, const QueryNode& node) {
     if (const auto* size = std::get_if<SizeFilter>(&node)) {
-        return attributeSource(index, [filter = *size](const FileEntry& entry) {
-            return !entry.isFolder() && filter.matches(entry.size);
+        return attributeSource(index, [range = size->range()](const FileEntry& entry) {
+            return !entry.isFolder() & (entry.size >= range.first) & (entry.size <= range.last);
         });
     }
     const DateNode& date = std::get<DateNode>(node);
@@ -136,6 +136,20 @@ std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, const Q
                                [filter](const FileEntry& entry) { return filter.matches(entry.modTime); });
     return attributeSource(index, [filter](const FileEntry& entry) { return filter.matches(entry.crTime); });
 }
+
+/// The entries that another source, which proves its node, leaves out.
+class ComplementSource : public CandidateSource {
+public:
+    explicit ComplementSource(std::unique_ptr<CandidateSource> excluded) : excluded_(std::move(excluded)) {}
+    /// The candidates have none of the range's entries yet.
+    void scan(EntryRange range, EntrySet& candidates) const override {
+        excluded_->scan(range, candidates);
+        candidates.flip(range);
+    }
+
+private:
+    const std::unique_ptr<CandidateSource> excluded_;
+};
 
 class UnionSource : public CandidateSource {
 public:
@@ -160,7 +174,8 @@ struct Restriction {
         signature,
         subsequence,
         attribute,
-        anyOf
+        anyOf,
+        noneOf
     };
 
     Kind kind = Kind::none;
@@ -193,7 +208,7 @@ Restriction onSignature(NameSignature signature) {
     Restriction restriction;
     restriction.kind = Restriction::Kind::signature;
     restriction.signature = signature;
-    restriction.selectivity = 2 * static_cast<std::size_t>(std::popcount(signature));
+    restriction.selectivity = 1 + 2 * static_cast<std::size_t>(countBits(signature));
     return restriction;
 }
 
@@ -209,7 +224,8 @@ Restriction ofFuzzy(const FuzzyMatcher& fuzzy, NodeIndex node) {
 Restriction anyOf(std::vector<Restriction> alternatives) {
     const bool helps = !alternatives.empty() && alternatives.size() <= maxAlternatives &&
                        std::ranges::none_of(alternatives, [](const Restriction& alternative) {
-                           return alternative.kind == Restriction::Kind::none;
+                           return alternative.kind == Restriction::Kind::none ||
+                                  alternative.kind == Restriction::Kind::noneOf;
                        });
     if (!helps) return {};
     Restriction restriction;
@@ -227,17 +243,30 @@ Restriction onNeedles(const NeedleSet& needles) {
     return restriction;
 }
 
-/// The least selective of all: entries are larger than names.
+/// Less selective than all that is above: entries are larger than names.
 Restriction ofAttribute(const QueryTree& tree, NodeIndex node) {
     Restriction restriction;
     restriction.kind = Restriction::Kind::attribute;
     restriction.attribute = &tree[node];
-    restriction.selectivity = 1;
+    restriction.selectivity = 2;
     restriction.proves = node;
     return restriction;
 }
 
 Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth);
+
+/// The least selective of all. The child must be proven; without that, more than its matches would be left
+/// out. A union cannot take it, because it would flip the candidates of its other alternatives.
+Restriction ofNegation(const QueryTree& tree, const NotNode& negation, NodeIndex node, int depth) {
+    Restriction excluded = restrictionOf(tree, negation.child, depth + 1);
+    if (excluded.proves != negation.child || excluded.kind == Restriction::Kind::noneOf) return {};
+    Restriction restriction;
+    restriction.kind = Restriction::Kind::noneOf;
+    restriction.alternatives.push_back(std::move(excluded));
+    restriction.selectivity = 1;
+    restriction.proves = node;
+    return restriction;
+}
 
 Restriction ofText(const TextMatcher& text, NodeIndex node) {
     if (text.needsNonAscii() && text.target() != MatchTarget::fullPath)
@@ -300,6 +329,7 @@ Restriction restrictionOf(const QueryTree& tree, NodeIndex node, int depth) {
             [&](const FuzzyMatcher& fuzzy) { return ofFuzzy(fuzzy, node); },
             [&](const SizeFilter&) { return ofAttribute(tree, node); },
             [&](const DateNode&) { return ofAttribute(tree, node); },
+            [&](const NotNode& negation) { return ofNegation(tree, negation, node, depth); },
             [&](const AndNode& conjunction) { return ofConjunction(tree, conjunction, depth); },
             [&](const OrNode& disjunction) { return ofDisjunction(tree, disjunction, node, depth); },
             [](const auto&) { return Restriction{}; },
@@ -323,6 +353,8 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
             return std::make_unique<SubsequenceSource>(index, restriction.literal, restriction.fold);
         case Restriction::Kind::attribute:
             return attributeSource(index, *restriction.attribute);
+        case Restriction::Kind::noneOf:
+            return std::make_unique<ComplementSource>(makeSource(index, restriction.alternatives.front()));
         case Restriction::Kind::anyOf: {
             std::vector<std::unique_ptr<CandidateSource>> sources;
             sources.reserve(restriction.alternatives.size());

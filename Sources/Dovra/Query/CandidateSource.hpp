@@ -18,7 +18,7 @@ public:
     CandidateSource& operator=(const CandidateSource&) = delete;
     virtual ~CandidateSource() = default;
 
-    /// Adds the candidates of the range, tombstones included. The range begins at a multiple of 64. Any
+    /// Adds the candidates of the range, maybe with tombstones. The range begins at a multiple of 64. Any
     /// number of threads may call it, on ranges that do not overlap.
     virtual void scan(EntryRange range, EntrySet& candidates) const = 0;
 };

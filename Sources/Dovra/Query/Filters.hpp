@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 
@@ -43,20 +44,31 @@ struct SizeFilter {
     Op op;
     std::uint64_t bytes;
 
-    bool matches(std::uint64_t size) const {
+    /// The first and the last size that match; for no size, the last comes before the first.
+    struct Range {
+        std::uint64_t first;
+        std::uint64_t last;
+    };
+    Range range() const {
+        constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
         switch (op) {
             case Op::gt:
-                return size > bytes;
+                return bytes == largest ? Range{1, 0} : Range{bytes + 1, largest};
             case Op::lt:
-                return size < bytes;
+                return bytes == 0 ? Range{1, 0} : Range{0, bytes - 1};
             case Op::ge:
-                return size >= bytes;
+                return {bytes, largest};
             case Op::le:
-                return size <= bytes;
+                return {0, bytes};
             case Op::eq:
-                return size == bytes;
+                break;
         }
-        return false;
+        return {bytes, bytes};
+    }
+
+    bool matches(std::uint64_t size) const {
+        const Range accepted = range();
+        return size >= accepted.first && size <= accepted.last;
     }
 
     friend bool operator==(const SizeFilter&, const SizeFilter&) = default;

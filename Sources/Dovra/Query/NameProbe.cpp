@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 
+#include "Base/BitCount.hpp"
 #include "Platform/ProcessorFeatures.hpp"
 #include "Query/ByteVector.hpp"
 
@@ -20,103 +21,144 @@ using Probe = ByteNeedle::Probe;
 /// How far ahead memory is asked for: the processor itself does not look beyond the end of a page.
 constexpr std::size_t bytesAhead = 2048;
 
-/// A probe spread over a vector.
-struct VectorProbe {
-    explicit VectorProbe(const Probe& probe) : distance(probe.distance), byte(probe.byte) {}
+/// Probes in vectors of 16 bytes.
+template <std::size_t probeCount>
+class NarrowProbes {
+public:
+    explicit NarrowProbes(std::span<const Probe> probes)
+        : NarrowProbes(probes, std::make_index_sequence<probeCount>()) {}
 
-    ByteVector::Matches matches(const std::uint8_t* bytes) const { return byte.matches(bytes + distance); }
-
-    std::size_t distance;
-    ByteVector byte;
-};
-
-template <std::size_t count>
-ByteVector::Matches allMatch(const std::uint8_t* bytes, const std::array<VectorProbe, count>& probes) {
-    ByteVector::Matches all = probes[0].matches(bytes);
-    for (std::size_t p = 1; p < count; ++p)
-        all = ByteVector::both(all, probes[p].matches(bytes));
-    return all;
-}
-
-/// The mask of 64 positions.
-template <std::size_t count>
-std::uint64_t probeWord(const std::uint8_t* bytes, const std::array<VectorProbe, count>& probes) {
-    const ByteVector::Matches a = allMatch(bytes, probes);
-    const ByteVector::Matches b = allMatch(bytes + 16, probes);
-    const ByteVector::Matches c = allMatch(bytes + 32, probes);
-    const ByteVector::Matches d = allMatch(bytes + 48, probes);
-    // Most words hold no match, which one of the slow instructions finds out instead of four.
-    const auto any = ByteVector::either(ByteVector::either(a, b), ByteVector::either(c, d));
-    if (ByteVector::bits(any) == 0) return 0;
-    return std::uint64_t{ByteVector::bits(b) << 16 | ByteVector::bits(a)} |
-           std::uint64_t{ByteVector::bits(d) << 16 | ByteVector::bits(c)} << 32;
-}
-
-template <std::size_t count>
-void probeWords(const std::uint8_t* bytes, std::size_t wordCount, std::span<const Probe> probes,
-                std::uint64_t* masks) {
-    const auto vectors = [&]<std::size_t... p>(std::index_sequence<p...>) {
-        return std::array<VectorProbe, count>{VectorProbe(probes[p])...};
+    /// The mask of 64 positions.
+    std::uint64_t matches(const std::uint8_t* bytes) const {
+        const ByteVector::Matches a = allMatch(bytes);
+        const ByteVector::Matches b = allMatch(bytes + 16);
+        const ByteVector::Matches c = allMatch(bytes + 32);
+        const ByteVector::Matches d = allMatch(bytes + 48);
+        // Most words hold no match, which one of the slow instructions finds out instead of four.
+        const auto any = ByteVector::either(ByteVector::either(a, b), ByteVector::either(c, d));
+        if (ByteVector::bits(any) == 0) return 0;
+        return std::uint64_t{ByteVector::bits(b) << 16 | ByteVector::bits(a)} |
+               std::uint64_t{ByteVector::bits(d) << 16 | ByteVector::bits(c)} << 32;
     }
-    (std::make_index_sequence<count>());
-    for (std::size_t word = 0; word < wordCount; ++word) {
-        __builtin_prefetch(bytes + word * 64 + bytesAhead);
-        masks[word] = probeWord<count>(bytes + word * 64, vectors);
-    }
-}
 
-void gatherBitsOneByOne(const std::uint64_t* places, std::size_t count, std::uint64_t* words) {
-    for (std::size_t i = 0; i < count; ++i) {
+    /// The bits at the places that are set in `places`, the lowest place first. All other bits are 0.
+    static std::uint64_t gather(std::uint64_t bits, std::uint64_t places) {
         std::uint64_t gathered = 0;
-        for (std::uint64_t left = words[i]; left != 0; left &= left - 1)
-            gathered |= std::uint64_t{1} << std::popcount(places[i] & ((left & -left) - 1));
-        words[i] = gathered;
+        for (std::uint64_t left = bits; left != 0; left &= left - 1)
+            gathered |= std::uint64_t{1} << countBits(places & ((left & -left) - 1));
+        return gathered;
     }
-}
+
+    static unsigned count(std::uint64_t bits) { return countBits(bits); }
+
+private:
+    template <std::size_t... p>
+    NarrowProbes(std::span<const Probe> probes, std::index_sequence<p...> /*places*/)
+        : distances_{probes[p].distance...}, bytes_{ByteVector(probes[p].byte)...} {}
+
+    ByteVector::Matches allMatch(const std::uint8_t* bytes) const {
+        ByteVector::Matches all = bytes_[0].matches(bytes + distances_[0]);
+        for (std::size_t p = 1; p < probeCount; ++p)
+            all = ByteVector::both(all, bytes_[p].matches(bytes + distances_[p]));
+        return all;
+    }
+
+    std::array<std::size_t, probeCount> distances_;
+    std::array<ByteVector, probeCount> bytes_;
+};
 
 #if defined(__x86_64__)
 
 #define DOVRA_WIDE [[gnu::target("avx512bw,bmi2")]]
 
-struct WideProbe {
-    std::size_t distance;
-    __m512i caseBits;
-    __m512i value;
+/// The same in vectors of 64 bytes.
+template <std::size_t probeCount>
+class WideProbes {
+public:
+    DOVRA_WIDE explicit WideProbes(std::span<const Probe> probes) {
+        for (std::size_t p = 0; p < probeCount; ++p)
+            vectors_[p] = {probes[p].distance, _mm512_set1_epi8(static_cast<char>(probes[p].byte.mask)),
+                           _mm512_set1_epi8(static_cast<char>(probes[p].byte.value))};
+    }
+
+    DOVRA_WIDE std::uint64_t matches(const std::uint8_t* bytes) const {
+        std::uint64_t all = ~std::uint64_t{0};
+        for (const Vector& probe : vectors_) {
+            const __m512i loaded = _mm512_loadu_si512(bytes + probe.distance);
+            all = _mm512_mask_cmpeq_epi8_mask(all, _mm512_or_si512(loaded, probe.caseBits), probe.value);
+        }
+        return all;
+    }
+
+    DOVRA_WIDE static std::uint64_t gather(std::uint64_t bits, std::uint64_t places) {
+        return _pext_u64(bits, places);
+    }
+
+    DOVRA_WIDE static unsigned count(std::uint64_t bits) {
+        return static_cast<unsigned>(std::popcount(bits));
+    }
+
+private:
+    struct Vector {
+        std::size_t distance;
+        __m512i caseBits;
+        __m512i value;
+    };
+    std::array<Vector, probeCount> vectors_{};
 };
+
+#else
+
+#define DOVRA_WIDE
+template <std::size_t count>
+using WideProbes = NarrowProbes<count>;
+
+#endif
+
+// The loops are written once, and become part of a function for each width.
+
+template <typename Probes>
+[[gnu::always_inline]] inline void probeWords(const Probes& probes, const std::uint8_t* bytes,
+                                              std::size_t wordCount, std::uint64_t* masks) {
+    for (std::size_t word = 0; word < wordCount; ++word) {
+        __builtin_prefetch(bytes + word * 64 + bytesAhead);
+        masks[word] = probes.matches(bytes + word * 64);
+    }
+}
+
+template <std::size_t count>
+void probeWordsNarrow(const std::uint8_t* bytes, std::size_t wordCount, std::span<const Probe> probes,
+                      std::uint64_t* masks) {
+    probeWords(NarrowProbes<count>(probes), bytes, wordCount, masks);
+}
 
 template <std::size_t count>
 DOVRA_WIDE void probeWordsWide(const std::uint8_t* bytes, std::size_t wordCount,
                                std::span<const Probe> probes, std::uint64_t* masks) {
-    std::array<WideProbe, count> vectors{};
-    for (std::size_t p = 0; p < count; ++p)
-        vectors[p] = {probes[p].distance, _mm512_set1_epi8(static_cast<char>(probes[p].byte.mask)),
-                      _mm512_set1_epi8(static_cast<char>(probes[p].byte.value))};
-    for (std::size_t word = 0; word < wordCount; ++word) {
-        const std::uint8_t* start = bytes + word * 64;
-        __builtin_prefetch(start + bytesAhead);
-        std::uint64_t all = ~std::uint64_t{0};
-        for (const WideProbe& probe : vectors) {
-            const __m512i loaded = _mm512_loadu_si512(start + probe.distance);
-            all = _mm512_mask_cmpeq_epi8_mask(all, _mm512_or_si512(loaded, probe.caseBits), probe.value);
-        }
-        masks[word] = all;
-    }
+    probeWords(WideProbes<count>(probes), bytes, wordCount, masks);
 }
 
-DOVRA_WIDE void gatherBitsWide(const std::uint64_t* places, std::size_t count, std::uint64_t* words) {
-    for (std::size_t i = 0; i < count; ++i)
-        words[i] = _pext_u64(words[i], places[i]);
+template <typename Probes>
+[[gnu::always_inline]] inline void markNamesWith(const Probes& probes, const PoolWords& words, bool isPair,
+                                                 NameMarking& marking) {
+    NameMarking now = marking;  // in registers
+    for (std::size_t word = 0; word < words.count; ++word) {
+        __builtin_prefetch(words.bytes + word * 64 + bytesAhead);
+        const std::uint64_t ends = words.ends[word] & words.within;
+        const std::uint64_t inside = words.within & ~ends;
+        // The second byte of two would belong to the next name.
+        const std::uint64_t hits = probes.matches(words.bytes + word * 64) & (isPair ? inside : words.within);
+        now.append(Probes::gather(now.hitEnds(hits, ends, inside), ends), Probes::count(ends));
+    }
+    marking = now;
+}
+
+DOVRA_WIDE void markNamesWide(std::span<const Probe> probes, const PoolWords& words, bool isPair,
+                              NameMarking& marking) {
+    markNamesWith(WideProbes<2>(probes), words, isPair, marking);
 }
 
 #undef DOVRA_WIDE
-
-#else
-
-template <std::size_t count>
-constexpr auto probeWordsWide = probeWords<count>;
-constexpr auto gatherBitsWide = gatherBitsOneByOne;
-
-#endif
 
 }  // namespace
 
@@ -126,8 +168,8 @@ void probeBytes(const std::uint8_t* bytes, std::size_t wordCount, std::span<cons
         probes.size() == 2 ? probeWordsWide<2>(bytes, wordCount, probes, masks)
                            : probeWordsWide<3>(bytes, wordCount, probes, masks);
     } else {
-        probes.size() == 2 ? probeWords<2>(bytes, wordCount, probes, masks)
-                           : probeWords<3>(bytes, wordCount, probes, masks);
+        probes.size() == 2 ? probeWordsNarrow<2>(bytes, wordCount, probes, masks)
+                           : probeWordsNarrow<3>(bytes, wordCount, probes, masks);
     }
 }
 
@@ -153,9 +195,9 @@ std::uint64_t probeSignatures(std::span<const NameSignature> signatures, NameSig
     return found;
 }
 
-void gatherBits(const std::uint64_t* places, std::size_t count, std::uint64_t* words) {
-    if (hasWideVectors()) return gatherBitsWide(places, count, words);
-    gatherBitsOneByOne(places, count, words);
+void markNames(std::span<const Probe> probes, const PoolWords& words, bool isPair, NameMarking& marking) {
+    if (hasWideVectors()) return markNamesWide(probes, words, isPair, marking);
+    markNamesWith(NarrowProbes<2>(probes), words, isPair, marking);
 }
 
 }  // namespace dovra

@@ -16,9 +16,9 @@
 // hit is the number of end bits before it.
 //
 // Needles of one or two bytes hit too often for that. Their probes are the whole comparison, and one addition
-// finds the names that hold a hit, for 64 bytes at a time. N are the positions that are not the last of a
-// name, and H are the hits among them. H + N carries out of a name's run of ones exactly when the name holds
-// a hit, and the carry lands on the name's last position.
+// finds the names that hold a hit, for 64 bytes at a time (`NameMarking`). N are the positions that are not
+// the last of a name, and H are the hits among them. H + N carries out of a name's run of ones exactly when
+// the name holds a hit, and the carry lands on the name's last position.
 
 namespace dovra {
 
@@ -56,50 +56,51 @@ std::uint64_t below(std::size_t bit) {
     return (std::uint64_t{1} << bit) - 1;
 }
 
+/// Positions in the pool, from `begin` up to but not including `end`.
+struct PoolRange {
+    std::size_t begin;
+    std::size_t end;
+
+    /// The bits of word `word` that stand for positions of the range.
+    std::uint64_t within(std::size_t word) const {
+        std::uint64_t mask = ~std::uint64_t{0};
+        if (word == begin / 64) mask &= ~below(begin % 64);
+        if (word == end / 64) mask &= below(end % 64);
+        return mask;
+    }
+};
+
 /// Hits whose entries are looked up together. That reads other memory than the names, and each look would
 /// break the stream in which the processor reads ahead.
 constexpr std::size_t hitsTogether = 1024;
 
-/// The scan of one range of positions in the pool.
+/// The scan of one range for a needle that its probes do not cover.
 class Scan {
 public:
-    Scan(const NamePool& pool, const ScanNeedle& needle, std::size_t begin, std::size_t end, EntrySet& hits)
-        : pool_(pool), needle_(needle), begin_(begin), end_(end), hits_(hits) {}
+    Scan(const NamePool& pool, const ScanNeedle& needle, PoolRange range, EntrySet& hits)
+        : pool_(pool), needle_(needle), range_(range), hits_(hits) {}
 
     void run() {
-        const std::size_t lastWord = (end_ + 63) / 64;
-        if (needle_.isCoveredByProbes()) nextName_ = pool_.nameAt(begin_);
-        for (std::size_t word = begin_ / 64; word < lastWord; word += wordsPerBlock) {
+        const std::size_t lastWord = (range_.end + 63) / 64;
+        for (std::size_t word = range_.begin / 64; word < lastWord; word += wordsPerBlock) {
             const std::size_t count = std::min(wordsPerBlock, lastWord - word);
             probeBytes(pool_.bytes() + word * 64, count, needle_.probes(), masks_.data());
-            if (needle_.isCoveredByProbes()) {
-                markNames(word, count);
-            } else {
-                verifyAll(word, count);
-            }
+            verifyAll(word, count);
         }
         settle();
-        if (gathered_ != 0) hits_.insertBits(nextName_ - static_cast<EntryId>(gatheredCount_), gathered_);
     }
 
 private:
-    std::uint64_t withinRange(std::size_t word) const {
-        std::uint64_t mask = ~std::uint64_t{0};
-        if (word == begin_ / 64) mask &= ~below(begin_ % 64);
-        if (word == end_ / 64) mask &= below(end_ % 64);
-        return mask;
-    }
-
     void verifyAll(std::size_t firstWord, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             if (masks_[i] == 0) continue;
-            for (std::uint64_t hits = masks_[i] & withinRange(firstWord + i); hits != 0; hits &= hits - 1)
+            for (std::uint64_t hits = masks_[i] & range_.within(firstWord + i); hits != 0; hits &= hits - 1)
                 verify((firstWord + i) * 64 + static_cast<std::size_t>(std::countr_zero(hits)));
         }
     }
 
     void verify(std::size_t position) {
-        if (position + needle_.size() > end_ || !needle_.standsAt(pool_.bytes() + position)) return;
+        if (position + needle_.size() > range_.end || !needle_.standsAt(pool_.bytes() + position)) return;
         pool_.prefetchName(position);
         found_[foundCount_++] = position;
         if (foundCount_ == found_.size()) settle();
@@ -113,59 +114,35 @@ private:
         foundCount_ = 0;
     }
 
-    /// Adds the names that end in these words and hold a hit, in the same word or in an earlier one.
-    void markNames(std::size_t firstWord, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::uint64_t within = withinRange(firstWord + i);
-            ends_[i] = pool_.nameEnds()[firstWord + i] & within;
-            masks_[i] = hitEnds(masks_[i] & within, ends_[i], ~ends_[i] & within);
-        }
-        gatherBits(ends_.data(), count, masks_.data());
-        for (std::size_t i = 0; i < count; ++i)
-            addNames(masks_[i], static_cast<unsigned>(std::popcount(ends_[i])));
-    }
-
-    /// The ends of names that hold a hit. `inside` are the positions that are not the last of a name.
-    std::uint64_t hitEnds(std::uint64_t hits, std::uint64_t ends, std::uint64_t inside) {
-        if (needle_.size() == 2) hits &= ~ends;  // the second byte would belong to the next name
-        std::uint64_t sum = 0;
-        bool carry = __builtin_add_overflow(hits & inside, inside, &sum);
-        carry = __builtin_add_overflow(sum, static_cast<std::uint64_t>(carry_), &sum) || carry;
-        carry_ = carry;
-        return (sum | hits) & ends;
-    }
-
-    /// Adds those of the next `count` names whose bits are set. Whole words go to the hits.
-    void addNames(std::uint64_t names, unsigned count) {
-        gathered_ |= names << gatheredCount_;
-        nextName_ += static_cast<EntryId>(count);
-        gatheredCount_ += count;
-        if (gatheredCount_ < 64) return;
-        gatheredCount_ -= 64;
-        hits_.insertBits(nextName_ - static_cast<EntryId>(gatheredCount_ + 64), gathered_);
-        const unsigned taken = count - gatheredCount_;
-        gathered_ = taken == 64 ? 0 : names >> taken;
-    }
-
     const NamePool& pool_;
     const ScanNeedle& needle_;
-    const std::size_t begin_;
-    const std::size_t end_;
+    const PoolRange range_;
     EntrySet& hits_;
     std::array<std::uint64_t, wordsPerBlock> masks_{};
-    std::array<std::uint64_t, wordsPerBlock> ends_{};
     std::array<std::size_t, hitsTogether> found_{};  ///< where the needle stands, in a name or across two
     std::size_t foundCount_ = 0;
-    EntryId nextName_ = 0;        ///< the name of the next end bit
-    std::uint64_t gathered_ = 0;  ///< bits of the names before it
-    unsigned gatheredCount_ = 0;  ///< below 64
-    bool carry_ = false;          ///< whether the name that reaches into the next word has a hit
 };
 
-struct PoolRange {
-    std::size_t begin;
-    std::size_t end;
-};
+/// The scan of one range, from the name `first` on, for a needle that its probes cover.
+void scanShort(const NamePool& pool, const ScanNeedle& needle, PoolRange range, EntryId first,
+               EntrySet& hits) {
+    NameMarking marking(hits, first);
+    const auto mark = [&](std::size_t word, std::size_t count) {
+        const PoolWords words{.bytes = pool.bytes() + word * 64,
+                              .ends = pool.nameEnds() + word,
+                              .count = count,
+                              .within = range.within(word)};
+        markNames(needle.probes(), words, needle.size() == 2, marking);
+    };
+    const std::size_t firstWord = range.begin / 64;
+    const std::size_t lastWord = (range.end - 1) / 64;
+    mark(firstWord, 1);
+    if (lastWord > firstWord) {
+        mark(firstWord + 1, lastWord - firstWord - 1);
+        mark(lastWord, 1);
+    }
+    marking.finish();
+}
 
 std::size_t endOfName(const FileIndex& index, EntryId id) {
     const FileEntry& entry = index.entriesLocked()[static_cast<std::size_t>(id)];
@@ -198,7 +175,9 @@ ScanNeedle::ScanNeedle(std::string_view literal, bool fold, const NamePool& pool
 void scanNames(const FileIndex& index, const ScanNeedle& needle, EntryRange range, EntrySet& hits) {
     if (range.first >= range.last) return;
     const PoolRange names = poolRangeOf(index, range);
-    Scan(index.namePoolLocked(), needle, names.begin, names.end, hits).run();
+    const NamePool& pool = index.namePoolLocked();
+    if (needle.isCoveredByProbes()) return scanShort(pool, needle, names, range.first, hits);
+    Scan(pool, needle, names, hits).run();
 }
 
 void scanNames(const FileIndex& index, const NeedleSet& needles, EntryRange range, EntrySet& hits) {

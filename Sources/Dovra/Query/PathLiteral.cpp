@@ -23,18 +23,36 @@ bool PathLiteral::canSearch(std::string_view literal) {
 }
 
 PathLiteral::PathLiteral(const FileIndex& index, std::string_view literal, bool fold)
-    : index_(index),
-      fold_(fold),
-      needle_(literal, !fold),
-      parts_(splitAtSlashes(needle_.bytes())),
-      unlisted_(index.entriesLocked().size()) {
-    if (parts_.size() == 1) nameNeedle_.emplace(literal, fold, index.namePoolLocked());
+    : index_(index), fold_(fold), needle_(literal, !fold), parts_(splitAtSlashes(needle_.bytes())) {
     const std::size_t folders = index.directoriesLocked().count();
-    endings_.resize(folders);
     contains_.resize(folders);
-    for (std::size_t i = 0; i < folders; ++i)
-        judgeFolder(static_cast<DirIndex>(i));
+    if (parts_.size() == 1) {
+        nameNeedle_.emplace(literal, fold, index.namePoolLocked());
+        searchFolderNames();
+    } else {
+        endings_.resize(folders);
+        for (std::size_t i = 0; i < folders; ++i)
+            judgeFolder(static_cast<DirIndex>(i));
+    }
     collectRuns();
+}
+
+/// A literal without a slash lies in the folder's own name or in its parent's path. The names of a group are
+/// searched as one text, which nearly always rejects them all.
+void PathLiteral::searchFolderNames() {
+    constexpr DirIndex groupSize = 64;
+    const FolderTable& folders = index_.directoriesLocked();
+    const auto count = static_cast<DirIndex>(folders.count());
+    for (DirIndex first = 0; first < count; first += groupSize) {
+        const DirIndex last = std::min(first + groupSize, count);
+        const bool mayHold = needle_.foundIn(folders.names(first, last));
+        for (DirIndex folder = first; folder < last; ++folder) {
+            const auto parent = folders.parent(folder);
+            contains_[static_cast<std::size_t>(folder)] =
+                (parent && contains_[static_cast<std::size_t>(*parent)] != 0) ||
+                (mayHold && needle_.foundIn(folders.name(folder)));
+        }
+    }
 }
 
 bool PathLiteral::startsWithLastPart(std::string_view name) const {
@@ -48,7 +66,7 @@ bool PathLiteral::endsWithFirstPart(std::string_view text) const {
 
 PathLiteral::Endings PathLiteral::endingsBelow(Endings parent, std::string_view name) const {
     Endings endings = 0;
-    if (parts_.size() > 1 && endsWithFirstPart(name)) endings |= Endings{1} << 1;
+    if (endsWithFirstPart(name)) endings |= Endings{1} << 1;
     for (std::size_t j = 2; j < parts_.size(); ++j) {
         const bool continues = (parent >> (j - 1) & 1) != 0 && equal(name, parts_[j - 1]);
         if (continues) endings |= Endings{1} << j;
@@ -63,9 +81,7 @@ void PathLiteral::judgeFolder(DirIndex folder) {
     const auto above = static_cast<std::size_t>(*parent);
     const std::string_view name = index_.directoriesLocked().name(folder);
     const Endings parentEndings = endings_[above];
-    const bool inName =
-        parts_.size() == 1 ? needle_.foundIn(name) : endsAtSeam(parentEndings) && startsWithLastPart(name);
-    contains_[position] = contains_[above] || inName;
+    contains_[position] = contains_[above] != 0 || (endsAtSeam(*parent) && startsWithLastPart(name));
     endings_[position] = endingsBelow(parentEndings, name);
 }
 
@@ -85,17 +101,17 @@ void PathLiteral::judgeRoot(DirIndex root) {
     }
 }
 
-/// Whether an entry of a folder with these endings matches if its name begins with the last part.
-bool PathLiteral::endsAtSeam(Endings endings) const {
+/// Whether an entry of the folder matches if its name begins with the last part.
+bool PathLiteral::endsAtSeam(DirIndex folder) const {
     const std::size_t seams = parts_.size() - 1;
-    return seams > 0 && (endings >> seams & 1) != 0;
+    return seams > 0 && (endings_[static_cast<std::size_t>(folder)] >> seams & 1) != 0;
 }
 
 void PathLiteral::collectRuns() {
     const EntryLists& lists = index_.entriesByDirLocked();
-    unlisted_.insert(EntryRange{0, static_cast<EntryId>(index_.entriesLocked().size())});
     for (std::size_t i = 0; i < contains_.size(); ++i) {
         const auto folder = static_cast<DirIndex>(i);
+        if (contains_[i] == 0 && !endsAtSeam(folder)) continue;
         if (const auto run = lists.run(folder)) {
             addRun(folder, {run->first, run->first + run->count});
         } else {
@@ -107,10 +123,8 @@ void PathLiteral::collectRuns() {
 }
 
 void PathLiteral::addRun(DirIndex folder, EntryRange entries) {
-    unlisted_.erase(entries);
-    const auto position = static_cast<std::size_t>(folder);
-    const bool takesAll = contains_[position];
-    if (entries.first == entries.last || !(takesAll || endsAtSeam(endings_[position]))) return;
+    if (entries.first == entries.last) return;
+    const bool takesAll = contains_[static_cast<std::size_t>(folder)] != 0;
     const bool continues =
         !runs_.empty() && runs_.back().takesAll == takesAll && runs_.back().entries.last == entries.first;
     if (continues) {
@@ -133,16 +147,6 @@ void PathLiteral::scan(EntryRange range, EntrySet& hits) const {
             scanSeam(within, hits);
         }
     }
-    unlisted_.forEach(range, [&](EntryId id) {
-        if (matchesInFolder(id)) hits.insert(id);
-    });
-}
-
-bool PathLiteral::matchesInFolder(EntryId id) const {
-    const FileEntry& entry = index_.entriesLocked()[static_cast<std::size_t>(id)];
-    const auto folder = static_cast<std::size_t>(entry.dirIndex);
-    return contains_[folder] ||
-           (endsAtSeam(endings_[folder]) && startsWithLastPart(index_.nameLocked(entry)));
 }
 
 void PathLiteral::scanSeam(EntryRange entries, EntrySet& hits) const {

@@ -29,8 +29,8 @@ public:
     /// used.
     PathLiteral(const FileIndex& index, std::string_view literal, bool fold);
 
-    /// Adds every entry of the range whose full path contains the literal, tombstones included. The range
-    /// begins at a multiple of 64. Any number of threads may call it.
+    /// Adds every entry of the range whose full path contains the literal, some tombstones included. The
+    /// range begins at a multiple of 64. Any number of threads may call it.
     void scan(EntryRange range, EntrySet& hits) const;
 
 private:
@@ -43,13 +43,13 @@ private:
         bool takesAll;
     };
 
+    void searchFolderNames();
     void judgeFolder(DirIndex folder);
     void judgeRoot(DirIndex root);
     Endings endingsBelow(Endings parent, std::string_view name) const;
-    bool endsAtSeam(Endings endings) const;
+    bool endsAtSeam(DirIndex folder) const;
     void collectRuns();
     void addRun(DirIndex folder, EntryRange entries);
-    bool matchesInFolder(EntryId id) const;
     void scanSeam(EntryRange entries, EntrySet& hits) const;
 
     bool equal(std::string_view a, std::string_view part) const { return equalFolding(a, part, fold_); }
@@ -61,10 +61,9 @@ private:
     const ByteNeedle needle_;
     const std::vector<std::string_view> parts_;  ///< the needle between its slashes
     std::optional<ScanNeedle> nameNeedle_;       ///< when the literal has no slash
-    std::vector<Endings> endings_;
-    std::vector<bool> contains_;
-    std::vector<FolderRun> runs_;  ///< ascending, without overlaps
-    EntrySet unlisted_;            ///< entries in no folder's list, replaced by a later listing
+    std::vector<Endings> endings_;               ///< of each folder, when the literal has a slash
+    std::vector<std::uint8_t> contains_;         ///< whether each folder's path contains the literal
+    std::vector<FolderRun> runs_;                ///< ascending, without overlaps
 };
 
 }  // namespace dovra

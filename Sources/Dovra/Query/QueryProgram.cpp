@@ -32,9 +32,9 @@ private:
     /// Translates a test at once, and lays an operator aside. `entered_` becomes the first step of the
     /// translation.
     void enter(NodeIndex node, std::int32_t whenTrue, std::int32_t whenFalse) {
-        while (const auto* negation = std::get_if<NotNode>(&tree_[node])) {
+        while (node != assumedTrue_ && std::holds_alternative<NotNode>(tree_[node])) {
             std::swap(whenTrue, whenFalse);
-            node = negation->child;
+            node = std::get<NotNode>(tree_[node]).child;
         }
         if (node == assumedTrue_ || std::holds_alternative<MatchAllNode>(tree_[node])) {
             entered_ = whenTrue;
