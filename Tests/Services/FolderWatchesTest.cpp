@@ -37,6 +37,7 @@ TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
     const auto folder = OpenFolder::open(tree.path());
     tree.write("file");
     FolderListing listing;
+    folder.value().rewind();
     EXPECT_TRUE(folder.value().list(ListingDetail::namesAndTypes, listing));
     EXPECT_EQ(listing.count(), 1U);
 }

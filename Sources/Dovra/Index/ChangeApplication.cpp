@@ -192,6 +192,7 @@ private:
     void look(Traversal& way, std::optional<DirIndex> known, OpenFolder open, const Extent& extent) {
         const FolderStamp stamp = open.stamp();
         const FolderStamp trusted = clock_.trusted(stamp);
+        open.rewind();
         const auto attributes = open.attributes();
         FolderListing listing;
         const bool isOfNames =

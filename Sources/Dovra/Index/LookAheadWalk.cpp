@@ -1,7 +1,6 @@
 #include "Index/LookAheadWalk.hpp"
 
 #include <algorithm>
-#include <chrono>
 #include <list>
 #include <memory>
 #include <ranges>
@@ -44,13 +43,17 @@ constexpr std::size_t maxBytesAhead = std::size_t{16} << 20;
 /// thousand files open, often fewer.
 constexpr std::size_t maxOpenAhead = 32;
 
-/// The longest time that a listing takes which does not wait: several times what was measured.
-constexpr std::chrono::microseconds longestAwake(std::size_t entries) {
-    return std::chrono::microseconds(100 + 4 * entries);
+/// The longest time, in nanoseconds, that a listing takes which does not wait: several times what was
+/// measured.
+constexpr std::int64_t longestAwake(std::size_t entries) {
+    return 100'000 + 4'000 * static_cast<std::int64_t>(entries);
 }
 
-/// The walk takes one more helper for each so many waits, up to this multiple of its usual threads.
+/// The walk takes one more helper for so many waits, up to this multiple of its usual threads. They must come
+/// close together: so many listings that do not wait make up for one that does. Else a busy machine would
+/// pass for a slow disk.
 constexpr std::size_t waitsPerHelper = 8;
+constexpr std::size_t awakePerWait = 8;
 constexpr std::size_t mostThreads = 4;
 
 /// An open folder from which others are opened by relative paths, so that a link in a folder's former place
@@ -136,15 +139,16 @@ class Lister {
 public:
     explicit Lister(const WalkOptions& options) : options_(options) {}
 
-    /// Fills the folder's listing and children, or leaves it as not listed.
-    void list(Folder& folder, Spares& spares) const {
+    /// Fills the folder's listing and children, or leaves it as not listed. `start` is the time.
+    void list(Folder& folder, Spares& spares, const ClockReading& start) const {
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
         if (!open) return;
         const FolderStamp stamp = open->stamp();
         const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
-        const FolderStamp trusted = clock_.trusted(stamp);
+        // Judged by the time before the folder was opened: some file systems list the entries of that moment.
+        const FolderStamp trusted = clock_.trusted(stamp, start);
         const bool isWhole =
             open->list(options_.detail, folder.listing, options_.stop, options_.needsAttributes);
         folder.stamp = isWhole ? trusted : FolderStamp{};
@@ -238,7 +242,8 @@ private:
     /// Adds a helper if listings wait for the disk, unless the walk is meant for one thread.
     void addHelperForWaits() DOVRA_REQUIRES(mutex_) {
         const std::size_t threads = 1 + helpers_.size();
-        if (waits_ < waitsPerHelper || options_.threads == 1 || threads >= mostThreads * options_.threads)
+        if (waits_ < waitsPerHelper * awakePerWait || options_.threads == 1 ||
+            threads >= mostThreads * options_.threads)
             return;
         waits_ = 0;
         addHelper();
@@ -297,15 +302,15 @@ private:
         {
             const MutexUnlock unlocked(mutex_);
             folder.listing = spares.takeListing();
-            const auto start = std::chrono::steady_clock::now();
-            lister_.list(folder, spares);
-            hasWaited = std::chrono::steady_clock::now() - start > longestAwake(folder.listing.count());
+            const ClockReading start;
+            lister_.list(folder, spares, start);
+            hasWaited = steadyClockNow() - start.steady > longestAwake(folder.listing.count());
             for (const std::unique_ptr<Folder>& child : folder.children)
                 child->place = children.insert(children.begin(), child.get());
         }
         frontier_.splice(folder.place, children);
         frontier_.erase(folder.place);
-        waits_ += hasWaited ? 1 : 0;
+        waits_ = hasWaited ? waits_ + awakePerWait : waits_ - std::min<std::size_t>(waits_, 1);
         bytesAhead_ += folder.listing.memoryBytes();
         openAhead_ += folder.isKeptOpen ? 1 : 0;
         folder.state = Folder::State::done;

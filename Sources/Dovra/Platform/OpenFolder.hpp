@@ -126,9 +126,13 @@ public:
     /// Takes over an open descriptor of a folder.
     explicit OpenFolder(Descriptor folder) : folder_(std::move(folder)) {}
 
-    /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
-    /// stop, ends the listing with the entries read so far. Returns whether the listing is complete. A folder
-    /// that was deleted after it was opened is empty.
+    /// Lets `list` read the present entries. Btrfs lists those of the moment when the folder was opened or
+    /// last rewound, so this comes after setting a watch or reading the stamp, and before listing.
+    void rewind() const;
+
+    /// Appends every entry but "." and ".." to `listing`, which is empty. Once for each opening or rewinding.
+    /// An error midway, or a request to stop, ends the listing with the entries read so far. Returns whether
+    /// the listing is complete. A folder that was deleted after it was opened is empty.
     bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {},
               const AttributeChoice& needsAttributes = {}) const;
 

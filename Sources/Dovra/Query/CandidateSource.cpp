@@ -371,7 +371,9 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
 
 CandidatePlan planCandidates(const FileIndex& index, const QueryTree& tree) {
     const Restriction restriction = restrictionOf(tree, tree.root(), 0);
-    return {.source = makeSource(index, restriction), .provenNode = restriction.proves};
+    return {.source = makeSource(index, restriction),
+            .isSelective = restriction.kind != Restriction::Kind::none,
+            .provenNode = restriction.proves};
 }
 
 }  // namespace dovra

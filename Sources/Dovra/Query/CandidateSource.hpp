@@ -25,6 +25,8 @@ public:
 
 struct CandidatePlan {
     std::unique_ptr<CandidateSource> source;
+    /// Whether the source leaves entries out.
+    bool isSelective;
     /// A node of the tree that is true for every candidate, and need not be tested.
     std::optional<NodeIndex> provenNode;
 };

@@ -314,6 +314,7 @@ bool InotifyWatch::listInto(std::vector<std::string>& names, const OpenFolder& f
     if (holdsNoFolders(folder)) return true;
     thread_local FolderListing listing;
     listing.clear();
+    folder.rewind();
     const bool isWhole = folder.list(ListingDetail::namesAndTypes, listing, rules_.stop);
     for (std::size_t i = 0; i < listing.count(); ++i) {
         if (listing[i].isDir) names.emplace_back(listing[i].name);

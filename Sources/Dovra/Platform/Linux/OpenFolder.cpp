@@ -178,11 +178,12 @@ std::variant<RawDirent, OpenFolder::Refusal> OpenFolder::attributes(const std::s
     return entry;
 }
 
+void OpenFolder::rewind() const {
+    ::lseek(folder_.number(), 0, SEEK_SET);
+}
+
 bool OpenFolder::list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop,
                       const AttributeChoice& needsAttributes) const {
-    // Btrfs lists the entries of the moment when the folder was opened or last rewound. The caller may have
-    // set a watch or read the stamp since then.
-    ::lseek(folder_.number(), 0, SEEK_SET);
     thread_local std::vector<char> buffer(listingBufferBytes);
     for (;;) {
         const ssize_t length = ::getdents64(folder_.number(), buffer.data(), buffer.size());
