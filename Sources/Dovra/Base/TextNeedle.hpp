@@ -72,6 +72,9 @@ public:
         return std::visit([&](const auto& needle) { return needle.equals(text); }, search_);
     }
 
+    /// The needle for its bytes, if it is plain ASCII; else null.
+    const ByteNeedle* plainBytes() const { return std::get_if<ByteNeedle>(&search_); }
+
 private:
     std::variant<ByteNeedle, UnicodeNeedle> search_;
 };

@@ -38,6 +38,8 @@ private:
     static constexpr std::int32_t placeStep = 24;
 
     MatchPlace matchPlace(std::string_view name) const;
+    /// The place of a needle that the name does not begin with.
+    static MatchPlace placeBehindStart(const ByteNeedle& needle, std::string_view name);
 
     std::optional<TextNeedle> term_;  ///< absent without a text to find
 };
