@@ -181,9 +181,10 @@ void saveCache(benchmark::State& state) {
 
 /// Loads the file, which the system has in memory, into an index that is ready for searches.
 void loadCache(benchmark::State& state, bool withTrigrams) {
+    const auto entries = static_cast<std::size_t>(state.range(0));
     const CacheFolder folder;
     const IndexCache cache(cacheFileName(syntheticRoot));
-    saveTo(cache, syntheticIndex(million), state);
+    saveTo(cache, syntheticIndex(entries), state);
     for (auto _ : state) {
         FileIndex index;
         if (withTrigrams) index.attachTrigramIndex(std::make_shared<TrigramIndex>());
@@ -192,7 +193,7 @@ void loadCache(benchmark::State& state, bool withTrigrams) {
         index.reset();
         state.ResumeTiming();
     }
-    reportEntries(state, million);
+    reportEntries(state, entries);
 }
 
 BENCHMARK(memory)->Name("memory/1M")->Iterations(1);
@@ -203,11 +204,15 @@ BENCHMARK(findChild)->Name("folders/find_child/1M")->UseRealTime();
 BENCHMARK(buildPath)->Name("folders/build_path/1M")->UseRealTime();
 BENCHMARK(saveCache)->Name("cache/save/1M")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(loadCache, plain, false)
-    ->Name("cache/load/1M")
+    ->Name("cache/load")
+    ->Arg(million)
+    ->Arg(10 * million)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(loadCache, with_trigrams, true)
-    ->Name("cache/load_with_trigrams/1M")
+    ->Name("cache/load_with_trigrams")
+    ->Arg(million)
+    ->Arg(10 * million)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
