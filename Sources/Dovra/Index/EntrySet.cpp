@@ -21,12 +21,6 @@ void EntrySet::insert(EntryRange range) {
     }
 }
 
-void EntrySet::erase(EntryRange range) {
-    for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
-        words_[w] &= ~within(range, w);
-    }
-}
-
 void EntrySet::flip(EntryRange range) {
     for (std::size_t w = wordOf(range.first); w * 64 < static_cast<std::size_t>(range.last); ++w) {
         words_[w] ^= within(range, w);

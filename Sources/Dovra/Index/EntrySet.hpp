@@ -49,8 +49,6 @@ public:
         insert(id);
     }
 
-    void erase(EntryRange range);
-
     /// Erases those of the range that are in the set, and adds the others.
     void flip(EntryRange range);
 

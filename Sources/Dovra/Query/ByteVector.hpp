@@ -18,6 +18,7 @@ public:
 #if defined(__SSE2__)
     using Matches = __m128i;
 
+    ByteVector() : ByteVector(BytePattern{}) {}
     explicit ByteVector(BytePattern pattern)
         : mask_(_mm_set1_epi8(static_cast<char>(pattern.mask))),
           value_(_mm_set1_epi8(static_cast<char>(pattern.value))) {}
@@ -45,6 +46,7 @@ private:
 #else
     using Matches = std::uint32_t;
 
+    ByteVector() = default;
     explicit ByteVector(BytePattern pattern) : pattern_(pattern) {}
 
     Matches matches(const std::uint8_t* bytes) const {

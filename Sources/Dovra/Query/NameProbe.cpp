@@ -25,8 +25,10 @@ constexpr std::size_t bytesAhead = 2048;
 template <std::size_t probeCount>
 class NarrowProbes {
 public:
-    explicit NarrowProbes(std::span<const Probe> probes)
-        : NarrowProbes(probes, std::make_index_sequence<probeCount>()) {}
+    explicit NarrowProbes(std::span<const Probe> probes) {
+        for (std::size_t p = 0; p < probeCount; ++p)
+            vectors_[p] = {probes[p].distance, ByteVector(probes[p].byte)};
+    }
 
     /// The mask of 64 positions.
     std::uint64_t matches(const std::uint8_t* bytes) const {
@@ -52,19 +54,18 @@ public:
     static unsigned count(std::uint64_t bits) { return countBits(bits); }
 
 private:
-    template <std::size_t... p>
-    NarrowProbes(std::span<const Probe> probes, std::index_sequence<p...> /*places*/)
-        : distances_{probes[p].distance...}, bytes_{ByteVector(probes[p].byte)...} {}
-
     ByteVector::Matches allMatch(const std::uint8_t* bytes) const {
-        ByteVector::Matches all = bytes_[0].matches(bytes + distances_[0]);
+        ByteVector::Matches all = vectors_[0].byte.matches(bytes + vectors_[0].distance);
         for (std::size_t p = 1; p < probeCount; ++p)
-            all = ByteVector::both(all, bytes_[p].matches(bytes + distances_[p]));
+            all = ByteVector::both(all, vectors_[p].byte.matches(bytes + vectors_[p].distance));
         return all;
     }
 
-    std::array<std::size_t, probeCount> distances_;
-    std::array<ByteVector, probeCount> bytes_;
+    struct Vector {
+        std::size_t distance = 0;
+        ByteVector byte;
+    };
+    std::array<Vector, probeCount> vectors_{};
 };
 
 #if defined(__x86_64__)
