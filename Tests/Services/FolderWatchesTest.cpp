@@ -32,7 +32,7 @@ TEST(FolderWatches, AreSetWhenAFolderThatWasForbiddenFromTheStartIsNot) {
     EXPECT_THAT(followed.source->coverage(), testing::Not(HasSubstr("not watched")));
 }
 
-TEST(FolderWatches, MissNothingThatCameBetweenOpeningAFolderAndListingIt) {
+TEST(FolderWatches, FindInARewoundFolderWhatCameSinceItWasOpened) {
     const test::TemporaryTree tree;
     const auto folder = OpenFolder::open(tree.path());
     tree.write("file");

@@ -72,7 +72,7 @@ public:
         return std::visit([&](const auto& needle) { return needle.equals(text); }, search_);
     }
 
-    /// The needle for its bytes, if it is plain ASCII; else null.
+    /// The needle of bytes that it searches by; null unless it is plain ASCII.
     const ByteNeedle* plainBytes() const { return std::get_if<ByteNeedle>(&search_); }
 
 private:

@@ -57,7 +57,7 @@ public:
         return {names_.data() + start, end - start};
     }
 
-    /// The names of the folders from `first` up to but not including `last`, back to back.
+    /// The names of the folders from `first` up to but not including `last`, at least one, back to back.
     std::string_view names(DirIndex first, DirIndex last) const {
         const std::string_view lastName = name(last - 1);
         const char* start = name(first).data();

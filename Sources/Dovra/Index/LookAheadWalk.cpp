@@ -53,7 +53,7 @@ constexpr std::int64_t longestAwake(std::size_t entries) {
 /// close together: so many listings that do not wait make up for one that does. Else a busy machine would
 /// pass for a slow disk.
 constexpr std::size_t waitsPerHelper = 8;
-constexpr std::size_t awakePerWait = 8;
+constexpr std::size_t awakePerWait = 32;
 constexpr std::size_t mostThreads = 4;
 
 /// An open folder from which others are opened by relative paths, so that a link in a folder's former place
@@ -139,7 +139,7 @@ class Lister {
 public:
     explicit Lister(const WalkOptions& options) : options_(options) {}
 
-    /// Fills the folder's listing and children, or leaves it as not listed. `start` is the time.
+    /// Fills the folder's listing and children, or leaves it as not listed. `start` is read before.
     void list(Folder& folder, Spares& spares, const ClockReading& start) const {
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
@@ -147,7 +147,6 @@ public:
         const FolderStamp stamp = open->stamp();
         const DeviceId device = stamp.device;
         if (folder.base && device != folder.parentDevice && open->isOnKernelFileSystem()) return;
-        // Judged by the time before the folder was opened: some file systems list the entries of that moment.
         const FolderStamp trusted = clock_.trusted(stamp, start);
         const bool isWhole =
             open->list(options_.detail, folder.listing, options_.stop, options_.needsAttributes);
@@ -326,7 +325,8 @@ private:
     ConditionVariable changed_;
     std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
     Spares sharedSpares_ DOVRA_GUARDED_BY(mutex_);
-    std::size_t waits_ DOVRA_GUARDED_BY(mutex_) = 0;  ///< for the disk, since the last new helper
+    std::size_t waits_ DOVRA_GUARDED_BY(mutex_) =
+        0;  ///< `awakePerWait` for each, less one for each other listing
     std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 

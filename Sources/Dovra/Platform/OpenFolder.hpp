@@ -126,13 +126,13 @@ public:
     /// Takes over an open descriptor of a folder.
     explicit OpenFolder(Descriptor folder) : folder_(std::move(folder)) {}
 
-    /// Lets `list` read the present entries. Btrfs lists those of the moment when the folder was opened or
-    /// last rewound, so this comes after setting a watch or reading the stamp, and before listing.
+    /// Lets `list` read the present entries, from the first one. Btrfs lists those of the moment when the
+    /// folder was opened or last rewound. So whoever has set a watch since then rewinds before listing.
     void rewind() const;
 
-    /// Appends every entry but "." and ".." to `listing`, which is empty. Once for each opening or rewinding.
-    /// An error midway, or a request to stop, ends the listing with the entries read so far. Returns whether
-    /// the listing is complete. A folder that was deleted after it was opened is empty.
+    /// Appends every entry but "." and ".." to `listing`, which is empty. An error midway, or a request to
+    /// stop, ends the listing with the entries read so far. Returns whether the listing is complete. A folder
+    /// that was deleted after it was opened is empty. A second listing without rewinding finds no entries.
     bool list(ListingDetail detail, FolderListing& listing, const std::stop_token& stop = {},
               const AttributeChoice& needsAttributes = {}) const;
 

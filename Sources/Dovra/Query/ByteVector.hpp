@@ -18,6 +18,7 @@ public:
 #if defined(__SSE2__)
     using Matches = __m128i;
 
+    /// Compares with the byte 0.
     ByteVector() : ByteVector(BytePattern{}) {}
     explicit ByteVector(BytePattern pattern)
         : mask_(_mm_set1_epi8(static_cast<char>(pattern.mask))),

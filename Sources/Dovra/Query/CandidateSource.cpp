@@ -137,11 +137,11 @@ std::unique_ptr<CandidateSource> attributeSource(const FileIndex& index, const Q
     return attributeSource(index, [filter](const FileEntry& entry) { return filter.matches(entry.crTime); });
 }
 
-/// The entries that another source, which proves its node, leaves out.
+/// The entries that another source, which proves its node, leaves out. The candidates that `scan` is given
+/// have none of the range's entries yet.
 class ComplementSource : public CandidateSource {
 public:
     explicit ComplementSource(std::unique_ptr<CandidateSource> excluded) : excluded_(std::move(excluded)) {}
-    /// The candidates have none of the range's entries yet.
     void scan(EntryRange range, EntrySet& candidates) const override {
         excluded_->scan(range, candidates);
         candidates.flip(range);
@@ -371,9 +371,7 @@ std::unique_ptr<CandidateSource> makeSource(const FileIndex& index, const Restri
 
 CandidatePlan planCandidates(const FileIndex& index, const QueryTree& tree) {
     const Restriction restriction = restrictionOf(tree, tree.root(), 0);
-    return {.source = makeSource(index, restriction),
-            .isSelective = restriction.kind != Restriction::Kind::none,
-            .provenNode = restriction.proves};
+    return {.source = makeSource(index, restriction), .provenNode = restriction.proves};
 }
 
 }  // namespace dovra

@@ -18,15 +18,13 @@ public:
     CandidateSource& operator=(const CandidateSource&) = delete;
     virtual ~CandidateSource() = default;
 
-    /// Adds the candidates of the range, maybe with tombstones. The range begins at a multiple of 64. Any
-    /// number of threads may call it, on ranges that do not overlap.
+    /// Adds the candidates of the range; tombstones may be among them. The range begins at a multiple of 64.
+    /// Any number of threads may call it, on ranges that do not overlap.
     virtual void scan(EntryRange range, EntrySet& candidates) const = 0;
 };
 
 struct CandidatePlan {
     std::unique_ptr<CandidateSource> source;
-    /// Whether the source leaves entries out.
-    bool isSelective;
     /// A node of the tree that is true for every candidate, and need not be tested.
     std::optional<NodeIndex> provenNode;
 };

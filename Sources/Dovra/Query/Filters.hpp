@@ -44,11 +44,11 @@ struct SizeFilter {
     Op op;
     std::uint64_t bytes;
 
-    /// The first and the last size that match; for no size, the last comes before the first.
     struct Range {
         std::uint64_t first;
         std::uint64_t last;
     };
+    /// The first and the last size that match. If none does, the last comes before the first.
     Range range() const {
         constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
         switch (op) {

@@ -37,12 +37,13 @@ Relevance::Relevance(const std::optional<PlainTerm>& term) {
 
 Relevance::MatchPlace Relevance::matchPlace(std::string_view name) const {
     if (!term_) return MatchPlace::none;
+    const ByteNeedle* bytes = term_->plainBytes();
+    if (bytes == nullptr && !term_->foundIn(name)) return MatchPlace::none;
     if (term_->isPrefixOf(name)) {
         if (term_->equals(name)) return MatchPlace::wholeName;
         return term_->equals(stemOf(name)) ? MatchPlace::stem : MatchPlace::start;
     }
-    if (const ByteNeedle* bytes = term_->plainBytes()) return placeBehindStart(*bytes, name);
-    if (!term_->foundIn(name)) return MatchPlace::none;
+    if (bytes != nullptr) return placeBehindStart(*bytes, name);
     for (std::size_t at = 1; at < name.size(); ++at) {
         if (startsWord(name, at) && term_->isPrefixOf(name.substr(at))) return MatchPlace::wordStart;
     }

@@ -70,8 +70,8 @@ private:
     bool carry_ = false;  ///< whether the name that reaches into the next word has a hit
 };
 
-/// Marks the names that end in these words and hold a needle that two probes cover. `isPair`: it has two
-/// bytes, and else one.
+/// Marks the names that end in these words and hold a needle that its two probes cover. `isPair`: it has two
+/// bytes, and else one. Words that follow one another are marked by calls with the same `marking`.
 void markNames(std::span<const ByteNeedle::Probe> probes, const PoolWords& words, bool isPair,
                NameMarking& marking);
 

@@ -23,9 +23,9 @@ namespace dovra {
 
 namespace {
 
-/// A smaller index is searched on the calling thread, because waking others would take longer: one that is
-/// read in order, and one whose every entry is tested.
-constexpr std::size_t parallelEntriesInOrder = 400000;
+/// A smaller index is searched on the calling thread, because waking others would take longer: where a scan
+/// in order decides, and where entries are tested one by one.
+constexpr std::size_t parallelEntriesScanned = 400000;
 constexpr std::size_t parallelEntriesTested = 50000;
 
 /// Entries that one thread takes at a time: enough for a scan at full speed, and few enough to share the
@@ -86,11 +86,11 @@ EntrySet scanLocked(const FileIndex& index, const CompiledQuery& query) {
     const RegexLimits limits(index, query.tree);
     const Scan scan{index, *plan.source, program, limits, query.stop};
     EntrySet matches(index.entriesLocked().size());
-    const bool isSlow = query.tree.weight(query.tree.root()) > 0;
     const bool isLarge = index.entriesLocked().size() >=
-                         (plan.isSelective && !isSlow ? parallelEntriesInOrder : parallelEntriesTested);
+                         (program.acceptsAll() ? parallelEntriesScanned : parallelEntriesTested);
     const auto mode = index.scanModeOverrideLocked().value_or(isLarge ? FileIndex::ScanMode::parallel
                                                                       : FileIndex::ScanMode::serial);
+    const bool isSlow = query.tree.weight(query.tree.root()) > 0;
     if (mode == FileIndex::ScanMode::serial) {
         serialScanLocked(scan, matches);
     } else {
