@@ -25,13 +25,12 @@ public:
     /// The scan begins.
     explicit StampClock(const ClockReading& start = {}) : start_(start) {}
 
-    /// Takes the stamp of a folder that is about to be listed. `now` is a time before the folder was opened or
-    /// last rewound, because some file systems list the entries of that moment. Returns it, or
-    /// an unknown one if it proves nothing. A stamp is proof only if each change after the listing gives
-    /// another one. A time younger than the coarsest step of a file system's clock may come again, and so may
-    /// one in the future. Once the wall clock was set, times say nothing about the order of changes. It was
-    /// set if it went on by a second more or less than the steady clock; routine corrections go in smaller
-    /// steps.
+    /// Takes the stamp of a folder that is about to be listed. `now` is a time before the folder was opened
+    /// or last rewound, because some file systems list the entries of that moment. Returns it, or an unknown
+    /// one if it proves nothing. A stamp is proof only if each change after the listing gives another one. A
+    /// time younger than the coarsest step of a file system's clock may come again, and so may one in the
+    /// future. Once the wall clock was set, times say nothing about the order of changes. It was set if it
+    /// went on by a second more or less than the steady clock; routine corrections go in smaller steps.
     FolderStamp trusted(const FolderStamp& stamp, const ClockReading& now = {}) const;
 
 private:
