@@ -26,24 +26,8 @@ constexpr const char* idleName = "dovra.idle";
 /// cannot take back a priority that it gave up.
 class Pool {
 public:
-    /// The process owns the pools, and waits for running work at its end.
-    static Pool& of(QualityOfService quality) {
-        if (quality == QualityOfService::utility) {
-            static Pool utility(2, lowerCurrentThreadPriority);
-            return utility;
-        }
-        if (quality == QualityOfService::background) {
-            static Pool background(1, makeCurrentThreadIdle);
-            return background;
-        }
-        // Work may wait long for files, so a machine with few processors gets more threads than processors.
-        static Pool usual(std::max<std::size_t>(activeProcessorCount(), 4), [] {});
-        return usual;
-    }
-
-    ~Pool() { context_.stop(); }
-    Pool(const Pool&) = delete;
-    Pool& operator=(const Pool&) = delete;
+    Pool(std::size_t threadCount, void (*prepareThread)())
+        : threadCount_(threadCount), prepareThread_(prepareThread) {}
 
     asio::io_context& context() { return context_; }
 
@@ -54,10 +38,13 @@ public:
         });
     }
 
-private:
-    Pool(std::size_t threadCount, void (*prepareThread)())
-        : threadCount_(threadCount), prepareThread_(prepareThread) {}
+    /// Waits for running work, and drops what has not begun.
+    void end() {
+        context_.stop();
+        threads_.clear();
+    }
 
+private:
     void run() {
         prepareThread_();
         setCurrentThreadName(idleName);
@@ -69,7 +56,34 @@ private:
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> keepsRunning_ = make_work_guard(context_);
     std::once_flag started_;
-    std::vector<std::jthread> threads_;  ///< last: they end before the members that they use
+    std::vector<std::jthread> threads_;
+};
+
+/// All pools. The process owns them, and ends the threads of all before it destroys any: the last work of one
+/// pool may hold queues of the others.
+class Pools {
+public:
+    static Pool& of(QualityOfService quality) {
+        static Pools all;
+        if (quality == QualityOfService::utility) return all.utility_;
+        return quality == QualityOfService::background ? all.background_ : all.usual_;
+    }
+
+    ~Pools() {
+        usual_.end();
+        utility_.end();
+        background_.end();
+    }
+    Pools(const Pools&) = delete;
+    Pools& operator=(const Pools&) = delete;
+
+private:
+    Pools() = default;
+
+    // Work may wait long for files, so a machine with few processors gets more threads than processors.
+    Pool usual_{std::max<std::size_t>(activeProcessorCount(), 4), [] {}};
+    Pool utility_{2, lowerCurrentThreadPriority};
+    Pool background_{1, makeCurrentThreadIdle};
 };
 
 }  // namespace
@@ -87,7 +101,7 @@ struct DispatchQueue::State {
 };
 
 DispatchQueue::DispatchQueue(std::string label, QualityOfService quality)
-    : state_(new State{.label = std::move(label), .pool = Pool::of(quality)}) {}
+    : state_(new State{.label = std::move(label), .pool = Pools::of(quality)}) {}
 
 DispatchQueue::~DispatchQueue() = default;
 
