@@ -139,7 +139,8 @@ class Lister {
 public:
     explicit Lister(const WalkOptions& options) : options_(options) {}
 
-    /// Fills the folder's listing and children, or leaves it as not listed. `start` is read before.
+    /// Fills the folder's listing and children, or leaves it as not listed. `start` is the time before the
+    /// call, by which the folder's stamp is judged.
     void list(Folder& folder, Spares& spares, const ClockReading& start) const {
         if (!isOnAllowedDevice(folder)) return;
         auto open = folder.base ? folder.base->folder.openBelow(folder.path) : OpenFolder::open(folder.path);
@@ -325,8 +326,8 @@ private:
     ConditionVariable changed_;
     std::list<Folder*> frontier_ DOVRA_GUARDED_BY(mutex_);
     Spares sharedSpares_ DOVRA_GUARDED_BY(mutex_);
-    std::size_t waits_ DOVRA_GUARDED_BY(mutex_) =
-        0;  ///< `awakePerWait` for each, less one for each other listing
+    /// For the disk: `awakePerWait` for each, less one for each other listing.
+    std::size_t waits_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t bytesAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
     std::size_t openAhead_ DOVRA_GUARDED_BY(mutex_) = 0;
 
